@@ -1,0 +1,18 @@
+# Warnings and sanitizers, the same for every target of the tree: link to tagwire::compiler privately.
+add_library(tagwire_compiler INTERFACE)
+add_library(tagwire::compiler ALIAS tagwire_compiler)
+target_compile_options(tagwire_compiler INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wcast-align -Wpointer-arith -Wvla -Wformat=2 -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>)
+
+if(TAGWIRE_SANITIZE STREQUAL "address")
+  set(sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(TAGWIRE_SANITIZE STREQUAL "thread")
+  set(sanitize -fsanitize=thread -fno-omit-frame-pointer)
+elseif(TAGWIRE_SANITIZE)
+  message(FATAL_ERROR "TAGWIRE_SANITIZE is '${TAGWIRE_SANITIZE}': use address, thread or nothing")
+endif()
+if(sanitize)
+  add_compile_options(${sanitize})
+  add_link_options(${sanitize})
+endif()

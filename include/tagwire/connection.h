@@ -1,0 +1,108 @@
+/* Opening and closing readers, and registering the callback.
+ *
+ * Handles: an open connection is named by its handle, FrmHandle, 1 to 255. The lowest free one is given out.
+ *
+ * Threads: all calls on different handles may run at the same time. On one handle, one command at a time is
+ * the caller's duty; StopRead, StopImmediately, the close functions and InitRFIDCallBack may come from any
+ * thread at any time, also from inside a callback. When a close function has returned 0, no callback of that
+ * connection starts any more; one that was running already is not waited for.
+ *
+ * Descriptors: an open connection holds two (its link and an event descriptor); child processes inherit
+ * neither.
+ *
+ * Files: when a file named writelog.txt lies in the current directory at the moment of opening, every chunk
+ * of bytes written and read on that connection is logged there, in one file a minute (YYMMDDhhmm.log).
+ */
+#ifndef TAGWIRE_CONNECTION_H
+#define TAGWIRE_CONNECTION_H
+
+#include "tagwire/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Opens a reader on a serial device and asks it for its information once.
+ *
+ * port       path of the device, for example "/dev/ttyUSB0". It must not be open already, in this process or
+ * in another one that uses tagwire. address    1 byte. In: the bus address to ask, 0xFF for whichever reader
+ * is there. Out, on success: the address that the reader answered with. baud       speed of the line, 8N1: 0
+ * = 9600, 1 = 19200, 2 = 38400, 5 = 57600, 6 = 115200, 7 = 921600; any other value is 57600. FrmHandle  out:
+ * the handle, or -1 on failure.
+ *
+ * 0     open
+ * 48    no reader answered within 200 ms, all 255 handles are in use, or memory ran out
+ * 57    the device cannot be opened or is in use
+ * 249   the device refuses the line settings
+ * 51    kept for a reader left busy by its handshake; does not occur
+ * else  the status that the reader answered the handshake with, or 49 or 238 for a damaged answer
+ */
+TAGWIRE_API int OpenComPort(char* port, unsigned char* address, unsigned char baud, int* FrmHandle);
+
+/* Tries the serial devices /dev/tty0, /dev/ttyS0, /dev/ttyUSB0, /dev/tty1, ... /dev/ttyUSB9 in that order and
+ * keeps the first one on which a reader answers.
+ *
+ * port  out, at least 32 bytes: the path that worked, NUL-terminated; untouched when none did.
+ * The other parameters are those of OpenComPort. Each device that exists takes its 200 ms.
+ *
+ * 0     open
+ * 48    no reader on any of the 30 devices; *FrmHandle is -1
+ */
+TAGWIRE_API int AutoOpenComPort(char* port, unsigned char* address, unsigned char baud, int* FrmHandle);
+
+/* Connects to a reader over TCP and asks it for its information once.
+ *
+ * An IP address has at most one connection: an older one to the same address, whatever its port, is closed
+ * first.
+ *
+ * Port       TCP port of the reader.
+ * IPaddr     its IPv4 address as dotted text, NUL-terminated; 63 characters count.
+ * ComAdr     1 byte, as address of OpenComPort.
+ * FrmHandle  in: the handle that the caller held before, or -1; when an older connection to this address was
+ *            closed and the reader behind this handle is in an inventory, the call ends with 51. Out: the
+ *            handle, or -1 on failure; untouched by a result of 51.
+ *
+ * 0     open
+ * 48    the address is not valid, nobody answered within 1 s, the reader did not answer the handshake
+ * (whatever the handshake returned), all 255 handles are in use, or memory ran out 51    another OpenNetPort
+ * is running, or see FrmHandle; also when this thread is inside an inventory callback of the older connection
+ */
+TAGWIRE_API int OpenNetPort(int Port, char* IPaddr, unsigned char* ComAdr, int* FrmHandle);
+
+/* Closes a serial connection. Takes about 600 ms.
+ *
+ * 0     closed; the handle is free
+ * 48    no reader has this handle, it is not open, or it is a TCP connection
+ * 51    a command that the reader answers at length (an inventory) is in progress; the connection stays open,
+ * its stop flag stays set, and every inventory on it ends with 48 55    FrmHandle is outside 1..255
+ */
+TAGWIRE_API int CloseSpecComPort(int FrmHandle);
+
+/* Closes every serial connection, lowest handle first. TCP connections stay open. Always 0. */
+TAGWIRE_API int CloseComPort(void);
+
+/* Closes a TCP connection. Takes about 200 ms.
+ *
+ * 0     closed; the handle is free
+ * 48    the handle is not open, or it is a serial connection
+ * 51    Inventory_G2, Inventory_Temperature_Ast010 or Find_epc_by_list is in progress, or the caller is
+ * inside a callback of a locked inventory; the connection stays open, its stop flag stays set, and every
+ * inventory on it ends with 48 55    FrmHandle is outside 1..255, or no reader has it
+ */
+TAGWIRE_API int CloseNetPort(int FrmHandle);
+
+/* Registers the function that receives the tag reports of a connection.
+ *
+ * pRFIDback  the callback; a null pointer changes nothing. It stays registered until the connection is
+ * closed. isBackUID  true: inventories deliver tags to the callback only, and return no list. false: they do
+ * both.
+ *
+ * Does nothing when FrmHandle names no reader. Takes no lock, and may be called while reading runs.
+ */
+TAGWIRE_API void InitRFIDCallBack(pRFIDCallBack pRFIDback, bool isBackUID, int FrmHandle);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

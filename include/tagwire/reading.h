@@ -1,0 +1,75 @@
+/* Continuous reading: the reader inventories on its own and pushes a report for every tag it reads.
+ *
+ * StartRead asks the reader to begin and starts one thread that hands each report to the registered callback,
+ * until StopRead or a close. Meanwhile every other command on that handle is refused with 51.
+ */
+#ifndef TAGWIRE_READING_H
+#define TAGWIRE_READING_H
+
+#include "tagwire/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Starts continuous reading (command 0x50). Waits at most 2 s for the reader's answer.
+ *
+ * address  1 byte, in only: bus address
+ * target   passed to the reader as it is
+ *
+ * 0     reading runs
+ * 48    no answer in time, or no thread could be started (the reader is then told to stop)
+ * 49    the answer's CRC is wrong
+ * 51    reading runs already
+ * 55    no such handle, or its link is gone
+ * 238   the answer belongs to another command
+ * else  the reader's status: it did not start
+ */
+TAGWIRE_API int StartRead(unsigned char* address, unsigned char target, int FrmHandle);
+
+/* Stops continuous reading (command 0x51). Never waits for a callback, and may be called from one.
+ *
+ * Reports that had reached the host before the stop are still delivered, also after the call has returned.
+ * The connection counts as idle afterwards, whatever the result.
+ *
+ * address  1 byte, in only: bus address
+ *
+ * 0     stopped
+ * 48    the reader did not answer within 200 ms (1 s on TCP), or another command was using the connection
+ * 49    the answer's CRC is wrong
+ * 55    no such handle, or its link is gone
+ * 238   the answer belongs to another command
+ * else  the reader's status
+ */
+TAGWIRE_API int StopRead(unsigned char* address, int FrmHandle);
+
+/* Sends the reader an abort (command 0x93) and waits for no answer. May be called while another thread is
+ * inside an inventory of the same handle, which the reader then ends.
+ *
+ * address  1 byte, in only: bus address
+ *
+ * 0     sent
+ * 48    it could not be sent
+ * 51    continuous reading runs: use StopRead
+ * 55    no such handle, or its link is of no known type
+ */
+TAGWIRE_API int StopImmediately(unsigned char* address, int FrmHandle);
+
+/* Takes the raw bytes that a reader in an auto-running work mode pushed, after a pause of 20 ms. Waits at
+ * most 1 s on TCP, not at all on a serial line.
+ *
+ * ScanModeData     out: the bytes as they came, unframed and unchecked: at most 256 from a serial line, 2048
+ * from TCP ValidDatalength  out: how many
+ *
+ * 0     there are some
+ * 51    continuous reading runs
+ * 55    no such handle
+ * 251   nothing was there; outputs untouched
+ */
+TAGWIRE_API int ReadActiveModeData(unsigned char* ScanModeData, int* ValidDatalength, int FrmHandle);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,558 @@
+// The receivers of answers that span several frames or stand in a stream of others.
+//
+// They look alike and are not: what ends an answer, what is skipped, what is waited for and how long differs
+// by receiver, and stands in each one's own lines.
+#include <cstring>
+
+#include "inventory/assembly.h"
+#include "inventory/report.h"
+#include "link/channel.h"
+#include "link/clock.h"
+#include "link/frame.h"
+#include "tagwire/result.h"
+
+namespace tagwire {
+namespace {
+
+constexpr int silence_limit_ms = 5000;
+constexpr u8 error_echo = 0xEE;
+
+bool known_link(const Reader* reader) { return reader->m_type == serial_link || reader->m_type == tcp_link; }
+
+bool has_callback(const Reader* reader) { return reader->MypCallBack != nullptr; }
+
+bool carries_tags(u8 status) { return status >= 0x01 && status <= 0x03; }
+
+bool ends_inventory(u8 status)
+{
+    switch (status) {
+    case 0x01:
+    case 0x02:
+    case 0xF8:
+    case 0xF9:
+    case 0xFB:
+    case 0xFD:
+    case 0xFE:
+    case 0xFF: return true;
+    default: return false;
+    }
+}
+
+Assembly assembly_of(Reader* reader) { return {reader->btArBuff, buffer_size}; }
+
+// The accepted frames of an answer, back to back. When they do not fit and a callback takes the tags, the
+// list keeps what came first, and the frame that ends the answer always has room.
+class Gathered {
+  public:
+    explicit Gathered(Reader* reader) : reader_(reader) {}
+
+    void add(const u8* frame, int length, bool last)
+    {
+        const int reserve = has_callback(reader_) && !last ? static_cast<int>(frame::longest) : 0;
+        if ((overflowed_ && !last) || length > buffer_size - reserve - count_) {
+            overflowed_ = true;
+            return;
+        }
+        std::memcpy(reader_->btRecvArr + count_, frame, static_cast<std::size_t>(length));
+        count_ += length;
+    }
+
+    // Nobody takes the tags and there is no room for them: the answer is lost.
+    bool lost() const { return (overflowed_ || count_ >= buffer_size - 1) && !has_callback(reader_); }
+
+    bool cut() const { return overflowed_ && !has_callback(reader_); }
+
+    void copy_out(u8* to, int* length) const
+    {
+        std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(count_));
+        *length = count_;
+    }
+
+  private:
+    Reader* reader_;
+    int count_ = 0;
+    bool overflowed_ = false;
+};
+
+using HeaderTest = bool (*)(const Reader* reader, const Assembly& bytes, int command);
+
+struct Header {
+    int needs;  // bytes that must be there before the test
+    HeaderTest good;
+};
+
+constexpr Header addressed{4, [](const Reader* reader, const Assembly& bytes, int command) {
+                               return bytes[0] > 3 && bytes[2] == command && bytes[1] == reader->ReaderAddr;
+                           }};
+constexpr Header list_search{5, [](const Reader* /*reader*/, const Assembly& bytes, int command) {
+                                 return bytes[0] > 3 && bytes[2] == command && bytes[4] == 1;
+                             }};
+
+// The next frame with a good CRC, left at the front of `bytes`; false until more bytes are there. A candidate
+// with command byte 0 is let through to the CRC even with a bad header.
+bool find_frame(Reader* reader, Assembly& bytes, const Header& header, int command, FrameCopy& frame)
+{
+    while (bytes.size() >= 1) {
+        const int length = bytes[0] + 1;
+        const bool bad_header = bytes.size() >= header.needs && !header.good(reader, bytes, command);
+        if (bad_header && bytes[2] != 0) {
+            bytes.drop(1);
+            continue;
+        }
+        if (bytes.size() < length) return false;
+        if (frame.take(reader, bytes.front(), length)) return true;
+        bytes.drop(1);
+    }
+    return false;
+}
+
+enum class Tags { to_callback, to_list_only };
+
+// The frames of one inventory answer.
+class InventoryAnswer {
+  public:
+    InventoryAnswer(Reader* reader, const Header& header, int command, Tags tags)
+        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader), header_(header), command_(command),
+          tags_(tags)
+    {}
+
+    // True when the answer has ended; result() then tells how.
+    bool feed(const u8* chunk, int count)
+    {
+        return bytes_.feed(chunk, count, [this] { return scan(); });
+    }
+
+    int result() const { return result_; }
+    bool complete() const { return complete_; }  // ended by an end status
+    bool lost() const { return gathered_.lost(); }
+    void copy_out(u8* to, int* length) const { gathered_.copy_out(to, length); }
+
+  private:
+    bool scan()
+    {
+        FrameCopy frame;
+        while (find_frame(reader_, bytes_, header_, command_, frame)) {
+            const int length = frame.bytes[frame::len] + 1;
+            if (accept(frame, length)) return true;
+            bytes_.drop(length);
+        }
+        return false;
+    }
+
+    bool accept(FrameCopy& frame, int length)
+    {
+        const u8 status = frame.bytes[frame::status];
+        reader_->time1 = getCurrentTimeMsec();
+        gathered_.add(frame.bytes, length, ends_inventory(status));
+        if (tags_ == Tags::to_callback && carries_tags(status) && has_callback(reader_))
+            reader_->operations.parserRidTag(reader_, frame.bytes, command_);
+        if (ends_inventory(status)) {
+            complete_ = !gathered_.cut();
+            result_ = complete_ ? int{status} : int{TAGWIRE_NO_ANSWER};
+            return true;
+        }
+        result_ = TAGWIRE_WRONG_COMMAND;
+        return frame.bytes[frame::command] == error_echo;
+    }
+
+    Reader* reader_;
+    Assembly bytes_;
+    Gathered gathered_;
+    const Header& header_;
+    int command_;
+    Tags tags_;
+    int result_ = 0;
+    bool complete_ = false;
+};
+
+// An answer that lasts until its end status, 5 s of silence, or the stop flag.
+int receive_inventory(Reader* sthis, InventoryAnswer& answer)
+{
+    sthis->time1 = getCurrentTimeMsec();
+    do {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0 && answer.feed(sthis->recvBuff, n)) return answer.result();
+        pause_for_input(sthis, 1);
+        if (answer.lost()) return TAGWIRE_NO_ANSWER;
+        sthis->time2 = getCurrentTimeMsec();
+        if (sthis->time2 - sthis->time1 > silence_limit_ms) return TAGWIRE_NO_ANSWER;
+    } while (!sthis->isStopCmd);
+    return TAGWIRE_NO_ANSWER;
+}
+
+int receive_gen2(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    InventoryAnswer answer(sthis, addressed, cmd, Tags::to_callback);
+    const int result = receive_inventory(sthis, answer);
+    if (answer.complete() && !sthis->InventoryBackUID) answer.copy_out(Recv, pLengthOfRecved);
+    return result;
+}
+
+// The answer of a fast antenna switch: each frame has a lead byte in front and no header test.
+class SwitchAnswer {
+  public:
+    static constexpr u8 lead = 0xA0;
+
+    SwitchAnswer(Reader* reader, int command)
+        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader), command_(command)
+    {}
+
+    bool feed(const u8* chunk, int count)
+    {
+        return bytes_.feed(chunk, count, [this] { return scan(); });
+    }
+
+    int result() const { return result_; }
+    bool complete() const { return complete_; }
+    bool lost() const { return gathered_.lost(); }
+    void copy_out(u8* to, int* length) const { gathered_.copy_out(to, length); }
+
+  private:
+    bool scan()
+    {
+        FrameCopy frame;
+        while (bytes_.size() >= 1) {
+            if (reader_->isStopCmd) {
+                result_ = TAGWIRE_OK;
+                return true;
+            }
+            if (bytes_[0] != lead) {
+                bytes_.drop(1);
+                continue;
+            }
+            if (bytes_.size() < 2) return false;
+            const int length = bytes_[1] + 1;
+            if (bytes_.size() <= length) return false;
+            if (!frame.take(reader_, bytes_.front() + 1, length)) {
+                bytes_.drop(1);
+                continue;
+            }
+            if (accept(frame, length)) return true;
+            bytes_.drop(length + 1);
+        }
+        return false;
+    }
+
+    // An antenna that failed its check (0xF8) does not end the answer, and its frame may carry tags.
+    bool accept(FrameCopy& frame, int length)
+    {
+        const u8 status = frame.bytes[frame::status];
+        const bool last = ends_inventory(status) && status != 0xF8;
+        reader_->time3 = getCurrentTimeMsec();
+        gathered_.add(frame.bytes, length, last);
+        if ((carries_tags(status) || status == 0xF8) && has_callback(reader_))
+            reader_->operations.parserRidTag(reader_, frame.bytes, command_);
+        if (last) {
+            reader_->time1 = getCurrentTimeMsec();
+            complete_ = !gathered_.cut();
+            result_ = complete_ ? int{status} : int{TAGWIRE_NO_ANSWER};
+            return true;
+        }
+        result_ = TAGWIRE_WRONG_COMMAND;
+        return frame.bytes[frame::command] == error_echo;
+    }
+
+    Reader* reader_;
+    Assembly bytes_;
+    Gathered gathered_;
+    int command_;
+    int result_ = 0;
+    bool complete_ = false;
+};
+
+int receive_switch(Reader* sthis, SwitchAnswer& answer)
+{
+    const int first_byte_limit = (sthis->isInventoryCmd ? 100 * sthis->inventoryScanTime : 1000) + 4000;
+    bool data_came = false;
+    sthis->time1 = getCurrentTimeMsec();
+    sthis->time3 = sthis->time1;
+    for (;;) {
+        if (sthis->isStopCmd) return TAGWIRE_OK;
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0) data_came = true;
+        if (n > 0 && answer.feed(sthis->recvBuff, n)) return answer.result();
+        pause_for_input(sthis, 5);
+        if (answer.lost()) return TAGWIRE_NO_ANSWER;
+        sthis->time2 = getCurrentTimeMsec();
+        if (sthis->time2 - sthis->time1 > first_byte_limit && !data_came) return TAGWIRE_NO_ANSWER;
+        if (sthis->time2 - sthis->time3 > silence_limit_ms && sthis->time3 != 0) return TAGWIRE_NO_ANSWER;
+    }
+}
+
+// The one frame that AutoGetDataFromPort waits for.
+class ExpectedAnswer {
+  public:
+    ExpectedAnswer(Reader* reader, int command)
+        : reader_(reader), bytes_(assembly_of(reader)), len_(len_of(command)), command_(command)
+    {}
+
+    bool feed(const u8* chunk, int count)
+    {
+        return bytes_.feed(chunk, count, [this] { return scan(); });
+    }
+
+    int copy_out(u8* to) const
+    {
+        std::memcpy(to, frame_.bytes, static_cast<std::size_t>(len_) + 1);
+        return len_ + 1;
+    }
+
+  private:
+    static int len_of(int command)
+    {
+        switch (command) {
+        case 0x2F:
+        case 0x35:
+        case 0x51:
+        case 0x76: return 5;
+        case 0x21: return 17;
+        default: return -1;
+        }
+    }
+
+    bool scan()
+    {
+        while (bytes_.size() > 4) {
+            const int len = bytes_[0];
+            // With a bad CRC this position is not left: it is looked at again when more bytes have come,
+            // until the time limit ends it.
+            if (len == len_ && bytes_[2] == command_)
+                return bytes_.size() > len && frame_.take(reader_, bytes_.front(), len + 1);
+            bytes_.drop(is_other_frame(len) ? len + 1 : 1);
+        }
+        return false;
+    }
+
+    bool is_other_frame(int len)
+    {
+        return len > 3 && bytes_.size() > len && frame_.take(reader_, bytes_.front(), len + 1);
+    }
+
+    Reader* reader_;
+    Assembly bytes_;
+    FrameCopy frame_;
+    int len_;
+    int command_;
+};
+
+bool link_usable(const Reader* reader)
+{
+    switch (reader->m_type) {
+    case serial_link: return reader->hCommPort != -1;
+    case tcp_link: return reader->sServer != -1;
+    default: return false;
+    }
+}
+
+// Appends the chunk in btRecvArr to `to` at recvLength, `spare` bytes short of the buffer's end. False when
+// it does not fit.
+bool append_received(Reader* reader, u8* to, int count, int spare)
+{
+    if (count > buffer_size - spare - reader->recvLength) return false;
+    std::memcpy(to + reader->recvLength, reader->btRecvArr, static_cast<std::size_t>(count));
+    reader->recvLength += count;
+    return true;
+}
+
+u8 byte_at(const u8* buffer, int at) { return at < buffer_size ? buffer[at] : u8{0}; }
+
+// Walks the frames of a buffer read as they arrive. True at the frame that ends it, whose status is left in
+// `status`: 0xFE or 0x01, ending exactly where the data ends.
+bool find_buffer_end(const Reader* reader, int& scan, u8& status)
+{
+    const u8* bytes = reader->recvBuff;
+    while (scan < reader->recvLength && scan + bytes[scan] + 1 <= reader->recvLength) {
+        const int next = scan + bytes[scan] + 1;
+        status = byte_at(bytes, scan + static_cast<int>(frame::status));
+        if (next == reader->recvLength && (status == 0xFE || status == 0x01)) return true;
+        scan = next;
+    }
+    return false;
+}
+
+// Takes whole frames off the front of the bytes from `front` on. After each, the bytes now in front are
+// tested for status 0 and command 0x43; where the next frame has not arrived they are still those of the
+// frame just taken.
+bool find_buffer_information(const u8* bytes, int& front, int& left)
+{
+    while (left > bytes[front]) {
+        const int taken = front;
+        const int length = bytes[front] + 1;
+        front += length;
+        left -= length;
+        const auto now = [&](int i) { return byte_at(bytes, (i < left ? front : taken) + i); };
+        if (now(static_cast<int>(frame::status)) == 0 && now(static_cast<int>(frame::command)) == 0x43)
+            return true;
+        if (left <= 0) return false;
+    }
+    return false;
+}
+
+}  // namespace
+}  // namespace tagwire
+
+using namespace tagwire;
+
+int I_GetInventoryDataFromPort1(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    return receive_gen2(sthis, Recv, pLengthOfRecved, cmd);
+}
+
+// Behaves as the first one; a command picks one or the other by bit 7 of its QValue.
+int I_GetInventoryDataFromPort2(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    return receive_gen2(sthis, Recv, pLengthOfRecved, cmd);
+}
+
+int I_GetInventoryDataFromPort3(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    SwitchAnswer answer(sthis, cmd);
+    const int result = receive_switch(sthis, answer);
+    if (answer.complete() && !sthis->InventoryBackUID) answer.copy_out(Recv, pLengthOfRecved);
+    return result;
+}
+
+// Ends by its answer or by silence only: read errors and the stop flag do not count. A close ends it.
+int I_GetInventoryDataFromPort_TP(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    InventoryAnswer answer(sthis, addressed, cmd, Tags::to_callback);
+    sthis->time1 = getCurrentTimeMsec();
+    sthis->time3 = 0;
+    for (;;) {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
+        if (n > 0 && answer.feed(sthis->recvBuff, n)) break;
+        pause_for_input(sthis, 5);
+        if (answer.lost()) return TAGWIRE_NO_ANSWER;
+        sthis->time2 = getCurrentTimeMsec();
+        if (sthis->time2 - sthis->time1 > silence_limit_ms) return TAGWIRE_NO_ANSWER;
+        if (sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
+    }
+    if (answer.complete() && !sthis->InventoryBackUID) answer.copy_out(Recv, pLengthOfRecved);
+    return answer.result();
+}
+
+// Its tags never reach the callback, and always the list.
+int I_GetInventory_FindEPC_DataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    InventoryAnswer answer(sthis, list_search, cmd, Tags::to_list_only);
+    const int result = receive_inventory(sthis, answer);
+    if (answer.complete()) answer.copy_out(Recv, pLengthOfRecved);
+    return result;
+}
+
+int I_AutoGetDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int command)
+{
+    constexpr int limit_ms = 200;
+    *pLengthOfRecved = 0;
+    if (!link_usable(sthis)) return TAGWIRE_BAD_HANDLE;
+    ExpectedAnswer answer(sthis, command);
+    sthis->time1 = getCurrentTimeMsec();
+    for (;;) {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->btRecvArr);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0 && answer.feed(sthis->btRecvArr, n)) {
+            *pLengthOfRecved = answer.copy_out(Recv);
+            return TAGWIRE_OK;
+        }
+        pause_for_input(sthis, 1);
+        sthis->time2 = getCurrentTimeMsec();
+        if (sthis->time2 - sthis->time1 > limit_ms) return TAGWIRE_NO_ANSWER;
+        if (sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
+    }
+}
+
+// Any link type but serial becomes TCP.
+int I_GetBufferDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
+{
+    constexpr int first_byte_limit_ms = 1000;
+    constexpr int limit_ms = 10'000;
+    *pLengthOfRecved = 0;
+    if (sthis->m_type != serial_link) sthis->m_type = tcp_link;
+    sthis->time1 = getCurrentTimeMsec();
+    int scan = 0;
+    for (;;) {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->btRecvArr);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0) {
+            if (!append_received(sthis, sthis->recvBuff, n, 0)) return TAGWIRE_NO_ANSWER;
+            u8 status = 0;
+            if (find_buffer_end(sthis, scan, status)) {
+                if (status == 0xFE) {
+                    *pLengthOfRecved = 0;
+                    return status;
+                }
+                std::memmove(Recv, sthis->recvBuff, static_cast<std::size_t>(sthis->recvLength));
+                *pLengthOfRecved = sthis->recvLength;
+                return TAGWIRE_OK;
+            }
+        }
+        sthis->time2 = getCurrentTimeMsec();
+        const std::int64_t elapsed = sthis->time2 - sthis->time1;
+        if (elapsed > first_byte_limit_ms && sthis->recvLength == 0) return TAGWIRE_NO_ANSWER;
+        if (elapsed > limit_ms || sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
+    }
+}
+
+// The count of bytes stands in recvLength only.
+int I_GetDataFromPort_buff(Reader* sthis, u8* Recv, int* pLengthOfRecved)
+{
+    constexpr int limit_ms = 60'000;
+    constexpr int room_for_check = static_cast<int>(frame::crc_size);
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    sthis->time1 = getCurrentTimeMsec();
+    for (;;) {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->btRecvArr);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0) {
+            if (!append_received(sthis, Recv, n, room_for_check)) return TAGWIRE_NO_ANSWER;
+            if (Recv[0] + 1 == sthis->recvLength && Recv[0] > 3) return TAGWIRE_OK;
+        }
+        sthis->time2 = getCurrentTimeMsec();
+        if (sthis->time2 - sthis->time1 > limit_ms || sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
+    }
+}
+
+int I_GetDataFromPort1(Reader* sthis, u8* Recv, int* pLengthOfRecved)
+{
+    constexpr int first_byte_limit_ms = 2000;
+    constexpr int limit_ms = 6000;
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    sthis->time1 = getCurrentTimeMsec();
+    int front = sthis->recvLength;
+    int left = 0;
+    for (;;) {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->btRecvArr);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0) {
+            if (!append_received(sthis, Recv, n, 0)) return TAGWIRE_NO_ANSWER;
+            left += n;
+            if (find_buffer_information(Recv, front, left)) {
+                *pLengthOfRecved = sthis->recvLength;
+                return TAGWIRE_OK;
+            }
+        }
+        pause_for_input(sthis, 1);
+        sthis->time2 = getCurrentTimeMsec();
+        const std::int64_t elapsed = sthis->time2 - sthis->time1;
+        if (elapsed > first_byte_limit_ms && sthis->recvLength == 0) return TAGWIRE_NO_ANSWER;
+        if (elapsed > limit_ms || sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
+    }
+}

@@ -1,0 +1,246 @@
+// The serial channel.
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <new>
+
+#include "link/channel.h"
+#include "link/exchange.h"
+#include "link/serial.h"
+#include "link/system.h"
+#include "tagwire/result.h"
+
+namespace tagwire {
+
+// A record lock does not refuse the process that holds it, and closing a second descriptor of a device would
+// drop the lock of the first. So the devices that are open here are kept in a list, and none is opened twice.
+struct HeldPort {
+    std::uint64_t device;
+    std::uint64_t node;  // 0 for a device; a plain file is told by its inode
+    HeldPort* next;
+};
+
+namespace {
+
+constexpr std::size_t serial_chunk = 256;
+
+pthread_mutex_t held_ports_mutex = PTHREAD_MUTEX_INITIALIZER;
+HeldPort* held_ports = nullptr;
+
+class PortsLock {
+  public:
+    PortsLock() { pthread_mutex_lock(&held_ports_mutex); }
+    ~PortsLock() { pthread_mutex_unlock(&held_ports_mutex); }
+    PortsLock(const PortsLock&) = delete;
+    PortsLock& operator=(const PortsLock&) = delete;
+};
+
+bool is_held(const HeldPort& port)
+{
+    for (const HeldPort* other = held_ports; other != nullptr; other = other->next)
+        if (other->device == port.device && other->node == port.node) return true;
+    return false;
+}
+
+// Notes the device behind `path` as open in this process. Null when it is not there, or noted already.
+HeldPort* hold_port(const char* path)
+{
+    struct stat about {};
+    if (path == nullptr || sys::calls.stat(path, &about) != 0) return nullptr;
+    HeldPort* port = new (std::nothrow) HeldPort;
+    if (port == nullptr) return nullptr;
+    const bool is_device = S_ISCHR(about.st_mode);
+    port->device = is_device ? about.st_rdev : about.st_dev;
+    port->node = is_device ? 0 : about.st_ino;
+    const PortsLock lock;
+    if (is_held(*port)) {
+        delete port;
+        return nullptr;
+    }
+    port->next = held_ports;
+    held_ports = port;
+    return port;
+}
+
+// After its descriptor was closed.
+void let_go(HeldPort* port)
+{
+    if (port == nullptr) return;
+    const PortsLock lock;
+    HeldPort** link = &held_ports;
+    while (*link != port) link = &(*link)->next;
+    *link = port->next;
+    delete port;
+}
+
+// Standard input, not the reader's port. A background job that flushes its terminal would be stopped by
+// SIGTTOU; blocked, the flush goes through.
+void flush_standard_input()
+{
+    sigset_t background_write;
+    sigset_t before;
+    sigemptyset(&background_write);
+    sigaddset(&background_write, SIGTTOU);
+    pthread_sigmask(SIG_BLOCK, &background_write, &before);
+    sys::calls.tcflush(STDIN_FILENO, TCIOFLUSH);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+int open_device(const char* path)
+{
+    int fd = -1;
+    do {
+        fd = sys::calls.open(path, O_RDWR | O_EXCL | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+int apply_settings(int fd, const termios& settings)
+{
+    int result = -1;
+    do {
+        result = sys::calls.tcsetattr(fd, &settings);
+    } while (result != 0 && errno == EINTR);
+    return result;
+}
+
+ssize_t write_once(int fd, const u8* frame, unsigned count)
+{
+    ssize_t written = -1;
+    do {
+        written = sys::calls.write(fd, frame, count);
+    } while (written < 0 && errno == EINTR);
+    return written;
+}
+
+int set_region_lock(int fd, short type)
+{
+    struct flock whole_file {};
+    whole_file.l_type = type;
+    whole_file.l_whence = SEEK_SET;
+    return sys::calls.lock(fd, &whole_file) < 0 ? -1 : 0;
+}
+
+int prepare_device(Reader* reader, int fd, u8 baud)
+{
+    if (reader->operations.trylock_fd(reader, fd) != 0) return TAGWIRE_NO_DEVICE;
+    set_raw_8n1(reader->portDCB, baud);
+    return apply_line(fd, reader->portDCB) == 0 ? TAGWIRE_OK : TAGWIRE_LINE_SETTINGS;
+}
+
+int write_frame(Reader* reader, int fd, u8* frame, unsigned count)
+{
+    const ssize_t written = write_once(fd, frame, count);
+    if (written < 0 || static_cast<unsigned>(written) < count) return TAGWIRE_NO_ANSWER;
+    reader->operations.log(reader, 'W', frame, static_cast<int>(count));
+    return TAGWIRE_OK;
+}
+
+}  // namespace
+
+speed_t line_speed(u8 baud)
+{
+    switch (baud) {
+    case 0: return B9600;
+    case 1: return B19200;
+    case 2: return B38400;
+    case 6: return B115200;
+    case 7: return B921600;
+    default: return B57600;
+    }
+}
+
+void set_raw_8n1(termios& line, u8 baud)
+{
+    line.c_cflag |= CLOCAL | CREAD;
+    line.c_cflag &= ~static_cast<tcflag_t>(CSIZE);
+    cfsetispeed(&line, line_speed(baud));
+    cfsetospeed(&line, line_speed(baud));
+    line.c_cflag |= CS8;
+    line.c_cflag &= ~static_cast<tcflag_t>(PARENB);
+    line.c_iflag &= ~static_cast<tcflag_t>(INPCK);
+    line.c_cflag &= ~static_cast<tcflag_t>(CSTOPB);
+    line.c_cc[VTIME] = 0;
+    line.c_cc[VMIN] = 0;
+}
+
+int apply_line(int fd, const termios& line)
+{
+    flush_standard_input();
+    return apply_settings(fd, line);
+}
+
+bool close_port(Reader* reader)
+{
+    if (!shut_link(reader)) return false;
+    const bool closed = sys::calls.close(reader->hCommPort) == 0;
+    let_go(reader->keeping.port);
+    reader->keeping.port = nullptr;
+    return closed;
+}
+
+int read_serial(Reader* reader, u8* to)
+{
+    if (reader->hCommPort < 0) return -1;
+    u8 chunk[serial_chunk];
+    ssize_t count = -1;
+    {
+        const LinkUse link(reader);
+        if (!link.usable()) return 0;
+        do {
+            count = sys::calls.read(link.fd(), chunk, sizeof chunk);
+        } while (count < 0 && errno == EINTR);
+    }
+    if (count <= 0) return 0;
+    reader->operations.log(reader, 'R', chunk, static_cast<int>(count));
+    std::memcpy(to, chunk, static_cast<std::size_t>(count));
+    return static_cast<int>(count);
+}
+
+int send_serial(Reader* reader, u8* frame, unsigned count)
+{
+    const LinkUse link(reader);
+    if (reader->hCommPort < 0) return TAGWIRE_NO_ANSWER;
+    clear_received(reader);
+    if (!link.usable()) return TAGWIRE_NO_ANSWER;
+    sys::calls.tcflush(link.fd(), TCOFLUSH);
+    sys::calls.tcflush(link.fd(), TCIFLUSH);
+    return write_frame(reader, link.fd(), frame, count);
+}
+
+int send_stop_serial(Reader* reader, u8* frame, unsigned count)
+{
+    const LinkUse link(reader);
+    if (!link.usable()) return TAGWIRE_NO_ANSWER;
+    return write_frame(reader, link.fd(), frame, count);
+}
+
+}  // namespace tagwire
+
+using namespace tagwire;
+
+int I_trylock_fd(Reader* /*sthis*/, int fd) { return set_region_lock(fd, F_WRLCK); }
+
+int I_unlock_fd(Reader* /*sthis*/, int fd) { return set_region_lock(fd, F_UNLCK); }
+
+int I_Open_Com(Reader* sthis, char* Port, u8 fbaud)
+{
+    std::memset(&sthis->portDCB, 0, sizeof sthis->portDCB);
+    HeldPort* port = hold_port(Port);
+    if (port == nullptr) return TAGWIRE_NO_DEVICE;
+    const int fd = open_device(Port);
+    if (fd < 0) {
+        let_go(port);
+        return TAGWIRE_NO_DEVICE;
+    }
+    const int result = prepare_device(sthis, fd, fbaud);
+    if (result != TAGWIRE_OK) {
+        sys::calls.close(fd);
+        let_go(port);
+        return result;
+    }
+    sthis->keeping.port = port;
+    sthis->hCommPort = fd;
+    open_link(sthis);
+    return TAGWIRE_OK;
+}

@@ -1,0 +1,19 @@
+// Line settings of a serial reader.
+#pragma once
+
+#include <termios.h>
+
+#include "reader/operations.h"
+
+namespace tagwire {
+
+// The speed of a baud index: 0 9600, 1 19200, 2 38400, 5 57600, 6 115200, 7 921600, any other 57600.
+speed_t line_speed(u8 baud);
+
+// 8 data bits, no parity, 1 stop bit, reads that return at once; flags not named stay as they are.
+void set_raw_8n1(termios& line, u8 baud);
+
+// Flushes standard input (not the port), then applies the settings at once. Nonzero on failure.
+int apply_line(int fd, const termios& line);
+
+}  // namespace tagwire

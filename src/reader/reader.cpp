@@ -1,0 +1,121 @@
+#include "reader/reader.h"
+
+#include <cstdlib>
+#include <sys/eventfd.h>
+#include <type_traits>
+#include <unistd.h>
+
+static_assert(std::is_trivially_default_constructible_v<Reader> && std::is_trivially_destructible_v<Reader>,
+              "a Reader begins as zeroed memory and ends with free()");
+
+namespace tagwire {
+namespace {
+
+void fill_operations(Operations& operations)
+{
+#define TAGWIRE_OPERATION(exported, result, name, ...) operations.name = I_##name;
+#include "reader/operations.def"
+#undef TAGWIRE_OPERATION
+}
+
+bool init_keeping(Keeping& keeping)
+{
+    keeping.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (keeping.wake_fd < 0) return false;
+    keeping.users = 1;
+    keeping.link.init();
+    keeping.delivery.init();
+    pthread_mutex_init(&keeping.stream_mutex, nullptr);
+    return true;
+}
+
+void free_reader(Reader* reader)
+{
+    Keeping& keeping = reader->keeping;
+    close(keeping.wake_fd);
+    pthread_mutex_destroy(&keeping.stream_mutex);
+    keeping.delivery.destroy();
+    keeping.link.destroy();
+    pthread_mutex_destroy(&reader->g_cs);
+    pthread_mutex_destroy(&reader->g_writecs);
+    std::free(reader);
+}
+
+}  // namespace
+
+void retain(Reader* reader) { __atomic_add_fetch(&reader->keeping.users, 1, __ATOMIC_RELAXED); }
+
+void release(Reader* reader)
+{
+    if (__atomic_sub_fetch(&reader->keeping.users, 1, __ATOMIC_ACQ_REL) == 0) free_reader(reader);
+}
+
+void wake(Reader* reader)
+{
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then it is signalled already.
+    if (write(reader->keeping.wake_fd, &one, sizeof one) < 0) return;
+}
+
+void calm(Reader* reader)
+{
+    std::uint64_t count = 0;
+    // Fails only when nothing is signalled.
+    if (read(reader->keeping.wake_fd, &count, sizeof count) < 0) return;
+}
+
+void request_stop(Reader* reader)
+{
+    reader->isStopCmd = true;
+    wake(reader);
+}
+
+}  // namespace tagwire
+
+Reader* Create_Reader()
+{
+    auto* reader = static_cast<Reader*>(std::calloc(1, sizeof(Reader)));
+    if (reader == nullptr) return nullptr;
+    if (!tagwire::init_keeping(reader->keeping)) {
+        std::free(reader);
+        return nullptr;
+    }
+    reader->isStopStocktaking = true;
+    reader->sServer = -1;
+    reader->hCommPort = -1;
+    pthread_mutex_init(&reader->g_cs, nullptr);
+    pthread_mutex_init(&reader->g_writecs, nullptr);
+    tagwire::fill_operations(reader->operations);
+    return reader;
+}
+
+void Destroy_Reader(Reader** sthis)
+{
+    Reader* reader = *sthis;
+    reader->LogFileFlag = false;
+    reader->isStopStocktaking = true;
+    reader->isStopCmd = true;
+    reader->isInventoryCmd = false;
+    reader->MypCallBack = nullptr;
+    reader->InventoryBackUID = false;
+    reader->operations.CloseCom(reader);
+    reader->ATstate = 0;
+    reader->DeviceIsOpen = false;
+    reader->LogFileFlag = false;
+    reader->m_type = 0;
+    reader->usbFlag = false;
+    // Closes nothing: the link type and the open flag were cleared above. A socket that the close path left
+    // open stays open.
+    if (reader->sServer != -1) reader->operations.CloseTCP(reader);
+    reader->sServer = -1;
+
+    // recvLength, the scan time and the time stamps belong to a command that may still be in progress; they
+    // go with the memory.
+    tagwire::Keeping& keeping = reader->keeping;
+    keeping.retired = true;
+    keeping.delivery.shut();
+    keeping.delivery.await_empty();
+    tagwire::wake(reader);
+    *sthis = nullptr;
+    tagwire::release(reader);
+}

@@ -1,0 +1,116 @@
+// The Reader: one connection to one reader device.
+//
+// Threads: a Reader is shared by the caller's threads and the worker of continuous reading. What more than
+// one of them touches is a Relaxed value or stands behind a lock or gate; the buffers belong to the exchange
+// that is running (see link/exchange.h).
+//
+// Lifetime: counted. Create_Reader gives the first reference to the handle table, Destroy_Reader takes it
+// back; every call in progress and every worker holds one of its own. The memory is freed by whoever leaves
+// last.
+#pragma once
+
+#include <cstdint>
+#include <termios.h>
+
+#include "reader/gate.h"
+#include "reader/operations.h"
+#include "reader/relaxed.h"
+
+namespace tagwire {
+
+inline constexpr int buffer_size = 65536;
+
+struct Stream;  // one run of continuous reading, owned by its worker
+
+struct HeldPort;  // a serial device that this process has open
+
+// What the library keeps about a Reader besides its documented fields.
+struct Keeping {
+    unsigned users;                // references; the last one to go frees the Reader
+    int wake_fd;                   // event descriptor: signalled, it ends every wait on the link
+    Gate link;                     // around system calls on the link's descriptor
+    Gate delivery;                 // around the decision to call the callback
+    bool closing;                  // claimed atomically by the one close that carries the Reader away
+    Relaxed<bool> retired;         // destroyed: calls that are still in progress end as soon as they see it
+    HeldPort* port;                // the serial device of the link, or null
+    unsigned long exchange_owner;  // thread whose command uses the buffers, 0 when idle
+    unsigned long lock_owner;      // thread that holds g_cs, 0 when free
+    pthread_mutex_t stream_mutex;  // guards `stream`
+    Stream* stream;                // the run that StopRead ends, or null
+};
+
+}  // namespace tagwire
+
+struct Reader {
+    union {
+        u8 data[255];
+        struct {
+            u8 Len;
+            u8 ComAddr;
+            u8 CMD;
+            u8 Data[252];
+        } comData;
+        u8 whole[256];  // a frame with Len 255 has one byte more
+    } sendBuff;
+    tagwire::Relaxed<int> sServer;
+    int netport;
+    termios portDCB;
+    tagwire::Relaxed<int> hCommPort;
+    std::int64_t time1;
+    std::int64_t time2;
+    std::int64_t time3;
+    u8 inventoryScanTime;
+    u8 recvBuff[tagwire::buffer_size];
+    u8 btRecvArr[tagwire::buffer_size];
+    u8 btArBuff[tagwire::buffer_size];
+    u8 szBuff[tagwire::buffer_size];
+    u8 szBuff1[tagwire::buffer_size];
+    int recvLength;
+    tagwire::Relaxed<bool> LogFileFlag;
+    tagwire::Relaxed<int> ATstate;
+    tagwire::Relaxed<bool> usbFlag;
+    bool fWriteStat;
+    bool fReadStat;
+    u8 ReaderAddr;
+    pthread_mutex_t g_cs;
+    pthread_mutex_t g_writecs;
+    tagwire::Relaxed<bool> isInventoryCmd;
+    tagwire::Relaxed<bool> isStopCmd;
+    tagwire::Relaxed<bool> isStopStocktaking;
+    tagwire::Relaxed<bool> Reading;
+    tagwire::Relaxed<bool> DeviceIsOpen;
+    char ipAddress[64];  // guarded by the handle table's lock
+    int ipPort;
+    tagwire::Relaxed<int> m_type;
+    tagwire::Relaxed<int> FrmHandle;
+    int TagNumber;
+    RFIDTag* lpRfid[5000];
+    tagwire::Relaxed<bool> InventoryBackUID;
+    tagwire::Relaxed<pRFIDCallBack> MypCallBack;
+
+    Operations operations;
+
+    tagwire::Keeping keeping;
+};
+
+extern "C" {
+// Null when memory or descriptors ran out.
+TAGWIRE_API Reader* Create_Reader();
+// Ends the connection's use: flags to their stop values, no further callback, the reference given back and
+// *sthis null. An open TCP socket is not closed here; that is the close path's part.
+TAGWIRE_API void Destroy_Reader(Reader** sthis);
+}
+
+namespace tagwire {
+
+void retain(Reader* reader);   // while another reference is held
+void release(Reader* reader);  // frees the Reader when it was the last
+
+// Ends every wait on the Reader's link, now and until calm().
+void wake(Reader* reader);
+void calm(Reader* reader);
+
+// Sets the stop flag and lets whoever waits on the link see it.
+void request_stop(Reader* reader);
+
+}  // namespace tagwire
