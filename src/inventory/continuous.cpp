@@ -130,8 +130,10 @@ void run(Stream* stream)
                 return false;
             });
         if (stream->over) return;
-        if (n == 0) rest_until_input(reader);
-        pause_for_input(reader, 1);
+        if (n > 0)
+            pause_for_input(reader, 1);
+        else
+            rest_until_input(reader);
     } while (!reader->isStopCmd);
 }
 

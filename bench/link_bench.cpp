@@ -1,0 +1,135 @@
+// The costs that repeat: CRC, decoding a report, finding frames, one exchange.
+#include <benchmark/benchmark.h>
+
+#include <poll.h>
+#include <pty.h>
+#include <thread>
+
+#include "inventory/report.h"
+#include "link/crc16.h"
+#include "link/system.h"
+#include "support/bytes.h"
+#include "support/test_reader.h"
+
+namespace tagwire::test {
+namespace {
+
+void crc_of_a_frame(benchmark::State& state)
+{
+    const Bytes frame = repeat(0x5A, 256);
+    for (auto _ : state) benchmark::DoNotOptimize(crc16(frame.data(), frame.size()));
+    state.SetBytesProcessed(state.iterations() * 256);
+}
+BENCHMARK(crc_of_a_frame);
+
+void swallow(RFIDTagStruct tag, int /*kind*/) { benchmark::DoNotOptimize(tag->UID); }
+
+void decode_a_report(benchmark::State& state)
+{
+    Reader* reader = Create_Reader();
+    reader->MypCallBack = swallow;
+    FrameCopy frame{};
+    const Bytes report = answer(0, 0xEE, 0, hex("01 0C E2 00 00 00 00 00 00 00 00 00 00 01 C8"));
+    std::copy(report.begin(), report.end(), frame.bytes);
+    for (auto _ : state) reader->operations.parserRidTag(reader, frame.bytes, 0x50);
+    state.SetItemsProcessed(state.iterations());
+    Destroy_Reader(&reader);
+}
+BENCHMARK(decode_a_report);
+
+// Noise through the inventory receiver, in the chunks of a TCP link, until its list of reads ends.
+void resynchronise_in_noise(benchmark::State& state)
+{
+    constexpr int chunk_size = 2048;
+    constexpr int chunk_count = 512;
+    static Bytes noise;
+    static int left;
+    noise.resize(chunk_size);
+    std::uint32_t value = 1;
+    for (auto& byte : noise)
+        byte = static_cast<std::uint8_t>((value = value * 1664525U + 1013904223U) >> 24U);
+    Reader* reader = Create_Reader();
+    reader->m_type = tcp_link;
+    reader->operations.ReadRfidData = [](Reader* /*sthis*/, u8* to) {
+        if (left-- == 0) return -1;
+        std::copy(noise.begin(), noise.end(), to);
+        return chunk_size;
+    };
+    int length = 0;
+    const auto before = sys::calls;
+    sys::calls.sleep_until = [](const timespec* /*end*/) { return 0; };  // there is no link to wait on
+    for (auto _ : state) {
+        left = chunk_count;
+        reader->operations.GetInventoryDataFromPort1(reader, reader->recvBuff, &length, 1);
+    }
+    sys::calls = before;
+    state.SetBytesProcessed(state.iterations() * chunk_count * chunk_size);
+    Destroy_Reader(&reader);
+}
+BENCHMARK(resynchronise_in_noise);
+
+// One command and its answer over a pseudo-terminal whose other end answers at once.
+void exchange_over_a_serial_line(benchmark::State& state)
+{
+    int device = -1;
+    int host = -1;
+    termios raw{};
+    cfmakeraw(&raw);
+    if (openpty(&device, &host, nullptr, &raw, nullptr) != 0)
+        return state.SkipWithError("no pseudo-terminal");
+    std::thread answering([device] {
+        const Bytes reply = answer(0, 0x83, 0, hex("01 02 03 04"));
+        std::uint8_t chunk[64];
+        while (::read(device, chunk, sizeof chunk) > 1)
+            if (::write(device, reply.data(), reply.size()) < 0) return;
+    });
+    ::fcntl(host, F_SETFL, O_NONBLOCK);
+    Reader* reader = Create_Reader();
+    reader->m_type = serial_link;
+    reader->hCommPort = host;
+    u8 address = 0;
+    u8 out[4];
+    for (auto _ : state)
+        if (reader->operations.GetModuleDetails(reader, &address, out, out + 2, out + 3) != 0)
+            state.SkipWithError("no answer");
+    if (::write(host, "x", 1) != 1) std::abort();
+    answering.join();
+    reader->hCommPort = -1;
+    Destroy_Reader(&reader);
+    ::close(host);
+    ::close(device);
+}
+BENCHMARK(exchange_over_a_serial_line)->UseRealTime();
+
+// The same bytes back and forth between two threads, without the library: what the machine itself costs.
+void the_same_bytes_without_the_library(benchmark::State& state)
+{
+    int device = -1;
+    int host = -1;
+    termios raw{};
+    cfmakeraw(&raw);
+    if (openpty(&device, &host, nullptr, &raw, nullptr) != 0)
+        return state.SkipWithError("no pseudo-terminal");
+    std::thread answering([device] {
+        const Bytes reply = answer(0, 0x83, 0, hex("01 02 03 04"));
+        std::uint8_t chunk[64];
+        while (::read(device, chunk, sizeof chunk) > 1)
+            if (::write(device, reply.data(), reply.size()) < 0) return;
+    });
+    const Bytes question = request(0, 0x83, hex("00"));
+    std::uint8_t chunk[64];
+    for (auto _ : state) {
+        if (::write(host, question.data(), question.size()) < 0) std::abort();
+        pollfd input{host, POLLIN, 0};
+        ::poll(&input, 1, -1);
+        if (::read(host, chunk, sizeof chunk) <= 0) std::abort();
+    }
+    if (::write(host, "x", 1) != 1) std::abort();
+    answering.join();
+    ::close(host);
+    ::close(device);
+}
+BENCHMARK(the_same_bytes_without_the_library)->UseRealTime();
+
+}  // namespace
+}  // namespace tagwire::test

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Shows the main job: tags being read, from a virtual reader, over TCP and over a serial line.
+# usage: demo.sh BUILD_FOLDER
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$1
+tagwire=$build/tools/tagwire/tagwire
+
+say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
+
+output=$(mktemp)
+"$build/sim/tagwire-sim" --listen 127.0.0.1:0 --pty --scenario "$here/../sim/scenarios/demo.toml" >"$output" &
+simulator=$!
+trap 'kill "$simulator" 2>/dev/null; wait "$simulator" 2>/dev/null || true; rm -f "$output"' EXIT
+
+until grep -q '^ready' "$output"; do
+  kill -0 "$simulator" 2>/dev/null || { echo "demo: the virtual reader did not start, see above" >&2; exit 1; }
+  read -rt 0.05 _ </dev/zero || true
+done
+tcp=tcp://$(sed -n 's/^listening on //p' "$output" | head -n 1)
+serial=serial:$(sed -n 's/^pty //p' "$output" | head -n 1)
+
+say "A virtual reader runs at $tcp and at $serial"
+say "tagwire info --reader $tcp"
+"$tagwire" info --reader "$tcp"
+say "tagwire inventory --reader $tcp"
+"$tagwire" inventory --reader "$tcp"
+say "tagwire inventory --reader $serial"
+"$tagwire" inventory --reader "$serial"
+say "tagwire watch --seconds 5 --reader $tcp"
+"$tagwire" watch --seconds 5 --reader "$tcp"
+
+cat <<TEXT
+
+That was the virtual reader. For a real one:
+
+  $tagwire watch --reader tcp://ADDRESS:PORT
+  $tagwire watch --reader 'serial:/dev/ttyUSB0?baud=57600'
+
+Or keep a virtual reader running while you develop:
+
+  $build/sim/tagwire-sim --listen 127.0.0.1:27011 --scenario sim/scenarios/demo.toml
+TEXT
