@@ -3,8 +3,8 @@
  * StartRead asks the reader to begin and starts one thread that hands each report to the registered callback,
  * until StopRead or a close. Meanwhile every other command on that handle is refused with 51.
  *
- * A close tells the reader nothing: on a serial line it pushes on. Call StopRead before closing, and after opening
- * when the reader may still be pushing; a StartRead among pushed reports ends with 48, 49 or 238.
+ * A close tells the reader nothing: on a serial line it pushes on. Call StopRead before closing, and after
+ * opening when the reader may still be pushing; a StartRead among pushed reports ends with 48, 49 or 238.
  */
 #ifndef TAGWIRE_READING_H
 #define TAGWIRE_READING_H

@@ -109,12 +109,14 @@ void deliver_reports(Reader* reader, Assembly& bytes)
     }
 }
 
-// Reads one chunk, unless the run was stopped meanwhile.
+// Reads one chunk and rests when there is none, unless the run was stopped meanwhile.
 int read_chunk(Stream* stream)
 {
     const Passage reading(stream->reading);
     if (!reading) return 0;
-    return stream->reader->operations.ReadRfidData(stream->reader, stream->chunk);
+    const int n = stream->reader->operations.ReadRfidData(stream->reader, stream->chunk);
+    if (n <= 0) rest_until_input(stream->reader);
+    return n;
 }
 
 void run(Stream* stream)
@@ -124,16 +126,12 @@ void run(Stream* stream)
     do {
         if (stream->over || reader->isStopStocktaking) return;
         const int n = read_chunk(stream);
-        if (n > 0)
-            bytes.feed(stream->chunk, n, [&] {
-                deliver_reports(reader, bytes);
-                return false;
-            });
-        if (stream->over) return;
-        if (n > 0)
-            pause_for_input(reader, 1);
-        else
-            rest_until_input(reader);
+        if (n <= 0) continue;
+        bytes.feed(stream->chunk, n, [&] {
+            deliver_reports(reader, bytes);
+            return false;
+        });
+        pause_for_input(reader, 1);
     } while (!reader->isStopCmd);
 }
 

@@ -40,27 +40,28 @@ bool ends_inventory(u8 status)
 
 Assembly assembly_of(Reader* reader) { return {reader->btArBuff, buffer_size}; }
 
+enum class Tags { to_callback, to_list_only };
+
 // The accepted frames of an answer, back to back. When they do not fit and a callback takes the tags, the
-// list keeps what came first, and the frame that ends the answer always has room.
+// list keeps what came first; the frame that ends the answer has its place at the expense of the last ones.
 class Gathered {
   public:
-    explicit Gathered(Reader* reader) : reader_(reader) {}
+    Gathered(Reader* reader, Tags tags) : reader_(reader), tags_(tags) {}
 
     void add(const u8* frame, int length, bool last)
     {
-        const int reserve = has_callback(reader_) && !last ? static_cast<int>(frame::longest) : 0;
-        if ((overflowed_ && !last) || length > buffer_size - reserve - count_) {
-            overflowed_ = true;
-            return;
-        }
+        const bool fits = length <= buffer_size - count_;
+        if (!fits) overflowed_ = true;
+        if (!fits && last) count_ = early_;
+        if (overflowed_ && !last) return;
         std::memcpy(reader_->btRecvArr + count_, frame, static_cast<std::size_t>(length));
         count_ += length;
+        if (count_ <= buffer_size - static_cast<int>(frame::longest)) early_ = count_;
     }
 
     // Nobody takes the tags and there is no room for them: the answer is lost.
-    bool lost() const { return (overflowed_ || count_ >= buffer_size - 1) && !has_callback(reader_); }
-
-    bool cut() const { return overflowed_ && !has_callback(reader_); }
+    bool lost() const { return (overflowed_ || count_ >= buffer_size - 1) && !tags_are_taken(); }
+    bool cut() const { return overflowed_ && !tags_are_taken(); }
 
     void copy_out(u8* to, int* length) const
     {
@@ -69,8 +70,12 @@ class Gathered {
     }
 
   private:
+    bool tags_are_taken() const { return tags_ == Tags::to_callback && has_callback(reader_); }
+
     Reader* reader_;
+    Tags tags_;
     int count_ = 0;
+    int early_ = 0;  // end of the last frame that leaves room for another one
     bool overflowed_ = false;
 };
 
@@ -106,14 +111,12 @@ bool find_frame(Reader* reader, Assembly& bytes, const Header& header, int comma
     return false;
 }
 
-enum class Tags { to_callback, to_list_only };
-
 // The frames of one inventory answer.
 class InventoryAnswer {
   public:
     InventoryAnswer(Reader* reader, const Header& header, int command, Tags tags)
-        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader), header_(header), command_(command),
-          tags_(tags)
+        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader, tags), header_(header),
+          command_(command), tags_(tags)
     {}
 
     // True when the answer has ended; result() then tells how.
@@ -198,7 +201,8 @@ class SwitchAnswer {
     static constexpr u8 lead = 0xA0;
 
     SwitchAnswer(Reader* reader, int command)
-        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader), command_(command)
+        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader, Tags::to_callback),
+          command_(command)
     {}
 
     bool feed(const u8* chunk, int count)

@@ -66,7 +66,9 @@ class Command {
     }
     Command& bytes(const u8* from, int count)
     {
-        for (int i = 0; i < count && end_ < sizeof reader_->sendBuff.whole; ++i) put(end_++, from[i]);
+        const std::size_t end = end_ + static_cast<std::size_t>(count > 0 ? count : 0);
+        for (; end_ < end && end_ < sizeof reader_->sendBuff.whole; ++end_) put(end_, *from++);
+        end_ = end;
         return *this;
     }
     // High byte first.

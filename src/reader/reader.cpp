@@ -18,6 +18,13 @@ void fill_operations(Operations& operations)
 #undef TAGWIRE_OPERATION
 }
 
+void signal(int event_fd)
+{
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then it is signalled already.
+    if (write(event_fd, &one, sizeof one) < 0) return;
+}
+
 bool init_keeping(Keeping& keeping)
 {
     keeping.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -52,16 +59,19 @@ void release(Reader* reader)
 
 void wake(Reader* reader)
 {
-    const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then it is signalled already.
-    if (write(reader->keeping.wake_fd, &one, sizeof one) < 0) return;
+    __atomic_add_fetch(&reader->keeping.wakers, 1, __ATOMIC_SEQ_CST);
+    signal(reader->keeping.wake_fd);
 }
 
 void calm(Reader* reader)
 {
+    Keeping& keeping = reader->keeping;
+    if (__atomic_sub_fetch(&keeping.wakers, 1, __ATOMIC_SEQ_CST) != 0) return;
     std::uint64_t count = 0;
     // Fails only when nothing is signalled.
-    if (read(reader->keeping.wake_fd, &count, sizeof count) < 0) return;
+    if (read(keeping.wake_fd, &count, sizeof count) < 0) return;
+    // Another thread's signal may have gone with it.
+    if (__atomic_load_n(&keeping.wakers, __ATOMIC_SEQ_CST) != 0) signal(keeping.wake_fd);
 }
 
 void request_stop(Reader* reader)

@@ -28,6 +28,7 @@ struct HeldPort;  // a serial device that this process has open
 struct Keeping {
     unsigned users;                // references; the last one to go frees the Reader
     int wake_fd;                   // event descriptor: signalled, it ends every wait on the link
+    unsigned wakers;               // who want it signalled
     Gate link;                     // around system calls on the link's descriptor
     Gate delivery;                 // around the decision to call the callback
     bool closing;                  // claimed atomically by the one close that carries the Reader away
@@ -106,11 +107,11 @@ namespace tagwire {
 void retain(Reader* reader);   // while another reference is held
 void release(Reader* reader);  // frees the Reader when it was the last
 
-// Ends every wait on the Reader's link, now and until calm().
+// Ends every wait on the Reader's link, now and until as many calm() as wake() were called.
 void wake(Reader* reader);
 void calm(Reader* reader);
 
-// Sets the stop flag and lets whoever waits on the link see it.
+// Sets the stop flag and lets whoever waits on the link see it: a wake().
 void request_stop(Reader* reader);
 
 }  // namespace tagwire

@@ -1,0 +1,30 @@
+// Byte strings and time, as the whole simulator uses them.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tagwire::sim {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A point in the simulator's time, counted from its start, or a span of it.
+using Time = std::chrono::nanoseconds;
+
+// Names one connection of a simulator; 0 names none.
+using ConnectionId = std::uint64_t;
+
+std::string to_hex(const Bytes& bytes, std::string_view separator = "");
+
+// Digits may be grouped by spaces. Throws std::invalid_argument with a text that says what is wrong.
+Bytes from_hex(std::string_view text);
+
+void append(Bytes& bytes, const Bytes& more);
+
+// The time that `seconds` stands for, kept within what a Time can hold.
+Time seconds_to_time(double seconds);
+
+}  // namespace tagwire::sim

@@ -1,0 +1,459 @@
+#include "transport/core.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include "commands/dispatch.h"
+
+namespace tagwire::sim {
+
+namespace {
+
+constexpr std::uint64_t wake_id = 1;
+constexpr std::uint64_t alarm_id = 2;
+constexpr std::uint64_t first_free_id = 16;
+constexpr std::size_t most_requests_kept = 65536;
+constexpr int most_timers_in_a_row = 1024;
+
+Descriptor check(int fd, const char* what)
+{
+    if (fd < 0) throw std::system_error(errno, std::generic_category(), what);
+    return Descriptor(fd);
+}
+
+void drain(const Descriptor& descriptor)
+{
+    std::uint64_t count = 0;
+    while (::read(descriptor.get(), &count, sizeof count) < 0 && errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+void ReaderState::send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind)
+{
+    core.send(*this, to, lead, std::move(frame), kind);
+}
+
+bool ReaderState::has_room(ConnectionId to) const { return core.has_room(to); }
+
+Core::Core()
+    : poll_(check(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
+      wake_(check(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
+      alarm_(check(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create")),
+      last_id_(first_free_id)
+{
+    watch(wake_.get(), wake_id, EPOLLIN, EPOLL_CTL_ADD);
+    watch(alarm_.get(), alarm_id, EPOLLIN, EPOLL_CTL_ADD);
+    thread_ = std::thread([this] { run(); });
+}
+
+Core::~Core()
+{
+    {
+        const auto held = lock();
+        stopping_ = true;
+        touch();
+    }
+    thread_.join();
+}
+
+std::unique_lock<std::mutex> Core::lock()
+{
+    const std::lock_guard<std::mutex> first(gate_);
+    return std::unique_lock<std::mutex>(mutex_);
+}
+
+void Core::touch()
+{
+    const std::uint64_t one = 1;
+    while (::write(wake_.get(), &one, sizeof one) < 0 && errno == EINTR) {
+    }
+    changed_.notify_all();
+}
+
+bool Core::wait(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
+{
+    auto held = lock();
+    return changed_.wait_for(held, timeout, condition);
+}
+
+Time Core::now() const { return std::chrono::steady_clock::now() - start_; }
+
+void Core::run()
+{
+    std::array<epoll_event, 64> events{};
+    auto held = lock();
+    while (!stopping_) {
+        const auto next = timers_.next();
+        const bool due = next && *next <= now();
+        if (!due) arm();
+        held.unlock();
+        const int count =
+            ::epoll_wait(poll_.get(), events.data(), static_cast<int>(events.size()), due ? 0 : -1);
+        held = lock();
+        for (int i = 0; i < count; ++i) {
+            const auto& event = events[static_cast<std::size_t>(i)];
+            handle_event(event.data.u64, event.events);
+        }
+        run_timers();
+        finish_turn();
+    }
+}
+
+void Core::arm()
+{
+    const auto next = timers_.next();
+    if (next == armed_) return;
+    armed_ = next;
+    itimerspec when{};
+    if (next) {
+        const auto from_now = std::max(*next - now(), Time(1));
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(from_now);
+        when.it_value.tv_sec = seconds.count();
+        when.it_value.tv_nsec = (from_now - seconds).count();
+    }
+    ::timerfd_settime(alarm_.get(), 0, &when, nullptr);
+}
+
+void Core::handle_event(std::uint64_t id, std::uint32_t events)
+{
+    if (id == wake_id) return drain(wake_);
+    if (id == alarm_id) {
+        armed_.reset();
+        return drain(alarm_);
+    }
+    if (const auto endpoint = endpoints_.find(id); endpoint != endpoints_.end())
+        return accept_all(endpoint->second);
+    const auto connection = connections_.find(id);
+    if (connection == connections_.end()) return;
+    if (events & EPOLLOUT) to_write_.insert(id);
+    if (events & (EPOLLIN | EPOLLHUP | EPOLLERR)) read_from(*connection->second);
+}
+
+void Core::run_timers()
+{
+    const Time time = now();
+    for (int i = 0; i < most_timers_in_a_row; ++i) {
+        const auto id = timers_.take(time);
+        if (!id) return;
+        if (const auto reader = readers_.find(*id); reader != readers_.end()) {
+            reader->second->device.advance(time - reader->second->origin);
+            schedule(*reader->second);
+            continue;
+        }
+        const auto connection = connections_.find(*id);
+        if (connection == connections_.end()) continue;
+        connection->second->parser().expire(time);
+        take_requests(*connection->second);
+        to_write_.insert(*id);
+    }
+}
+
+// Everything that one turn of the thread has to say to a peer goes out together.
+void Core::finish_turn()
+{
+    while (!to_write_.empty()) {
+        const ConnectionId id = *to_write_.begin();
+        to_write_.erase(to_write_.begin());
+        if (const auto found = connections_.find(id); found != connections_.end()) write_to(*found->second);
+    }
+    changed_.notify_all();
+}
+
+ReaderState& Core::add_reader(const Scenario& scenario)
+{
+    const std::uint64_t id = ++last_id_;
+    return *readers_.emplace(id, std::make_unique<ReaderState>(*this, id, scenario, now())).first->second;
+}
+
+std::uint16_t Core::listen(ReaderState& reader, const std::string& address, std::uint16_t port)
+{
+    for (const auto& [id, endpoint] : endpoints_) {
+        if (port == 0 || endpoint->port != port || endpoint->address != address) continue;
+        auto& readers = endpoint->readers;
+        if (std::find(readers.begin(), readers.end(), &reader) == readers.end()) readers.push_back(&reader);
+        return port;
+    }
+    auto endpoint = std::make_shared<Endpoint>();
+    endpoint->id = ++last_id_;
+    endpoint->listener = listen_on(address, port);
+    endpoint->address = address;
+    endpoint->port = port_of(endpoint->listener);
+    endpoint->readers.push_back(&reader);
+    watch(endpoint->listener.get(), endpoint->id, EPOLLIN, EPOLL_CTL_ADD);
+    endpoints_.emplace(endpoint->id, endpoint);
+    return endpoint->port;
+}
+
+std::string Core::open_pty(ReaderState& reader)
+{
+    PtyPair pty = open_pty_pair();
+    const std::string path = pty.path;
+    auto endpoint = std::make_shared<Endpoint>();
+    endpoint->id = ++last_id_;
+    endpoint->readers.push_back(&reader);
+    add_connection(std::make_unique<Connection>(++last_id_, std::move(endpoint), std::move(pty)));
+    return path;
+}
+
+void Core::share(ReaderState& reader, const ReaderState& other)
+{
+    const auto join = [&](Endpoint& endpoint) {
+        auto& readers = endpoint.readers;
+        if (std::find(readers.begin(), readers.end(), &other) == readers.end()) return;
+        if (std::find(readers.begin(), readers.end(), &reader) != readers.end()) return;
+        readers.push_back(&reader);
+    };
+    for (auto& [id, endpoint] : endpoints_) join(*endpoint);
+    for (auto& [id, connection] : connections_) {
+        const bool before = serves(*connection, reader);
+        join(connection->endpoint());
+        if (before || !serves(*connection, reader)) continue;
+        ++reader.counters.connections;
+        ++reader.counters.open_connections;
+    }
+}
+
+void Core::stop_listening(ReaderState& reader)
+{
+    std::erase_if(endpoints_, [&reader](auto& entry) {
+        auto& readers = entry.second->readers;
+        if (readers.size() > 1 || readers.front() != &reader) return false;
+        entry.second->listener.reset();
+        return true;
+    });
+}
+
+bool Core::serves(Connection& connection, const ReaderState& reader) const
+{
+    const auto& readers = connection.endpoint().readers;
+    return std::find(readers.begin(), readers.end(), &reader) != readers.end();
+}
+
+std::vector<ConnectionId> Core::connections_of(const ReaderState& reader) const
+{
+    std::vector<ConnectionId> ids;
+    for (const auto& [id, connection] : connections_) {
+        if (serves(*connection, reader)) ids.push_back(id);
+    }
+    return ids;
+}
+
+void Core::hang_up(const ReaderState& reader, ConnectionId connection)
+{
+    for (const ConnectionId id : connections_of(reader)) {
+        if (connection == 0 || connection == id) close_connection(id);
+    }
+}
+
+void Core::accept_all(const std::shared_ptr<Endpoint>& endpoint)
+{
+    while (Descriptor socket = accept_from(endpoint->listener)) {
+        add_connection(std::make_unique<Connection>(++last_id_, endpoint, std::move(socket)));
+    }
+}
+
+void Core::add_connection(std::unique_ptr<Connection> connection)
+{
+    for (ReaderState* reader : connection->endpoint().readers) {
+        ++reader->counters.connections;
+        ++reader->counters.open_connections;
+    }
+    watch(connection->descriptor(), connection->id(), EPOLLIN, EPOLL_CTL_ADD);
+    const ConnectionId id = connection->id();
+    connections_.emplace(id, std::move(connection));
+}
+
+void Core::close_connection(ConnectionId id)
+{
+    const auto found = connections_.find(id);
+    if (found == connections_.end()) return;
+    const std::unique_ptr<Connection> connection = std::move(found->second);
+    connections_.erase(found);
+    timers_.set(id, std::nullopt);
+    for (const Output& output : connection->queued()) {
+        if (output.reader && output.ends_frame && output.kind == FrameKind::report)
+            --output.reader->counters.reports_queued;
+    }
+    for (ReaderState* reader : connection->endpoint().readers) {
+        --reader->counters.open_connections;
+        reader->device.forget_connection(now() - reader->origin, id);
+        schedule(*reader);
+    }
+}
+
+void Core::read_from(Connection& connection)
+{
+    Bytes bytes;
+    const auto input = connection.read(bytes);
+    if (input == Connection::Input::nothing) return;
+    if (input == Connection::Input::broken) return close_connection(connection.id());
+    if (input == Connection::Input::ended) {
+        connection.closing = true;
+        to_write_.insert(connection.id());
+        return;
+    }
+    for (ReaderState* reader : connection.endpoint().readers) reader->counters.bytes_received += bytes.size();
+    if (trace_) tell(connection.id(), *connection.endpoint().readers.front(), true, bytes);
+    connection.parser().feed(now(), bytes.data(), bytes.size());
+    take_requests(connection);
+}
+
+void Core::take_requests(Connection& connection)
+{
+    while (const auto request = connection.parser().next()) handle_request(connection, *request);
+    count_noise(connection);
+    schedule(connection);
+}
+
+void Core::count_noise(Connection& connection)
+{
+    const std::uint64_t bad = connection.parser().bad_frames();
+    const std::uint64_t skipped = connection.parser().skipped_bytes();
+    for (ReaderState* reader : connection.endpoint().readers) {
+        reader->counters.bad_frames += bad - connection.bad_frames_seen;
+        reader->counters.skipped_bytes += skipped - connection.skipped_bytes_seen;
+    }
+    connection.bad_frames_seen = bad;
+    connection.skipped_bytes_seen = skipped;
+}
+
+void Core::handle_request(Connection& connection, const Request& request)
+{
+    constexpr std::uint8_t any_address = 0xFF;
+    const auto& readers = connection.endpoint().readers;
+    const auto found = std::find_if(readers.begin(), readers.end(), [&request](const ReaderState* reader) {
+        return request.address == any_address || reader->device.address() == request.address;
+    });
+    if (found == readers.end()) return;
+    ReaderState& reader = **found;
+    const Time time = now();
+    ++reader.counters.requests;
+    ++reader.counters.commands[request.command];
+    reader.requests.push_back({connection.id(), request.command, request.frame, time});
+    if (reader.requests.size() > most_requests_kept) reader.requests.pop_front();
+    if (reader.faults.silences(connection.id(), request)) return;
+    if (const auto status = reader.faults.error_for(connection.id(), request)) {
+        send(reader, connection.id(), lead_of(request.command),
+             make_answer(reader.device.address(), request.command, *status), FrameKind::answer);
+        return;
+    }
+    reader.device.receive(time - reader.origin, connection.id(), request);
+    reader.counters.requests_refused = reader.device.refused_requests();
+    schedule(reader);
+}
+
+void Core::send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind)
+{
+    const auto found = connections_.find(to);
+    if (found == connections_.end()) return;
+    Connection& connection = *found->second;
+    if (kind == FrameKind::report && connection.queued_bytes() > Connection::report_limit) {
+        ++reader.counters.reports_dropped;
+        return;
+    }
+    queue(connection, reader, reader.faults.strike(to, lead, std::move(frame), kind), kind);
+}
+
+void Core::queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind)
+{
+    const Time time = now();
+    for (std::size_t i = 0; i < struck.pieces.size(); ++i) {
+        const Piece& piece = struck.pieces[i];
+        Output output;
+        output.bytes = piece.bytes;
+        output.reader = &reader;
+        output.kind = kind;
+        output.ends_frame = i + 1 == struck.pieces.size();
+        output.hang_up = output.ends_frame && struck.hang_up;
+        if (output.ends_frame && kind == FrameKind::report) ++reader.counters.reports_queued;
+        connection.queue(time, piece.wait, std::move(output));
+    }
+    to_write_.insert(connection.id());
+}
+
+bool Core::has_room(ConnectionId to) const
+{
+    const auto found = connections_.find(to);
+    return found == connections_.end() || found->second->queued_bytes() < Connection::batch_limit;
+}
+
+void Core::send_raw(ReaderState& reader, ConnectionId connection, const Bytes& bytes)
+{
+    for (const ConnectionId id : connections_of(reader)) {
+        if (connection != 0 && connection != id) continue;
+        Output output;
+        output.bytes = bytes;
+        output.reader = &reader;
+        connections_.at(id)->queue(now(), Time{}, std::move(output));
+        to_write_.insert(id);
+    }
+}
+
+void Core::write_to(Connection& connection)
+{
+    const ConnectionId id = connection.id();
+    const Time time = now();
+    std::vector<Output> done;
+    const bool open = connection.write(time, done);
+    count_written(connection, done);
+    const bool finished = connection.closing && connection.queued().empty();
+    if (!open || finished || connection.queued_bytes() > Connection::answer_limit)
+        return close_connection(id);
+    const bool wants = connection.wants_to_write(time);
+    if (wants != connection.watched_for_writing || connection.closing) {
+        connection.watched_for_writing = wants;
+        const std::uint32_t reading = connection.closing ? 0U : std::uint32_t{EPOLLIN};
+        watch(connection.descriptor(), id, reading | (wants ? std::uint32_t{EPOLLOUT} : 0U), EPOLL_CTL_MOD);
+    }
+    schedule(connection);
+}
+
+void Core::count_written(Connection& connection, const std::vector<Output>& done)
+{
+    for (const Output& output : done) {
+        Counters& counters = output.reader->counters;
+        counters.bytes_sent += output.bytes.size();
+        if (trace_) tell(connection.id(), *output.reader, false, output.bytes);
+        if (!output.ends_frame) continue;
+        ++counters.frames_sent;
+        if (output.kind != FrameKind::report) continue;
+        ++counters.reports_sent;
+        --counters.reports_queued;
+    }
+}
+
+void Core::watch(int descriptor, std::uint64_t id, std::uint32_t events, int operation)
+{
+    epoll_event event{};
+    event.events = events;
+    event.data.u64 = id;
+    if (::epoll_ctl(poll_.get(), operation, descriptor, &event) != 0) {
+        throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+    }
+}
+
+void Core::schedule(ReaderState& reader)
+{
+    auto due = reader.device.next_event();
+    if (due) *due += reader.origin;
+    timers_.set(reader.id, due);
+}
+
+void Core::schedule(Connection& connection) { timers_.set(connection.id(), connection.next_event(now())); }
+
+void Core::tell(ConnectionId connection, const ReaderState& reader, bool to_reader, const Bytes& bytes) const
+{
+    trace_({now(), connection, reader.device.address(), to_reader, bytes});
+}
+
+}  // namespace tagwire::sim

@@ -1,0 +1,110 @@
+// The thread behind a Simulator and everything it shares with the callers, all under one lock.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "device.h"
+#include "fault.h"
+#include "simulator.h"
+#include "transport/connection.h"
+#include "transport/timers.h"
+
+namespace tagwire::sim {
+
+struct ReaderState : public Wire {
+    ReaderState(Core& owner, std::uint64_t number, const Scenario& scenario, Time now)
+        : core(owner), id(number), origin(now), device(scenario, *this)
+    {}
+
+    void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) override;
+    bool has_room(ConnectionId to) const override;
+
+    Core& core;
+    std::uint64_t id;
+    Time origin;  // the device's time begins here
+    Device device;
+    Faults faults;
+    Counters counters;
+    std::deque<RecordedRequest> requests;
+};
+
+class Core {
+  public:
+    Core();
+    ~Core();
+    Core(const Core&) = delete;
+    Core& operator=(const Core&) = delete;
+
+    // Holds the lock; whoever asks for it gets it before the thread takes it again.
+    std::unique_lock<std::mutex> lock();
+    // What happened under the lock may have moved an alarm or changed what others wait for.
+    void touch();
+    bool wait(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
+
+    // All that follows needs the lock.
+    Time now() const;
+    ReaderState& add_reader(const Scenario& scenario);
+    std::uint16_t listen(ReaderState& reader, const std::string& address, std::uint16_t port);
+    std::string open_pty(ReaderState& reader);
+    void share(ReaderState& reader, const ReaderState& other);
+    void stop_listening(ReaderState& reader);
+    std::vector<ConnectionId> connections_of(const ReaderState& reader) const;
+    void hang_up(const ReaderState& reader, ConnectionId connection);
+    void send_raw(ReaderState& reader, ConnectionId connection, const Bytes& bytes);
+    void set_trace(std::function<void(const TraceEvent&)> trace) { trace_ = std::move(trace); }
+    void schedule(ReaderState& reader);
+
+    void send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind);
+    bool has_room(ConnectionId to) const;
+
+  private:
+    void run();
+    void arm();
+    void handle_event(std::uint64_t id, std::uint32_t events);
+    void run_timers();
+    void finish_turn();
+
+    void accept_all(const std::shared_ptr<Endpoint>& endpoint);
+    void add_connection(std::unique_ptr<Connection> connection);
+    void close_connection(ConnectionId id);
+    void read_from(Connection& connection);
+    void take_requests(Connection& connection);
+    void handle_request(Connection& connection, const Request& request);
+    void count_noise(Connection& connection);
+    void queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind);
+    void write_to(Connection& connection);
+    void count_written(Connection& connection, const std::vector<Output>& done);
+    void watch(int descriptor, std::uint64_t id, std::uint32_t events, int operation);
+    void schedule(Connection& connection);
+    bool serves(Connection& connection, const ReaderState& reader) const;
+    void tell(ConnectionId connection, const ReaderState& reader, bool to_reader, const Bytes& bytes) const;
+
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    Descriptor poll_;
+    Descriptor wake_;
+    Descriptor alarm_;
+
+    std::mutex gate_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool stopping_ = false;
+    std::uint64_t last_id_ = 0;
+    Timers timers_;
+    std::optional<Time> armed_;
+    std::map<std::uint64_t, std::unique_ptr<ReaderState>> readers_;
+    std::map<std::uint64_t, std::shared_ptr<Endpoint>> endpoints_;
+    std::map<ConnectionId, std::unique_ptr<Connection>> connections_;
+    std::set<ConnectionId> to_write_;
+    std::function<void(const TraceEvent&)> trace_;
+    std::thread thread_;
+};
+
+}  // namespace tagwire::sim

@@ -1,0 +1,45 @@
+// Descriptors and what is opened through them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace tagwire::sim {
+
+class Descriptor {
+  public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() { reset(); }
+    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        if (this != &other) {
+            reset();
+            fd_ = std::exchange(other.fd_, -1);
+        }
+        return *this;
+    }
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    void reset();
+
+  private:
+    int fd_ = -1;
+};
+
+// All throw std::system_error; none of the descriptors blocks or outlives an exec.
+Descriptor listen_on(const std::string& address, std::uint16_t port);
+std::uint16_t port_of(const Descriptor& socket);
+Descriptor accept_from(const Descriptor& listener);  // none when nobody is waiting
+
+struct PtyPair {
+    Descriptor master;
+    Descriptor slave;  // kept open so that the master sees no hang-up when the host closes its side
+    std::string path;
+};
+PtyPair open_pty_pair();
+
+}  // namespace tagwire::sim
