@@ -20,7 +20,8 @@
  * flagged: phase at begin (2 bytes), at end (2), frequency in kHz (3), each high byte first.
  *
  * With a callback registered, every record also goes to it, as its frame arrives. If it was registered with
- * isBackUID true, the list stays empty: pEPCList and Ant are untouched, CardNum is 0.
+ * isBackUID true, the list stays empty: pEPCList and Ant are untouched, CardNum is 0. If it was registered with
+ * false and more comes than the list holds, the callback gets every record and the list keeps the first ones.
  *
  * Waits: until the reader ends the inventory; 5 s of silence end it with 48.
  *

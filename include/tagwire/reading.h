@@ -27,6 +27,9 @@ extern "C" {
  * 55    no such handle, or its link is gone
  * 238   the answer belongs to another command
  * else  the reader's status: it did not start
+ *
+ * A reader may have started although its answer was lost, or came together with the first report (48, 49, 238):
+ * StopRead quiets it.
  */
 TAGWIRE_API int StartRead(unsigned char* address, unsigned char target, int FrmHandle);
 

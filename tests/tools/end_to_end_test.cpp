@@ -1,0 +1,452 @@
+// The tool against a virtual reader, both as processes of their own.
+#include "process.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include <gtest/gtest.h>
+
+namespace tagwire::tool::test {
+namespace {
+
+using Json = nlohmann::json;
+using Arguments = std::vector<std::string>;
+
+constexpr const char* three_tags = R"(
+[reader]
+address = 7
+firmware = "3.12"
+module_version = "1.5"
+antennas = 2
+power = 26
+scan_time = 3
+report_rate = 200
+phase = true
+frequency_khz = 866300
+
+[[tag]]
+epc = "E28011700000020F00000001"
+tid = "E28011602000000100000001"
+rssi = 201
+antennas = [1]
+
+[[tag]]
+epc = "E28011700000020F00000002"
+tid = "E28011602000000100000002"
+rssi = 150
+antennas = [2]
+
+[[tag]]
+epc = "3034000040C0000400000003"
+tid = "E28011602000000100000003"
+rssi = 99
+antennas = [2]
+)";
+
+constexpr const char* first_epc = "E28011700000020F00000001";
+constexpr const char* second_epc = "E28011700000020F00000002";
+constexpr const char* third_epc = "3034000040C0000400000003";
+
+class TemporaryDirectory {
+  public:
+    TemporaryDirectory()
+    {
+        auto name = (std::filesystem::temp_directory_path() / "tagwire-tool-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
+        path_ = name;
+    }
+    ~TemporaryDirectory()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    std::string write(const std::string& name, const std::string& text) const
+    {
+        const auto path = path_ / name;
+        std::ofstream(path) << text;
+        return path.string();
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+// A virtual reader that is ready, and where it is.
+class VirtualReader {
+  public:
+    explicit VirtualReader(const std::string& scenario, Arguments more = {}) : process_(start(scenario, more))
+    {
+        const std::string tcp = "listening on ";
+        const std::string serial = "pty ";
+        while (auto line = process_.next_line()) {
+            if (*line == "ready") return;
+            if (line->starts_with(tcp)) url_ = "tcp://" + line->substr(tcp.size());
+            if (line->starts_with(serial)) url_ = "serial:" + line->substr(serial.size());
+        }
+        throw std::runtime_error("tagwire-sim does not start: " + process_.wait().err);
+    }
+
+    const std::string& url() const { return url_; }
+
+    // Waits for a request with this command code, two digits; needs --trace.
+    bool wait_for_request(const std::string& code)
+    {
+        // 0.012345 #1 07 -> 04 FF 21 19 95: length, address and code follow the arrow.
+        const std::string arrow = "-> ";
+        while (const auto line = process_.next_error_line()) {
+            const auto position = line->find(arrow);
+            if (position == std::string::npos || line->size() < position + 11) continue;
+            if (line->compare(position + arrow.size() + 6, 2, code) == 0) return true;
+        }
+        return false;
+    }
+
+    void end()
+    {
+        process_.send_signal(SIGKILL);
+        process_.wait();
+    }
+
+  private:
+    Process start(const std::string& scenario, Arguments more)
+    {
+        more.push_back("--scenario");
+        more.push_back(directory_.write("reader.toml", scenario));
+        return Process(TAGWIRE_SIM_PATH, more);
+    }
+
+    TemporaryDirectory directory_;
+    Process process_;
+    std::string url_;
+};
+
+Arguments with_reader(const VirtualReader& reader, Arguments arguments)
+{
+    arguments.push_back("--reader");
+    arguments.push_back(reader.url());
+    return arguments;
+}
+
+Ended tool(const VirtualReader& reader, const Arguments& arguments)
+{
+    return run(TAGWIRE_TOOL_PATH, with_reader(reader, arguments));
+}
+
+std::vector<std::string> lines_of(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const auto end = text.find('\n', begin);
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end == std::string::npos ? text.size() : end + 1;
+    }
+    return lines;
+}
+
+std::vector<Json> objects_of(const std::string& text)
+{
+    std::vector<Json> objects;
+    for (const auto& line : lines_of(text)) objects.push_back(Json::parse(line));
+    return objects;
+}
+
+std::set<std::string> epcs_of(const std::vector<Json>& objects)
+{
+    std::set<std::string> epcs;
+    for (const auto& object : objects) epcs.insert(object["epc"].get<std::string>());
+    return epcs;
+}
+
+TEST(InfoEndToEnd, ShowsTheReader)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"info"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(ended.err, "");
+    for (const auto* const line :
+         {"address          0x07\n", "firmware         3.12\n", "power            26 dBm\n",
+          "scan time        300 ms\n", "module version   1.5\n"}) {
+        EXPECT_NE(ended.out.find(line), std::string::npos) << ended.out;
+    }
+}
+
+TEST(InfoEndToEnd, ShowsTheReaderAsJson)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"--json", "--address", "0x07", "info"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    const auto object = Json::parse(ended.out);
+    EXPECT_EQ(object["reader"], reader.url());
+    EXPECT_EQ(object["address"], 7);
+    EXPECT_EQ(object["module"]["version"], "1.5");
+}
+
+TEST(InfoEndToEnd, WorksOnASerialLine)
+{
+    const VirtualReader reader(three_tags, {"--pty"});
+    const auto ended = tool(reader, {"info", "--baud", "115200", "--json"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(Json::parse(ended.out)["reader"], reader.url() + "?baud=115200");
+}
+
+TEST(InfoEndToEnd, ResolvesNames)
+{
+    const VirtualReader reader(three_tags);
+    const auto port = reader.url().substr(reader.url().rfind(':'));
+    const auto ended = run(TAGWIRE_TOOL_PATH, {"info"}, {"TAGWIRE_READER=tcp://localhost" + port});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+}
+
+TEST(InfoEndToEnd, GoesOnWithoutAModule)
+{
+    const VirtualReader reader(three_tags, {"--fault", "error:command=0x83,status=0xFE"});
+    const auto ended = tool(reader, {"info"});
+    EXPECT_EQ(ended.exit_code, 0);
+    EXPECT_NE(ended.out.find("module           no details (254)\n"), std::string::npos) << ended.out;
+    EXPECT_NE(ended.err.find("does not know this command (254)"), std::string::npos) << ended.err;
+}
+
+TEST(InfoEndToEnd, FailsWhenAnotherAddressIsAsked)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"info", "--address", "9"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("(48)"), std::string::npos) << ended.err;
+}
+
+TEST(InventoryEndToEnd, FindsEveryTagWithItsAntenna)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"inventory", "--json"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    const auto tags = objects_of(ended.out);
+    EXPECT_EQ(epcs_of(tags), (std::set<std::string>{first_epc, second_epc, third_epc}));
+    for (const auto& tag : tags) {
+        EXPECT_EQ(tag["type"], "tag");
+        EXPECT_EQ(tag["antenna"], tag["epc"] == first_epc ? 1 : 2);
+        EXPECT_EQ(tag["reads"], 1);
+        EXPECT_EQ(tag["frequency_khz"], 866300);
+    }
+    EXPECT_TRUE(ended.err.starts_with("3 tags, 3 reads in ")) << ended.err;
+}
+
+TEST(InventoryEndToEnd, ShowsTagsAsText)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"inventory"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(ended.out.find(std::string(first_epc) + "  antenna 1  rssi 201  reads 1  phase "),
+              std::string::npos)
+        << ended.out;
+}
+
+TEST(InventoryEndToEnd, ReadsOneAntennaOnly)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"inventory", "--antenna", "2", "--json"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(epcs_of(objects_of(ended.out)), (std::set<std::string>{second_epc, third_epc}));
+}
+
+TEST(InventoryEndToEnd, FailsOnAnAntennaThatIsNotThere)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"inventory", "--antenna", "4"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("(248): is an antenna connected to this port?"), std::string::npos) << ended.err;
+}
+
+TEST(InventoryEndToEnd, ObeysAMask)
+{
+    const VirtualReader reader(three_tags);
+    const auto whole = tool(reader, {"inventory", "--mask", "epc:32:3034", "--json"});
+    ASSERT_EQ(whole.exit_code, 0) << whole.err;
+    EXPECT_EQ(epcs_of(objects_of(whole.out)), (std::set<std::string>{third_epc}));
+    const auto part = tool(reader, {"inventory", "--mask", "epc:32:E28F/12", "--count"});
+    EXPECT_EQ(part.out, "2\n") << part.err;
+}
+
+TEST(InventoryEndToEnd, ReportsTheTid)
+{
+    const VirtualReader reader(three_tags);
+    for (const auto& arguments :
+         {Arguments{"inventory", "--json", "--tid", "0:6"}, Arguments{"inventory", "--tid", "--json"}}) {
+        const auto ended = tool(reader, arguments);
+        ASSERT_EQ(ended.exit_code, 0) << ended.err;
+        EXPECT_EQ(epcs_of(objects_of(ended.out)),
+                  (std::set<std::string>{"E28011602000000100000001", "E28011602000000100000002",
+                                         "E28011602000000100000003"}));
+    }
+}
+
+TEST(InventoryEndToEnd, MergesForAWhile)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"inventory", "--seconds", "0.5", "--json"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    const auto tags = objects_of(ended.out);
+    ASSERT_EQ(tags.size(), 3u);
+    for (const auto& tag : tags) EXPECT_GT(tag["reads"], 1);
+}
+
+TEST(InventoryEndToEnd, IsContentWithAnEmptyField)
+{
+    const VirtualReader reader("[reader]\nscan_time = 1\n");
+    for (const auto& arguments : {Arguments{"inventory"}, Arguments{"inventory", "--seconds", "0.3"}}) {
+        const auto ended = tool(reader, arguments);
+        EXPECT_EQ(ended.exit_code, 0);
+        EXPECT_EQ(ended.out, "");
+        EXPECT_TRUE(ended.err.starts_with("0 tags, 0 reads in ")) << ended.err;
+    }
+}
+
+TEST(InventoryEndToEnd, EndsWellWhenInterrupted)
+{
+    VirtualReader reader(three_tags, {"--trace"});
+    Process process(TAGWIRE_TOOL_PATH, with_reader(reader, {"inventory", "--seconds", "600", "--json"}));
+    ASSERT_TRUE(reader.wait_for_request("01"));
+    process.send_signal(SIGINT);
+    const auto ended = process.wait();
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(ended.err.find(" s\n"), std::string::npos) << ended.err;
+}
+
+TEST(InventoryEndToEnd, CutsALongInventoryShortWhenInterrupted)
+{
+    VirtualReader reader("[reader]\nscan_time = 250\n", {"--trace"});
+    Process process(TAGWIRE_TOOL_PATH, with_reader(reader, {"inventory"}));
+    ASSERT_TRUE(reader.wait_for_request("01"));
+    process.send_signal(SIGINT);
+    const auto ended = process.wait();
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_TRUE(ended.err.starts_with("0 tags, 0 reads in 0.")) << ended.err;
+}
+
+TEST(WatchEndToEnd, ShowsReportsForAWhile)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"watch", "--seconds", "1", "--json"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    const auto reports = objects_of(ended.out);
+    EXPECT_GT(reports.size(), 20u);
+    EXPECT_EQ(epcs_of(reports), (std::set<std::string>{first_epc, second_epc, third_epc}));
+    EXPECT_EQ(reports[0]["type"], "report");
+    EXPECT_TRUE(ended.err.starts_with("3 tags, " + std::to_string(reports.size()) + " reads in 1.0 s ("))
+        << ended.err;
+}
+
+TEST(WatchEndToEnd, ShowsPlainLines)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"watch", "--seconds", "0.3"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(ended.out.find(std::string("Z  ") + first_epc + "  antenna 1  rssi 201  phase "),
+              std::string::npos)
+        << ended.out;
+}
+
+TEST(WatchEndToEnd, IsContentWithAnEmptyField)
+{
+    const VirtualReader reader("[reader]\nscan_time = 1\n");
+    const auto ended = tool(reader, {"watch", "--seconds", "0.3"});
+    EXPECT_EQ(ended.exit_code, 0);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_EQ(ended.err, "0 tags, 0 reads in 0.3 s (0.0 reads/s)\n");
+}
+
+TEST(WatchEndToEnd, EndsWellWhenInterrupted)
+{
+    const VirtualReader reader(three_tags);
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+        Process process(TAGWIRE_TOOL_PATH, with_reader(reader, {"watch"}));
+        ASSERT_TRUE(process.next_line());
+        process.send_signal(signal_number);
+        const auto ended = process.wait();
+        EXPECT_EQ(ended.exit_code, 0) << ended.err;
+        EXPECT_NE(ended.err.find(" reads/s)\n"), std::string::npos) << ended.err;
+    }
+    // The reader was told to stop: it obeys at once again.
+    EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "3\n");
+}
+
+TEST(WatchEndToEnd, EndsQuietlyWhenNobodyReadsOn)
+{
+    const VirtualReader reader(three_tags);
+    Process process(TAGWIRE_TOOL_PATH, with_reader(reader, {"watch"}));
+    ASSERT_TRUE(process.next_line());
+    process.close_output();
+    const auto ended = process.wait();
+    EXPECT_EQ(ended.exit_code, 0);
+    EXPECT_EQ(ended.err, "");
+}
+
+TEST(WatchEndToEnd, NoticesAClosedPipeWithoutTags)
+{
+    const VirtualReader reader("[reader]\nscan_time = 1\n");
+    Process process(TAGWIRE_TOOL_PATH, with_reader(reader, {"watch"}));
+    process.close_output();
+    const auto ended = process.wait();
+    EXPECT_EQ(ended.exit_code, 0);
+    EXPECT_EQ(ended.err, "");
+}
+
+TEST(WatchEndToEnd, WorksOnASerialLine)
+{
+    const VirtualReader reader(three_tags, {"--pty"});
+    const auto ended = tool(reader, {"watch", "--seconds", "0.5", "--json"});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(epcs_of(objects_of(ended.out)), (std::set<std::string>{first_epc, second_epc, third_epc}));
+}
+
+TEST(WatchEndToEnd, SaysThatTheReaderDidNotStart)
+{
+    const VirtualReader reader(three_tags, {"--fault", "error:command=0x50,status=0x26"});
+    const auto ended = tool(reader, {"watch"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_NE(ended.err.find("starting to read: the reader at "), std::string::npos) << ended.err;
+    EXPECT_NE(ended.err.find("status 0x26 (38)"), std::string::npos) << ended.err;
+}
+
+TEST(WatchEndToEnd, StopsAReaderWhoseAnswerToTheStartWasLost)
+{
+    VirtualReader reader(three_tags, {"--trace", "--fault", "lose:command=0x50"});
+    const auto ended = tool(reader, {"watch"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("starting to read: "), std::string::npos) << ended.err;
+    EXPECT_TRUE(reader.wait_for_request("51"));
+}
+
+TEST(WatchEndToEnd, SaysThatTheReaderDidNotStop)
+{
+    const VirtualReader reader(three_tags, {"--fault", "silence:command=0x51"});
+    const auto ended = tool(reader, {"watch", "--seconds", "0.3"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("stopping to read: the reader at "), std::string::npos) << ended.err;
+    EXPECT_NE(ended.err.find("did not confirm the stop (48)"), std::string::npos) << ended.err;
+}
+
+TEST(WatchEndToEnd, SaysAtTheEndThatTheReaderIsGone)
+{
+    VirtualReader reader(three_tags);
+    Process process(TAGWIRE_TOOL_PATH, with_reader(reader, {"watch"}));
+    ASSERT_TRUE(process.next_line());
+    reader.end();
+    process.send_signal(SIGINT);
+    const auto ended = process.wait();
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("stopping to read: "), std::string::npos) << ended.err;
+}
+
+}  // namespace
+}  // namespace tagwire::tool::test

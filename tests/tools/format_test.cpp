@@ -1,0 +1,166 @@
+#include "format.h"
+
+#include "information_view.h"
+
+#include <gtest/gtest.h>
+
+namespace tagwire::tool {
+namespace {
+
+using namespace std::chrono_literals;
+
+Report sample(bool with_phase)
+{
+    Report report;
+    report.tag.id = "E28011700000020F";
+    report.tag.antenna = 4;
+    report.tag.rssi = 201;
+    if (with_phase) report.tag.phase = Phase{100, 200, 866700};
+    report.at.wall = std::chrono::system_clock::time_point(1717150500123ms);
+    return report;
+}
+
+TagRow sample_row(bool with_phase)
+{
+    const auto report = sample(with_phase);
+    TagRow row;
+    row.latest = report.tag;
+    row.reads = 7;
+    row.first = report.at;
+    row.last = report.at;
+    return row;
+}
+
+std::vector<std::string> keys(const Json& object)
+{
+    std::vector<std::string> names;
+    for (const auto& [name, value] : object.items()) names.push_back(name);
+    return names;
+}
+
+InformationReport sample_information()
+{
+    InformationReport report;
+    report.reader = "serial:/dev/ttyUSB0";
+    report.information.address = 0x0A;
+    report.information.version = {3, 12};
+    report.information.type = 0x0F;
+    report.information.power_dbm = 30;
+    report.information.scan_time = 255;
+    report.information.max_frequency = 0x31;
+    return report;
+}
+
+using Names = std::vector<std::string>;
+
+TEST(Timestamp, IsUtcWithMilliseconds)
+{
+    EXPECT_EQ(timestamp_text(std::chrono::system_clock::time_point(1717150500123ms)),
+              "2024-05-31T10:15:00.123Z");
+    EXPECT_EQ(timestamp_text(std::chrono::system_clock::time_point(-1ms)), "1969-12-31T23:59:59.999Z");
+}
+
+TEST(ReportText, IsOneLine)
+{
+    EXPECT_EQ(report_line(sample(false)), "2024-05-31T10:15:00.123Z  E28011700000020F  antenna 4  rssi 201");
+    EXPECT_EQ(report_line(sample(true)),
+              "2024-05-31T10:15:00.123Z  E28011700000020F  antenna 4  rssi 201  phase 100 200  866700 kHz");
+}
+
+TEST(ReportText, IsJsonThatParses)
+{
+    const auto line = json_line(report_json(sample(true)));
+    EXPECT_EQ(line.find('\n'), std::string::npos);
+    const auto object = Json::parse(line);
+    EXPECT_EQ(keys(object),
+              (Names{"type", "time", "epc", "antenna", "rssi", "phase_begin", "phase_end", "frequency_khz"}));
+    EXPECT_EQ(object["type"], "report");
+    EXPECT_EQ(object["time"], "2024-05-31T10:15:00.123Z");
+    EXPECT_EQ(object["epc"], "E28011700000020F");
+    EXPECT_EQ(object["antenna"], 4);
+    EXPECT_EQ(object["rssi"], 201);
+    EXPECT_EQ(object["phase_begin"], 100);
+    EXPECT_EQ(object["phase_end"], 200);
+    EXPECT_EQ(object["frequency_khz"], 866700);
+    EXPECT_EQ(keys(Json::parse(json_line(report_json(sample(false))))),
+              (Names{"type", "time", "epc", "antenna", "rssi"}));
+}
+
+TEST(TagText, IsOneLine)
+{
+    EXPECT_EQ(tag_line(sample_row(false)), "E28011700000020F  antenna 4  rssi 201  reads 7");
+    EXPECT_EQ(tag_line(sample_row(true)),
+              "E28011700000020F  antenna 4  rssi 201  reads 7  phase 100 200  866700 kHz");
+    EXPECT_EQ(tag_line({}), "-  antenna 0  rssi 0  reads 0");
+}
+
+TEST(TagText, IsJsonThatParses)
+{
+    const auto object = Json::parse(json_line(tag_json(sample_row(true))));
+    EXPECT_EQ(keys(object), (Names{"type", "epc", "antenna", "rssi", "reads", "first_seen", "last_seen",
+                                   "phase_begin", "phase_end", "frequency_khz"}));
+    EXPECT_EQ(object["type"], "tag");
+    EXPECT_EQ(object["reads"], 7);
+    EXPECT_EQ(object["first_seen"], "2024-05-31T10:15:00.123Z");
+}
+
+TEST(JsonLine, ReplacesWhatIsNotUtf8)
+{
+    Json object;
+    object["reader"] = "serial:/dev/\xFF";
+    EXPECT_TRUE(Json::accept(json_line(object)));
+}
+
+TEST(Summary, CountsTagsAndReads)
+{
+    TagTable table(2);
+    EXPECT_EQ(summary_text(table, 0s), "0 tags, 0 reads in 0.0 s");
+    table.add(sample(false).tag, Moment::now());
+    EXPECT_EQ(summary_text(table, 1s), "1 tag, 1 read in 1.0 s");
+    table.add(sample(false).tag, Moment::now());
+    EXPECT_EQ(summary_text(table, 90s), "1 tag, 2 reads in 90.0 s");
+    for (const auto* const id : {"AA", "BB"}) table.add({id, 1, 1, {}}, Moment::now());
+    EXPECT_EQ(summary_text(table, 1s), "more than 2 tags, 4 reads in 1.0 s");
+}
+
+TEST(Information, ShowsValuesWithUnits)
+{
+    auto report = sample_information();
+    report.module = ModuleDetails{{1, 2}, 0x05, 0x02};
+    const auto lines = information_lines(report);
+    EXPECT_EQ(lines, (Names{"reader           serial:/dev/ttyUSB0", "address          0x0A",
+                            "firmware         3.12", "type             0x0F", "air protocols    0x00",
+                            "max frequency    0x31", "min frequency    0x00", "power            30 dBm",
+                            "scan time        25500 ms", "antenna          0x00", "beeper           0x00",
+                            "output report    0x00", "antenna check    0x00", "module version   1.2",
+                            "module type      0x05", "module protocols 0x02"}));
+}
+
+TEST(Information, SaysThatTheModuleIsSilent)
+{
+    auto report = sample_information();
+    report.module_code = 48;
+    report.module_error = "text";
+    EXPECT_EQ(information_lines(report).back(), "module           no details (48)");
+    const auto object = Json::parse(json_line(information_json(report)));
+    EXPECT_TRUE(object["module"].is_null());
+    EXPECT_EQ(object["module_error"], "text");
+    EXPECT_EQ(object["module_code"], 48);
+}
+
+TEST(Information, IsJsonThatParses)
+{
+    auto report = sample_information();
+    report.module = ModuleDetails{{1, 2}, 0x05, 0x02};
+    const auto object = Json::parse(json_line(information_json(report)));
+    EXPECT_EQ(keys(object), (Names{"type", "reader", "address", "firmware", "reader_type", "protocols",
+                                   "max_frequency", "min_frequency", "power_dbm", "scan_time_ms", "antenna",
+                                   "beep", "output_report", "antenna_check", "module"}));
+    EXPECT_EQ(object["address"], 10);
+    EXPECT_EQ(object["firmware"], "3.12");
+    EXPECT_EQ(object["scan_time_ms"], 25500);
+    EXPECT_EQ(object["module"]["version"], "1.2");
+}
+
+}  // namespace
+}  // namespace tagwire::tool

@@ -1,0 +1,137 @@
+#include "parse.h"
+
+#include "message_of.h"
+
+#include <gtest/gtest.h>
+
+namespace tagwire::tool {
+namespace {
+
+using test::message_of;
+using Bytes = std::vector<std::uint8_t>;
+
+TEST(Number, IsDecimalOrHexadecimal)
+{
+    EXPECT_EQ(parse_number("0", "x", 0, 255), 0u);
+    EXPECT_EQ(parse_number("255", "x", 0, 255), 255u);
+    EXPECT_EQ(parse_number("0xff", "x", 0, 255), 255u);
+    EXPECT_EQ(parse_number("0X0A", "x", 0, 255), 10u);
+    EXPECT_EQ(parse_number("010", "x", 0, 255), 10u);
+}
+
+TEST(Number, SaysWhatWouldBeValid)
+{
+    for (const auto* const text :
+         {"", "256", "-1", "0x", "0x100", "1a", " 1", "1 ", "+1", "99999999999", "0x1x"}) {
+        EXPECT_EQ(message_of([&] { parse_number(text, "--q", 1, 255); }),
+                  "--q '" + std::string(text) + "' is not valid: use a number from 1 to 255");
+    }
+    EXPECT_THROW(parse_number("0", "--q", 1, 255), UsageError);
+}
+
+TEST(Hex, FillsBytesFromTheLeft)
+{
+    EXPECT_EQ(parse_hex("E2801a", "x"), (Bytes{0xE2, 0x80, 0x1A}));
+    EXPECT_EQ(parse_hex("E28", "x"), (Bytes{0xE2, 0x80}));
+    EXPECT_EQ(message_of([] { parse_hex("", "mask data"); }), "mask data is empty: give hexadecimal digits");
+    EXPECT_EQ(message_of([] { parse_hex("12g4", "mask data"); }), "mask data '12g4' is not hexadecimal");
+    EXPECT_THROW(parse_hex("0x12", "x"), UsageError);
+}
+
+TEST(Seconds, MayHaveAFraction)
+{
+    EXPECT_EQ(parse_seconds("1"), std::chrono::seconds(1));
+    EXPECT_EQ(parse_seconds("0.25"), std::chrono::milliseconds(250));
+    EXPECT_EQ(parse_seconds("0.001"), std::chrono::milliseconds(1));
+    for (const auto* const text :
+         {"", "0", "0.0001", "-1", "nan", "inf", "1s", "1e3", "1e99", "99999999999"}) {
+        EXPECT_THROW(parse_seconds(text), UsageError) << text;
+    }
+}
+
+TEST(Session, IsADigitWithOrWithoutS)
+{
+    EXPECT_EQ(parse_session("0"), 0);
+    EXPECT_EQ(parse_session("S3"), 3);
+    EXPECT_EQ(parse_session("s1"), 1);
+    for (const auto* const text : {"", "S", "4", "S4", "S01", "-1", "A"}) {
+        EXPECT_EQ(message_of([&] { parse_session(text); }),
+                  "--session '" + std::string(text) + "' is not valid: use S0, S1, S2 or S3");
+    }
+}
+
+TEST(Target, IsAOrB)
+{
+    EXPECT_EQ(parse_target("A"), 0);
+    EXPECT_EQ(parse_target("b"), 1);
+    EXPECT_EQ(message_of([] { parse_target("AB"); }), "--target 'AB' is not valid: use A or B");
+}
+
+TEST(ScanTime, RoundsUpToHundredMilliseconds)
+{
+    EXPECT_EQ(parse_scan_time("1"), 1);
+    EXPECT_EQ(parse_scan_time("100"), 1);
+    EXPECT_EQ(parse_scan_time("101"), 2);
+    EXPECT_EQ(parse_scan_time("25500"), 255);
+    EXPECT_THROW(parse_scan_time("0"), UsageError);
+    EXPECT_THROW(parse_scan_time("25501"), UsageError);
+}
+
+TEST(MaskText, NamesBankAddressAndBits)
+{
+    const auto mask = parse_mask("epc:32:E280");
+    EXPECT_EQ(mask.bank, 1);
+    EXPECT_EQ(mask.bit_address, 32);
+    EXPECT_EQ(mask.bits, 16);
+    EXPECT_EQ(mask.data, (Bytes{0xE2, 0x80}));
+    EXPECT_EQ(parse_mask("tid:0:E").bits, 4);
+    EXPECT_EQ(parse_mask("user:0x10:00").bit_address, 16);
+    EXPECT_EQ(parse_mask("user:0:00").bank, 3);
+    EXPECT_EQ(parse_mask("tid:0:00").bank, 2);
+    for (int bank = 0; bank <= 3; ++bank)
+        EXPECT_EQ(parse_mask(std::to_string(bank) + ":65535:00").bank, bank);
+}
+
+TEST(MaskText, CutsToTheBitsGiven)
+{
+    const auto nine = parse_mask("epc:32:FFFFFF/9");
+    EXPECT_EQ(nine.bits, 9);
+    EXPECT_EQ(nine.data, (Bytes{0xFF, 0x80}));
+    EXPECT_EQ(parse_mask("epc:32:FF/8").data, (Bytes{0xFF}));
+    EXPECT_EQ(parse_mask("epc:32:FF/1").data, (Bytes{0x80}));
+    EXPECT_EQ(parse_mask("epc:0:" + std::string(64, 'F') + "/255").data.back(), 0xFE);
+}
+
+TEST(MaskText, SaysWhatIsWrong)
+{
+    EXPECT_EQ(message_of([] { parse_mask("epc:32"); }),
+              "--mask 'epc:32' is not valid: use BANK:BITADDR:HEX or BANK:BITADDR:HEX/BITS");
+    EXPECT_THROW(parse_mask(""), UsageError);
+    EXPECT_EQ(message_of([] { parse_mask("ecp:32:E2"); }),
+              "mask bank 'ecp' is unknown: use epc, tid, user or 0 to 3");
+    EXPECT_EQ(message_of([] { parse_mask("epc:65536:E2"); }),
+              "mask bit address '65536' is not valid: use a number from 0 to 65535");
+    EXPECT_EQ(message_of([] { parse_mask("epc:32:"); }), "mask data is empty: give hexadecimal digits");
+    EXPECT_EQ(message_of([] { parse_mask("epc:32:/4"); }), "mask data is empty: give hexadecimal digits");
+    EXPECT_EQ(message_of([] { parse_mask("epc:32:E2:5"); }), "mask data 'E2:5' is not hexadecimal");
+    EXPECT_EQ(message_of([] { parse_mask("epc:32:E2/9"); }),
+              "mask bit count '9' is not valid: use a number from 1 to 8");
+    EXPECT_THROW(parse_mask("epc:32:E2/0"), UsageError);
+    EXPECT_THROW(parse_mask("epc:32:E2/"), UsageError);
+    EXPECT_EQ(message_of([] { parse_mask("epc:32:" + std::string(64, '0')); }),
+              "mask data has 256 bits: at most 255 can be sent, use HEX/BITS");
+}
+
+TEST(TidRange, IsFirstWordAndCount)
+{
+    const auto range = parse_tid_range("2:4");
+    EXPECT_EQ(range.first, 2);
+    EXPECT_EQ(range.count, 4);
+    EXPECT_EQ(parse_tid_range("255:31").count, 31);
+    for (const auto* const text : {"", "2", "2:", ":2", "2:0", "2:32", "256:1", "1:2:3"}) {
+        EXPECT_THROW(parse_tid_range(text), UsageError) << text;
+    }
+}
+
+}  // namespace
+}  // namespace tagwire::tool

@@ -1,0 +1,126 @@
+#include "app.h"
+
+#include "commands/groups.h"
+#include "errors.h"
+#include "parse.h"
+
+#include <cstdio>
+#include <exception>
+#include <utility>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+namespace tagwire::tool {
+
+namespace {
+
+constexpr const char* footer = R"(Examples:
+  tagwire --reader tcp://192.168.1.190:27011 info
+  tagwire --reader serial:/dev/ttyUSB0?baud=115200 inventory --seconds 5
+  export TAGWIRE_READER=serial:auto; tagwire watch --json | head
+
+Exit codes: 0 success, 1 failure, 2 wrong usage.
+'tagwire COMMAND --help' tells more about a command.)";
+
+}  // namespace
+
+ReaderUrl GlobalOptions::reader_url() const
+{
+    if (reader.empty()) {
+        throw UsageError("no reader named: use --reader tcp://HOST:PORT, --reader serial:/dev/DEVICE or the "
+                         "environment variable TAGWIRE_READER");
+    }
+    auto url = parse_reader_url(reader);
+    if (baud.empty()) return url;
+    if (url.link == Link::Tcp) throw UsageError("--baud is for serial readers only");
+    url.baud = parse_baud(baud);
+    return url;
+}
+
+std::uint8_t GlobalOptions::reader_address() const
+{
+    return static_cast<std::uint8_t>(parse_number(address, "--address", 0, 255));
+}
+
+Application::Application()
+{
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    app_.footer(footer);
+    app_.set_version_flag("--version", "tagwire " TAGWIRE_TOOL_VERSION);
+    app_.add_option("--reader", options_.reader,
+                    "tcp://HOST:PORT, serial:/dev/DEVICE[?baud=N] or serial:auto[?baud=N]")
+        ->envname("TAGWIRE_READER")
+        ->type_name("URL");
+    app_.add_option("--address", options_.address,
+                    "bus address of the reader, 0 to 255 or 0x00 to 0xFF; 255 is whichever reader answers")
+        ->type_name("N")
+        ->capture_default_str();
+    app_.add_option("--baud", options_.baud,
+                    "speed of the serial line: 9600, 19200, 38400, 57600 (default), 115200 or 921600")
+        ->type_name("N");
+    app_.add_flag("--json", options_.json, "print one JSON object a line");
+    add_information_commands(*this);
+    add_inventory_commands(*this);
+    add_watch_commands(*this);
+}
+
+CLI::App& Application::add_command(const std::string& name, const std::string& description, Prepare prepare)
+{
+    auto* const command = app_.add_subcommand(name, description);
+    command->fallthrough();
+    command->callback([this, prepare = std::move(prepare)] { chosen_ = prepare; });
+    return *command;
+}
+
+int Application::run(int argc, const char* const* argv)
+{
+    try {
+        app_.parse(argc, argv);
+        return execute();
+    } catch (const CLI::Success& request) {
+        return app_.exit(request);
+    } catch (const CLI::ParseError& error) {
+        complain(fmt::format("{} (see tagwire --help)", error.what()));
+        return exit_usage;
+    } catch (const UsageError& error) {
+        complain(error.what());
+        return exit_usage;
+    } catch (const std::exception& error) {
+        complain(error.what());
+        return exit_failure;
+    }
+}
+
+int Application::execute()
+{
+    options_.reader_url();
+    options_.reader_address();
+    const auto work = chosen_();
+
+    InterruptWatch interrupts;
+    Output out(STDOUT_FILENO, interrupts.fd());
+    Session session{options_, out, interrupts};
+    const int code = work(session);
+    out.flush();
+    return code;
+}
+
+void tell(std::string_view text)
+{
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+void complain(std::string_view text) { tell(fmt::format("tagwire: {}", text)); }
+
+std::unique_ptr<ReaderConnection> connect(const Session& session)
+{
+    auto reader =
+        std::make_unique<ReaderConnection>(session.options.reader_url(), session.options.reader_address());
+    session.interrupts.arm();
+    return reader;
+}
+
+}  // namespace tagwire::tool

@@ -1,0 +1,156 @@
+#include "parse.h"
+
+#include "errors.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace tagwire::tool {
+
+namespace {
+
+template <typename Number> std::optional<Number> whole_number(std::string_view text, int base)
+{
+    Number value{};
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value, base);
+    if (error != std::errc{} || stop != end) return std::nullopt;
+    return value;
+}
+
+std::optional<std::uint32_t> number(std::string_view text)
+{
+    if (text.starts_with("0x") || text.starts_with("0X"))
+        return whole_number<std::uint32_t>(text.substr(2), 16);
+    return whole_number<std::uint32_t>(text, 10);
+}
+
+std::optional<std::uint8_t> hex_digit(char c) { return whole_number<std::uint8_t>({&c, 1}, 16); }
+
+std::pair<std::string_view, std::optional<std::string_view>> split(std::string_view text, char separator)
+{
+    const auto position = text.find(separator);
+    if (position == std::string_view::npos) return {text, std::nullopt};
+    return {text.substr(0, position), text.substr(position + 1)};
+}
+
+std::uint8_t parse_bank(std::string_view text)
+{
+    if (text == "epc" || text == "1") return 1;
+    if (text == "tid" || text == "2") return 2;
+    if (text == "user" || text == "3") return 3;
+    if (text == "0") return 0;
+    throw UsageError(fmt::format("mask bank '{}' is unknown: use epc, tid, user or 0 to 3", text));
+}
+
+void keep_first_bits(std::vector<std::uint8_t>& data, std::size_t bits)
+{
+    data.resize((bits + 7) / 8);
+    const auto unused = data.size() * 8 - bits;
+    data.back() = static_cast<std::uint8_t>(data.back() >> unused << unused);
+}
+
+}  // namespace
+
+std::uint32_t parse_number(std::string_view text, std::string_view what, std::uint32_t lowest,
+                           std::uint32_t highest)
+{
+    const auto value = number(text);
+    if (!value || *value < lowest || *value > highest) {
+        throw UsageError(
+            fmt::format("{} '{}' is not valid: use a number from {} to {}", what, text, lowest, highest));
+    }
+    return *value;
+}
+
+std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what)
+{
+    if (text.empty()) throw UsageError(fmt::format("{} is empty: give hexadecimal digits", what));
+    std::vector<std::uint8_t> bytes((text.size() + 1) / 2);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto digit = hex_digit(text[i]);
+        if (!digit) throw UsageError(fmt::format("{} '{}' is not hexadecimal", what, text));
+        const int shift = i % 2 == 0 ? 4 : 0;
+        bytes[i / 2] = static_cast<std::uint8_t>(bytes[i / 2] | *digit << shift);
+    }
+    return bytes;
+}
+
+std::chrono::milliseconds parse_seconds(std::string_view text)
+{
+    constexpr double longest = 1e9;
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+    if (error != std::errc{} || stop != end || !(value >= 0.001) || value > longest) {
+        throw UsageError(
+            fmt::format("--seconds '{}' is not valid: use a number of seconds, for example 10 or 0.5", text));
+    }
+    return std::chrono::milliseconds(std::llround(value * 1000));
+}
+
+std::uint8_t parse_session(std::string_view text)
+{
+    const auto digits = text.starts_with('S') || text.starts_with('s') ? text.substr(1) : text;
+    if (digits.size() == 1 && digits[0] >= '0' && digits[0] <= '3')
+        return static_cast<std::uint8_t>(digits[0] - '0');
+    throw UsageError(fmt::format("--session '{}' is not valid: use S0, S1, S2 or S3", text));
+}
+
+std::uint8_t parse_target(std::string_view text)
+{
+    if (text == "A" || text == "a") return 0;
+    if (text == "B" || text == "b") return 1;
+    throw UsageError(fmt::format("--target '{}' is not valid: use A or B", text));
+}
+
+std::uint8_t parse_scan_time(std::string_view text)
+{
+    return static_cast<std::uint8_t>((parse_number(text, "--scan-time", 1, 25500) + 99) / 100);
+}
+
+Mask parse_mask(std::string_view text)
+{
+    constexpr std::size_t most_bits = 255;
+    const auto [bank, after_bank] = split(text, ':');
+    const auto [address, value] = split(after_bank.value_or(""), ':');
+    if (!value) {
+        throw UsageError(
+            fmt::format("--mask '{}' is not valid: use BANK:BITADDR:HEX or BANK:BITADDR:HEX/BITS", text));
+    }
+    const auto [digits, count] = split(*value, '/');
+
+    Mask mask;
+    mask.bank = parse_bank(bank);
+    mask.bit_address = static_cast<std::uint16_t>(parse_number(address, "mask bit address", 0, 65535));
+    mask.data = parse_hex(digits, "mask data");
+    const auto given = digits.size() * 4;
+    if (!count && given > most_bits) {
+        throw UsageError(
+            fmt::format("mask data has {} bits: at most {} can be sent, use HEX/BITS", given, most_bits));
+    }
+    const auto highest = static_cast<std::uint32_t>(given < most_bits ? given : most_bits);
+    mask.bits = static_cast<std::uint8_t>(count ? parse_number(*count, "mask bit count", 1, highest) : given);
+    keep_first_bits(mask.data, mask.bits);
+    return mask;
+}
+
+WordRange parse_tid_range(std::string_view text)
+{
+    // A tag record counts its ID in six bits, 63 bytes at most.
+    constexpr std::uint32_t most_words = 31;
+    const auto [first, count] = split(text, ':');
+    if (!count)
+        throw UsageError(fmt::format("--tid '{}' is not valid: use ADR:WORDS, for example 0:6", text));
+    WordRange range;
+    range.first = static_cast<std::uint8_t>(parse_number(first, "first TID word", 0, 255));
+    range.count = static_cast<std::uint8_t>(parse_number(*count, "count of TID words", 1, most_words));
+    return range;
+}
+
+}  // namespace tagwire::tool

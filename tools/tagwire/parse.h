@@ -1,0 +1,49 @@
+// The values of command line options. Every function throws UsageError with a message that names the valid
+// values.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace tagwire::tool {
+
+// Decimal, or hexadecimal after 0x; `what` names the value in the message.
+std::uint32_t parse_number(std::string_view text, std::string_view what, std::uint32_t lowest,
+                           std::uint32_t highest);
+
+// Any number of hexadecimal digits but none; an odd last digit becomes the high half of the last byte.
+std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what);
+
+// Seconds with an optional fraction, more than none.
+std::chrono::milliseconds parse_seconds(std::string_view text);
+
+// 0 to 3, or S0 to S3.
+std::uint8_t parse_session(std::string_view text);
+
+// A or B, as the reader's 0 or 1.
+std::uint8_t parse_target(std::string_view text);
+
+// Milliseconds, rounded up to the reader's units of 100 ms.
+std::uint8_t parse_scan_time(std::string_view text);
+
+struct Mask {
+    std::uint8_t bank = 0;
+    std::uint16_t bit_address = 0;
+    std::uint8_t bits = 0;
+    std::vector<std::uint8_t> data;  // as many bytes as the bits need, the unused bits of the last one zero
+};
+
+// BANK:BITADDR:HEX[/BITS], for example epc:32:E280/16.
+Mask parse_mask(std::string_view text);
+
+struct WordRange {
+    std::uint8_t first = 0;
+    std::uint8_t count = 6;
+};
+
+// ADR:WORDS, for example 0:6.
+WordRange parse_tid_range(std::string_view text);
+
+}  // namespace tagwire::tool

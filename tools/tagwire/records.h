@@ -1,0 +1,46 @@
+// One read of one tag, out of a list of records or out of a report.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tagwire/types.h"
+
+namespace tagwire::tool {
+
+struct Phase {
+    std::uint16_t begin = 0;
+    std::uint16_t end = 0;
+    std::uint32_t frequency_khz = 0;
+
+    bool operator==(const Phase&) const = default;
+};
+
+struct TagRecord {
+    std::string id;  // upper-case hexadecimal digits
+    std::uint8_t antenna = 0;
+    std::uint8_t rssi = 0;
+    std::optional<Phase> phase;
+
+    bool operator==(const TagRecord&) const = default;
+};
+
+struct DecodedList {
+    std::vector<TagRecord> records;
+    std::size_t undecoded = 0;  // bytes at the end that make no whole record
+};
+
+// The records of an inventory whose records begin with their length byte, all with the antenna given.
+DecodedList decode_list(std::span<const std::uint8_t> list, std::uint8_t antenna);
+
+TagRecord record_from_report(const RFIDTag& report, int kind);
+
+// A list carries one antenna for all of its records, the reports of the same inventory carry one each. Takes
+// the antennas, and the records that the list had no room for, from the reports.
+std::vector<TagRecord> combine(std::vector<TagRecord> list, const std::vector<TagRecord>& reports);
+
+}  // namespace tagwire::tool

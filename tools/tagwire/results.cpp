@@ -1,0 +1,154 @@
+#include "results.h"
+
+#include "tagwire/result.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include <fmt/format.h>
+
+namespace tagwire::tool {
+
+namespace {
+
+struct Situation {
+    int code;
+    std::optional<Operation> operation;
+    std::optional<Link> link;
+};
+
+// {place} is where the reader is, {task} what was being done.
+struct Entry {
+    Situation when;
+    std::string_view what;
+    std::string_view advice;
+};
+
+// The first entry that fits wins: particular cases come before general ones.
+constexpr std::array entries{
+    Entry{{TAGWIRE_OK, {}, {}}, "{task}: done", "nothing to do"},
+
+    Entry{{TAGWIRE_NO_ANSWER, Operation::Open, Link::Serial},
+          "no answer from the reader {place} within 200 ms",
+          "is it powered? try --baud"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::Open, Link::SerialAuto},
+          "no reader answered {place} of /dev/tty0 to /dev/ttyUSB9",
+          "is it powered and plugged in? try --baud, or name the device with --reader serial:/dev/DEVICE"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::Open, Link::Tcp},
+          "no answer from the reader {place} within 1 s",
+          "is it powered and on this network? check the port, and that no other host holds its connection"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::Close, {}},
+          "{task}: the connection to the reader {place} was closed already",
+          "nothing is left to close"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::ModuleDetails, {}},
+          "{task}: no answer from the reader {place} in time",
+          "not every reader has this command"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::Inventory, {}},
+          "{task}: the reader {place} fell silent",
+          "5 s without a frame end an inventory: try a shorter --scan-time, or check power and cable"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::StopRead, {}},
+          "{task}: the reader {place} did not confirm the stop",
+          "it may be gone, or may still be reading: check power and cable"},
+    Entry{{TAGWIRE_NO_ANSWER, {}, {}},
+          "{task}: no answer from the reader {place} in time",
+          "is it powered and the cable in place?"},
+
+    Entry{{TAGWIRE_BAD_CRC, {}, {}},
+          "{task}: the answer of the reader {place} was damaged on the way",
+          "try again; on a serial line check --baud, cable length and grounding"},
+    Entry{{TAGWIRE_BUSY, Operation::StartRead, {}},
+          "{task}: the reader {place} is reading already",
+          "stop the reading that runs first"},
+    Entry{{TAGWIRE_BUSY, {}, {}},
+          "{task}: the connection to the reader {place} is busy with another operation",
+          "wait until it has ended and try again"},
+    Entry{{TAGWIRE_ALREADY_OPEN, {}, {}},
+          "{task}: the connection to the reader {place} is open already",
+          "close it first"},
+    Entry{{TAGWIRE_BAD_HANDLE, {}, {}},
+          "{task}: the connection to the reader {place} is gone",
+          "connect again; did the reader restart, or was the device unplugged?"},
+    Entry{{TAGWIRE_NO_DEVICE, {}, {}},
+          "{task}: the serial device of the reader {place} cannot be used",
+          "does it exist, may you open it (group dialout), and is no other program using it?"},
+    Entry{{TAGWIRE_BAD_SEQUENCE, {}, {}},
+          "{task}: a part of a long answer of the reader {place} was missing",
+          "bring the tag closer to the antenna and try again"},
+    Entry{{TAGWIRE_WRONG_COMMAND, Operation::Inventory, {}},
+          "{task}: the reader {place} refused the command",
+          "it may not know this kind of inventory: leave out options, one at a time"},
+    Entry{{TAGWIRE_WRONG_COMMAND, {}, {}},
+          "{task}: the reader {place} answered something else than it was asked",
+          "try again; does another program talk to the same reader?"},
+    Entry{{TAGWIRE_LINE_SETTINGS, Operation::Open, {}},
+          "{task}: the serial device of the reader {place} refuses the line settings",
+          "is it a serial device? try another --baud"},
+    Entry{{TAGWIRE_NO_DATA, Operation::Inventory, {}},
+          "{task}: no tag answered the reader {place}",
+          "bring a tag closer to the antenna; a larger --q helps when there are many"},
+    Entry{{TAGWIRE_NO_DATA, {}, {}}, "{task}: the reader {place} had nothing to deliver", "try again later"},
+    Entry{{TAGWIRE_TAG_ERROR, {}, {}},
+          "{task}: the tag refused, says the reader {place}",
+          "check the access password and whether that memory is locked"},
+    Entry{{TAGWIRE_BAD_ARGUMENT, {}, {}},
+          "{task}: a value is out of range for the reader {place}",
+          "check the options against tagwire --help"},
+
+    Entry{{TAGWIRE_INVENTORY_DONE, {}, {}},
+          "{task}: the reader {place} has found all it could",
+          "nothing to do"},
+    Entry{{TAGWIRE_INVENTORY_TIME_OVER, {}, {}},
+          "{task}: the scan time of the reader {place} is over",
+          "a longer --scan-time may find more"},
+    Entry{{TAGWIRE_INVENTORY_MORE, {}, {}},
+          "{task}: the reader {place} announced more data and sent none",
+          "try again"},
+    Entry{{TAGWIRE_INVENTORY_ANTENNA, {}, {}},
+          "{task}: the antenna check of the reader {place} failed",
+          "is an antenna connected to this port? choose another with --antenna"},
+    Entry{{TAGWIRE_INVENTORY_UNKNOWN, {}, {}},
+          "{task}: the reader {place} does not know this command",
+          "its firmware may be too old: see tagwire info"},
+};
+
+bool fits(const Situation& when, int code, Operation operation, Link link)
+{
+    return when.code == code && when.operation.value_or(operation) == operation &&
+           when.link.value_or(link) == link;
+}
+
+std::string_view task_name(Operation operation)
+{
+    switch (operation) {
+    case Operation::Open: return "connecting";
+    case Operation::Close: return "closing the connection";
+    case Operation::Information: return "reader information";
+    case Operation::ModuleDetails: return "module details";
+    case Operation::Inventory: return "inventory";
+    case Operation::StartRead: return "starting to read";
+    case Operation::StopRead: return "stopping to read";
+    }
+    return "command";
+}
+
+}  // namespace
+
+std::string result_text(int code, Operation operation, const ReaderUrl& reader)
+{
+    const auto task = task_name(operation);
+    const auto* const entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& candidate) {
+        return fits(candidate.when, code, operation, reader.link);
+    });
+    if (entry == entries.end()) {
+        return fmt::format(
+            "{}: the reader {} answered with its own status 0x{:02X} ({}): see the reader's manual", task,
+            reader.place(), static_cast<unsigned>(code), code);
+    }
+    const auto what =
+        fmt::format(fmt::runtime(entry->what), fmt::arg("task", task), fmt::arg("place", reader.place()));
+    return fmt::format("{} ({}): {}", what, code, entry->advice);
+}
+
+}  // namespace tagwire::tool

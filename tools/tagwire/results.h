@@ -1,0 +1,16 @@
+// What the numbers mean that the library and the reader return, in words.
+#pragma once
+
+#include <string>
+
+#include "reader_url.h"
+
+namespace tagwire::tool {
+
+// What was asked for when the result came: some numbers mean different things.
+enum class Operation { Open, Close, Information, ModuleDetails, Inventory, StartRead, StopRead };
+
+// One line: what happened, the number in parentheses, and what to try next.
+std::string result_text(int code, Operation operation, const ReaderUrl& reader);
+
+}  // namespace tagwire::tool
