@@ -5,13 +5,16 @@
  * Threads: all calls on different handles may run at the same time. On one handle, one command at a time is
  * the caller's duty; StopRead, StopImmediately, the close functions and InitRFIDCallBack may come from any
  * thread at any time, also from inside a callback. When a close function has returned 0, no callback of that
- * connection starts any more; one that was running already is not waited for.
+ * connection starts any more. A callback that is running is not waited for, with one exception: an inventory
+ * that holds the command lock (Inventory_G2, InventoryMix_G2, InventoryExtMix_G2, Inventory_EPC_G2,
+ * Inventory_QT_G2) ends first, and a callback inside it with it. So a callback must not wait for a thread that
+ * closes its connection.
  *
  * Descriptors: an open connection holds two (its link and an event descriptor); child processes inherit
  * neither.
  *
- * Files: when a file named writelog.txt lies in the current directory at the moment of opening, every chunk
- * of bytes written and read on that connection is logged there, in one file a minute (YYMMDDhhmm.log).
+ * Files: when a file named writelog.txt lies in the current directory at the moment of opening, every chunk of
+ * bytes written and read on that connection is logged there, in one file a minute (YYMMDDhhmm.log).
  */
 #ifndef TAGWIRE_CONNECTION_H
 #define TAGWIRE_CONNECTION_H
@@ -25,16 +28,18 @@ extern "C" {
 /* Opens a reader on a serial device and asks it for its information once.
  *
  * port       path of the device, for example "/dev/ttyUSB0". It must not be open already, in this process or
- * in another one that uses tagwire. address    1 byte. In: the bus address to ask, 0xFF for whichever reader
- * is there. Out, on success: the address that the reader answered with. baud       speed of the line, 8N1: 0
- * = 9600, 1 = 19200, 2 = 38400, 5 = 57600, 6 = 115200, 7 = 921600; any other value is 57600. FrmHandle  out:
- * the handle, or -1 on failure.
+ *            in another one that uses tagwire.
+ * address    1 byte. In: the bus address to ask, 0xFF for whichever reader is there. Out, on success: the
+ *            address that the reader answered with.
+ * baud       speed of the line, 8N1: 0 = 9600, 1 = 19200, 2 = 38400, 5 = 57600, 6 = 115200, 7 = 921600; any
+ *            other value is 57600.
+ * FrmHandle  out: the handle, or -1 on failure.
  *
  * 0     open
- * 48    no reader answered within 200 ms, all 255 handles are in use, or memory ran out
+ * 48    no reader answered within 200 ms, all 255 handles are in use, or memory or descriptors ran out
+ * 51    kept for a reader left busy by its handshake; does not occur
  * 57    the device cannot be opened or is in use
  * 249   the device refuses the line settings
- * 51    kept for a reader left busy by its handshake; does not occur
  * else  the status that the reader answered the handshake with, or 49 or 238 for a damaged answer
  */
 TAGWIRE_API int OpenComPort(char* port, unsigned char* address, unsigned char baud, int* FrmHandle);
@@ -64,17 +69,19 @@ TAGWIRE_API int AutoOpenComPort(char* port, unsigned char* address, unsigned cha
  *
  * 0     open
  * 48    the address is not valid, nobody answered within 1 s, the reader did not answer the handshake
- * (whatever the handshake returned), all 255 handles are in use, or memory ran out 51    another OpenNetPort
- * is running, or see FrmHandle; also when this thread is inside an inventory callback of the older connection
+ *       (whatever the handshake returned), all 255 handles are in use, or memory or descriptors ran out
+ * 51    another OpenNetPort is running, or see FrmHandle; also when this thread is inside an inventory
+ *       callback of the older connection
  */
 TAGWIRE_API int OpenNetPort(int Port, char* IPaddr, unsigned char* ComAdr, int* FrmHandle);
 
 /* Closes a serial connection. Takes about 600 ms.
  *
  * 0     closed; the handle is free
- * 48    no reader has this handle, it is not open, or it is a TCP connection
+ * 48    no reader has this handle, it is not open, another thread is closing it, or it is a TCP connection
  * 51    a command that the reader answers at length (an inventory) is in progress; the connection stays open,
- * its stop flag stays set, and every inventory on it ends with 48 55    FrmHandle is outside 1..255
+ *       its stop flag stays set, and every inventory on it ends with 48
+ * 55    FrmHandle is outside 1..255
  */
 TAGWIRE_API int CloseSpecComPort(int FrmHandle);
 
@@ -84,18 +91,19 @@ TAGWIRE_API int CloseComPort(void);
 /* Closes a TCP connection. Takes about 200 ms.
  *
  * 0     closed; the handle is free
- * 48    the handle is not open, or it is a serial connection
- * 51    Inventory_G2, Inventory_Temperature_Ast010 or Find_epc_by_list is in progress, or the caller is
- * inside a callback of a locked inventory; the connection stays open, its stop flag stays set, and every
- * inventory on it ends with 48 55    FrmHandle is outside 1..255, or no reader has it
+ * 48    the handle is not open, another thread is closing it, or it is a serial connection
+ * 51    Inventory_G2, Inventory_Temperature_Ast010 or Find_epc_by_list is in progress, or the caller is inside
+ *       a callback of an inventory that holds the command lock; the connection stays open, its stop flag stays
+ *       set, and every inventory on it ends with 48
+ * 55    FrmHandle is outside 1..255, or no reader has it
  */
 TAGWIRE_API int CloseNetPort(int FrmHandle);
 
 /* Registers the function that receives the tag reports of a connection.
  *
- * pRFIDback  the callback; a null pointer changes nothing. It stays registered until the connection is
- * closed. isBackUID  true: inventories deliver tags to the callback only, and return no list. false: they do
- * both.
+ * pRFIDback  the callback; a null pointer changes nothing. It stays registered until the connection is closed.
+ * isBackUID  true: inventories deliver tags to the callback only, and return no list.
+ *            false: they do both.
  *
  * Does nothing when FrmHandle names no reader. Takes no lock, and may be called while reading runs.
  */

@@ -61,11 +61,12 @@ TAGWIRE_API int StopRead(unsigned char* address, int FrmHandle);
  */
 TAGWIRE_API int StopImmediately(unsigned char* address, int FrmHandle);
 
-/* Takes the raw bytes that a reader in an auto-running work mode pushed, after a pause of 20 ms. Waits at
- * most 1 s on TCP, not at all on a serial line.
+/* Takes the raw bytes that a reader in an auto-running work mode pushed, after a pause of 20 ms. Waits at most
+ * 1 s on TCP, not at all on a serial line.
  *
  * ScanModeData     out: the bytes as they came, unframed and unchecked: at most 256 from a serial line, 2048
- * from TCP ValidDatalength  out: how many
+ *                  from TCP
+ * ValidDatalength  out: how many
  *
  * 0     there are some
  * 51    continuous reading runs

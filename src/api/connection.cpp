@@ -80,10 +80,18 @@ int give_up(int handle, Reader* reader, int* FrmHandle, int result)
     return result;
 }
 
+void give_out(Reader* reader, int handle, int* FrmHandle)
+{
+    reader->FrmHandle = handle;
+    reader->isStopCmd = false;
+    reader->keeping.opening = false;
+    *FrmHandle = handle;
+}
+
 int refuse(Reader* reader)
 {
-    give_back(reader);
     calm(reader);
+    give_back(reader);
     return TAGWIRE_BUSY;
 }
 
@@ -134,9 +142,7 @@ int open_net_port(int Port, char* IPaddr, u8* ComAdr, int* FrmHandle)
     }
     reader->ipPort = Port;
     set_ip_address(reader, ip_address);
-    reader->FrmHandle = handle;
-    reader->isStopCmd = false;
-    *FrmHandle = handle;
+    give_out(reader, handle, FrmHandle);
     return TAGWIRE_OK;
 }
 
@@ -215,11 +221,10 @@ int OpenComPort(char* port, u8* address, u8 baud, int* FrmHandle)
     if (result != TAGWIRE_OK) {
         if (!reader->isInventoryCmd) return give_up(handle, reader, FrmHandle, result);
         *FrmHandle = -1;
+        reader->keeping.opening = false;
         return TAGWIRE_BUSY;
     }
-    reader->FrmHandle = handle;
-    reader->isStopCmd = false;
-    *FrmHandle = handle;
+    give_out(reader, handle, FrmHandle);
     return TAGWIRE_OK;
 }
 

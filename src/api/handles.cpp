@@ -23,14 +23,17 @@ Borrowed::Borrowed(int handle)
 {
     if (handle < first_handle || handle > last_handle) return;
     const TableLock lock;
-    reader_ = slot(handle);
-    if (reader_ != nullptr) retain(reader_);
+    Reader* reader = slot(handle);
+    if (reader == nullptr || reader->keeping.opening) return;
+    retain(reader);
+    reader_ = reader;
 }
 
 Reader* occupy_slot(int& handle)
 {
     Reader* reader = Create_Reader();
     if (reader == nullptr) return nullptr;
+    reader->keeping.opening = true;
     {
         const TableLock lock;
         for (handle = first_handle; handle <= last_handle; ++handle) {

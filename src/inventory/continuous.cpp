@@ -220,7 +220,7 @@ int ask_to_start(Reader* sthis, u8 address, u8 target)
 // One raw read, into the receive buffer.
 int read_raw(Reader* sthis, u8* to, int* count)
 {
-    const Exchange exchange(sthis);
+    const Exchange exchange(sthis, Purpose::command);
     const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
     if (n <= 0) return TAGWIRE_NO_DATA;
     std::memcpy(to, sthis->recvBuff, static_cast<std::size_t>(n));
@@ -256,7 +256,7 @@ int I_StopRead(Reader* sthis, u8* address)
 
     // A stop may come while another thread's command uses the connection: its answer would be lost to that
     // command, or the command's bytes to this one.
-    Exchange exchange(sthis);
+    Exchange exchange(sthis, Purpose::stop);
     if (!exchange.take_within(answer_limit_ms)) return TAGWIRE_NO_ANSWER;
     Command command(sthis, *address, 0x51);
     command.send();
@@ -270,7 +270,7 @@ int I_StopRead(Reader* sthis, u8* address)
 // Meant for the middle of another thread's command, whose buffers it then leaves alone.
 int I_StopImmediately(Reader* sthis, u8* address)
 {
-    const Exchange exchange(sthis);
+    const Exchange exchange(sthis, Purpose::stop);
     sthis->isInventoryCmd = false;
     if (exchange.ours()) std::memset(sthis->recvBuff, 0, cleared_by_command);
 

@@ -39,15 +39,18 @@ bool has_input(int fd)
 // A negative `fd` stands for none: then the wake descriptor alone is waited on.
 Wait wait_until(Reader* reader, int fd, short events, std::int64_t end)
 {
-    pollfd watched[] = {{reader->keeping.wake_fd, POLLIN, 0}, {fd, events, 0}};
+    pollfd watched[] = {{reader->keeping.wake_fd, POLLIN, 0},
+                        {fd, static_cast<short>(events | POLLRDHUP), 0}};
     for (;;) {
         const timespec limit = remaining(end);
         const int ready = sys::calls.ppoll(watched, 2, &limit);
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) return Wait::failed;
         if (ready == 0) return Wait::timeout;
-        if ((watched[1].revents & POLLNVAL) != 0) return Wait::failed;
-        if (watched[1].revents != 0) return Wait::ready;
+        const int seen = watched[1].revents;
+        if ((seen & POLLNVAL) != 0) return Wait::failed;
+        if ((seen & (POLLHUP | POLLRDHUP | POLLERR)) != 0) return Wait::hung_up;
+        if (seen != 0) return Wait::ready;
         return Wait::woken;
     }
 }
@@ -59,7 +62,7 @@ Wait wait_for_input(Reader* reader, int limit_ms, int limit_when_empty_ms)
     const LinkUse link(reader);
     if (!link.usable()) return Wait::failed;
     const Wait wait = wait_for(reader, link.fd(), POLLIN, limit_ms);
-    if (wait != Wait::ready || has_input(link.fd())) return wait;
+    if (wait != Wait::hung_up || has_input(link.fd())) return wait;
     return wait_for(reader, -1, 0, limit_when_empty_ms);
 }
 
@@ -75,7 +78,7 @@ bool await_writable(Reader* reader, int fd, int limit_ms)
     const std::int64_t end = monotonic_ns() + limit_ms * ns_per_ms;
     for (;;) {
         const Wait wait = wait_until(reader, fd, POLLOUT, end);
-        if (wait != Wait::woken) return wait == Wait::ready;
+        if (wait != Wait::woken) return wait == Wait::ready || wait == Wait::hung_up;
         if (reader->keeping.link.is_shut()) return false;
         sleep_ms(1);
     }
@@ -107,7 +110,7 @@ void open_link(Reader* reader) { reader->keeping.link.open(); }
 
 void clear_received(Reader* reader)
 {
-    const Exchange exchange(reader);
+    const Exchange exchange(reader, Purpose::stop);
     if (!exchange.ours()) return;
     reader->recvLength = 0;
     std::memset(reader->recvBuff, 0, cleared_by_send);

@@ -26,7 +26,8 @@ class LinkUse {
     int fd_;
 };
 
-enum class Wait { ready, timeout, woken, failed };
+// Hung up: ready, but the other side is gone; bytes may be left to read.
+enum class Wait { ready, hung_up, timeout, woken, failed };
 
 // Waits until the descriptor is ready for `events` (POLLIN or POLLOUT), the Reader is woken, or the limit has
 // passed. Interruptions by signals do not count.

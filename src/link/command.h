@@ -53,7 +53,8 @@ enum class Clear { no, yes };
 
 class Command {
   public:
-    Command(Reader* reader, u8 address, u8 code) : reader_(reader), exchange_(reader), code_(code)
+    Command(Reader* reader, u8 address, u8 code)
+        : reader_(reader), exchange_(reader, Purpose::command), code_(code)
     {
         put(frame::address, address);
         put(frame::command, code);

@@ -1,8 +1,9 @@
-// Who uses the buffers of a Reader.
+// Who uses the buffers and the answers of a Reader.
 //
-// A command takes the exchange for its length. Two commands at once on one handle are the caller's mistake:
-// the second one goes on without it and both see mixed bytes, no more. The stop commands, which may come at
-// any time, leave the buffers alone while another thread has the exchange.
+// A command takes the exchange for its length. Two commands at once on one handle are the caller's mistake: the
+// second one goes on without it and both see mixed bytes, no more. The stop commands may come at any time: StopRead
+// waits for the command in progress, StopImmediately leaves its buffers alone, and a command that begins during a
+// stop waits for it.
 #pragma once
 
 #include <pthread.h>
@@ -12,9 +13,16 @@
 
 namespace tagwire {
 
+enum class Purpose : unsigned long { command = 0, stop = 1 };
+
 class Exchange {
   public:
-    explicit Exchange(Reader* reader) : owner_(&reader->keeping.exchange_owner) { take(); }
+    Exchange(Reader* reader, Purpose purpose)
+        : reader_(reader), owner_(&reader->keeping.exchange_owner), mark_(static_cast<unsigned long>(purpose))
+    {
+        take();
+        if (purpose == Purpose::command) wait_for_stop();
+    }
     ~Exchange()
     {
         if (taken_) __atomic_store_n(owner_, 0UL, __ATOMIC_RELEASE);
@@ -34,17 +42,34 @@ class Exchange {
     }
 
   private:
+    static constexpr unsigned long stop_mark = 1;  // thread numbers are even: they are addresses
+
+    // Longer than a stop takes on any link.
+    static constexpr int longest_stop_ms = 1500;
+
     bool take()
     {
         if (ours_) return true;
         const unsigned long self = pthread_self();
         unsigned long owner = 0;
-        taken_ = __atomic_compare_exchange_n(owner_, &owner, self, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED);
-        ours_ = taken_ || owner == self;
+        taken_ = __atomic_compare_exchange_n(owner_, &owner, self | mark_, false, __ATOMIC_ACQUIRE,
+                                             __ATOMIC_RELAXED);
+        ours_ = taken_ || (owner & ~stop_mark) == self;
         return ours_;
     }
 
+    bool stop_in_progress() const { return (__atomic_load_n(owner_, __ATOMIC_RELAXED) & stop_mark) != 0; }
+
+    void wait_for_stop()
+    {
+        const std::int64_t end = monotonic_ns() + longest_stop_ms * std::int64_t{1'000'000};
+        while (!take() && stop_in_progress() && !reader_->keeping.retired && monotonic_ns() < end)
+            sleep_ms(1);
+    }
+
+    Reader* reader_;
     unsigned long* owner_;
+    unsigned long mark_;
     bool taken_ = false;
     bool ours_ = false;
 };

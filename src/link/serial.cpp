@@ -42,6 +42,23 @@ bool is_held(const HeldPort& port)
     return false;
 }
 
+void identify(HeldPort& port, const struct stat& about)
+{
+    const bool is_device = S_ISCHR(about.st_mode);
+    port.device = is_device ? about.st_rdev : about.st_dev;
+    port.node = is_device ? 0 : about.st_ino;
+}
+
+// What was opened is what was noted, also when the path was given to another device in between.
+bool is_descriptor_of(const HeldPort& port, int fd)
+{
+    struct stat about {};
+    if (sys::calls.fstat(fd, &about) != 0) return false;
+    HeldPort opened{};
+    identify(opened, about);
+    return opened.device == port.device && opened.node == port.node;
+}
+
 // Notes the device behind `path` as open in this process. Null when it is not there, or noted already.
 HeldPort* hold_port(const char* path)
 {
@@ -49,9 +66,7 @@ HeldPort* hold_port(const char* path)
     if (path == nullptr || sys::calls.stat(path, &about) != 0) return nullptr;
     HeldPort* port = new (std::nothrow) HeldPort;
     if (port == nullptr) return nullptr;
-    const bool is_device = S_ISCHR(about.st_mode);
-    port->device = is_device ? about.st_rdev : about.st_dev;
-    port->node = is_device ? 0 : about.st_ino;
+    identify(*port, about);
     const PortsLock lock;
     if (is_held(*port)) {
         delete port;
@@ -233,7 +248,7 @@ int I_Open_Com(Reader* sthis, char* Port, u8 fbaud)
         let_go(port);
         return TAGWIRE_NO_DEVICE;
     }
-    const int result = prepare_device(sthis, fd, fbaud);
+    const int result = is_descriptor_of(*port, fd) ? prepare_device(sthis, fd, fbaud) : TAGWIRE_NO_DEVICE;
     if (result != TAGWIRE_OK) {
         sys::calls.close(fd);
         let_go(port);

@@ -22,6 +22,7 @@ struct Direct {
     static int open(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
     static int close(int fd) { return ::close(fd); }
     static int stat(const char* path, struct stat* out) { return ::stat(path, out); }
+    static int fstat(int fd, struct stat* out) { return ::fstat(fd, out); }
     static int lock(int fd, struct flock* region) { return ::fcntl(fd, F_SETLK, region); }
     static ssize_t read(int fd, void* to, std::size_t count) { return ::read(fd, to, count); }
     static ssize_t write(int fd, const void* from, std::size_t count) { return ::write(fd, from, count); }
@@ -67,6 +68,7 @@ struct Calls {
     decltype(&Direct::open) open = Direct::open;
     decltype(&Direct::close) close = Direct::close;
     decltype(&Direct::stat) stat = Direct::stat;
+    decltype(&Direct::fstat) fstat = Direct::fstat;
     decltype(&Direct::lock) lock = Direct::lock;
     decltype(&Direct::read) read = Direct::read;
     decltype(&Direct::write) write = Direct::write;

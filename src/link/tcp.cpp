@@ -48,9 +48,9 @@ int read_tcp(Reader* reader, u8* to)
     {
         const LinkUse link(reader);
         if (!link.usable()) return -1;
-        if (wait_for(reader, link.fd(), POLLIN, tcp_limit_ms) != Wait::ready)
-            return reader->keeping.link.is_shut() ? -1 : 0;
+        const Wait wait = wait_for(reader, link.fd(), POLLIN, tcp_limit_ms);
         if (reader->keeping.link.is_shut()) return -1;
+        if (wait != Wait::ready && wait != Wait::hung_up) return 0;
         // Another thread may have taken the bytes meanwhile: never block for them.
         do {
             count = sys::calls.recv(link.fd(), chunk, sizeof chunk, MSG_DONTWAIT);

@@ -114,6 +114,7 @@ void Destroy_Reader(Reader** sthis)
     reader->LogFileFlag = false;
     reader->m_type = 0;
     reader->usbFlag = false;
+    reader->ipPort = 0;
     // Closes nothing: the link type and the open flag were cleared above. A socket that the close path left
     // open stays open.
     if (reader->sServer != -1) reader->operations.CloseTCP(reader);

@@ -31,6 +31,7 @@ struct Keeping {
     unsigned wakers;               // who want it signalled
     Gate link;                     // around system calls on the link's descriptor
     Gate delivery;                 // around the decision to call the callback
+    Relaxed<bool> opening;         // in its slot, its handle not given out yet
     bool closing;                  // claimed atomically by the one close that carries the Reader away
     Relaxed<bool> retired;         // destroyed: calls that are still in progress end as soon as they see it
     HeldPort* port;                // the serial device of the link, or null

@@ -1,0 +1,340 @@
+// The frame around the exported commands: each calls exactly the operation of its name.
+#include <gmock/gmock.h>
+
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <tuple>
+
+#include "api/process.h"
+#include "tagwire/tagwire.h"
+
+namespace tagwire::test {
+namespace {
+
+constexpr int handle = 201;
+constexpr int stub_result = 0x7654;
+
+// What the operations did, one name a call.
+std::vector<std::string> called;
+bool lock_was_held;
+
+bool is_lock_held_for_others(Reader* reader)
+{
+    bool held = false;
+    std::thread([&] {
+        held = pthread_mutex_trylock(&reader->g_cs) != 0;
+        if (!held) pthread_mutex_unlock(&reader->g_cs);
+    }).join();
+    return held;
+}
+
+// Arguments that all differ: bytes by value, pointers by place.
+u8 byte_pool[32];
+int number_pool[32];
+template <class T> T distinct(std::size_t place);
+template <> u8 distinct<u8>(std::size_t place) { return static_cast<u8>(0xF0 - place); }
+template <> u8* distinct<u8*>(std::size_t place) { return byte_pool + place; }
+template <> int* distinct<int*>(std::size_t place) { return number_pool + place; }
+
+// A stand-in for the operation in a slot: keeps what it was called with.
+template <auto Slot, class Operation> struct StandIn;
+template <auto Slot, class... Arguments> struct StandIn<Slot, int(Reader*, Arguments...)> {
+    static inline const char* name;
+    static inline std::tuple<Reader*, Arguments...> seen;
+
+    static void install(Reader* reader, const char* slot_name)
+    {
+        name = slot_name;
+        seen = {};
+        reader->operations.*Slot = [](Reader* sthis, Arguments... arguments) {
+            called.emplace_back(name);
+            seen = {sthis, arguments...};
+            lock_was_held = is_lock_held_for_others(sthis);
+            return stub_result;
+        };
+    }
+
+    template <std::size_t... Places> static auto arguments_at(std::index_sequence<Places...> /*places*/)
+    {
+        return std::tuple<Arguments...>{distinct<Arguments>(Places)...};
+    }
+    static auto arguments() { return arguments_at(std::index_sequence_for<Arguments...>{}); }
+
+    static int call(int (*exported)(Arguments..., int), int frm_handle)
+    {
+        return std::apply([&](Arguments... all) { return exported(all..., frm_handle); }, arguments());
+    }
+    static bool saw_all(Reader* reader)
+    {
+        return seen == std::tuple_cat(std::tuple<Reader*>(reader), arguments());
+    }
+};
+
+template <class Member> struct OperationOf;
+template <class Operation> struct OperationOf<Operation*> {
+    using Type = Operation;
+};
+template <auto Slot>
+using StandInOf =
+    StandIn<Slot,
+            typename OperationOf<std::remove_reference_t<decltype(std::declval<Operations>().*Slot)>>::Type>;
+
+struct Export {
+    const char* name;
+    std::function<void(Reader*)> install;
+    std::function<int(int)> call;
+    std::function<bool(Reader*)> saw_all;
+};
+
+template <auto Slot, class Exported> Export make_export(const char* name, Exported* exported)
+{
+    using Stub = StandInOf<Slot>;
+    return {name, [name](Reader* reader) { Stub::install(reader, name); },
+            [exported](int frm_handle) { return Stub::call(exported, frm_handle); }, Stub::saw_all};
+}
+
+#define TAGWIRE_EXPORT(name) make_export<&Operations::name>(#name, ::name)
+
+const std::vector<Export>& plain_exports()
+{
+    static const std::vector<Export> all = {
+        TAGWIRE_EXPORT(GetReaderInformation),      TAGWIRE_EXPORT(GetModuleDetails),
+        TAGWIRE_EXPORT(Inventory_FastBID_NXP),     TAGWIRE_EXPORT(Inventory_FastTID_NXP),
+        TAGWIRE_EXPORT(SingleTagInventory_G2),     TAGWIRE_EXPORT(ReadActiveModeData),
+        TAGWIRE_EXPORT(StopImmediately),           TAGWIRE_EXPORT(StartRead),
+        TAGWIRE_EXPORT(Fast_switch_ant_inventory),
+    };
+    return all;
+}
+
+const std::vector<Export>& locked_exports()
+{
+    static const std::vector<Export> all = {
+        TAGWIRE_EXPORT(Inventory_G2),     TAGWIRE_EXPORT(InventoryMix_G2), TAGWIRE_EXPORT(InventoryExtMix_G2),
+        TAGWIRE_EXPORT(Inventory_EPC_G2), TAGWIRE_EXPORT(Inventory_QT_G2),
+    };
+    return all;
+}
+
+const Export& stop_read()
+{
+    static const Export one = TAGWIRE_EXPORT(StopRead);
+    return one;
+}
+
+std::vector<Export> all_exports()
+{
+    std::vector<Export> out = plain_exports();
+    out.insert(out.end(), locked_exports().begin(), locked_exports().end());
+    out.push_back(stop_read());
+    return out;
+}
+
+class Exports : public testing::Test {
+  protected:
+    Exports()
+    {
+        for (const Export& one : all_exports()) one.install(reader_.get());
+        reader_->operations.LOCK = [](Reader* sthis) {
+            called.emplace_back("LOCK");
+            I_LOCK(sthis);
+        };
+        reader_->operations.UNLOCK = [](Reader* sthis) {
+            called.emplace_back("UNLOCK");
+            I_UNLOCK(sthis);
+        };
+        called.clear();
+    }
+
+    SlotReader reader_{handle};
+};
+
+TEST_F(Exports, cover_every_exported_operation)
+{
+    std::vector<std::string> listed;
+#define INTERNAL(name)
+#define PLAIN(name) listed.emplace_back(name);
+#define LOCKED(name) listed.emplace_back(name);
+#define UNBUSY(name) listed.emplace_back(name);
+#define TAGWIRE_OPERATION(exported, result, name, ...) exported(#name)
+#include "reader/operations.def"
+#undef TAGWIRE_OPERATION
+#undef UNBUSY
+#undef LOCKED
+#undef PLAIN
+#undef INTERNAL
+    std::vector<std::string> tested;
+    for (const Export& one : all_exports()) tested.emplace_back(one.name);
+    EXPECT_THAT(tested, testing::UnorderedElementsAreArray(listed));
+}
+
+TEST_F(Exports, pass_every_argument_unchanged_and_return_the_result_unchanged)
+{
+    for (const Export& one : all_exports()) {
+        SCOPED_TRACE(one.name);
+        EXPECT_EQ(one.call(handle), stub_result);
+        EXPECT_TRUE(one.saw_all(reader_.get()));
+    }
+}
+
+TEST_F(Exports, that_are_plain_call_their_operation_and_nothing_else)
+{
+    for (const Export& one : plain_exports()) {
+        SCOPED_TRACE(one.name);
+        called.clear();
+        one.call(handle);
+        EXPECT_THAT(called, testing::ElementsAre(one.name));
+        EXPECT_FALSE(lock_was_held);
+    }
+}
+
+TEST_F(Exports, that_lock_hold_the_command_lock_around_their_operation)
+{
+    for (const Export& one : locked_exports()) {
+        SCOPED_TRACE(one.name);
+        called.clear();
+        one.call(handle);
+        EXPECT_THAT(called, testing::ElementsAre("LOCK", one.name, "UNLOCK"));
+        EXPECT_TRUE(lock_was_held);
+        EXPECT_FALSE(is_lock_held_for_others(reader_.get()));
+    }
+}
+
+TEST_F(Exports, stop_read_calls_its_operation_without_the_lock)
+{
+    stop_read().call(handle);
+    EXPECT_THAT(called, testing::ElementsAre("StopRead"));
+    EXPECT_FALSE(lock_was_held);
+}
+
+TEST_F(Exports, are_busy_while_reading_runs)
+{
+    reader_->isStopStocktaking = false;
+    for (const auto& list : {plain_exports(), locked_exports()}) {
+        for (const Export& one : list) {
+            SCOPED_TRACE(one.name);
+            EXPECT_EQ(one.call(handle), 51);
+        }
+    }
+    EXPECT_THAT(called, testing::IsEmpty());
+}
+
+TEST_F(Exports, busy_does_not_touch_the_reader)
+{
+    reader_->isStopStocktaking = false;
+    for (const Export& one : locked_exports()) one.call(handle);
+    EXPECT_FALSE(is_lock_held_for_others(reader_.get()));
+    EXPECT_FALSE(reader_->isStopStocktaking);
+    EXPECT_FALSE(reader_->isStopCmd);
+}
+
+TEST_F(Exports, stop_read_works_while_reading_runs)
+{
+    reader_->isStopStocktaking = false;
+    EXPECT_EQ(stop_read().call(handle), stub_result);
+    EXPECT_THAT(called, testing::ElementsAre("StopRead"));
+}
+
+TEST_F(Exports, refuse_handles_that_name_no_reader)
+{
+    for (const Export& one : all_exports()) {
+        SCOPED_TRACE(one.name);
+        for (const int bad :
+             {INT_MIN, -1, 0, 1, handle - 1, handle + 1, 255, 256, handle + 256, 999, INT_MAX})
+            EXPECT_EQ(one.call(bad), 55) << bad;
+    }
+    EXPECT_THAT(called, testing::IsEmpty());
+}
+
+TEST_F(Exports, serve_the_first_and_the_last_handle)
+{
+    for (const int valid : {1, 255}) {
+        const SlotReader other(valid);
+        for (const Export& one : all_exports()) {
+            SCOPED_TRACE(one.name);
+            one.install(other.get());
+            EXPECT_EQ(one.call(valid), stub_result);
+            EXPECT_TRUE(one.saw_all(other.get()));
+        }
+    }
+}
+
+TEST_F(Exports, leave_a_reader_that_is_stopping_to_its_operation)
+{
+    reader_->isStopCmd = true;
+    for (const Export& one : all_exports()) {
+        SCOPED_TRACE(one.name);
+        EXPECT_EQ(one.call(handle), stub_result);
+    }
+}
+
+TEST_F(Exports, that_lock_are_busy_to_the_thread_that_is_inside_one)
+{
+    static int inner;
+    static const Export& mix = locked_exports()[1];
+    reader_->operations.Inventory_QT_G2 = [](Reader*, u8*, u8, u8, u8, u8, u8, u8, u8*, u8*, int*, int*) {
+        inner = mix.call(handle);
+        return 5;
+    };
+    EXPECT_EQ(locked_exports()[4].call(handle), 5);
+    EXPECT_EQ(inner, 51);
+    EXPECT_EQ(mix.call(handle), stub_result);
+}
+
+TEST_F(Exports, that_lock_serve_another_handle_from_inside_one)
+{
+    static int inner;
+    const SlotReader other(handle + 1);
+    locked_exports()[1].install(other.get());
+    reader_->operations.Inventory_QT_G2 = [](Reader*, u8*, u8, u8, u8, u8, u8, u8, u8*, u8*, int*, int*) {
+        inner = locked_exports()[1].call(handle + 1);
+        return 5;
+    };
+    EXPECT_EQ(locked_exports()[4].call(handle), 5);
+    EXPECT_EQ(inner, stub_result);
+}
+
+TEST(Reserved, return_0_for_any_handle_and_null_pointers)
+{
+    for (const int any : {INT_MIN, -1, 0, 1, 255, 256, 999}) {
+        SCOPED_TRACE(any);
+        EXPECT_EQ(EnableTestFreq(nullptr, nullptr, 1, any), 0);
+        EXPECT_EQ(GetADValue(nullptr, 1, nullptr, any), 0);
+        EXPECT_EQ(SetAValue(nullptr, 1, nullptr, nullptr, any), 0);
+        EXPECT_EQ(AutoTable(nullptr, any), 0);
+        EXPECT_EQ(AutoOffset(nullptr, any), 0);
+        EXPECT_EQ(GetAdjustPara(nullptr, nullptr, any), 0);
+        EXPECT_EQ(GetCheckPWR(nullptr, nullptr, nullptr, any), 0);
+        EXPECT_EQ(SetDCOffset(nullptr, nullptr, any), 0);
+        EXPECT_EQ(DeleteRfOutput(nullptr, nullptr, any), 0);
+    }
+}
+
+TEST(Reserved, write_nothing_also_with_an_open_and_a_busy_reader)
+{
+    const SlotReader reader(handle);
+    for (const bool idle : {true, false}) {
+        reader->isStopStocktaking = idle;
+        for (const int any : {handle, 999}) {
+            u8 out[5];
+            std::memset(out, 0xA5, sizeof out);
+            EXPECT_EQ(EnableTestFreq(out, out + 1, 1, any), 0);
+            EXPECT_EQ(GetADValue(out, 1, out + 1, any), 0);
+            EXPECT_EQ(SetAValue(out, 1, out + 1, out + 2, any), 0);
+            EXPECT_EQ(AutoTable(out, any), 0);
+            EXPECT_EQ(AutoOffset(out, any), 0);
+            EXPECT_EQ(GetAdjustPara(out, out + 1, any), 0);
+            EXPECT_EQ(GetCheckPWR(out, out + 1, out + 2, any), 0);
+            EXPECT_EQ(SetDCOffset(out, out + 1, any), 0);
+            EXPECT_EQ(DeleteRfOutput(out, out + 1, any), 0);
+            EXPECT_THAT(out, testing::Each(0xA5));
+        }
+    }
+}
+
+}  // namespace
+}  // namespace tagwire::test
