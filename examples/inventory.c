@@ -14,7 +14,8 @@ int main(void)
     int result = OpenNetPort(27011, "127.0.0.1", &address, &handle);
     if (result != TAGWIRE_OK) return fprintf(stderr, "no reader (%d)\n", result), 1;
     InitRFIDCallBack(on_tag, true, handle);
-    result = Inventory_G2(&address, 4, 0, 0, NULL, 0, NULL, 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, &length, &tags, handle);
+    result = Inventory_G2(&address, 4, 0, 0, NULL, 0, NULL, 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, &length,
+                          &tags, handle);
     CloseNetPort(handle);
     return result == TAGWIRE_INVENTORY_DONE ? 0 : 1;
 }

@@ -79,7 +79,7 @@ bool await_writable(Reader* reader, int fd, int limit_ms)
     for (;;) {
         const Wait wait = wait_until(reader, fd, POLLOUT, end);
         if (wait != Wait::woken) return wait == Wait::ready || wait == Wait::hung_up;
-        if (reader->keeping.link.is_shut()) return false;
+        if (reader->keeping.link.is_shut() || monotonic_ns() >= end) return false;
         sleep_ms(1);
     }
 }
