@@ -15,7 +15,7 @@ constexpr std::size_t most_waiting = 64;
 
 }  // namespace
 
-Device::Device(Scenario scenario, Wire& wire)
+Device::Device(const Scenario& scenario, Wire& wire)
     : settings_(scenario.reader), field_(scenario), random_(settings_.seed), wire_(wire),
       reading_(settings_.report_rate, settings_.start_gap)
 {}

@@ -46,7 +46,7 @@ class Job {
 
 class Device {
   public:
-    Device(Scenario scenario, Wire& wire);
+    Device(const Scenario& scenario, Wire& wire);
 
     void receive(Time now, ConnectionId from, const Request& request);
     void advance(Time now);

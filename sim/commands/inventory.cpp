@@ -263,7 +263,7 @@ Describe describe_with_reads(const InventoryRequest& request, MakeRecord make_re
     };
 }
 
-std::vector<Bytes> describe_epc_and(const Sighting& sighting, Bytes more)
+std::vector<Bytes> describe_epc_and(const Sighting& sighting, const Bytes& more)
 {
     Bytes id = sighting.tag->epc();
     append(id, more);

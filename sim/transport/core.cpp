@@ -197,7 +197,7 @@ std::uint16_t Core::listen(ReaderState& reader, const std::string& address, std:
 std::string Core::open_pty(ReaderState& reader)
 {
     PtyPair pty = open_pty_pair();
-    const std::string path = pty.path;
+    std::string path = pty.path;
     auto endpoint = std::make_shared<Endpoint>();
     endpoint->id = ++last_id_;
     endpoint->readers.push_back(&reader);

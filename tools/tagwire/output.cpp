@@ -20,7 +20,7 @@ namespace {
 
 // A pipe that polls as writable takes this much without blocking.
 constexpr std::size_t chunk_size = PIPE_BUF;
-constexpr std::size_t flush_size = 64 * 1024;
+constexpr std::size_t flush_size = std::size_t{64} * 1024;
 constexpr int last_moment_ms = 500;
 
 }  // namespace
