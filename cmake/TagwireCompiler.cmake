@@ -7,6 +7,10 @@ target_compile_options(tagwire_compiler INTERFACE
 
 if(TAGWIRE_SANITIZE STREQUAL "address")
   set(sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # These two need the C++ run-time part of the sanitizer, which a C program does not link.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    list(APPEND sanitize -fno-sanitize=function,vptr)
+  endif()
 elseif(TAGWIRE_SANITIZE STREQUAL "thread")
   set(sanitize -fsanitize=thread -fno-omit-frame-pointer)
 elseif(TAGWIRE_SANITIZE)
