@@ -189,14 +189,26 @@ struct Speed {
 
 class SerialSpeed : public SerialPort, public testing::WithParamInterface<Speed> {};
 
+// User-mode emulation does not pass every speed on. Tried on the open terminal, after the library's own setting was
+// read back.
+bool keeps_speed(int fd, speed_t speed)
+{
+    termios line{};
+    cfsetospeed(&line, speed);
+    cfsetispeed(&line, speed);
+    return ::tcsetattr(fd, TCSANOW, &line) == 0 && ::tcgetattr(fd, &line) == 0 &&
+           ::cfgetospeed(&line) == speed;
+}
+
 TEST_P(SerialSpeed, is_that_of_the_baud_index)
 {
     ASSERT_EQ(open(static_cast<u8>(GetParam().index)), TAGWIRE_OK);
     termios line{};
     ASSERT_EQ(::tcgetattr(reader_->hCommPort, &line), 0);
+    EXPECT_EQ(::cfgetospeed(&reader_->portDCB), GetParam().speed);
+    if (!keeps_speed(reader_->hCommPort, GetParam().speed)) GTEST_SKIP() << "an emulator without this speed";
     EXPECT_EQ(::cfgetospeed(&line), GetParam().speed);
     EXPECT_EQ(::cfgetispeed(&line), GetParam().speed);
-    EXPECT_EQ(::cfgetospeed(&reader_->portDCB), GetParam().speed);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SerialSpeed,
