@@ -68,68 +68,73 @@ void resynchronise_in_noise(benchmark::State& state)
 }
 BENCHMARK(resynchronise_in_noise);
 
-// One command and its answer over a pseudo-terminal whose other end answers at once.
-void exchange_over_a_serial_line(benchmark::State& state)
-{
-    int device = -1;
-    int host = -1;
-    termios raw{};
-    cfmakeraw(&raw);
-    if (openpty(&device, &host, nullptr, &raw, nullptr) != 0)
-        return state.SkipWithError("no pseudo-terminal");
-    std::thread answering([device] {
+// A pseudo-terminal whose far end answers at once.
+class AnsweringLine {
+  public:
+    AnsweringLine()
+    {
+        termios raw{};
+        cfmakeraw(&raw);
+        if (openpty(&device_, &host_, nullptr, &raw, nullptr) != 0) std::abort();
+        ::fcntl(host_, F_SETFL, O_NONBLOCK);
+        answering_ = std::thread([this] { answer_all(); });
+    }
+    ~AnsweringLine()
+    {
+        if (::write(host_, "x", 1) != 1) std::abort();  // a single byte ends it
+        answering_.join();
+        ::close(host_);
+        ::close(device_);
+    }
+    AnsweringLine(const AnsweringLine&) = delete;
+    AnsweringLine& operator=(const AnsweringLine&) = delete;
+
+    int host() const { return host_; }
+
+  private:
+    void answer_all() const
+    {
         const Bytes reply = answer(0, 0x83, 0, hex("01 02 03 04"));
         std::uint8_t chunk[64];
-        while (::read(device, chunk, sizeof chunk) > 1)
-            if (::write(device, reply.data(), reply.size()) < 0) return;
-    });
-    ::fcntl(host, F_SETFL, O_NONBLOCK);
+        while (::read(device_, chunk, sizeof chunk) > 1)
+            if (::write(device_, reply.data(), reply.size()) < 0) return;
+    }
+
+    int device_ = -1;
+    int host_ = -1;
+    std::thread answering_;
+};
+
+void exchange_over_a_serial_line(benchmark::State& state)
+{
+    const AnsweringLine line;
     Reader* reader = Create_Reader();
     reader->m_type = serial_link;
-    reader->hCommPort = host;
+    reader->hCommPort = line.host();
     u8 address = 0;
     u8 out[4];
     for (auto _ : state)
         if (reader->operations.GetModuleDetails(reader, &address, out, out + 2, out + 3) != 0)
             state.SkipWithError("no answer");
-    if (::write(host, "x", 1) != 1) std::abort();
-    answering.join();
     reader->hCommPort = -1;
     Destroy_Reader(&reader);
-    ::close(host);
-    ::close(device);
 }
 BENCHMARK(exchange_over_a_serial_line)->UseRealTime();
 
 // The same bytes and the same discarding of queues without the library: what machine and line cost.
 void the_same_bytes_without_the_library(benchmark::State& state)
 {
-    int device = -1;
-    int host = -1;
-    termios raw{};
-    cfmakeraw(&raw);
-    if (openpty(&device, &host, nullptr, &raw, nullptr) != 0)
-        return state.SkipWithError("no pseudo-terminal");
-    std::thread answering([device] {
-        const Bytes reply = answer(0, 0x83, 0, hex("01 02 03 04"));
-        std::uint8_t chunk[64];
-        while (::read(device, chunk, sizeof chunk) > 1)
-            if (::write(device, reply.data(), reply.size()) < 0) return;
-    });
+    const AnsweringLine line;
     const Bytes question = request(0, 0x83, hex("00"));
     std::uint8_t chunk[64];
     for (auto _ : state) {
-        ::tcflush(host, TCOFLUSH);
-        ::tcflush(host, TCIFLUSH);
-        if (::write(host, question.data(), question.size()) < 0) std::abort();
-        pollfd input{host, POLLIN, 0};
+        ::tcflush(line.host(), TCOFLUSH);
+        ::tcflush(line.host(), TCIFLUSH);
+        if (::write(line.host(), question.data(), question.size()) < 0) std::abort();
+        pollfd input{line.host(), POLLIN, 0};
         ::poll(&input, 1, -1);
-        if (::read(host, chunk, sizeof chunk) <= 0) std::abort();
+        if (::read(line.host(), chunk, sizeof chunk) <= 0) std::abort();
     }
-    if (::write(host, "x", 1) != 1) std::abort();
-    answering.join();
-    ::close(host);
-    ::close(device);
 }
 BENCHMARK(the_same_bytes_without_the_library)->UseRealTime();
 

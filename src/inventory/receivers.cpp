@@ -345,15 +345,6 @@ class ExpectedAnswer {
     int command_;
 };
 
-bool link_usable(const Reader* reader)
-{
-    switch (reader->m_type) {
-    case serial_link: return reader->hCommPort != -1;
-    case tcp_link: return reader->sServer != -1;
-    default: return false;
-    }
-}
-
 // Appends the chunk in btRecvArr to `to` at recvLength, `spare` bytes short of the buffer's end. False when
 // it does not fit.
 bool append_received(Reader* reader, u8* to, int count, int spare)

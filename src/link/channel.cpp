@@ -68,6 +68,15 @@ Wait wait_for_input(Reader* reader, int limit_ms, int limit_when_empty_ms)
 
 }  // namespace
 
+bool link_usable(const Reader* reader)
+{
+    switch (reader->m_type) {
+    case serial_link: return reader->hCommPort != -1;
+    case tcp_link: return reader->sServer != -1;
+    default: return false;
+    }
+}
+
 Wait wait_for(Reader* reader, int fd, short events, int limit_ms)
 {
     return wait_until(reader, fd, events, monotonic_ns() + limit_ms * ns_per_ms);

@@ -26,6 +26,9 @@ class LinkUse {
     int fd_;
 };
 
+// A known link type with a descriptor.
+bool link_usable(const Reader* reader);
+
 // Hung up: ready, but the other side is gone; bytes may be left to read.
 enum class Wait { ready, hung_up, timeout, woken, failed };
 

@@ -15,15 +15,6 @@ constexpr int whole_frame_limit_ms = 2000;
 // The check writes two bytes behind the bytes it covers.
 constexpr int receive_room = buffer_size - static_cast<int>(frame::crc_size);
 
-bool link_usable(const Reader* reader)
-{
-    switch (reader->m_type) {
-    case serial_link: return reader->hCommPort != -1;
-    case tcp_link: return reader->sServer != -1;
-    default: return false;
-    }
-}
-
 }  // namespace
 }  // namespace tagwire
 
