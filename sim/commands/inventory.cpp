@@ -281,7 +281,7 @@ std::vector<Bytes> describe_epc_and_tid(const Sighting& sighting)
 {
     Bytes tid = sighting.tag->settings().tid;
     if (tid.size() > fast_tid_size) tid.resize(fast_tid_size);
-    return describe_epc_and(sighting, std::move(tid));
+    return describe_epc_and(sighting, tid);
 }
 
 std::optional<Time> scan_limit(std::uint8_t units)
