@@ -66,12 +66,6 @@ Core::~Core()
     thread_.join();
 }
 
-std::unique_lock<std::mutex> Core::lock()
-{
-    const std::lock_guard<std::mutex> first(gate_);
-    return std::unique_lock<std::mutex>(mutex_);
-}
-
 void Core::touch()
 {
     const std::uint64_t one = 1;

@@ -36,6 +36,22 @@ struct ReaderState : public Wire {
     std::deque<RecordedRequest> requests;
 };
 
+// Whoever asks for it gets it before the one that held it can take it again, so that a busy thread keeps nobody
+// waiting.
+class FairMutex {
+  public:
+    void lock()
+    {
+        const std::lock_guard<std::mutex> next(gate_);
+        mutex_.lock();
+    }
+    void unlock() { mutex_.unlock(); }
+
+  private:
+    std::mutex gate_;
+    std::mutex mutex_;
+};
+
 class Core {
   public:
     Core();
@@ -43,8 +59,7 @@ class Core {
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
 
-    // Holds the lock; whoever asks for it gets it before the thread takes it again.
-    std::unique_lock<std::mutex> lock();
+    std::unique_lock<FairMutex> lock() { return std::unique_lock<FairMutex>(mutex_); }
     // What happened under the lock may have moved an alarm or changed what others wait for.
     void touch();
     bool wait(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
@@ -92,9 +107,8 @@ class Core {
     Descriptor wake_;
     Descriptor alarm_;
 
-    std::mutex gate_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
+    FairMutex mutex_;
+    std::condition_variable_any changed_;
     bool stopping_ = false;
     std::uint64_t last_id_ = 0;
     Timers timers_;
