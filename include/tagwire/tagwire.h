@@ -2,12 +2,18 @@
 #ifndef TAGWIRE_TAGWIRE_H
 #define TAGWIRE_TAGWIRE_H
 
+#include "tagwire/buffer.h"
 #include "tagwire/connection.h"
+#include "tagwire/gb.h"
 #include "tagwire/information.h"
 #include "tagwire/inventory.h"
+#include "tagwire/iso6b.h"
+#include "tagwire/memory.h"
 #include "tagwire/reading.h"
 #include "tagwire/reserved.h"
 #include "tagwire/result.h"
+#include "tagwire/security.h"
+#include "tagwire/select.h"
 #include "tagwire/types.h"
 
 #endif

@@ -1,160 +1,27 @@
 // The Gen2 inventory commands.
-#include <algorithm>
-#include <cstring>
-
-#include "link/command.h"
+#include "inventory/gen2_request.h"
+#include "inventory/tag_frames.h"
 
 namespace tagwire {
 namespace {
 
-// Where an inventory's outcome goes. Null outputs are left out.
-struct Outputs {
-    u8* list;
-    u8* antenna;
-    int* list_length;
-    int* tag_count;
-};
-
-// What Totallen becomes when the tags went to the callback only.
-enum class ListLength { zeroed, kept };
-
-template <class T> void put(T* output, T value)
+// Bit 7 of QValue asks for the variant with statistics.
+InventoryRules rules_for(u8 code, u8 QValue, ListLength callback_only)
 {
-    if (output != nullptr) *output = value;
-}
-
-class FlagRaised {
-  public:
-    explicit FlagRaised(Relaxed<bool>& flag) : flag_(flag) { flag_ = true; }
-    ~FlagRaised() { flag_ = false; }
-    FlagRaised(const FlagRaised&) = delete;
-    FlagRaised& operator=(const FlagRaised&) = delete;
-
-  private:
-    Relaxed<bool>& flag_;
-};
-
-bool wants_statistics(u8 QValue) { return (QValue & 0x80) != 0; }
-
-void add_mask(Command& command, u8 MaskMem, const u8* MaskAdr, u8 MaskLen, const u8* MaskData)
-{
-    command.byte(MaskMem).bytes(MaskAdr, 2).byte(MaskLen).bytes(MaskData, (MaskLen + 7) / 8);
-}
-
-void add_fast_tail(Command& command, u8 FastFlag, u8 Target, u8 InAnt, u8 Scantime)
-{
-    if (FastFlag == 1) command.byte(Target).byte(InAnt).byte(Scantime);
-}
-
-// The frames of an answer, as the list of tag records they carry. Works on szBuff (frames) and szBuff1
-// (list).
-class FrameWalk {
-  public:
-    explicit FrameWalk(Reader* reader) : frames_(reader->szBuff), list_(reader->szBuff1)
-    {
-        left_ = std::clamp(reader->recvLength, 0, buffer_size);
-        std::memcpy(frames_, reader->recvBuff, static_cast<std::size_t>(left_));
-    }
-
-    // `to_the_end`: goes on behind a frame with status 1 or 2.
-    void run(bool to_the_end, const Outputs& out)
-    {
-        while (left_ > 0) {
-            const u8* frame = frames_ + front_;
-            const int length = frame[frame::len] + 1;
-            const u8 status = front_status();
-            // Any other frame stays in front until the count of bytes has run out. Receivers deliver whole
-            // frames.
-            if (status < 0x01 || status > 0x03 || length > left_) return;
-            take_records(frame, out);
-            if (status != 0x03 && !to_the_end) return;
-            left_ -= length;
-            if (left_ > 0) front_ += length;
-        }
-    }
-
-    u8 front_byte(std::size_t at) const
-    {
-        const std::size_t position = static_cast<std::size_t>(front_) + at;
-        return position < buffer_size ? frames_[position] : u8{0};
-    }
-    u8 front_status() const { return front_byte(frame::status); }
-    const u8* list() const { return list_; }
-    int list_length() const { return list_length_; }
-
-  private:
-    static constexpr std::size_t antenna_at = 4;
-    static constexpr std::size_t count_at = 5;
-    static constexpr std::size_t records_at = 6;
-
-    void take_records(const u8* frame, const Outputs& out)
-    {
-        put(out.antenna, frame[antenna_at]);
-        if (out.tag_count != nullptr) *out.tag_count += frame[count_at];
-        const int length = frame[frame::len] - 7;
-        if (length <= 0 || length > buffer_size - list_length_) return;
-        std::memcpy(list_ + list_length_, frame + records_at, static_cast<std::size_t>(length));
-        list_length_ += length;
-    }
-
-    u8* frames_;
-    u8* list_;
-    int front_ = 0;
-    int left_ = 0;
-    int list_length_ = 0;
-};
-
-void copy_list(const FrameWalk& walk, const Outputs& out)
-{
-    constexpr u8 with_statistics = 0x26;
-    constexpr std::size_t statistics_at = 5;
-    const int statistics_size = walk.front_status() == with_statistics ? 6 : 0;
-
-    put(out.list_length, statistics_size + walk.list_length());
-    if (out.list == nullptr) return;
-    for (int i = 0; i < statistics_size; ++i)
-        out.list[i] = walk.front_byte(statistics_at + static_cast<std::size_t>(i));
-    std::memcpy(out.list + statistics_size, walk.list(), static_cast<std::size_t>(walk.list_length()));
-}
-
-void clear_scratch(Reader* sthis)
-{
-    std::memset(sthis->szBuff, 0, sizeof sthis->szBuff);
-    std::memset(sthis->szBuff1, 0, sizeof sthis->szBuff1);
-}
-
-// Sends the inventory, receives its frames and hands them out.
-int run_inventory(Reader* sthis, Command& command, u8 code, bool statistics, const Outputs& out,
-                  ListLength callback_only)
-{
-    clear_scratch(sthis);
-    command.send(Inventory::yes);
-    const auto receive = statistics ? sthis->operations.GetInventoryDataFromPort2
-                                    : sthis->operations.GetInventoryDataFromPort1;
-    const int result = receive(sthis, sthis->recvBuff, &sthis->recvLength, code);
-    sthis->isInventoryCmd = false;
-
-    put(out.tag_count, 0);
-    if (result == TAGWIRE_NO_ANSWER) return result;
-    if (sthis->InventoryBackUID) {
-        if (callback_only == ListLength::zeroed) put(out.list_length, 0);
-        return result;
-    }
-    if (result == TAGWIRE_BAD_HANDLE || result == TAGWIRE_WRONG_COMMAND) return result;
-
-    FrameWalk walk(sthis);
-    walk.run(statistics, out);
-    copy_list(walk, out);
-    return walk.front_status();
+    if ((QValue & 0x80) == 0)
+        return {code, &Operations::GetInventoryDataFromPort1, WalkEnd::at_final_status, callback_only,
+                Statistics::with_status_26};
+    return {code, &Operations::GetInventoryDataFromPort2, WalkEnd::at_last_byte, callback_only,
+            Statistics::with_status_26};
 }
 
 int fast_inventory(Reader* sthis, const u8* address, u8 code, u8 QValue, u8 Session, u8 Target, u8 InAnt,
-                   u8 Scantime, u8 FastFlag, const Outputs& out)
+                   u8 Scantime, u8 FastFlag, const TagOutputs& out)
 {
     Command command(sthis, *address, code);
     command.byte(QValue).byte(Session);
-    add_fast_tail(command, FastFlag, Target, InAnt, Scantime);
-    return run_inventory(sthis, command, code, wants_statistics(QValue), out, ListLength::kept);
+    command.add(FastTail{FastFlag, Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(code, QValue, ListLength::kept), out);
 }
 
 }  // namespace
@@ -168,12 +35,16 @@ int I_Inventory_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem
 {
     const FlagRaised reading(sthis->Reading);
     Command command(sthis, *address, 0x01);
-    command.byte(QValue).byte(Session);
-    if (MaskFlag == 1) add_mask(command, MaskMem, MaskAdr, MaskLen, MaskData);
-    if (TIDFlag == 1) command.byte(AdrTID).byte(LenTID);
-    add_fast_tail(command, FastFlag, Target, InAnt, Scantime);
-    return run_inventory(sthis, command, 0x01, wants_statistics(QValue), {pEPCList, Ant, Totallen, CardNum},
-                         ListLength::zeroed);
+    command.add(Gen2Request{QValue,
+                            Session,
+                            MaskFlag,
+                            {MaskMem, MaskAdr, MaskLen, MaskData},
+                            TIDFlag,
+                            AdrTID,
+                            LenTID,
+                            {FastFlag, Target, InAnt, Scantime}});
+    return run_inventory(sthis, command, rules_for(0x01, QValue, ListLength::zeroed),
+                         {pEPCList, Ant, Totallen, CardNum});
 }
 
 int I_InventoryMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem, u8* MaskAdr, u8 MaskLen,
@@ -182,11 +53,11 @@ int I_InventoryMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 Mask
 {
     Command command(sthis, *address, 0x19);
     command.byte(QValue).byte(Session);
-    if (MaskFlag == 1) add_mask(command, MaskMem, MaskAdr, MaskLen, MaskData);
+    if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.byte(ReadMem).bytes(ReadAdr, 2).byte(ReadLen).bytes(Psd, 4);
-    add_fast_tail(command, FastFlag, Target, InAnt, Scantime);
-    return run_inventory(sthis, command, 0x19, wants_statistics(QValue), {pEPCList, Ant, Totallen, CardNum},
-                         ListLength::zeroed);
+    command.add(FastTail{FastFlag, Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(0x19, QValue, ListLength::zeroed),
+                         {pEPCList, Ant, Totallen, CardNum});
 }
 
 int I_InventoryExtMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 ParamCount, u8* param,
@@ -197,11 +68,11 @@ int I_InventoryExtMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 P
     if (ParamCount < 1 || ParamCount > 3) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, *address, 0x20);
     command.byte(QValue).byte(Session).byte(ParamCount).bytes(param, 4 * ParamCount);
-    if (MaskFlag == 1) add_mask(command, MaskMem, MaskAdr, MaskLen, MaskData);
+    if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.bytes(Psd, 4);
-    add_fast_tail(command, FastFlag, Target, InAnt, Scantime);
-    return run_inventory(sthis, command, 0x20, wants_statistics(QValue), {pEPCList, Ant, Totallen, CardNum},
-                         ListLength::zeroed);
+    command.add(FastTail{FastFlag, Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(0x20, QValue, ListLength::zeroed),
+                         {pEPCList, Ant, Totallen, CardNum});
 }
 
 int I_Inventory_EPC_G2(Reader* sthis, u8* address, u8 MatchType, u8* MatchLen, u8* MatchOffset, u8* EPCData,
@@ -210,7 +81,8 @@ int I_Inventory_EPC_G2(Reader* sthis, u8* address, u8 MatchType, u8* MatchLen, u
     const int bits = MatchLen[0] << 8 | MatchLen[1];
     Command command(sthis, *address, 0x1A);
     command.byte(MatchType).bytes(MatchLen, 2).bytes(MatchOffset, 2).bytes(EPCData, (bits + 7) / 8);
-    return run_inventory(sthis, command, 0x1A, false, {pEPCList, Ant, Totallen, CardNum}, ListLength::zeroed);
+    return run_inventory(sthis, command, rules_for(0x1A, 0, ListLength::zeroed),
+                         {pEPCList, Ant, Totallen, CardNum});
 }
 
 int I_Inventory_QT_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 Target, u8 InAnt, u8 Scantime,

@@ -28,6 +28,7 @@ class Answer {
   public:
     explicit Answer(const Reader* reader) : frame_(reader->recvBuff), length_(reader->recvLength) {}
 
+    u8 len() const { return frame_[frame::len]; }
     u8 address() const { return frame_[frame::address]; }
     u8 status() const { return frame_[frame::status]; }
     int length() const { return length_; }  // bytes received, the whole frame
@@ -48,7 +49,8 @@ class Answer {
     int length_;
 };
 
-enum class Inventory { no, yes };
+// What the flag isInventoryCmd becomes before the frame is sent. It is cleared behind the answer.
+enum class Inventory { no, yes, kept };
 enum class Clear { no, yes };
 
 class Command {
@@ -72,6 +74,12 @@ class Command {
         end_ = end;
         return *this;
     }
+    // A group of fields that puts itself into the frame.
+    template <class Fields> Command& add(const Fields& fields)
+    {
+        fields.put(*this);
+        return *this;
+    }
     // High byte first.
     Command& word(unsigned value) { return byte(static_cast<u8>(value >> 8U)).byte(static_cast<u8>(value)); }
 
@@ -82,7 +90,7 @@ class Command {
         const u8 len = static_cast<u8>(end_ - 1 + frame::crc_size);
         whole[frame::len] = len;
         reader_->operations.GetCRC(reader_, whole, len - 1);
-        reader_->isInventoryCmd = inventory == Inventory::yes;
+        if (inventory != Inventory::kept) reader_->isInventoryCmd = inventory == Inventory::yes;
         if (clear == Clear::yes) std::memset(reader_->recvBuff, 0, cleared_by_command);
         reader_->operations.SendDataToPort(reader_, whole, static_cast<unsigned>(len) + 1);
     }

@@ -3,7 +3,11 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <set>
+#include <sstream>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "api/handles.h"
 #include "support/test_reader.h"
@@ -12,53 +16,50 @@
 namespace tagwire::test {
 namespace {
 
-// The slots in their order, written out apart from the list.
-constexpr const char* slot_names[] = {"log",
-                                      "LOCK",
-                                      "UNLOCK",
-                                      "trylock_fd",
-                                      "unlock_fd",
-                                      "GetCRC",
-                                      "CheckCRC",
-                                      "Open_Net",
-                                      "Open_Com",
-                                      "SendDataToPortS",
-                                      "SendDataToPort",
-                                      "SendStopDataToPort",
-                                      "ReadRfidData",
-                                      "GetDataFromPort",
-                                      "AutoGetDataFromPort",
-                                      "GetInventoryDataFromPort1",
-                                      "GetInventoryDataFromPort2",
-                                      "GetInventoryDataFromPort3",
-                                      "GetInventoryDataFromPort_TP",
-                                      "GetBufferDataFromPort",
-                                      "GetDataFromPort_buff",
-                                      "GetDataFromPort1",
-                                      "GetDataFromPort2",
-                                      "parserRidTag",
-                                      "GraceClose",
-                                      "CloseTCP",
-                                      "OpenTCP",
-                                      "CloseCom",
-                                      "OpenCom",
-                                      "GetReaderInformation",
-                                      "GetModuleDetails",
-                                      "Inventory_G2",
-                                      "InventoryMix_G2",
-                                      "InventoryExtMix_G2",
-                                      "Inventory_EPC_G2",
-                                      "Inventory_QT_G2",
-                                      "Inventory_FastBID_NXP",
-                                      "Inventory_FastTID_NXP",
-                                      "SingleTagInventory_G2",
-                                      "ReadActiveModeData",
-                                      "StopImmediately",
-                                      "Fast_switch_ant_inventory",
-                                      "StartRead",
-                                      "StopRead",
-                                      "GetRfidTagData",
-                                      "GetInventory_FindEPC_DataFromPort"};
+// The 263 slots in their order, written out apart from the list.
+constexpr const char* slot_order = R"(
+log LOCK UNLOCK trylock_fd unlock_fd GetCRC CheckCRC Open_Net Open_Com SendDataToPortS SendDataToPort
+SendStopDataToPort ReadRfidData GetDataFromPort AutoGetDataFromPort GetInventoryDataFromPort1
+GetInventoryDataFromPort2 GetInventoryDataFromPort3 GetInventoryDataFromPort_TP GetBufferDataFromPort
+GetDataFromPort_buff GetDataFromPort1 GetDataFromPort2 GetWifiDataFromPort GetParemTabDataFromPort
+parserRidTag GraceClose CloseTCP OpenTCP CloseCom OpenCom GetReaderInformation GetModuleDetails Inventory_G2
+InventoryMix_G2 InventoryExtMix_G2 Inventory_EPC_G2 Inventory_QT_G2 Inventory_FastBID_NXP
+Inventory_FastTID_NXP ReadData_G2 WriteData_G2 WriteEPC_G2 KillTag_G2 Lock_G2 BlockErase_G2
+SetPrivacyByEPC_G2 SetPrivacyWithoutEPC_G2 ResetPrivacy_G2 CheckPrivacy_G2 EASConfigure_G2 EASAlarm_G2
+BlockLock_G2 SingleTagInventory_G2 BlockWrite_G2 InventorySingle_6B InventoryMultiple_6B ReadData_6B
+WriteData_6B Lock_6B CheckLock_6B SetRegion ExtGetRegion ExtSetRegion SetAddress SetInventoryScanTime
+InSelfTestMode SetBaudRate SetRfPower BuzzerAndLEDControl SetWorkMode GetSystemParameter SetDAC GetDAC
+CheckPowerParameter SolidifyDACandPowerlist GetStartInformation SetEASSensitivity SetTriggerTime SetMask
+SetResponsePamametersofAuto_runningMode SetInventoryInterval SelectTagType SetAntennaMultiplexing SetAntenna
+OptAntenna SetBeepNotification SetReal_timeClock GetTime GetTagBufferInfo ClearTagBuffer SetRelay
+SetRevDelay GetRevDelay GetGPIOStatus SetGPIO SetNotificationPulseOutput ReadActiveModeData SetTIDParameter
+ChangeATMode TransparentCMD ATGetDataFromPort SetSeriaNo GetSeriaNo SetCheckAnt SetTagCustomFunction
+GetMonza4QTWorkParamter_G2 SetMonza4QTWorkParamter_G2 SetCommType SetQS GetQS GetModuleVersion SetFlashRom
+ExtReadData_G2 ExtWriteData_G2 InventoryBuffer_G2 SetSaveLen GetSaveLen ReadBuffer_G2 ClearBuffer_G2
+GetBufferCnt_G2 SetReadMode SetReadParameter GetReadParameter WriteRfPower ReadRfPower RetryTimes
+SetHeartBeatTime GetTMP_G2 GetTmpData ConfigAntNum SetUserPwd GetUserPwd SetUTCTime GetEMTmpData GetSPI
+ResetAlarm SetCarrierTime SecondIdentify FirstIdentify QueryAndIdentify SetFTime GetFTime SetDRM GetDRM
+SetAntennaA12 GetReaderTemperature MeasureReturnLoss StopImmediately Untraceable_G2 SetRfPowerByAnt
+GetRfPowerByAnt SetAntennaPower GetAntennaPower SetPowerMode SetFilterTime GetFilterTime RfOutput
+GetTagTemperature GetTagTemperatureByTime Inventory_Temperature Inventory_Temperature_ltu32
+Inventory_Temperature_Ast010 Inventory_GB InventoryMix_GB ReadData_GB WriteData_GB BlockErase_GB Lock_GB
+KillTag_GB SelectCMD SelectCmdWithCarrier RelayControll Fd_InitRegfile Fd_ReadReg Fd_WriteReg Fd_ReadMemory
+GetMemDataFromPort Fd_ExtReadMemory Fd_WriteMemory Fd_GetTemperature Fd_StartLogging Fd_StopLogging
+Fd_OP_Mode_Chk Fd_LedCtr Fd_DeepSleep Inventory_JB InventoryMix_JB ReadData_JB WriteData_JB BlockErase_JB
+Lock_JB KillTag_JB SetProfile SetReaderPwd GetReaderPwd GetBxTagTemperature YL_GetTempData YL_LED_Controll
+ON_GetTempData Fast_switch_ant_inventory KLW_LED_Controll BX_LED_Controll SwitchProtocol ExtBlockWrite_G2
+SelectCMDByAntenna SelectCMDByMutipleAntenna SetDwellTime GetDwellTime SetCfgParameter GetCfgParameter
+StartRead StopRead GetRfidTagData SetCustomRegion GetCustomRegion SetCalibrationPowerType GetModuleDescribe
+SetRegionType GetInventory_FindEPC_DataFromPort Find_epc_list_cfg Find_epc_by_list SetTempSelect
+MutipleAntennaSwitch SetTriggerLinkageParam GetTriggerLinkageParam SetMacAddr GetMacAddr ResetReader
+Protected_mode_G2 Authenticate_G2 SetGPOParam GetGPOParam SearchWIFI SetRJ45MacAddr GetRJ45MacAddr
+GetWIFIMacAddr GetBluetoothMacAddr GetBleMacAddr RelaysControll ReadRJ45ConnectStatus ReadWIFIConnectStatus
+ChangeToUpdateMode WriteBinData CheckCRC32 WriteMark SetWieGandParam GetWieGandParam SetFilterParam
+GetFilterParam GetGPSInformation Get4GConnectStatus Set4GRemoteServerInformation
+Get4GRemoteServerInformation FwUpdate GetEx10InternalVersion ReadParameterTable WriteParameterTable
+OverwriteFactoryDefaultParameterTable RestoreFactoryDefaultParameterTable ClearAllParameters SetExtProfile
+GetEx10Version
+)";
 
 constexpr const char* listed_names[] = {
 #define TAGWIRE_OPERATION(exported, result, name, ...) #name,
@@ -66,10 +67,21 @@ constexpr const char* listed_names[] = {
 #undef TAGWIRE_OPERATION
 };
 
+std::vector<std::string> slots_that_exist()
+{
+    const std::set<std::string> listed(std::begin(listed_names), std::end(listed_names));
+    std::vector<std::string> slots;
+    std::istringstream words(slot_order);
+    for (std::string slot; words >> slot;) {
+        if (listed.count(slot) > 0) slots.push_back(slot);
+    }
+    return slots;
+}
+
 TEST(Operations, stand_in_slot_order)
 {
-    EXPECT_THAT(listed_names, testing::ElementsAreArray(slot_names));
-    EXPECT_EQ(sizeof(Operations), std::size(slot_names) * sizeof(void (*)()));
+    EXPECT_THAT(listed_names, testing::ElementsAreArray(slots_that_exist()));
+    EXPECT_EQ(sizeof(Operations), std::size(listed_names) * sizeof(void (*)()));
 }
 
 TEST(Operations, every_slot_holds_the_function_of_its_name)

@@ -1,0 +1,110 @@
+/* Tags that the reader keeps, and its search for tags by a list.
+ *
+ * ComAdr, address  1 byte, in: bus address of the reader; out, where the call says so: address of the reader that
+ *                  answered
+ *
+ * The calls take no lock: one command at a time on a handle is the caller's duty. No pointer may be null where nothing
+ * else is said.
+ *
+ * Results where nothing else is said: 0; 48 no answer in time (2 s); 49 its CRC is wrong; 51 continuous reading runs;
+ * 55 no such handle, or its link is gone; 238 the answer belongs to another command; any other value is the status of
+ * the reader. Outputs, *ComAdr and *address among them, are written with result 0 only.
+ */
+#ifndef TAGWIRE_BUFFER_H
+#define TAGWIRE_BUFFER_H
+
+#include "tagwire/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Inventory into the reader's buffer (command 0x18). The parameters up to FastFlag are those of Inventory_G2. Waits
+ * up to 60 s.
+ *
+ * BufferCount  out: tags in the buffer
+ * TagNum       out: tags read this time
+ */
+TAGWIRE_API int InventoryBuffer_G2(unsigned char* address, unsigned char QValue, unsigned char Session,
+                                   unsigned char MaskMem, unsigned char* MaskAdr, unsigned char MaskLen,
+                                   unsigned char* MaskData, unsigned char MaskFlag, unsigned char AdrTID,
+                                   unsigned char LenTID, unsigned char TIDFlag, unsigned char Target,
+                                   unsigned char InAnt, unsigned char Scantime, unsigned char FastFlag,
+                                   int* BufferCount, int* TagNum, int FrmHandle);
+
+/* Reads the buffer out (command 0x72); the tags stay in it.
+ *
+ * Totallen  out: count of bytes in pEPCList
+ * CardNum   in and out: the count of tags is added to it, so set it to 0 before. An answer without tags sets it to 0
+ * pEPCList  out: records as the reader stores them, back to back; at most 65536 bytes
+ * ComAdr    in only
+ *
+ * Waits 1 s for the first byte and 10 s for all. Results: 1 the buffer was read; 254 it is empty, and no output is
+ * touched; 48 no answer in time, or more than the library can hold; 51 and 55 as above. The answers' CRC is not
+ * tested.
+ */
+TAGWIRE_API int ReadBuffer_G2(unsigned char* ComAdr, int* Totallen, int* CardNum, unsigned char* pEPCList,
+                              int FrmHandle);
+
+/* Counts the tags in the buffer (command 0x74).
+ *
+ * Count  out
+ */
+TAGWIRE_API int GetBufferCnt_G2(unsigned char* ComAdr, int* Count, int FrmHandle);
+
+/* Empties the buffer (command 0x73). */
+TAGWIRE_API int ClearBuffer_G2(unsigned char* ComAdr, int FrmHandle);
+
+/* Sets and gets how much of a tag's EPC the buffer keeps (commands 0x70 and 0x71).
+ *
+ * SaveLen  1 byte, the reader's own coding
+ */
+TAGWIRE_API int SetSaveLen(unsigned char* ComAdr, unsigned char SaveLen, int FrmHandle);
+TAGWIRE_API int GetSaveLen(unsigned char* ComAdr, unsigned char* SaveLen, int FrmHandle);
+
+/* Reads the reader's separate tag buffer out (command 0x43).
+ *
+ * Data        out: records back to back: 11 bytes, a length byte, and so many bytes; at most 65536 bytes
+ * dataLength  out: count of bytes in Data
+ * ComAdr      in only
+ *
+ * Waits 2 s for the first byte and 6 s for all. Results: 0; 48 no answer in time or one that is too short; 51 and 55
+ * as above. The answers' CRC is not tested.
+ */
+TAGWIRE_API int GetTagBufferInfo(unsigned char* ComAdr, unsigned char* Data, int* dataLength, int FrmHandle);
+
+/* Empties the separate tag buffer (command 0x44). */
+TAGWIRE_API int ClearTagBuffer(unsigned char* ComAdr, int FrmHandle);
+
+/* Loads the list of IDs to search for (command 0xE6).
+ *
+ * opt      0 or 1, the reader's own coding
+ * CardNum  count of IDs, at most 30
+ * epc      the IDs, epclen bytes
+ * epclen   0 to 246
+ *
+ * An argument out of range gives 255, with nothing sent.
+ */
+TAGWIRE_API int Find_epc_list_cfg(unsigned char* address, unsigned char opt, unsigned char CardNum,
+                                  unsigned char* epc, int epclen, int FrmHandle);
+
+/* Inventory that reports the tags of the list only (command 0xE7).
+ *
+ * Fixed_Q  Q of all rounds
+ * Antenna  low 16 bits, sent high byte first
+ * CardNum  out: count of records; 0 with any failure
+ * epc      out: the records back to back; at most 65536 bytes
+ * epclen   out: count of bytes in epc
+ * address  in only
+ *
+ * Its tags never go to the callback. Results: the final status, of which 1 (all found) and 2 (scan time over) are
+ * success; 48 after 5 s of silence, or when more comes than the library can hold; 51, 55 and 238 as above.
+ */
+TAGWIRE_API int Find_epc_by_list(unsigned char* address, unsigned char Fixed_Q, int Antenna, int* CardNum,
+                                 unsigned char* epc, int* epclen, int FrmHandle);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

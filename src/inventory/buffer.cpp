@@ -1,0 +1,184 @@
+// The tags that a reader keeps, and its search for tags by a list.
+#include <algorithm>
+#include <cstring>
+
+#include "inventory/gen2_request.h"
+#include "inventory/tag_frames.h"
+
+namespace tagwire {
+namespace {
+
+int high_first(const Answer& answer, std::size_t at) { return answer[at] << 8 | answer[at + 1]; }
+
+// Bytes of the receive buffer; behind it are zeros.
+u8 received(const Reader* reader, int at) { return at < buffer_size ? reader->recvBuff[at] : u8{0}; }
+
+// An answer of one frame without data: its address comes back when the reader agreed.
+int plain_answer(Command& command, u8* address)
+{
+    if (const int result = command.receive()) return result;
+    const Answer answer = command.answer();
+    if (answer.status() == 0) *address = answer.address();
+    return answer.status();
+}
+
+// The records of the frame at `front`: a byte of count, then records up to the CRC.
+void take_buffered(const Reader* reader, int front, u8* list, int* length, int* count)
+{
+    constexpr int count_at = 4;
+    constexpr int records_at = 5;
+    *count += received(reader, front + count_at);
+    const int size = std::min(received(reader, front) - 6, buffer_size - *length);
+    for (int i = 0; i < size; ++i) list[(*length)++] = received(reader, front + records_at + i);
+}
+
+}  // namespace
+}  // namespace tagwire
+
+using namespace tagwire;
+
+int I_InventoryBuffer_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem, u8* MaskAdr,
+                         u8 MaskLen, u8* MaskData, u8 MaskFlag, u8 AdrTID, u8 LenTID, u8 TIDFlag, u8 Target,
+                         u8 InAnt, u8 Scantime, u8 FastFlag, int* BufferCount, int* TagNum)
+{
+    Command command(sthis, *address, 0x18);
+    command.add(Gen2Request{QValue,
+                            Session,
+                            MaskFlag,
+                            {MaskMem, MaskAdr, MaskLen, MaskData},
+                            TIDFlag,
+                            AdrTID,
+                            LenTID,
+                            {FastFlag, Target, InAnt, Scantime}});
+    command.send(Inventory::yes);
+    const int result = sthis->operations.GetDataFromPort_buff(sthis, sthis->recvBuff, &sthis->recvLength);
+    sthis->isInventoryCmd = false;
+    if (result != TAGWIRE_OK) return result;
+    if (const int problem = command.check()) return problem;
+    const Answer answer = command.answer();
+    if (answer.status() != 0) return answer.status();
+    *address = answer.address();
+    *BufferCount = high_first(answer, 0);
+    *TagNum = high_first(answer, 2);
+    return answer.status();
+}
+
+int I_ReadBuffer_G2(Reader* sthis, u8* ComAdr, int* Totallen, int* CardNum, u8* pEPCList)
+{
+    constexpr int longest_without_tags = 10;
+    Command command(sthis, *ComAdr, 0x72);
+    command.send();
+    const int result = sthis->operations.GetBufferDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
+    if (result != TAGWIRE_OK) return result;
+
+    *Totallen = 0;
+    if (sthis->recvLength <= longest_without_tags) {
+        *CardNum = 0;
+        return received(sthis, frame::status);
+    }
+    u8 status = 0;
+    for (int front = 0; front < sthis->recvLength; front += received(sthis, front) + 1) {
+        status = received(sthis, front + static_cast<int>(frame::status));
+        if (status == 0x01 || status == 0x03) take_buffered(sthis, front, pEPCList, Totallen, CardNum);
+    }
+    return status;
+}
+
+int I_GetBufferCnt_G2(Reader* sthis, u8* ComAdr, int* Count)
+{
+    Command command(sthis, *ComAdr, 0x74);
+    command.send();
+    if (const int result = command.receive()) return result;
+    const Answer answer = command.answer();
+    if (answer.status() != 0) return answer.status();
+    *ComAdr = answer.address();
+    *Count = high_first(answer, 0);
+    return answer.status();
+}
+
+int I_ClearBuffer_G2(Reader* sthis, u8* ComAdr)
+{
+    Command command(sthis, *ComAdr, 0x73);
+    command.send();
+    return plain_answer(command, ComAdr);
+}
+
+int I_SetSaveLen(Reader* sthis, u8* ComAdr, u8 SaveLen)
+{
+    Command command(sthis, *ComAdr, 0x70);
+    command.byte(SaveLen).send();
+    return plain_answer(command, ComAdr);
+}
+
+int I_GetSaveLen(Reader* sthis, u8* ComAdr, u8* SaveLen)
+{
+    Command command(sthis, *ComAdr, 0x71);
+    command.send();
+    if (const int result = command.receive()) return result;
+    const Answer answer = command.answer();
+    if (answer.status() != 0) return answer.status();
+    *ComAdr = answer.address();
+    *SaveLen = answer[0];
+    return answer.status();
+}
+
+// A record is 11 bytes, a length byte and so many bytes; it may be longer than its frame.
+int I_GetTagBufferInfo(Reader* sthis, u8* ComAdr, u8* Data, int* dataLength)
+{
+    constexpr int record_at = 4;
+    constexpr int length_at = 15;
+    constexpr int fixed_size = 12;
+    Command command(sthis, *ComAdr, 0x43);
+    command.send();
+    const int result = sthis->operations.GetDataFromPort1(sthis, sthis->recvBuff, &sthis->recvLength);
+    if (result != TAGWIRE_OK) return result;
+    if (sthis->recvLength < static_cast<int>(frame::shortest_response)) return TAGWIRE_NO_ANSWER;
+
+    int length = 0;
+    int front = 0;
+    while (sthis->recvLength - front > static_cast<int>(frame::shortest_response)) {
+        const int size = fixed_size + received(sthis, front + length_at);
+        if (size > buffer_size - length) break;
+        for (int i = 0; i < size; ++i) Data[length++] = received(sthis, front + record_at + i);
+        front += received(sthis, front) + 1;
+    }
+    *dataLength = length;
+    return TAGWIRE_OK;
+}
+
+int I_ClearTagBuffer(Reader* sthis, u8* ComAdr)
+{
+    Command command(sthis, *ComAdr, 0x44);
+    command.send();
+    return plain_answer(command, ComAdr);
+}
+
+int I_Find_epc_list_cfg(Reader* sthis, u8* address, u8 opt, u8 CardNum, u8* epc, int epclen)
+{
+    if (CardNum >= 31 || opt >= 2 || epclen < 0 || epclen >= 247) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, *address, 0xE6);
+    command.byte(0x01).byte(opt).byte(CardNum).bytes(epc, epclen).send();
+    return plain_answer(command, address);
+}
+
+// The tags never go to the callback.
+int I_Find_epc_by_list(Reader* sthis, u8* address, u8 Fixed_Q, int Antenna, int* CardNum, u8* epc,
+                       int* epclen)
+{
+    const FlagRaised reading(sthis->Reading);
+    Command command(sthis, *address, 0xE7);
+    clear_scratch(sthis);
+    command.byte(0x01).byte(Fixed_Q).word(static_cast<unsigned>(Antenna)).send(Inventory::yes);
+    const int result =
+        sthis->operations.GetInventory_FindEPC_DataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0xE7);
+    sthis->isInventoryCmd = false;
+    *CardNum = 0;
+    if (result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_HANDLE || result == TAGWIRE_WRONG_COMMAND)
+        return result;
+
+    FrameWalk walk(sthis, list_search_layout);
+    const TagOutputs out{epc, nullptr, epclen, CardNum};
+    walk.run(WalkEnd::at_final_status, out);
+    walk.copy_list(out);
+    return walk.front_status();
+}

@@ -1,0 +1,85 @@
+// How an inventory runs: the request goes out, frames with tag records come in, and their records become a list.
+#pragma once
+
+#include "link/command.h"
+
+namespace tagwire {
+
+// Where an inventory's outcome goes. Null outputs are left out.
+struct TagOutputs {
+    u8* list;
+    u8* antenna;
+    int* list_length;
+    int* tag_count;
+};
+
+template <class T> void put(T* output, T value)
+{
+    if (output != nullptr) *output = value;
+}
+
+class FlagRaised {
+  public:
+    explicit FlagRaised(Relaxed<bool>& flag) : flag_(flag) { flag_ = true; }
+    ~FlagRaised() { flag_ = false; }
+    FlagRaised(const FlagRaised&) = delete;
+    FlagRaised& operator=(const FlagRaised&) = delete;
+
+  private:
+    Relaxed<bool>& flag_;
+};
+
+// Where a frame has its antenna byte (0: nowhere), its count of records and the records, which end at the CRC.
+struct TagFrameLayout {
+    std::size_t antenna_at;
+    std::size_t count_at;
+    std::size_t records_at;
+};
+inline constexpr TagFrameLayout inventory_layout{4, 5, 6};
+inline constexpr TagFrameLayout list_search_layout{0, 6, 7};
+
+// Behind a frame with status 1 or 2 an answer is over, but for the statistics variant.
+enum class WalkEnd { at_final_status, at_last_byte };
+
+// The frames of an answer, as the list of tag records they carry. Works on szBuff (frames) and szBuff1 (list).
+class FrameWalk {
+  public:
+    FrameWalk(Reader* reader, const TagFrameLayout& layout);
+
+    void run(WalkEnd end, const TagOutputs& out);
+    void copy_list(const TagOutputs& out, int bytes_in_front = 0) const;
+
+    u8 front_byte(std::size_t at) const;
+    u8 front_status() const { return front_byte(frame::status); }
+
+  private:
+    void take_records(const u8* frame, const TagOutputs& out);
+
+    const TagFrameLayout layout_;
+    u8* frames_;
+    u8* list_;
+    int front_ = 0;
+    int left_ = 0;
+    int list_length_ = 0;
+};
+
+void clear_scratch(Reader* sthis);
+
+// What Totallen becomes when the tags went to the callback only.
+enum class ListLength { zeroed, kept };
+// Whether a final status of 0x26 puts 6 bytes of statistics in front of the list.
+enum class Statistics { none, with_status_26 };
+
+// How one inventory differs from another.
+struct InventoryRules {
+    u8 code;
+    int (*Operations::*receiver)(Reader*, u8*, int*, int);
+    WalkEnd end;
+    ListLength callback_only;
+    Statistics statistics;
+};
+
+// Sends the inventory, receives its frames and hands them out.
+int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, const TagOutputs& out);
+
+}  // namespace tagwire
