@@ -7,13 +7,17 @@
 #include "tagwire/gb.h"
 #include "tagwire/information.h"
 #include "tagwire/inventory.h"
+#include "tagwire/io.h"
 #include "tagwire/iso6b.h"
 #include "tagwire/memory.h"
+#include "tagwire/modes.h"
 #include "tagwire/reading.h"
 #include "tagwire/reserved.h"
 #include "tagwire/result.h"
+#include "tagwire/rf.h"
 #include "tagwire/security.h"
 #include "tagwire/select.h"
+#include "tagwire/settings.h"
 #include "tagwire/types.h"
 
 #endif

@@ -8,19 +8,8 @@
 namespace tagwire {
 namespace {
 
-int high_first(const Answer& answer, std::size_t at) { return answer[at] << 8 | answer[at + 1]; }
-
 // Bytes of the receive buffer; behind it are zeros.
 u8 received(const Reader* reader, int at) { return at < buffer_size ? reader->recvBuff[at] : u8{0}; }
-
-// An answer of one frame without data: its address comes back when the reader agreed.
-int plain_answer(Command& command, u8* address)
-{
-    if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer.status() == 0) *address = answer.address();
-    return answer.status();
-}
 
 // The records of the frame at `front`: a byte of count, then records up to the CRC.
 void take_buffered(const Reader* reader, int front, u8* list, int* length, int* count)
@@ -41,7 +30,7 @@ int I_InventoryBuffer_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 M
                          u8 MaskLen, u8* MaskData, u8 MaskFlag, u8 AdrTID, u8 LenTID, u8 TIDFlag, u8 Target,
                          u8 InAnt, u8 Scantime, u8 FastFlag, int* BufferCount, int* TagNum)
 {
-    Command command(sthis, *address, 0x18);
+    Command command(sthis, address, 0x18);
     command.add(Gen2Request{QValue,
                             Session,
                             MaskFlag,
@@ -55,18 +44,16 @@ int I_InventoryBuffer_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 M
     sthis->isInventoryCmd = false;
     if (result != TAGWIRE_OK) return result;
     if (const int problem = command.check()) return problem;
-    const Answer answer = command.answer();
-    if (answer.status() != 0) return answer.status();
-    *address = answer.address();
-    *BufferCount = high_first(answer, 0);
-    *TagNum = high_first(answer, 2);
-    return answer.status();
+    return command.finish(AddressEcho::on_success, Outputs::on_success, [&](const Answer& d) {
+        *BufferCount = d.word(0);
+        *TagNum = d.word(2);
+    });
 }
 
 int I_ReadBuffer_G2(Reader* sthis, u8* ComAdr, int* Totallen, int* CardNum, u8* pEPCList)
 {
     constexpr int longest_without_tags = 10;
-    Command command(sthis, *ComAdr, 0x72);
+    Command command(sthis, ComAdr, 0x72);
     command.send();
     const int result = sthis->operations.GetBufferDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
     if (result != TAGWIRE_OK) return result;
@@ -86,40 +73,26 @@ int I_ReadBuffer_G2(Reader* sthis, u8* ComAdr, int* Totallen, int* CardNum, u8* 
 
 int I_GetBufferCnt_G2(Reader* sthis, u8* ComAdr, int* Count)
 {
-    Command command(sthis, *ComAdr, 0x74);
-    command.send();
-    if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer.status() != 0) return answer.status();
-    *ComAdr = answer.address();
-    *Count = high_first(answer, 0);
-    return answer.status();
+    return Command(sthis, ComAdr, 0x74).exchange(AddressEcho::on_success, [&](const Answer& d) {
+        *Count = d.word(0);
+    });
 }
 
 int I_ClearBuffer_G2(Reader* sthis, u8* ComAdr)
 {
-    Command command(sthis, *ComAdr, 0x73);
-    command.send();
-    return plain_answer(command, ComAdr);
+    return Command(sthis, ComAdr, 0x73).exchange(AddressEcho::on_success);
 }
 
 int I_SetSaveLen(Reader* sthis, u8* ComAdr, u8 SaveLen)
 {
-    Command command(sthis, *ComAdr, 0x70);
-    command.byte(SaveLen).send();
-    return plain_answer(command, ComAdr);
+    return Command(sthis, ComAdr, 0x70).byte(SaveLen).exchange(AddressEcho::on_success);
 }
 
 int I_GetSaveLen(Reader* sthis, u8* ComAdr, u8* SaveLen)
 {
-    Command command(sthis, *ComAdr, 0x71);
-    command.send();
-    if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer.status() != 0) return answer.status();
-    *ComAdr = answer.address();
-    *SaveLen = answer[0];
-    return answer.status();
+    return Command(sthis, ComAdr, 0x71).exchange(AddressEcho::on_success, [&](const Answer& d) {
+        *SaveLen = d[0];
+    });
 }
 
 // A record is 11 bytes, a length byte and so many bytes; it may be longer than its frame.
@@ -128,7 +101,7 @@ int I_GetTagBufferInfo(Reader* sthis, u8* ComAdr, u8* Data, int* dataLength)
     constexpr int record_at = 4;
     constexpr int length_at = 15;
     constexpr int fixed_size = 12;
-    Command command(sthis, *ComAdr, 0x43);
+    Command command(sthis, ComAdr, 0x43);
     command.send();
     const int result = sthis->operations.GetDataFromPort1(sthis, sthis->recvBuff, &sthis->recvLength);
     if (result != TAGWIRE_OK) return result;
@@ -148,17 +121,15 @@ int I_GetTagBufferInfo(Reader* sthis, u8* ComAdr, u8* Data, int* dataLength)
 
 int I_ClearTagBuffer(Reader* sthis, u8* ComAdr)
 {
-    Command command(sthis, *ComAdr, 0x44);
-    command.send();
-    return plain_answer(command, ComAdr);
+    return Command(sthis, ComAdr, 0x44).exchange(AddressEcho::on_success);
 }
 
 int I_Find_epc_list_cfg(Reader* sthis, u8* address, u8 opt, u8 CardNum, u8* epc, int epclen)
 {
-    if (CardNum >= 31 || opt >= 2 || epclen < 0 || epclen >= 247) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0xE6);
-    command.byte(0x01).byte(opt).byte(CardNum).bytes(epc, epclen).send();
-    return plain_answer(command, address);
+    if (CardNum >= 31 || opt >= 2 || epclen >= 247) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xE6);
+    command.byte(0x01).byte(opt).byte(CardNum).bytes(epc, epclen);
+    return command.exchange(AddressEcho::on_success);
 }
 
 // The tags never go to the callback.
@@ -166,7 +137,7 @@ int I_Find_epc_by_list(Reader* sthis, u8* address, u8 Fixed_Q, int Antenna, int*
                        int* epclen)
 {
     const FlagRaised reading(sthis->Reading);
-    Command command(sthis, *address, 0xE7);
+    Command command(sthis, address, 0xE7);
     clear_scratch(sthis);
     command.byte(0x01).byte(Fixed_Q).word(static_cast<unsigned>(Antenna)).send(Inventory::yes);
     const int result =

@@ -209,14 +209,6 @@ bool start_stream(Reader* reader, Stream* stream)
     return false;
 }
 
-int ask_to_start(Reader* sthis, u8 address, u8 target)
-{
-    Command command(sthis, address, 0x50);
-    command.byte(target).send();
-    if (const int result = command.receive()) return result;
-    return command.answer().status();
-}
-
 // One raw read, into the receive buffer.
 int read_raw(Reader* sthis, u8* to, int* count)
 {
@@ -238,7 +230,7 @@ int I_StartRead(Reader* sthis, u8* address, u8 target)
     // Before the reader is asked, so that there is no reading without a worker.
     Stream* stream = make_stream(sthis);
     if (stream == nullptr) return TAGWIRE_NO_ANSWER;
-    const int status = ask_to_start(sthis, *address, target);
+    const int status = Command(sthis, address, 0x50).byte(target).exchange(AddressEcho::never);
     if (status != 0) {
         drop(stream);
         return status;
@@ -258,13 +250,7 @@ int I_StopRead(Reader* sthis, u8* address)
     // command, or the command's bytes to this one.
     Exchange exchange(sthis, Purpose::stop);
     if (!exchange.take_within(answer_limit_ms)) return TAGWIRE_NO_ANSWER;
-    Command command(sthis, *address, 0x51);
-    command.send();
-    if (const int result =
-            sthis->operations.AutoGetDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0x51))
-        return result;
-    if (const int result = command.check()) return result;
-    return command.answer().status();
+    return Command(sthis, address, 0x51).exchange_amid_reports(AddressEcho::never);
 }
 
 // Meant for the middle of another thread's command, whose buffers it then leaves alone.

@@ -15,10 +15,10 @@ InventoryRules rules_for(u8 code, u8 QValue, ListLength callback_only)
             Statistics::with_status_26};
 }
 
-int fast_inventory(Reader* sthis, const u8* address, u8 code, u8 QValue, u8 Session, u8 Target, u8 InAnt,
+int fast_inventory(Reader* sthis, u8* address, u8 code, u8 QValue, u8 Session, u8 Target, u8 InAnt,
                    u8 Scantime, u8 FastFlag, const TagOutputs& out)
 {
-    Command command(sthis, *address, code);
+    Command command(sthis, address, code);
     command.byte(QValue).byte(Session);
     command.add(FastTail{FastFlag, Target, InAnt, Scantime});
     return run_inventory(sthis, command, rules_for(code, QValue, ListLength::kept), out);
@@ -34,7 +34,7 @@ int I_Inventory_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem
                    u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
     const FlagRaised reading(sthis->Reading);
-    Command command(sthis, *address, 0x01);
+    Command command(sthis, address, 0x01);
     command.add(Gen2Request{QValue,
                             Session,
                             MaskFlag,
@@ -51,7 +51,7 @@ int I_InventoryMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 Mask
                       u8* MaskData, u8 MaskFlag, u8 ReadMem, u8* ReadAdr, u8 ReadLen, u8* Psd, u8 Target,
                       u8 InAnt, u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    Command command(sthis, *address, 0x19);
+    Command command(sthis, address, 0x19);
     command.byte(QValue).byte(Session);
     if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.byte(ReadMem).bytes(ReadAdr, 2).byte(ReadLen).bytes(Psd, 4);
@@ -66,7 +66,7 @@ int I_InventoryExtMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 P
                          int* CardNum)
 {
     if (ParamCount < 1 || ParamCount > 3) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x20);
+    Command command(sthis, address, 0x20);
     command.byte(QValue).byte(Session).byte(ParamCount).bytes(param, 4 * ParamCount);
     if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.bytes(Psd, 4);
@@ -79,7 +79,7 @@ int I_Inventory_EPC_G2(Reader* sthis, u8* address, u8 MatchType, u8* MatchLen, u
                        u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
     const int bits = MatchLen[0] << 8 | MatchLen[1];
-    Command command(sthis, *address, 0x1A);
+    Command command(sthis, address, 0x1A);
     command.byte(MatchType).bytes(MatchLen, 2).bytes(MatchOffset, 2).bytes(EPCData, (bits + 7) / 8);
     return run_inventory(sthis, command, rules_for(0x1A, 0, ListLength::zeroed),
                          {pEPCList, Ant, Totallen, CardNum});
@@ -108,7 +108,7 @@ int I_Inventory_FastTID_NXP(Reader* sthis, u8* address, u8 QValue, u8 Session, u
 
 int I_SingleTagInventory_G2(Reader* sthis, u8* address, u8* EPC, int* EPCLength, int* CardNum)
 {
-    Command command(sthis, *address, 0x0F);
+    Command command(sthis, address, 0x0F);
     command.send();
     if (const int result = command.receive()) return result;
 
@@ -126,7 +126,7 @@ int I_SingleTagInventory_G2(Reader* sthis, u8* address, u8* EPC, int* EPCLength,
 int I_Fast_switch_ant_inventory(Reader* sthis, u8* address, u8 AntA, u8 StayA, u8 AntB, u8 StayB, u8 AntC,
                                 u8 StayC, u8 AntD, u8 StayD, u8 Interval, u8 Repeat)
 {
-    Command command(sthis, *address, 0x1C);
+    Command command(sthis, address, 0x1C);
     clear_scratch(sthis);
     command.byte(AntA).byte(StayA).byte(AntB).byte(StayB).byte(AntC).byte(StayC).byte(AntD).byte(StayD);
     command.byte(Interval).byte(Repeat).send(Inventory::yes);

@@ -7,7 +7,7 @@ int I_GetReaderInformation(Reader* sthis, u8* ComAdr, u8* VersionInfo, u8* Reade
                            u8* dmaxfre, u8* dminfre, u8* powerdBm, u8* ScanTime, u8* Ant, u8* BeepEn,
                            u8* OutputRep, u8* CheckAnt)
 {
-    Command command(sthis, *ComAdr, 0x21);
+    Command command(sthis, ComAdr, 0x21);
     command.send(Inventory::no, Clear::no);
     if (const int result =
             sthis->operations.AutoGetDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0x21))
@@ -35,7 +35,7 @@ int I_GetReaderInformation(Reader* sthis, u8* ComAdr, u8* VersionInfo, u8* Reade
 
 int I_GetModuleDetails(Reader* sthis, u8* address, u8* Version, u8* mType, u8* Tr_Type)
 {
-    Command command(sthis, *address, 0x83);
+    Command command(sthis, address, 0x83);
     command.byte(0x00).send();
     if (const int result = command.receive()) return result;
 

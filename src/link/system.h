@@ -28,6 +28,7 @@ struct Direct {
     static ssize_t write(int fd, const void* from, std::size_t count) { return ::write(fd, from, count); }
     static int ioctl(int fd, unsigned long request, int* value) { return ::ioctl(fd, request, value); }
     static int tcflush(int fd, int queues) { return ::tcflush(fd, queues); }
+    static int tcgetattr(int fd, termios* settings) { return ::tcgetattr(fd, settings); }
     static int tcsetattr(int fd, const termios* settings) { return ::tcsetattr(fd, TCSANOW, settings); }
     static int socket() { return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
     static int connect(int fd, const sockaddr* to, socklen_t size) { return ::connect(fd, to, size); }
@@ -74,6 +75,7 @@ struct Calls {
     decltype(&Direct::write) write = Direct::write;
     decltype(&Direct::ioctl) ioctl = Direct::ioctl;
     decltype(&Direct::tcflush) tcflush = Direct::tcflush;
+    decltype(&Direct::tcgetattr) tcgetattr = Direct::tcgetattr;
     decltype(&Direct::tcsetattr) tcsetattr = Direct::tcsetattr;
     decltype(&Direct::socket) socket = Direct::socket;
     decltype(&Direct::connect) connect = Direct::connect;

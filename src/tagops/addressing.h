@@ -5,19 +5,6 @@
 
 namespace tagwire {
 
-// Bits that tags must hold: the block of bank, bit address, count of bits and the bits, rounded up to bytes.
-struct Mask {
-    u8 bank;
-    const u8* address;
-    u8 length;
-    const u8* data;
-
-    void put(Command& command) const
-    {
-        command.byte(bank).bytes(address, 2).byte(length).bytes(data, (length + 7) / 8);
-    }
-};
-
 // The one tag that a command is for, by its ID or by a mask. The ID stands before the fields of the command, the
 // mask behind them.
 class OneTag {

@@ -37,7 +37,7 @@ using namespace tagwire;
 int I_Inventory_GB(Reader* sthis, u8* address, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8 MaskFlag,
                    u8 InAnt, u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    Command command(sthis, *address, 0x56);
+    Command command(sthis, address, 0x56);
     command.add(GbRequest{MaskFlag, {MaskMem, MaskAdr, MaskLen, MaskData}, FastFlag, InAnt, Scantime});
     return run_gb_inventory(sthis, command, 0x56, {pEPCList, Ant, Totallen, CardNum});
 }
@@ -46,7 +46,7 @@ int I_Inventory_JB(Reader* sthis, u8* address, u8 Algo, u8 MaskMem, u8* MaskAdr,
                    u8 MaskFlag, u8 InAnt, u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen,
                    int* CardNum)
 {
-    Command command(sthis, *address, 0x56);
+    Command command(sthis, address, 0x56);
     command.byte(Algo);
     command.add(GbRequest{MaskFlag, {MaskMem, MaskAdr, MaskLen, MaskData}, FastFlag, InAnt, Scantime});
     return run_gb_inventory(sthis, command, 0x56, {pEPCList, Ant, Totallen, CardNum});
@@ -56,7 +56,7 @@ int I_InventoryMix_GB(Reader* sthis, u8* address, u8 MaskMem, u8* MaskAdr, u8 Ma
                       u8 MaskFlag, u8 ReadMem, u8* ReadAdr, u8 ReadLen, u8* Psd, u8 InAnt, u8 Scantime,
                       u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    Command command(sthis, *address, 0x57);
+    Command command(sthis, address, 0x57);
     command.byte(ReadMem).bytes(ReadAdr, 2).byte(ReadLen).bytes(Psd, 4);
     command.add(GbRequest{MaskFlag, {MaskMem, MaskAdr, MaskLen, MaskData}, FastFlag, InAnt, Scantime});
     return run_gb_inventory(sthis, command, 0x57, {pEPCList, Ant, Totallen, CardNum});
@@ -66,7 +66,7 @@ int I_InventoryMix_JB(Reader* sthis, u8* address, u8 Algo, u8 MaskMem, u8* MaskA
                       u8 MaskFlag, u8 ReadMem, u8* ReadAdr, u8 ReadLen, u8* Psd, u8 InAnt, u8 Scantime,
                       u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    Command command(sthis, *address, 0x57);
+    Command command(sthis, address, 0x57);
     command.byte(Algo).byte(ReadMem).bytes(ReadAdr, 2).byte(ReadLen).bytes(Psd, 4);
     command.add(GbRequest{MaskFlag, {MaskMem, MaskAdr, MaskLen, MaskData}, FastFlag, InAnt, Scantime});
     return run_gb_inventory(sthis, command, 0x57, {pEPCList, Ant, Totallen, CardNum});
@@ -77,7 +77,7 @@ int I_ReadData_GB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8 ReadMem, u8
 {
     const OneTag tag(TNum, TagID, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_gb_id)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x58);
+    Command command(sthis, address, 0x58);
     command.byte(TNum).add(tag.id()).byte(ReadMem).bytes(WordPtr, 2).byte(WordNum).bytes(Password, 4);
     command.add(tag.mask()).send(Inventory::yes);
     return tag_result(command, Errorcode, [&](const Answer& answer) {
@@ -91,7 +91,7 @@ int I_WriteData_GB(Reader* sthis, u8* address, u8* TagID, u8 WNum, u8 TNum, u8 W
 {
     const OneTag tag(TNum, TagID, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_gb_id)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x59);
+    Command command(sthis, address, 0x59);
     command.byte(WNum).byte(TNum).add(tag.id()).byte(WMem).bytes(WordPtr, 2).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::yes);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
@@ -103,7 +103,7 @@ int I_BlockErase_GB(Reader* sthis, u8* address, u8* EPC, u8 TNum, u8 EMem, u8* W
 {
     const OneTag tag(TNum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_gb_id)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x5A);
+    Command command(sthis, address, 0x5A);
     command.byte(TNum).add(tag.id()).byte(EMem).bytes(WordPtr, 2).bytes(ENum, 2).bytes(Password, 4);
     command.add(tag.mask()).send();
     return tag_result(command, Errorcode);
@@ -114,7 +114,7 @@ int I_Lock_GB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8 LockMem, u8 Cfg
 {
     const OneTag tag(TNum, TagID, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_gb_id)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x5B);
+    Command command(sthis, address, 0x5B);
     command.byte(TNum).add(tag.id()).byte(LockMem).byte(Cfg).byte(Action).bytes(Password, 4).add(tag.mask());
     command.send();
     return tag_result(command, Errorcode);
@@ -125,7 +125,7 @@ int I_KillTag_GB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8* Killpwd, u8
 {
     const OneTag tag(TNum, TagID, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_gb_id)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x5C);
+    Command command(sthis, address, 0x5C);
     command.byte(TNum).add(tag.id()).bytes(Killpwd, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode);
 }

@@ -14,7 +14,7 @@ using namespace tagwire;
 
 int I_InventorySingle_6B(Reader* sthis, u8* address, u8* Ant, u8* ID_6B)
 {
-    Command command(sthis, *address, 0x50);
+    Command command(sthis, address, 0x50);
     command.send(Inventory::yes);
     if (const int result = command.receive()) return result;
     const Answer answer = command.answer();
@@ -28,7 +28,7 @@ int I_InventorySingle_6B(Reader* sthis, u8* address, u8* Ant, u8* ID_6B)
 int I_InventoryMultiple_6B(Reader* sthis, u8* address, u8 Condition, u8 StartAddress, u8 mask,
                            u8* ConditionContent, u8* Ant, u8* ID_6B, int* Cardnum)
 {
-    Command command(sthis, *address, 0x51);
+    Command command(sthis, address, 0x51);
     command.byte(Condition).byte(StartAddress).byte(mask).bytes(ConditionContent, 8).send(Inventory::yes);
     if (const int result = command.receive()) return result;
     const Answer answer = command.answer();
@@ -43,7 +43,7 @@ int I_InventoryMultiple_6B(Reader* sthis, u8* address, u8 Condition, u8 StartAdd
 // Copies as many bytes as were asked for, not as many as came.
 int I_ReadData_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8 Num, u8* Data, int* Errorcode)
 {
-    Command command(sthis, *address, 0x52);
+    Command command(sthis, address, 0x52);
     command.byte(StartAddress).bytes(ID_6B, id_size).byte(Num).send();
     if (const int result = command.receive()) return result;
     const Answer answer = command.answer();
@@ -57,7 +57,7 @@ int I_ReadData_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8 Num
 int I_WriteData_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8* Writedata, u8 Writedatalen,
                    u8* writtenbyte, int* Errorcode)
 {
-    Command command(sthis, *address, 0x53);
+    Command command(sthis, address, 0x53);
     command.byte(StartAddress).bytes(ID_6B, id_size).bytes(Writedata, Writedatalen).send();
     if (const int result = command.receive()) return result;
     const Answer answer = command.answer();
@@ -67,7 +67,7 @@ int I_WriteData_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8* W
 
 int I_Lock_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, int* Errorcode)
 {
-    Command command(sthis, *address, 0x55);
+    Command command(sthis, address, 0x55);
     command.byte(StartAddress).bytes(ID_6B, id_size).send();
     if (const int result = command.receive()) return result;
     const Answer answer = command.answer();
@@ -77,7 +77,7 @@ int I_Lock_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, int* Error
 
 int I_CheckLock_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8* ReLockState, int* Errorcode)
 {
-    Command command(sthis, *address, 0x54);
+    Command command(sthis, address, 0x54);
     command.byte(StartAddress).bytes(ID_6B, id_size).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         *address = answer.address();

@@ -8,7 +8,7 @@ int I_ReadData_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8 WordP
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x02);
+    Command command(sthis, address, 0x02);
     command.byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).byte(Num).bytes(Password, 4).add(tag.mask());
     command.send(Inventory::yes);
     return tag_result(command, Errorcode, [&](const Answer& answer) {
@@ -22,7 +22,7 @@ int I_ExtReadData_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8* W
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x15);
+    Command command(sthis, address, 0x15);
     command.byte(ENum).add(tag.id()).byte(Mem).bytes(WordPtr, 2).byte(Num).bytes(Password, 4).add(tag.mask());
     command.send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) {
@@ -36,7 +36,7 @@ int I_WriteData_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Mem
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x03);
+    Command command(sthis, address, 0x03);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::yes);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
@@ -47,7 +47,7 @@ int I_BlockWrite_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Me
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x10);
+    Command command(sthis, address, 0x10);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
@@ -59,7 +59,7 @@ int write_with_long_pointer(Reader* sthis, u8* address, u8 code, const OneTag& t
                             const u8* WordPtr, const u8* Wdt, const u8* Password, int* Errorcode)
 {
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, code);
+    Command command(sthis, address, code);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).bytes(WordPtr, 2).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
@@ -86,7 +86,7 @@ int I_ExtBlockWrite_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8
 // Writes the tag that answers, whichever it is. The address stays as it was, as with BlockErase_G2.
 int I_WriteEPC_G2(Reader* sthis, u8* address, u8* Password, u8* WriteEPC, u8 ENum, int* Errorcode)
 {
-    Command command(sthis, *address, 0x04);
+    Command command(sthis, address, 0x04);
     command.byte(ENum).bytes(Password, 4).bytes(WriteEPC, 2 * ENum).send(Inventory::yes);
     return tag_result(command, Errorcode);
 }
@@ -96,7 +96,7 @@ int I_BlockErase_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8 Wor
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x07);
+    Command command(sthis, address, 0x07);
     command.byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).byte(Num).bytes(Password, 4).add(tag.mask());
     command.send(Inventory::kept);
     return tag_result(command, Errorcode);

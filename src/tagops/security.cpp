@@ -8,7 +8,7 @@ int I_KillTag_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Killpwd, u8 M
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x05);
+    Command command(sthis, address, 0x05);
     command.byte(ENum).add(tag.id()).bytes(Killpwd, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode);
 }
@@ -18,7 +18,7 @@ int I_Lock_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 select, u8 setpro
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x06);
+    Command command(sthis, address, 0x06);
     command.byte(ENum).add(tag.id()).byte(select).byte(setprotect).bytes(Password, 4).add(tag.mask());
     command.send(Inventory::kept);
     return tag_result(command, Errorcode);
@@ -29,28 +29,28 @@ int I_SetPrivacyByEPC_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Passw
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x08);
+    Command command(sthis, address, 0x08);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode);
 }
 
 int I_SetPrivacyWithoutEPC_G2(Reader* sthis, u8* address, u8* Password, int* Errorcode)
 {
-    Command command(sthis, *address, 0x09);
+    Command command(sthis, address, 0x09);
     command.bytes(Password, 4).send(Inventory::kept);
     return tag_result(command, Errorcode);
 }
 
 int I_ResetPrivacy_G2(Reader* sthis, u8* address, u8* Password, int* Errorcode)
 {
-    Command command(sthis, *address, 0x0A);
+    Command command(sthis, address, 0x0A);
     command.bytes(Password, 4).send(Inventory::kept);
     return tag_result(command, Errorcode);
 }
 
 int I_CheckPrivacy_G2(Reader* sthis, u8* address, u8* readpro, int* Errorcode)
 {
-    Command command(sthis, *address, 0x0B);
+    Command command(sthis, address, 0x0B);
     command.send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *readpro = answer[0]; });
 }
@@ -60,14 +60,14 @@ int I_EASConfigure_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x0C);
+    Command command(sthis, address, 0x0C);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).byte(EAS).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
 
 int I_EASAlarm_G2(Reader* sthis, u8* address, int* Errorcode)
 {
-    Command command(sthis, *address, 0x0D);
+    Command command(sthis, address, 0x0D);
     command.send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
@@ -77,7 +77,7 @@ int I_BlockLock_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x0E);
+    Command command(sthis, address, 0x0E);
     command.byte(ENum)
         .add(tag.id())
         .bytes(Password, 4)
@@ -92,7 +92,7 @@ int I_GetMonza4QTWorkParamter_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x11);
+    Command command(sthis, address, 0x11);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         *address = answer.address();
@@ -106,7 +106,7 @@ int I_SetMonza4QTWorkParamter_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x12);
+    Command command(sthis, address, 0x12);
     command.byte(ENum).add(tag.id()).byte(0x00).byte(QTcontrol).bytes(Password, 4).add(tag.mask());
     command.send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
@@ -118,7 +118,7 @@ int I_Untraceable_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 UFlag, u8 
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0x1F);
+    Command command(sthis, address, 0x1F);
     command.byte(ENum).add(tag.id()).byte(UFlag).byte(EPCHide).byte(NewEPCLen).byte(TIDHide).byte(UserHide);
     command.byte(Range).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode);
@@ -131,7 +131,7 @@ int I_Authenticate_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 sendRep, 
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0xE4);
+    Command command(sthis, address, 0xE4);
     command.byte(ENum).add(tag.id()).byte(sendRep).byte(increpLen).byte(CSI).byte(MsgLen).bytes(MsgData, 6);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
     return tag_result(command, Errorcode, [&](const Answer& answer) {
@@ -146,7 +146,7 @@ int I_Protected_mode_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 enablef
 {
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, *address, 0xE9);
+    Command command(sthis, address, 0xE9);
     command.byte(ENum)
         .add(tag.id())
         .byte(enableflag)

@@ -28,7 +28,7 @@ using namespace tagwire;
 int I_SelectCMD(Reader* sthis, u8* address, u8 ant, u8 Session, u8 Selaction, u8 MaskMem, u8* MaskAdr,
                 u8 MaskLen, u8* MaskData, u8 Truncate)
 {
-    Command command(sthis, *address, 0x98);
+    Command command(sthis, address, 0x98);
     command.byte(ant).add(Filter{Session, Selaction, {MaskMem, MaskAdr, MaskLen, MaskData}, Truncate});
     return select(command);
 }
@@ -36,7 +36,7 @@ int I_SelectCMD(Reader* sthis, u8* address, u8 ant, u8 Session, u8 Selaction, u8
 int I_SelectCmdWithCarrier(Reader* sthis, u8* address, u8 ant, u8 Session, u8 Selaction, u8 MaskMem,
                            u8* MaskAdr, u8 MaskLen, u8* MaskData, u8 Truncate, u8 CarrierTime)
 {
-    Command command(sthis, *address, 0x98);
+    Command command(sthis, address, 0x98);
     command.byte(ant).add(Filter{Session, Selaction, {MaskMem, MaskAdr, MaskLen, MaskData}, Truncate});
     command.byte(CarrierTime);
     return select(command);
@@ -46,7 +46,7 @@ int I_SelectCMDByAntenna(Reader* sthis, u8* address, int Antenna, u8 portNum, u8
                          u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8 Truncate)
 {
     const auto ports = static_cast<unsigned>(Antenna);
-    Command command(sthis, *address, 0x9A);
+    Command command(sthis, address, 0x9A);
     if (portNum > 8) command.byte(static_cast<u8>(ports >> 8U));
     command.byte(static_cast<u8>(ports));
     command.add(Filter{Session, Selaction, {MaskMem, MaskAdr, MaskLen, MaskData}, Truncate});
@@ -56,7 +56,7 @@ int I_SelectCMDByAntenna(Reader* sthis, u8* address, int Antenna, u8 portNum, u8
 int I_SelectCMDByMutipleAntenna(Reader* sthis, u8* address, u8* Antenna, u8 Session, u8 Selaction, u8 MaskMem,
                                 u8* MaskAdr, u8 MaskLen, u8* MaskData, u8 Truncate)
 {
-    Command command(sthis, *address, 0x9A);
+    Command command(sthis, address, 0x9A);
     command.bytes(Antenna, 8);
     command.add(Filter{Session, Selaction, {MaskMem, MaskAdr, MaskLen, MaskData}, Truncate});
     return select(command);

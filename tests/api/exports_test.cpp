@@ -40,6 +40,7 @@ int number_pool[32];
 template <class T> T distinct(std::size_t place);
 template <> u8 distinct<u8>(std::size_t place) { return static_cast<u8>(0xF0 - place); }
 template <> u8* distinct<u8*>(std::size_t place) { return byte_pool + place; }
+template <> bool distinct<bool>(std::size_t /*place*/) { return true; }
 template <> int distinct<int>(std::size_t place) { return -1000 - static_cast<int>(place); }
 template <> int* distinct<int*>(std::size_t place) { return number_pool + place; }
 

@@ -1,6 +1,8 @@
 // How a command frame is built, sent and its answer judged.
 #include <gmock/gmock.h>
 
+#include <climits>
+
 #include "link/command.h"
 #include "support/test_reader.h"
 #include "tagwire/result.h"
@@ -21,6 +23,14 @@ struct Sent {
         return result;
     }
 };
+
+// A place that holds the bus address.
+u8* at(u8 address)
+{
+    static u8 kept;
+    kept = address;
+    return &kept;
+}
 
 class CommandFrame : public testing::Test {
   protected:
@@ -43,19 +53,19 @@ class CommandFrame : public testing::Test {
 
 TEST_F(CommandFrame, without_data_is_five_bytes_long)
 {
-    Command(reader_, 0xFF, 0x21).send();
+    Command(reader_, at(0xFF), 0x21).send();
     EXPECT_EQ(to_hex(Sent::bytes), "04 FF 21 19 95");
 }
 
 TEST_F(CommandFrame, with_one_byte_of_data)
 {
-    Command(reader_, 0x00, 0x83).byte(0x00).send();
+    Command(reader_, at(0x00), 0x83).byte(0x00).send();
     EXPECT_EQ(to_hex(Sent::bytes), "05 00 83 00 D2 CB");
 }
 
 TEST_F(CommandFrame, is_built_in_the_send_buffer)
 {
-    Command(reader_, 0x00, 0x83).byte(0x00).send();
+    Command(reader_, at(0x00), 0x83).byte(0x00).send();
     EXPECT_EQ(reader_->sendBuff.comData.Len, 5);
     EXPECT_EQ(reader_->sendBuff.comData.ComAddr, 0);
     EXPECT_EQ(reader_->sendBuff.comData.CMD, 0x83);
@@ -65,21 +75,32 @@ TEST_F(CommandFrame, is_built_in_the_send_buffer)
 
 TEST_F(CommandFrame, has_words_high_byte_first)
 {
-    Command(reader_, 0x01, 0x99).word(0x1234).send();
+    Command(reader_, at(0x01), 0x99).word(0x1234).send();
     EXPECT_EQ(Sent::bytes, request(0x01, 0x99, hex("12 34")));
 }
 
 TEST_F(CommandFrame, takes_fields_in_order)
 {
     const u8 field[] = {2, 3, 4};
-    Command(reader_, 0x01, 0x99).byte(1).bytes(field, 3).bytes(field, 0).bytes(field, -1).byte(5).send();
+    Command(reader_, at(0x01), 0x99).byte(1).bytes(field, 3).bytes(field, 0).byte(5).send();
     EXPECT_EQ(Sent::bytes, request(0x01, 0x99, hex("01 02 03 04 05")));
+}
+
+TEST_F(CommandFrame, counts_a_field_of_negative_length)
+{
+    const u8 field[] = {2, 3, 4};
+    Command(reader_, at(0x01), 0x99).byte(1).byte(2).bytes(field, -1).send();
+    EXPECT_EQ(Sent::bytes, request(0x01, 0x99, hex("01")));
+    for (const int count : {-2, -3, -4, -5, -6, -256, INT_MIN}) {
+        Command(reader_, at(0x01), 0x99).bytes(field, count).send();
+        EXPECT_EQ(Sent::bytes.size(), static_cast<u8>(4 + count) + std::size_t{1}) << count;
+    }
 }
 
 TEST_F(CommandFrame, of_the_greatest_length_goes_out_whole)
 {
     const Bytes data = repeat(0x77, 251);
-    Command(reader_, 0x01, 0x99).bytes(data.data(), 251).send();
+    Command(reader_, at(0x01), 0x99).bytes(data.data(), 251).send();
     EXPECT_EQ(Sent::bytes.size(), 256U);
     EXPECT_EQ(Sent::bytes, request(0x01, 0x99, data));
 }
@@ -99,7 +120,7 @@ Bytes wrapped_request(int count)
 TEST_F(CommandFrame, built_byte_by_byte_wraps_its_length)
 {
     for (int count = 0; count <= 600; ++count) {
-        Command command(reader_, 0x01, 0x99);
+        Command command(reader_, at(0x01), 0x99);
         for (int i = 0; i < count; ++i) command.byte(static_cast<u8>(i));
         command.send();
         ASSERT_EQ(Sent::bytes, wrapped_request(count)) << count;
@@ -111,7 +132,7 @@ TEST_F(CommandFrame, built_from_one_long_field_wraps_its_length)
 {
     Bytes data;
     for (int count = 0; count <= 600; ++count) {
-        Command(reader_, 0x01, 0x99).bytes(data.data(), count).send();
+        Command(reader_, at(0x01), 0x99).bytes(data.data(), count).send();
         ASSERT_EQ(Sent::bytes, wrapped_request(count)) << count;
         ASSERT_EQ(reader_->sServer, 0x5A5A5A5A) << count;
         data.push_back(static_cast<u8>(count));
@@ -121,13 +142,13 @@ TEST_F(CommandFrame, built_from_one_long_field_wraps_its_length)
 TEST_F(CommandFrame, clears_the_inventory_mark)
 {
     reader_->isInventoryCmd = true;
-    Command(reader_, 0x00, 0x83).send();
+    Command(reader_, at(0x00), 0x83).send();
     EXPECT_FALSE(Sent::inventory);
 }
 
 TEST_F(CommandFrame, of_an_inventory_sets_the_inventory_mark)
 {
-    Command(reader_, 0x00, 0x01).send(Inventory::yes);
+    Command(reader_, at(0x00), 0x01).send(Inventory::yes);
     EXPECT_TRUE(Sent::inventory);
     EXPECT_TRUE(reader_->isInventoryCmd);
 }
@@ -135,7 +156,7 @@ TEST_F(CommandFrame, of_an_inventory_sets_the_inventory_mark)
 TEST_F(CommandFrame, clears_the_first_5000_bytes_of_the_receive_buffer)
 {
     std::memset(reader_->recvBuff, 0xA5, 6000);
-    Command(reader_, 0x00, 0x83).send();
+    Command(reader_, at(0x00), 0x83).send();
     EXPECT_EQ(Bytes(reader_->recvBuff, reader_->recvBuff + 5000), repeat(0, 5000));
     EXPECT_EQ(reader_->recvBuff[5000], 0xA5);
 }
@@ -143,14 +164,14 @@ TEST_F(CommandFrame, clears_the_first_5000_bytes_of_the_receive_buffer)
 TEST_F(CommandFrame, leaves_the_receive_buffer_to_the_send_when_told)
 {
     std::memset(reader_->recvBuff, 0xA5, 6000);
-    Command(reader_, 0x00, 0x21).send(Inventory::no, Clear::no);
+    Command(reader_, at(0x00), 0x21).send(Inventory::no, Clear::no);
     EXPECT_EQ(Bytes(reader_->recvBuff, reader_->recvBuff + 6000), repeat(0xA5, 6000));
 }
 
 TEST_F(CommandFrame, gets_its_crc_through_the_table)
 {
     reader_->operations.GetCRC = [](Reader*, u8* data, int n) { data[n] = data[n + 1] = 0xEE; };
-    Command(reader_, 0x00, 0x83).byte(0x00).send();
+    Command(reader_, at(0x00), 0x83).byte(0x00).send();
     EXPECT_EQ(to_hex(Sent::bytes), "05 00 83 00 EE EE");
 }
 
