@@ -3,13 +3,14 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <iterator>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <tuple>
+#include <utility>
 
 #include "api/process.h"
 #include "tagwire/tagwire.h"
@@ -44,37 +45,54 @@ template <> bool distinct<bool>(std::size_t /*place*/) { return true; }
 template <> int distinct<int>(std::size_t place) { return -1000 - static_cast<int>(place); }
 template <> int* distinct<int*>(std::size_t place) { return number_pool + place; }
 
+// Arguments of any kind, to be compared.
+using Numbers = std::vector<std::uintptr_t>;
+template <class T> std::uintptr_t number_of(T* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); }
+std::uintptr_t number_of(int value) { return static_cast<std::uintptr_t>(value); }
+
+Reader* seen_reader;
+Numbers seen_arguments;
+
+void note_call(Reader* sthis, const char* name, Numbers arguments)
+{
+    called.emplace_back(name);
+    seen_reader = sthis;
+    seen_arguments = std::move(arguments);
+    lock_was_held = is_lock_held_for_others(sthis);
+}
+
 // A stand-in for the operation in a slot: keeps what it was called with.
 template <auto Slot, class Operation> struct StandIn;
 template <auto Slot, class... Arguments> struct StandIn<Slot, int(Reader*, Arguments...)> {
     static inline const char* name;
-    static inline std::tuple<Reader*, Arguments...> seen;
 
+    static int note(Reader* sthis, Arguments... arguments)
+    {
+        note_call(sthis, name, {number_of(arguments)...});
+        return stub_result;
+    }
     static void install(Reader* reader, const char* slot_name)
     {
         name = slot_name;
-        seen = {};
-        reader->operations.*Slot = [](Reader* sthis, Arguments... arguments) {
-            called.emplace_back(name);
-            seen = {sthis, arguments...};
-            lock_was_held = is_lock_held_for_others(sthis);
-            return stub_result;
-        };
+        reader->operations.*Slot = note;
     }
-
-    template <std::size_t... Places> static auto arguments_at(std::index_sequence<Places...> /*places*/)
+    template <std::size_t... Places>
+    static int call(int (*exported)(Arguments..., int), int frm_handle,
+                    std::index_sequence<Places...> /*places*/)
     {
-        return std::tuple<Arguments...>{distinct<Arguments>(Places)...};
+        return exported(distinct<Arguments>(Places)..., frm_handle);
     }
-    static auto arguments() { return arguments_at(std::index_sequence_for<Arguments...>{}); }
-
     static int call(int (*exported)(Arguments..., int), int frm_handle)
     {
-        return std::apply([&](Arguments... all) { return exported(all..., frm_handle); }, arguments());
+        return call(exported, frm_handle, std::index_sequence_for<Arguments...>{});
+    }
+    template <std::size_t... Places> static Numbers numbers(std::index_sequence<Places...> /*places*/)
+    {
+        return {number_of(distinct<Arguments>(Places))...};
     }
     static bool saw_all(Reader* reader)
     {
-        return seen == std::tuple_cat(std::tuple<Reader*>(reader), arguments());
+        return seen_reader == reader && seen_arguments == numbers(std::index_sequence_for<Arguments...>{});
     }
 };
 
