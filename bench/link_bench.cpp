@@ -5,7 +5,7 @@
 #include <pty.h>
 #include <thread>
 
-#include "inventory/report.h"
+#include "link/framing.h"
 #include "link/crc16.h"
 #include "link/system.h"
 #include "support/bytes.h"

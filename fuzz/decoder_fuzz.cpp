@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "inventory/report.h"
+#include "link/framing.h"
 
 namespace {
 

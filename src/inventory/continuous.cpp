@@ -4,11 +4,11 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "inventory/assembly.h"
-#include "inventory/report.h"
+#include "link/assembly.h"
 #include "link/channel.h"
 #include "link/clock.h"
 #include "link/command.h"
+#include "link/framing.h"
 #include "link/system.h"
 
 namespace tagwire {

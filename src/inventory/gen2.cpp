@@ -9,10 +9,12 @@ namespace {
 InventoryRules rules_for(u8 code, u8 QValue, ListLength callback_only)
 {
     if ((QValue & 0x80) == 0)
-        return {code, &Operations::GetInventoryDataFromPort1, WalkEnd::at_final_status, callback_only,
-                Statistics::with_status_26};
-    return {code, &Operations::GetInventoryDataFromPort2, WalkEnd::at_last_byte, callback_only,
-            Statistics::with_status_26};
+        return {code,           &Operations::GetInventoryDataFromPort1,
+                Inventory::yes, WalkEnd::at_final_status,
+                callback_only,  Statistics::with_status_26};
+    return {code,           &Operations::GetInventoryDataFromPort2,
+            Inventory::yes, WalkEnd::at_last_byte,
+            callback_only,  Statistics::with_status_26};
 }
 
 int fast_inventory(Reader* sthis, u8* address, u8 code, u8 QValue, u8 Session, u8 Target, u8 InAnt,

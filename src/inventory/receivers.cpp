@@ -4,20 +4,15 @@
 // by receiver, and stands in each one's own lines.
 #include <cstring>
 
-#include "inventory/assembly.h"
-#include "inventory/report.h"
 #include "link/channel.h"
 #include "link/clock.h"
-#include "link/frame.h"
+#include "link/framing.h"
 #include "tagwire/result.h"
 
 namespace tagwire {
 namespace {
 
 constexpr int silence_limit_ms = 5000;
-constexpr u8 error_echo = 0xEE;
-
-bool known_link(const Reader* reader) { return reader->m_type == serial_link || reader->m_type == tcp_link; }
 
 bool has_callback(const Reader* reader) { return reader->MypCallBack != nullptr; }
 
@@ -37,8 +32,6 @@ bool ends_inventory(u8 status)
     default: return false;
     }
 }
-
-Assembly assembly_of(Reader* reader) { return {reader->btArBuff, buffer_size}; }
 
 enum class Tags { to_callback, to_list_only };
 
@@ -79,37 +72,9 @@ class Gathered {
     bool overflowed_ = false;
 };
 
-using HeaderTest = bool (*)(const Reader* reader, const Assembly& bytes, int command);
-
-struct Header {
-    int needs;  // bytes that must be there before the test
-    HeaderTest good;
-};
-
-constexpr Header addressed{4, [](const Reader* reader, const Assembly& bytes, int command) {
-                               return bytes[0] > 3 && bytes[2] == command && bytes[1] == reader->ReaderAddr;
-                           }};
 constexpr Header list_search{5, [](const Reader* /*reader*/, const Assembly& bytes, int command) {
                                  return bytes[0] > 3 && bytes[2] == command && bytes[4] == 1;
                              }};
-
-// The next frame with a good CRC, left at the front of `bytes`; false until more bytes are there. A candidate
-// with command byte 0 is let through to the CRC even with a bad header.
-bool find_frame(Reader* reader, Assembly& bytes, const Header& header, int command, FrameCopy& frame)
-{
-    while (bytes.size() >= 1) {
-        const int length = bytes[0] + 1;
-        const bool bad_header = bytes.size() >= header.needs && !header.good(reader, bytes, command);
-        if (bad_header && bytes[2] != 0) {
-            bytes.drop(1);
-            continue;
-        }
-        if (bytes.size() < length) return false;
-        if (frame.take(reader, bytes.front(), length)) return true;
-        bytes.drop(1);
-    }
-    return false;
-}
 
 // The frames of one inventory answer.
 class InventoryAnswer {

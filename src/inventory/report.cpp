@@ -1,5 +1,5 @@
 // The tag decoder: one frame in, one callback per tag out.
-#include "inventory/report.h"
+#include "link/framing.h"
 
 #include "link/hex.h"
 

@@ -63,7 +63,7 @@ int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, 
     constexpr int statistics_size = 6;
 
     clear_scratch(sthis);
-    command.send(Inventory::yes);
+    command.send(rules.mark);
     const int result =
         (sthis->operations.*rules.receiver)(sthis, sthis->recvBuff, &sthis->recvLength, rules.code);
     sthis->isInventoryCmd = false;

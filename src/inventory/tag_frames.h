@@ -74,6 +74,7 @@ enum class Statistics { none, with_status_26 };
 struct InventoryRules {
     u8 code;
     int (*Operations::*receiver)(Reader*, u8*, int*, int);
+    Inventory mark;
     WalkEnd end;
     ListLength callback_only;
     Statistics statistics;

@@ -26,6 +26,11 @@ class LinkUse {
     int fd_;
 };
 
+inline bool known_link(const Reader* reader)
+{
+    return reader->m_type == serial_link || reader->m_type == tcp_link;
+}
+
 // A known link type with a descriptor.
 bool link_usable(const Reader* reader);
 

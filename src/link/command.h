@@ -39,6 +39,12 @@ class Answer {
     u8 status() const { return frame_[frame::status]; }
     int length() const { return length_; }  // bytes received, the whole frame
     u8 operator[](std::size_t i) const { return frame_[frame::response_data + i]; }
+    // What lies in front of the buffer is 0.
+    u8 byte_or_zero(int i) const
+    {
+        const int at = static_cast<int>(frame::response_data) + i;
+        return at >= 0 ? frame_[at] : u8{0};
+    }
     int word(std::size_t i) const { return (*this)[i] << 8 | (*this)[i + 1]; }  // high byte first
 
     // A count below zero copies nothing. One frame holds at most 250 bytes of data.
@@ -95,8 +101,21 @@ class Command {
     // High byte first.
     Command& word(unsigned value) { return byte(static_cast<u8>(value >> 8U)).byte(static_cast<u8>(value)); }
 
-    // Finishes the frame and sends it. A failed send shows as the receiver's time limit.
-    void send(Inventory inventory = Inventory::no, Clear clear = Clear::yes)
+    // Leaves room: the bytes of the send buffer stay as they are.
+    Command& skip(std::size_t count)
+    {
+        end_ += count;
+        return *this;
+    }
+    // Writes over bytes of the frame, or in front of its end.
+    Command& overwrite(std::size_t at, const u8* from, std::size_t count)
+    {
+        for (std::size_t i = 0; i < count; ++i) put(at + i, from[i]);
+        return *this;
+    }
+
+    // Finishes the frame and sends it. Most commands leave a failed send to the receiver's time limit.
+    int send(Inventory inventory = Inventory::no, Clear clear = Clear::yes)
     {
         u8* whole = reader_->sendBuff.whole;
         const u8 len = static_cast<u8>(end_ - 1 + frame::crc_size);
@@ -104,7 +123,7 @@ class Command {
         reader_->operations.GetCRC(reader_, whole, len - 1);
         if (inventory != Inventory::kept) reader_->isInventoryCmd = inventory == Inventory::yes;
         if (clear == Clear::yes) std::memset(reader_->recvBuff, 0, cleared_by_command);
-        reader_->operations.SendDataToPort(reader_, whole, static_cast<unsigned>(len) + 1);
+        return reader_->operations.SendDataToPort(reader_, whole, static_cast<unsigned>(len) + 1);
     }
 
     // Sends one byte in place of a frame.

@@ -24,8 +24,8 @@ struct GbRequest {
 int run_gb_inventory(Reader* sthis, Command& command, u8 code, const TagOutputs& out)
 {
     return run_inventory(sthis, command,
-                         {code, &Operations::GetInventoryDataFromPort1, WalkEnd::at_final_status,
-                          ListLength::zeroed, Statistics::none},
+                         {code, &Operations::GetInventoryDataFromPort1, Inventory::yes,
+                          WalkEnd::at_final_status, ListLength::zeroed, Statistics::none},
                          out);
 }
 

@@ -197,6 +197,13 @@ class Exports : public testing::Test {
     SlotReader reader_{handle};
 };
 
+TEST_F(Exports, are_as_many_as_programs_are_linked_against)
+{
+    EXPECT_EQ(plain_exports().size(), 218U);
+    EXPECT_EQ(locked_exports().size(), 6U);
+    EXPECT_EQ(all_exports().size(), 225U);
+}
+
 TEST_F(Exports, pass_every_argument_unchanged_and_return_the_result_unchanged)
 {
     for (const Export& one : all_exports()) {

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
-#include <set>
 #include <sstream>
 #include <string>
 #include <unistd.h>
@@ -67,20 +66,18 @@ constexpr const char* listed_names[] = {
 #undef TAGWIRE_OPERATION
 };
 
-std::vector<std::string> slots_that_exist()
+std::vector<std::string> slots()
 {
-    const std::set<std::string> listed(std::begin(listed_names), std::end(listed_names));
-    std::vector<std::string> slots;
+    std::vector<std::string> all;
     std::istringstream words(slot_order);
-    for (std::string slot; words >> slot;) {
-        if (listed.count(slot) > 0) slots.push_back(slot);
-    }
-    return slots;
+    for (std::string slot; words >> slot;) all.push_back(slot);
+    return all;
 }
 
 TEST(Operations, stand_in_slot_order)
 {
-    EXPECT_THAT(listed_names, testing::ElementsAreArray(slots_that_exist()));
+    EXPECT_EQ(std::size(listed_names), 263U);
+    EXPECT_THAT(listed_names, testing::ElementsAreArray(slots()));
     EXPECT_EQ(sizeof(Operations), std::size(listed_names) * sizeof(void (*)()));
 }
 

@@ -1,0 +1,78 @@
+/* Firmware update and parameter tables.
+ *
+ * ComAdr is the bus address, 1 byte, in only. The waits, outputs and results are those of tagwire/settings.h.
+ *
+ * An update is: ChangeToUpdateMode, WriteBinData for each block in order, CheckCRC32 to compare, WriteMark. Blocks, their
+ * numbers and the order are the application's.
+ */
+#ifndef TAGWIRE_UPDATE_H
+#define TAGWIRE_UPDATE_H
+
+#include "tagwire/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Switches to the update mode (command 0xF8). */
+TAGWIRE_API int ChangeToUpdateMode(unsigned char* ComAdr, int FrmHandle);
+
+/* The same command with bytes of one's own.
+ *
+ * SRFU  8 bytes
+ * DATA  out, 8 bytes, with every answer, also where the reader refused
+ */
+TAGWIRE_API int FwUpdate(unsigned char* ComAdr, unsigned char* SRFU, unsigned char* DATA, int FrmHandle);
+
+/* Writes a block of the image (command 0xF9). A block that the reader takes longer to store than the answer may take
+ * (2 s) gives 48.
+ *
+ * Index  number of the block
+ * data   len bytes
+ * len    at most 250; with more the frame's length byte wraps
+ */
+TAGWIRE_API int WriteBinData(unsigned char* ComAdr, unsigned char Index, unsigned char* data, int len,
+                             int FrmHandle);
+
+/* CRC-32 of what the reader received (command 0xFA).
+ *
+ * crc32  out, 4 bytes, in the order received
+ */
+TAGWIRE_API int CheckCRC32(unsigned char* ComAdr, unsigned char* crc32, int FrmHandle);
+
+/* Marks the new image as valid (command 0xFB). */
+TAGWIRE_API int WriteMark(unsigned char* ComAdr, int FrmHandle);
+
+/* Reads a parameter table (command 0xE6, function 0x0D).
+ *
+ * ParemTab  number of the table
+ * pdat      out: the table, at most 65535 bytes
+ * ParamLen  out, 2 bytes: length of the table, high byte first
+ *
+ * 48 also when 300 ms pass without a frame, when the table is not as long as its last frame says, or when frames come
+ * from another address than the one the library knows for the reader (see SetAddress).
+ */
+TAGWIRE_API int ReadParameterTable(unsigned char* ComAdr, unsigned char ParemTab, unsigned char* pdat,
+                                   unsigned char* ParamLen, int FrmHandle);
+
+/* Writes a parameter table, 240 bytes a frame and a closing frame without any (function 0x0E).
+ *
+ * PDat     PDatLen bytes; a length below 0 counts as 0
+ *
+ * The status of the answers does not show: 0 means that every frame was answered. 238 also when an answer belongs to
+ * another function.
+ */
+TAGWIRE_API int WriteParameterTable(unsigned char* ComAdr, unsigned char ParemTab, unsigned char* PDat,
+                                    int PDatLen, int FrmHandle);
+
+/* Makes the parameters in use the factory's (function 0x0F), restores the factory's (0x10), and clears parameters (0x10
+ * with an option; option 0 restores). 238 also when the answer belongs to another function. */
+TAGWIRE_API int OverwriteFactoryDefaultParameterTable(unsigned char* ComAdr, int FrmHandle);
+TAGWIRE_API int RestoreFactoryDefaultParameterTable(unsigned char* ComAdr, int FrmHandle);
+TAGWIRE_API int ClearAllParameters(unsigned char* ComAdr, unsigned char Opt, int FrmHandle);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,295 @@
+// Sensor tags with a register file, a memory, a temperature log and an LED. Their Errorcode has rules of its own.
+#include "link/channel.h"
+#include "link/clock.h"
+#include "link/framing.h"
+#include "tagops/addressing.h"
+
+namespace tagwire {
+namespace {
+
+constexpr u8 longest_epc_of_register_tag = 14;
+
+// Receives the answer, 0 or what went wrong with it.
+int exchange(Command& command)
+{
+    command.send();
+    return command.receive();
+}
+
+// Nothing but the status comes back.
+int plain_result(Command& command, int* Errorcode)
+{
+    if (const int result = exchange(command)) return result;
+    *Errorcode = 0;
+    return command.answer().status();
+}
+
+// The tag's code comes back with every status.
+int result_with_code(Command& command, int* Errorcode)
+{
+    if (const int result = exchange(command)) return result;
+    *Errorcode = command.answer()[0];
+    return command.answer().status();
+}
+
+// Two bytes come back with every status.
+int result_with_word(Command& command, u8* word, int* Errorcode)
+{
+    if (const int result = exchange(command)) return result;
+    *Errorcode = 0;
+    command.answer().copy(0, word, 2);
+    return command.answer().status();
+}
+
+bool ends_memory_read(u8 status)
+{
+    switch (status) {
+    case 0x01:
+    case 0xF8:
+    case 0xF9:
+    case 0xFB:
+    case 0xFD:
+    case 0xFE:
+    case 0xFF: return true;
+    default: return false;
+    }
+}
+
+// The packets of a long memory read, gathered in btRecvArr.
+class MemoryPackets {
+  public:
+    MemoryPackets(Reader* reader, int command)
+        : reader_(reader), bytes_(assembly_of(reader)), command_(command)
+    {}
+
+    // True when the read is over; result() then tells how.
+    bool feed(const u8* chunk, int count)
+    {
+        return bytes_.feed(chunk, count, [this] { return scan(); });
+    }
+    int result() const { return result_; }
+    void copy_out(u8* to, int* length) const
+    {
+        std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(count_));
+        *length = count_;
+    }
+
+  private:
+    bool scan()
+    {
+        FrameCopy packet;
+        while (find_frame(reader_, bytes_, addressed, command_, packet)) {
+            if (accept(packet)) return true;
+            bytes_.drop(packet.length());
+        }
+        return false;
+    }
+    bool accept(const FrameCopy& packet)
+    {
+        result_ = TAGWIRE_NO_ANSWER;
+        if (packet.length() > buffer_size - count_) return true;
+        std::memcpy(reader_->btRecvArr + count_, packet.bytes, static_cast<std::size_t>(packet.length()));
+        count_ += packet.length();
+        const bool last = ends_memory_read(packet.status());
+        result_ = last ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
+        return last || packet.bytes[frame::command] == error_echo;
+    }
+
+    Reader* reader_;
+    Assembly bytes_;
+    int command_;
+    int count_ = 0;
+    int result_ = TAGWIRE_NO_ANSWER;
+};
+
+// Puts the data of numbered packets together. 176 at the first number out of order.
+int join_packets(const Reader* reader, u8* Data, int* recvLen)
+{
+    constexpr int number_at = 4;
+    constexpr int count_at = 6;
+    constexpr int data_at = 7;
+    const auto byte = [&](int at) { return at < buffer_size ? reader->recvBuff[at] : u8{0}; };
+    int length = 0;
+    int packets = 0;
+    u8 status = 0;
+    for (int front = 0; front < reader->recvLength; front += byte(front) + 1) {
+        status = byte(front + static_cast<int>(frame::status));
+        if (status != 0x01 && status != 0x03) continue;
+        if ((byte(front + number_at) << 8 | byte(front + number_at + 1)) != packets++)
+            return TAGWIRE_BAD_SEQUENCE;
+        const int count = byte(front + count_at);
+        for (int i = 0; i < count && length < buffer_size; ++i) Data[length++] = byte(front + data_at + i);
+    }
+    *recvLen = length;
+    return status;
+}
+
+}  // namespace
+}  // namespace tagwire
+
+using namespace tagwire;
+
+int I_Fd_InitRegfile(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 MaskMem, u8* MaskAdr,
+                     u8 MaskLen, u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC0);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask());
+    return plain_result(command, Errorcode);
+}
+
+int I_Fd_ReadReg(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* RegAddr, u8* Password, u8 MaskMem,
+                 u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC1);
+    command.byte(ENum).add(tag.id()).bytes(RegAddr, 2).bytes(Password, 4).add(tag.mask());
+    if (const int result = exchange(command)) return result;
+    *Errorcode = 0;
+    const Answer answer = command.answer();
+    if (answer.status() == 0) answer.copy(0, Data, 2);
+    return answer.status();
+}
+
+int I_Fd_WriteReg(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* RegAddr, u8* RegData, u8* Password,
+                  u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC2);
+    command.byte(ENum).add(tag.id()).bytes(RegAddr, 2).bytes(RegData, 2).bytes(Password, 4).add(tag.mask());
+    return result_with_code(command, Errorcode);
+}
+
+// Copies as many bytes as were asked for, not as many as came.
+int I_Fd_ReadMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr, u8 ReadLen, u8* Password,
+                    u8 AuthType, u8* AuthPwd, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data,
+                    int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC3);
+    command.byte(ENum).add(tag.id()).bytes(StartAddr, 2).byte(ReadLen).bytes(Password, 4).byte(AuthType);
+    command.bytes(AuthPwd, 4).add(tag.mask());
+    if (const int result = exchange(command)) return result;
+    *Errorcode = 0;
+    const Answer answer = command.answer();
+    if (answer.status() == 0) answer.copy(0, Data, ReadLen);
+    return answer.status();
+}
+
+int I_Fd_WriteMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr, u8 WriteLen, u8* WriteData,
+                     u8* Password, u8 AuthType, u8* AuthPwd, u8 MaskMem, u8* MaskAdr, u8 MaskLen,
+                     u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC4);
+    command.byte(WriteLen).byte(ENum).add(tag.id()).bytes(StartAddr, 2).bytes(WriteData, WriteLen);
+    command.bytes(Password, 4).byte(AuthType).bytes(AuthPwd, 4).add(tag.mask());
+    return result_with_code(command, Errorcode);
+}
+
+int I_Fd_GetTemperature(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 MeaType, u8 ResultSel, u8 FieldChkEn,
+                        u8 EPStorageEn, u8 UserBlockAddr, u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen,
+                        u8* MaskData, u8* Temp, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC5);
+    command.byte(ENum).add(tag.id()).byte(MeaType).byte(ResultSel).byte(FieldChkEn).byte(EPStorageEn);
+    command.byte(UserBlockAddr).bytes(Password, 4).add(tag.mask());
+    return result_with_word(command, Temp, Errorcode);
+}
+
+int I_Fd_StartLogging(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartDelay, u8* VdetStep,
+                      u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC6);
+    command.byte(ENum)
+        .add(tag.id())
+        .bytes(StartDelay, 2)
+        .bytes(VdetStep, 2)
+        .bytes(Password, 4)
+        .add(tag.mask());
+    return result_with_code(command, Errorcode);
+}
+
+int I_Fd_StopLogging(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8* StopPwd, u8 MaskMem,
+                     u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC7);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).bytes(StopPwd, 4).add(tag.mask());
+    return plain_result(command, Errorcode);
+}
+
+int I_Fd_OP_Mode_Chk(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 RefreshCfg, u8* Password, u8 MaskMem,
+                     u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* ModeStatus, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC8);
+    command.byte(ENum).add(tag.id()).byte(RefreshCfg).bytes(Password, 4).add(tag.mask());
+    return result_with_word(command, ModeStatus, Errorcode);
+}
+
+int I_Fd_LedCtr(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 LedCtrl, u8* Password, u8 MaskMem,
+                u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xC9);
+    command.byte(ENum).add(tag.id()).byte(LedCtrl).bytes(Password, 4).add(tag.mask());
+    return plain_result(command, Errorcode);
+}
+
+int I_Fd_DeepSleep(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 MaskMem, u8* MaskAdr,
+                   u8 MaskLen, u8* MaskData, int* Errorcode)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xCA);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask());
+    return plain_result(command, Errorcode);
+}
+
+// Errorcode is not written.
+int I_Fd_ExtReadMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr, u8* ReadLen, u8* Password,
+                       u8 AuthType, u8* AuthPwd, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data,
+                       int* recvLen, int* /*Errorcode*/)
+{
+    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
+    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
+    Command command(sthis, address, 0xCB);
+    command.byte(ENum).add(tag.id()).bytes(StartAddr, 2).bytes(ReadLen, 2).bytes(Password, 4).byte(AuthType);
+    command.bytes(AuthPwd, 4).add(tag.mask()).send(Inventory::yes);
+    const int result = sthis->operations.GetMemDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0xCB);
+    sthis->isInventoryCmd = false;
+    if (result != TAGWIRE_OK) return result;
+    return join_packets(sthis, Data, recvLen);
+}
+
+int I_GetMemDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
+{
+    constexpr int limit_ms = 15'000;
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    MemoryPackets packets(sthis, cmd);
+    sthis->time1 = getCurrentTimeMsec();
+    do {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
+        if (n <= 0) pause_for_input(sthis, 10);
+        if (n > 0 && packets.feed(sthis->recvBuff, n)) {
+            if (packets.result() == TAGWIRE_OK) packets.copy_out(Recv, pLengthOfRecved);
+            return packets.result();
+        }
+        sthis->time2 = getCurrentTimeMsec();
+    } while (sthis->time2 - sthis->time1 <= limit_ms && !sthis->keeping.retired);
+    return TAGWIRE_NO_ANSWER;
+}

@@ -1,0 +1,168 @@
+// The reader's parameter tables, which take several frames to read and to write.
+#include "link/channel.h"
+#include "link/clock.h"
+#include "link/command.h"
+#include "link/framing.h"
+
+namespace tagwire {
+namespace {
+
+constexpr u8 extension = 0xE6;
+
+// One exchange whose answer must repeat the function: its error, 49, 238 or 0.
+int exchange(Command& command, u8 function)
+{
+    command.send();
+    if (const int result = command.receive()) return result;
+    return command.answer()[0] == function ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
+}
+
+int change_defaults(Reader* sthis, u8* ComAdr, u8 function, u8 option)
+{
+    sthis->recvLength = 0;
+    Command command(sthis, ComAdr, extension);
+    command.byte(function).byte(option);
+    if (const int result = exchange(command, function)) return result;
+    return command.answer().status();
+}
+
+// The bytes of a table as its frames bring them, gathered in btRecvArr.
+class TableBytes {
+  public:
+    explicit TableBytes(Reader* reader) : reader_(reader), bytes_(assembly_of(reader)) {}
+
+    // True when the table is over; result() then tells how.
+    bool feed(const u8* chunk, int count)
+    {
+        return bytes_.feed(chunk, count, [this] { return scan(); });
+    }
+    int result() const { return result_; }
+    void copy_out(u8* to, int* length) const
+    {
+        std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(count_));
+        *length = count_;
+    }
+
+  private:
+    static constexpr u8 data_frame = 0x60;
+    static constexpr u8 closing_frame = 0x00;
+    static constexpr std::size_t data_at = 5;
+
+    bool scan()
+    {
+        FrameCopy found;
+        while (find_frame(reader_, bytes_, addressed, extension, found)) {
+            reader_->time1 = getCurrentTimeMsec();
+            if (accept(found)) return true;
+            bytes_.drop(found.length());
+        }
+        return false;
+    }
+    bool accept(const FrameCopy& found)
+    {
+        result_ = TAGWIRE_NO_ANSWER;
+        if (found.status() == closing_frame) {
+            const int announced = found.bytes[data_at] << 8 | found.bytes[data_at + 1];
+            if (announced == count_) result_ = TAGWIRE_OK;
+            return true;
+        }
+        if (found.status() == data_frame && !take(found)) return true;
+        result_ = TAGWIRE_WRONG_COMMAND;
+        return found.bytes[frame::command] == error_echo;
+    }
+    // False when the table is longer than its length could say.
+    bool take(const FrameCopy& found)
+    {
+        const int size = found.length() - 7;
+        if (size <= 0) return true;
+        if (size > buffer_size - count_) return false;
+        std::memcpy(reader_->btRecvArr + count_, found.bytes + data_at, static_cast<std::size_t>(size));
+        count_ += size;
+        return true;
+    }
+
+    Reader* reader_;
+    Assembly bytes_;
+    int count_ = 0;
+    int result_ = TAGWIRE_NO_ANSWER;
+};
+
+}  // namespace
+}  // namespace tagwire
+
+using namespace tagwire;
+
+int I_ReadParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* pdat, u8* ParamLen)
+{
+    sthis->recvLength = 0;
+    Command command(sthis, ComAdr, extension);
+    command.byte(0x0D).byte(ParemTab).send();
+    const int result = sthis->operations.GetParemTabDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
+    sthis->isInventoryCmd = false;
+    if (result != TAGWIRE_OK) return result;
+    const int length = sthis->recvLength;
+    if (length > 0) std::memcpy(pdat, sthis->recvBuff, static_cast<std::size_t>(length));
+    ParamLen[0] = static_cast<u8>(length >> 8);
+    ParamLen[1] = static_cast<u8>(length);
+    return TAGWIRE_OK;
+}
+
+int I_GetParemTabDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
+{
+    constexpr int silence_limit_ms = 300;
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
+    TableBytes table(sthis);
+    sthis->time1 = getCurrentTimeMsec();
+    do {
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0 && table.feed(sthis->recvBuff, n)) {
+            if (table.result() == TAGWIRE_OK) table.copy_out(Recv, pLengthOfRecved);
+            return table.result();
+        }
+        pause_for_input(sthis, 1);
+        sthis->time2 = getCurrentTimeMsec();
+    } while (sthis->time2 - sthis->time1 <= silence_limit_ms && !sthis->isStopCmd);
+    return TAGWIRE_NO_ANSWER;
+}
+
+// A frame without table bytes closes the table, whatever its length. The status of an answer does not matter: the
+// next frame follows.
+int I_WriteParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* PDat, int PDatLen)
+{
+    constexpr int chunk = 240;
+    constexpr u8 function = 0x0E;
+    const int size = PDatLen > 0 ? PDatLen : 0;
+    const int frames = (size + chunk - 1) / chunk + 1;
+    for (int i = 0; i < frames; ++i) {
+        const int at = i * chunk < size ? i * chunk : size;
+        const int left = size - at;
+        sthis->recvLength = 0;
+        Command command(sthis, ComAdr, extension);
+        command.byte(function)
+            .byte(ParemTab)
+            .byte(static_cast<u8>(i))
+            .bytes(PDat + at, left < chunk ? left : chunk);
+        if (command.send() != TAGWIRE_OK) return TAGWIRE_NO_ANSWER;
+        if (const int result = command.receive()) return result;
+        if (command.answer()[0] != function) return TAGWIRE_WRONG_COMMAND;
+    }
+    return TAGWIRE_OK;
+}
+
+int I_OverwriteFactoryDefaultParameterTable(Reader* sthis, u8* ComAdr)
+{
+    return change_defaults(sthis, ComAdr, 0x0F, 0x00);
+}
+
+int I_RestoreFactoryDefaultParameterTable(Reader* sthis, u8* ComAdr)
+{
+    return change_defaults(sthis, ComAdr, 0x10, 0x00);
+}
+
+int I_ClearAllParameters(Reader* sthis, u8* ComAdr, u8 Opt)
+{
+    return change_defaults(sthis, ComAdr, 0x10, Opt);
+}
