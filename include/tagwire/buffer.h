@@ -7,8 +7,8 @@
  * else is said.
  *
  * Results where nothing else is said: 0; 48 no answer in time (2 s); 49 its CRC is wrong; 51 continuous reading runs;
- * 55 no such handle, or its link is gone; 238 the answer belongs to another command; any other value is the status of
- * the reader. Outputs, *ComAdr and *address among them, are written with result 0 only.
+ * 55 no such handle, or its link is gone (which is 48 for the calls that wait longer); 238 the answer belongs to another
+ * command; any other value is the status of the reader. Outputs, *ComAdr and *address among them, are written with result 0 only.
  */
 #ifndef TAGWIRE_BUFFER_H
 #define TAGWIRE_BUFFER_H
@@ -35,7 +35,7 @@ TAGWIRE_API int InventoryBuffer_G2(unsigned char* address, unsigned char QValue,
 /* Reads the buffer out (command 0x72); the tags stay in it.
  *
  * Totallen  out: count of bytes in pEPCList
- * CardNum   in and out: the count of tags is added to it, so set it to 0 before. An answer without tags sets it to 0
+ * CardNum   in and out: the count of tags is added to it, so set it to 0 before. An answer of 10 bytes or fewer sets it to 0
  * pEPCList  out: records as the reader stores them, back to back; at most 65536 bytes
  * ComAdr    in only
  *
@@ -81,7 +81,7 @@ TAGWIRE_API int ClearTagBuffer(unsigned char* ComAdr, int FrmHandle);
  * opt      0 or 1, the reader's own coding
  * CardNum  count of IDs, at most 30
  * epc      the IDs, epclen bytes
- * epclen   0 to 246
+ * epclen   at most 246
  *
  * An argument out of range gives 255, with nothing sent.
  */
@@ -92,9 +92,9 @@ TAGWIRE_API int Find_epc_list_cfg(unsigned char* address, unsigned char opt, uns
  *
  * Fixed_Q  Q of all rounds
  * Antenna  low 16 bits, sent high byte first
- * CardNum  out: count of records; 0 with any failure
- * epc      out: the records back to back; at most 65536 bytes
- * epclen   out: count of bytes in epc
+ * CardNum  out: count of records; 0 with results 48 and 238
+ * epc      out: the records back to back; at most 65536 bytes; untouched with results 48 and 238
+ * epclen   out: count of bytes in epc; untouched with results 48 and 238
  * address  in only
  *
  * Its tags never go to the callback. Results: the final status, of which 1 (all found) and 2 (scan time over) are

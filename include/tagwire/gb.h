@@ -41,15 +41,17 @@ extern "C" {
  * ReadLen           count of words to read
  * Psd               4 bytes, access password
  * FastFlag          1 sends InAnt (antenna) and Scantime (units of 100 ms), any other value sends neither
- * pEPCList          out: the records back to back, as of tagwire/inventory.h; at most 65536 bytes
+ * pEPCList          out: the records back to back, those of Inventory_G2 and, with a memory read, of InventoryMix_G2 (see
+ *                   tagwire/inventory.h); at most 65536 bytes
  * Ant               out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
  * Totallen          out: count of bytes in pEPCList
  * CardNum           out: count of records
  *
- * Outputs may be null. With a callback registered, every record goes to it too; if it was registered with isBackUID
+ * With results 48 and 238 CardNum is 0 and the other outputs are untouched. Outputs may be null. With a callback registered, every record goes to it too; if it was registered with isBackUID
  * true, pEPCList and Ant are untouched and Totallen and CardNum are 0. 5 s of silence end the call.
  *
- * Results: the final status, of which 1 (all found) and 2 (scan time over) are success; 48, 51, 55 and 238 as above.
+ * Results: the final status, of which 1 (all found) and 2 (scan time over) are success; 48 also when the link is gone;
+ * 51, 55 and 238 as above.
  */
 TAGWIRE_API int Inventory_GB(unsigned char* address, unsigned char MaskMem, unsigned char* MaskAdr,
                              unsigned char MaskLen, unsigned char* MaskData, unsigned char MaskFlag,

@@ -32,10 +32,10 @@
  *
  * Results:
  *   1, 2  the reader ended the inventory: all found, or its scan time over. Both are success, also with no tag
- *   48    the reader fell silent, the connection is being closed, or more than 65534 bytes came and no callback
- *         takes them. *CardNum is 0
+ *   48    the reader fell silent, the link is gone, the connection is being closed, or more than 65534 bytes came
+ *         and no callback takes them. *CardNum is 0
  *   51    continuous reading runs, or the caller is inside a callback of an inventory on this handle
- *   55    no such handle, or its link is gone
+ *   55    no such handle
  *   238   the reader refused the command (echo 0xEE)
  *   255   a parameter is out of range, nothing was sent (InventoryExtMix_G2)
  *   else  the reader's final status, for example 0xFB: no tag answered

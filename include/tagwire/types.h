@@ -21,7 +21,8 @@ extern "C" {
  * keep. */
 typedef struct _RFIDTag {
     unsigned char PacketParam; /* leading byte of a record of the mixed inventories (InventoryMix_G2,
-                                  InventoryExtMix_G2), as received; 0 for all others */
+                                  InventoryExtMix_G2, InventoryMix_GB, InventoryMix_JB), as received; 0 for
+                                  all others */
     unsigned char LEN;         /* length byte as received. kind 1: bits 0-5 bytes of ID, bit 6 phase data
                                   present. kind 2: the whole byte is the count of bytes */
     const char* UID;      /* the ID (EPC, TID or memory words) as upper-case hexadecimal text, two digits a

@@ -15,13 +15,15 @@ FrameWalk::FrameWalk(Reader* reader, const TagFrameLayout& layout)
 void FrameWalk::run(WalkEnd end, const TagOutputs& out)
 {
     while (left_ > 0) {
-        const u8* frame = frames_ + front_;
-        const int length = frame[frame::len] + 1;
+        const int length = front_byte(frame::len) + 1;
         const u8 status = front_status();
-        // Any other frame stays in front until the count of bytes has run out. Receivers deliver whole frames.
-        if (status < 0x01 || status > 0x03 || length > left_) return;
-        take_records(frame, out);
-        if (status != 0x03 && end == WalkEnd::at_final_status) return;
+        const bool has_tags = status >= 0x01 && status <= 0x03;
+        // Receivers deliver whole frames.
+        if (length > left_) return;
+        // Where it is not passed, such a frame stays in front until the count of bytes has run out.
+        if (!has_tags && layout_.others == OtherFrames::end_the_walk) return;
+        if (has_tags) take_records(out);
+        if (has_tags && status != 0x03 && end == WalkEnd::at_final_status) return;
         left_ -= length;
         if (left_ > 0) front_ += length;
     }
@@ -33,13 +35,14 @@ u8 FrameWalk::front_byte(std::size_t at) const
     return position < buffer_size ? frames_[position] : u8{0};
 }
 
-void FrameWalk::take_records(const u8* frame, const TagOutputs& out)
+void FrameWalk::take_records(const TagOutputs& out)
 {
-    if (layout_.antenna_at != 0) put(out.antenna, frame[layout_.antenna_at]);
-    if (out.tag_count != nullptr) *out.tag_count += frame[layout_.count_at];
-    const int length = frame[frame::len] - static_cast<int>(layout_.records_at) - 1;
+    if (layout_.antenna_at != 0) put(out.antenna, front_byte(layout_.antenna_at));
+    if (out.tag_count != nullptr) *out.tag_count += front_byte(layout_.count_at);
+    const int length = front_byte(frame::len) - static_cast<int>(layout_.records_at) - 1;
     if (length <= 0 || length > buffer_size - list_length_) return;
-    std::memcpy(list_ + list_length_, frame + layout_.records_at, static_cast<std::size_t>(length));
+    std::memcpy(list_ + list_length_, frames_ + front_ + layout_.records_at,
+                static_cast<std::size_t>(length));
     list_length_ += length;
 }
 

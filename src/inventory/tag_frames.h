@@ -29,14 +29,18 @@ class FlagRaised {
     Relaxed<bool>& flag_;
 };
 
+// What becomes of a frame without tags in front of others: the walk ends at it, or passes it.
+enum class OtherFrames { end_the_walk, are_passed };
+
 // Where a frame has its antenna byte (0: nowhere), its count of records and the records, which end at the CRC.
 struct TagFrameLayout {
     std::size_t antenna_at;
     std::size_t count_at;
     std::size_t records_at;
+    OtherFrames others;
 };
-inline constexpr TagFrameLayout inventory_layout{4, 5, 6};
-inline constexpr TagFrameLayout list_search_layout{0, 6, 7};
+inline constexpr TagFrameLayout inventory_layout{4, 5, 6, OtherFrames::end_the_walk};
+inline constexpr TagFrameLayout list_search_layout{0, 6, 7, OtherFrames::are_passed};
 
 // Behind a frame with status 1 or 2 an answer is over, but for the statistics variant.
 enum class WalkEnd { at_final_status, at_last_byte };
@@ -53,7 +57,7 @@ class FrameWalk {
     u8 front_status() const { return front_byte(frame::status); }
 
   private:
-    void take_records(const u8* frame, const TagOutputs& out);
+    void take_records(const TagOutputs& out);
 
     const TagFrameLayout layout_;
     u8* frames_;
