@@ -1,14 +1,15 @@
 /* Tags that the reader keeps, and its search for tags by a list.
  *
- * ComAdr, address  1 byte, in: bus address of the reader; out, where the call says so: address of the reader that
- *                  answered
+ * ComAdr, address  1 byte, in: bus address of the reader; out, where the call says so: address of the reader
+ *                  that answered
  *
- * The calls take no lock: one command at a time on a handle is the caller's duty. No pointer may be null where nothing
- * else is said.
+ * The calls take no lock: one command at a time on a handle is the caller's duty. No pointer may be null
+ * where nothing else is said.
  *
- * Results where nothing else is said: 0; 48 no answer in time (2 s); 49 its CRC is wrong; 51 continuous reading runs;
- * 55 no such handle, or its link is gone (which is 48 for the calls that wait longer); 238 the answer belongs to another
- * command; any other value is the status of the reader. Outputs, *ComAdr and *address among them, are written with result 0 only.
+ * Results where nothing else is said: 0; 48 no answer in time (2 s); 49 its CRC is wrong; 51 continuous
+ * reading runs; 55 no such handle, or its link is gone (which is 48 for the calls that wait longer); 238 the
+ * answer belongs to another command; any other value is the status of the reader. Outputs, *ComAdr and
+ * *address among them, are written with result 0 only.
  */
 #ifndef TAGWIRE_BUFFER_H
 #define TAGWIRE_BUFFER_H
@@ -19,8 +20,8 @@
 extern "C" {
 #endif
 
-/* Inventory into the reader's buffer (command 0x18). The parameters up to FastFlag are those of Inventory_G2. Waits
- * up to 60 s.
+/* Inventory into the reader's buffer (command 0x18). The parameters up to FastFlag are those of Inventory_G2.
+ * Waits up to 60 s.
  *
  * BufferCount  out: tags in the buffer
  * TagNum       out: tags read this time
@@ -35,13 +36,14 @@ TAGWIRE_API int InventoryBuffer_G2(unsigned char* address, unsigned char QValue,
 /* Reads the buffer out (command 0x72); the tags stay in it.
  *
  * Totallen  out: count of bytes in pEPCList
- * CardNum   in and out: the count of tags is added to it, so set it to 0 before. An answer of 10 bytes or fewer sets it to 0
+ * CardNum   in and out: the count of tags is added to it, so set it to 0 before. An answer of 10 bytes or
+ *           fewer sets it to 0
  * pEPCList  out: records as the reader stores them, back to back; at most 65536 bytes
  * ComAdr    in only
  *
- * Waits 1 s for the first byte and 10 s for all. Results: 1 the buffer was read; 254 it is empty, and no output is
- * touched; 48 no answer in time, or more than the library can hold; 51 and 55 as above. The answers' CRC is not
- * tested.
+ * Waits 1 s for the first byte and 10 s for all. Results: 1 the buffer was read; 254 it is empty, and no
+ * output is touched; 48 no answer in time, or more than the library can hold; 51 and 55 as above. The
+ * answers' CRC is not tested.
  */
 TAGWIRE_API int ReadBuffer_G2(unsigned char* ComAdr, int* Totallen, int* CardNum, unsigned char* pEPCList,
                               int FrmHandle);
@@ -68,8 +70,8 @@ TAGWIRE_API int GetSaveLen(unsigned char* ComAdr, unsigned char* SaveLen, int Fr
  * dataLength  out: count of bytes in Data
  * ComAdr      in only
  *
- * Waits 2 s for the first byte and 6 s for all. Results: 0; 48 no answer in time or one that is too short; 51 and 55
- * as above. The answers' CRC is not tested.
+ * Waits 2 s for the first byte and 6 s for all. Results: 0; 48 no answer in time or one that is too short; 51
+ * and 55 as above. The answers' CRC is not tested.
  */
 TAGWIRE_API int GetTagBufferInfo(unsigned char* ComAdr, unsigned char* Data, int* dataLength, int FrmHandle);
 
@@ -97,8 +99,9 @@ TAGWIRE_API int Find_epc_list_cfg(unsigned char* address, unsigned char opt, uns
  * epclen   out: count of bytes in epc; untouched with results 48 and 238
  * address  in only
  *
- * Its tags never go to the callback. Results: the final status, of which 1 (all found) and 2 (scan time over) are
- * success; 48 after 5 s of silence, or when more comes than the library can hold; 51, 55 and 238 as above.
+ * Its tags never go to the callback. Results: the final status, of which 1 (all found) and 2 (scan time over)
+ * are success; 48 after 5 s of silence, or when more comes than the library can hold; 51, 55 and 238 as
+ * above.
  */
 TAGWIRE_API int Find_epc_by_list(unsigned char* address, unsigned char Fixed_Q, int Antenna, int* CardNum,
                                  unsigned char* epc, int* epclen, int FrmHandle);

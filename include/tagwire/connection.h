@@ -7,14 +7,14 @@
  * thread at any time, also from inside a callback. When a close function has returned 0, no callback of that
  * connection starts any more. A callback that is running is not waited for, with one exception: an inventory
  * that holds the command lock (Inventory_G2, InventoryMix_G2, InventoryExtMix_G2, Inventory_EPC_G2,
- * Inventory_QT_G2) ends first, and a callback inside it with it. So a callback must not wait for a thread that
- * closes its connection.
+ * Inventory_QT_G2) ends first, and a callback inside it with it. So a callback must not wait for a thread
+ * that closes its connection.
  *
  * Descriptors: an open connection holds two (its link and an event descriptor); child processes inherit
  * neither.
  *
- * Files: when a file named writelog.txt lies in the current directory at the moment of opening, every chunk of
- * bytes written and read on that connection is logged there, in one file a minute (YYMMDDhhmm.log).
+ * Files: when a file named writelog.txt lies in the current directory at the moment of opening, every chunk
+ * of bytes written and read on that connection is logged there, in one file a minute (YYMMDDhhmm.log).
  */
 #ifndef TAGWIRE_CONNECTION_H
 #define TAGWIRE_CONNECTION_H
@@ -92,16 +92,17 @@ TAGWIRE_API int CloseComPort(void);
  *
  * 0     closed; the handle is free
  * 48    the handle is not open, another thread is closing it, or it is a serial connection
- * 51    Inventory_G2, Inventory_Temperature_Ast010 or Find_epc_by_list is in progress, or the caller is inside
- *       a callback of an inventory that holds the command lock; the connection stays open, its stop flag stays
- *       set, and every inventory on it ends with 48
+ * 51    Inventory_G2, Inventory_Temperature_Ast010 or Find_epc_by_list is in progress, or the caller is
+ *       inside a callback of an inventory that holds the command lock; the connection stays open, its stop
+ *       flag stays set, and every inventory on it ends with 48
  * 55    FrmHandle is outside 1..255, or no reader has it
  */
 TAGWIRE_API int CloseNetPort(int FrmHandle);
 
 /* Registers the function that receives the tag reports of a connection.
  *
- * pRFIDback  the callback; a null pointer changes nothing. It stays registered until the connection is closed.
+ * pRFIDback  the callback; a null pointer changes nothing. It stays registered until the connection is
+ *            closed.
  * isBackUID  true: inventories deliver tags to the callback only, and return no list.
  *            false: they do both.
  *

@@ -1,28 +1,30 @@
 /* Tags of the GB air interface and of its variant JB.
  *
- * The calls of the two families send the same frames, but for the byte Algo of the JB inventories; which family is
- * meant is the reader's setting.
+ * The calls of the two families send the same frames, but for the byte Algo of the JB inventories; which
+ * family is meant is the reader's setting.
  *
  * Parameters that the calls share:
  *
- * address    1 byte, in: bus address of the reader; out, where the call says so: address of the reader that answered
+ * address    1 byte, in: bus address of the reader; out, where the call says so: address of the reader that
+ *            answered
  * MaskMem    mask: bank,
  * MaskAdr      2 bytes, address of its first bit, high byte first,
  * MaskLen      count of bits,
  * MaskData     MaskLen / 8 bytes, rounded up
- * TNum       how a single tag is named: 0 to 15 by its ID, of so many 16-bit words; 255 by the mask; 16 to 254 give
- *            255, with nothing sent and no output touched
+ * TNum       how a single tag is named: 0 to 15 by its ID, of so many 16-bit words; 255 by the mask; 16 to
+ *            254 give 255, with nothing sent and no output touched
  * TagID      2 x TNum bytes
  * WordPtr    2 bytes, first 16-bit word, high byte first
  * Password   4 bytes
  * Errorcode  out: -1 with result 0; the tag's own error code with result 0xFC; untouched with any other
  *
- * The mask's pointers are looked at only where the mask is sent. The calls take no lock: one command at a time on a
- * handle is the caller's duty.
+ * The mask's pointers are looked at only where the mask is sent. The calls take no lock: one command at a
+ * time on a handle is the caller's duty.
  *
- * Results of the single-tag calls, which wait at most 2 s: 0; 0xFC the tag refused, see Errorcode; 48 no answer in
- * time; 49 its CRC is wrong; 51 continuous reading runs; 55 no such handle, or its link is gone; 238 the answer
- * belongs to another command; 255 TNum is out of range; any other value is the status of the reader.
+ * Results of the single-tag calls, which wait at most 2 s: 0; 0xFC the tag refused, see Errorcode; 48 no
+ * answer in time; 49 its CRC is wrong; 51 continuous reading runs; 55 no such handle, or its link is gone;
+ * 238 the answer belongs to another command; 255 TNum is out of range; any other value is the status of the
+ * reader.
  */
 #ifndef TAGWIRE_GB_H
 #define TAGWIRE_GB_H
@@ -41,17 +43,18 @@ extern "C" {
  * ReadLen           count of words to read
  * Psd               4 bytes, access password
  * FastFlag          1 sends InAnt (antenna) and Scantime (units of 100 ms), any other value sends neither
- * pEPCList          out: the records back to back, those of Inventory_G2 and, with a memory read, of InventoryMix_G2 (see
- *                   tagwire/inventory.h); at most 65536 bytes
+ * pEPCList          out: the records back to back, those of Inventory_G2 and, with a memory read, of
+ *                   InventoryMix_G2 (see tagwire/inventory.h); at most 65536 bytes
  * Ant               out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
  * Totallen          out: count of bytes in pEPCList
  * CardNum           out: count of records
  *
- * With results 48 and 238 CardNum is 0 and the other outputs are untouched. Outputs may be null. With a callback registered, every record goes to it too; if it was registered with isBackUID
- * true, pEPCList and Ant are untouched and Totallen and CardNum are 0. 5 s of silence end the call.
+ * With results 48 and 238 CardNum is 0 and the other outputs are untouched. Outputs may be null. With a
+ * callback registered, every record goes to it too; if it was registered with isBackUID true, pEPCList and
+ * Ant are untouched and Totallen and CardNum are 0. 5 s of silence end the call.
  *
- * Results: the final status, of which 1 (all found) and 2 (scan time over) are success; 48 also when the link is gone;
- * 51, 55 and 238 as above.
+ * Results: the final status, of which 1 (all found) and 2 (scan time over) are success; 48 also when the link
+ * is gone; 51, 55 and 238 as above.
  */
 TAGWIRE_API int Inventory_GB(unsigned char* address, unsigned char MaskMem, unsigned char* MaskAdr,
                              unsigned char MaskLen, unsigned char* MaskData, unsigned char MaskFlag,

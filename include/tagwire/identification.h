@@ -1,7 +1,7 @@
 /* Tags with an LED, an SPI peripheral or an alarm, and the identification of a tag.
  *
- * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h, but for
- * what a call says otherwise.
+ * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h,
+ * but for what a call says otherwise.
  */
 #ifndef TAGWIRE_IDENTIFICATION_H
 #define TAGWIRE_IDENTIFICATION_H
@@ -12,7 +12,8 @@
 extern "C" {
 #endif
 
-/* Switch the LED of a tag (commands 0xCE, 0xCC, 0xE5). Errorcode is written with result 0xFC only. address is in only.
+/* Switch the LED of a tag (commands 0xCE, 0xCC, 0xE5). Errorcode is written with result 0xFC only. address is
+ * in only.
  *
  * CarrTime  how long the carrier stays on
  */
@@ -29,10 +30,12 @@ TAGWIRE_API int BX_LED_Controll(unsigned char* address, unsigned char* EPC, unsi
                                 unsigned char* MaskAdr, unsigned char MaskLen, unsigned char* MaskData,
                                 int* Errorcode, int FrmHandle);
 
-/* Talks to the tag's SPI peripheral (command 0x87). ENum at most 15, or the mask. *address is written with result 0.
+/* Talks to the tag's SPI peripheral (command 0x87). ENum at most 15, or the mask. *address is written with
+ * result 0.
  *
  * SPICmd      SPICmdSize bytes; with more than the frame has room for its length byte wraps
- * SPIResData  out, SPIResSize bytes, with result 0 and a SPIResSize of at most 7; with 8 or more nothing is copied
+ * SPIResData  out, SPIResSize bytes, with result 0 and a SPIResSize of at most 7; with 8 or more nothing is
+ *             copied
  */
 TAGWIRE_API int GetSPI(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                        unsigned char SPICmdSize, unsigned char SPIResSize, unsigned char SPISclk,
@@ -50,12 +53,13 @@ TAGWIRE_API int ResetAlarm(unsigned char* address, unsigned char* EPC, unsigned 
  *
  * CarrierTime  1 byte, in: the time; out: what the reader has set
  *
- * *address and CarrierTime are written with every answer to the command, which all give 0: the status does not show.
+ * *address and CarrierTime are written with every answer to the command, which all give 0: the status does
+ * not show.
  */
 TAGWIRE_API int SetCarrierTime(unsigned char* address, unsigned char* CarrierTime, int FrmHandle);
 
-/* Asks for a tag and what identifies it (command 0x80). ENum at most 15, no mask. Outputs, *address among them, are
- * written with result 0 only.
+/* Asks for a tag and what identifies it (command 0x80). ENum at most 15, no mask. Outputs, *address among
+ * them, are written with result 0 only.
  *
  * EPCLen  out, 1 byte: count of bytes in NewEPC
  * NewEPC  out, at most 250 bytes
@@ -74,8 +78,8 @@ TAGWIRE_API int QueryAndIdentify(unsigned char* address, unsigned char* EPC, uns
  * Token2  out, 8 bytes
  * Handle  out, 2 bytes
  *
- * Outputs, *address among them, are written with every answer to the command, which all give 0: the status does not
- * show.
+ * Outputs, *address among them, are written with every answer to the command, which all give 0: the status
+ * does not show.
  */
 TAGWIRE_API int FirstIdentify(unsigned char* address, unsigned char* RT, int FrmHandle);
 TAGWIRE_API int SecondIdentify(unsigned char* address, unsigned char* Token1, unsigned char* Token2,

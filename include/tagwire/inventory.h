@@ -3,15 +3,16 @@
  * Parameters that the calls share:
  *
  * address    1 byte, in only: bus address of the reader
- * QValue     bits 0-3 Q; bit 7 asks the reader for its statistics variant and is passed on with the other bits
+ * QValue     bits 0-3 Q; bit 7 asks the reader for its statistics variant and is passed on with the other
+ *            bits
  * Session    0 to 3 for S0 to S3, or what the reader takes besides
- * MaskFlag   1 sends the mask: MaskMem (bank), MaskAdr (2 bytes, bit address, high byte first), MaskLen (bits)
- *            and MaskData (MaskLen / 8 bytes, rounded up). Any other value sends none, and the mask's pointers
- *            are not looked at
- * FastFlag   1 sends Target (0 = A, 1 = B), InAnt (0x80 + antenna port, counted from 0) and Scantime (units of
- *            100 ms). Any other value sends none: the reader uses its settings
- * pEPCList   out: the records of all tags back to back. At most 65536 bytes, 65542 with a final status of 0x26;
- *            size it for the most tags you expect
+ * MaskFlag   1 sends the mask: MaskMem (bank), MaskAdr (2 bytes, bit address, high byte first), MaskLen
+ *            (bits) and MaskData (MaskLen / 8 bytes, rounded up). Any other value sends none, and the mask's
+ *            pointers are not looked at
+ * FastFlag   1 sends Target (0 = A, 1 = B), InAnt (0x80 + antenna port, counted from 0) and Scantime (units
+ *            of 100 ms). Any other value sends none: the reader uses its settings
+ * pEPCList   out: the records of all tags back to back. At most 65536 bytes, 65542 with a final status of
+ *            0x26; size it for the most tags you expect
  * Ant        out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
  * Totallen   out: count of bytes in pEPCList
  * CardNum    out: count of records
@@ -21,19 +22,21 @@
  *                        length byte (bits 0-5 L, bit 6 phase flag), ID, RSSI, phase block
  *   InventoryMix_G2:     packet byte, length byte (as above), ID, RSSI, phase block
  *   InventoryExtMix_G2:  packet byte (bit 4 phase flag), length byte (L), ID, RSSI, phase block
- * The phase block is there when flagged: phase at begin (2 bytes), at end (2), frequency in kHz (3), each high
- * byte first.
+ * The phase block is there when flagged: phase at begin (2 bytes), at end (2), frequency in kHz (3), each
+ * high byte first.
  *
  * With a callback registered, every record also goes to it, as its frame arrives. If it was registered with
- * isBackUID true, the list stays empty: pEPCList and Ant are untouched, CardNum is 0. If it was registered with
- * false and more comes than the list holds, the callback gets every record and the list keeps the first ones.
+ * isBackUID true, the list stays empty: pEPCList and Ant are untouched, CardNum is 0. If it was registered
+ * with false and more comes than the list holds, the callback gets every record and the list keeps the first
+ * ones.
  *
  * Waits: until the reader ends the inventory; 5 s of silence end it with 48.
  *
  * Results:
- *   1, 2  the reader ended the inventory: all found, or its scan time over. Both are success, also with no tag
- *   48    the reader fell silent, the link is gone, the connection is being closed, or more than 65534 bytes came
- *         and no callback takes them. *CardNum is 0
+ *   1, 2  the reader ended the inventory: all found, or its scan time over. Both are success, also with no
+ *         tag
+ *   48    the reader fell silent, the link is gone, the connection is being closed, or more than 65534 bytes
+ *         came and no callback takes them. *CardNum is 0
  *   51    continuous reading runs, or the caller is inside a callback of an inventory on this handle
  *   55    no such handle
  *   238   the reader refused the command (echo 0xEE)
@@ -84,7 +87,8 @@ TAGWIRE_API int InventoryMix_G2(unsigned char* address, unsigned char QValue, un
 /* Inventory that reports the EPC and words of up to three other places (command 0x20).
  *
  * ParamCount  1 to 3, else 255
- * param       4 x ParamCount bytes: bank, first word (2 bytes, high byte first), count of words, for each place
+ * param       4 x ParamCount bytes: bank, first word (2 bytes, high byte first), count of words, for each
+ *             place
  * Psd         4 bytes, access password
  *
  * No pointer may be null. A second thread waits.
@@ -147,7 +151,8 @@ TAGWIRE_API int Inventory_FastTID_NXP(unsigned char* address, unsigned char QVal
 TAGWIRE_API int SingleTagInventory_G2(unsigned char* address, unsigned char* EPC, int* EPCLength,
                                       int* CardNum, int FrmHandle);
 
-/* Inventory that switches between four antennas in the reader (command 0x1C); its tags reach the callback only.
+/* Inventory that switches between four antennas in the reader (command 0x1C); its tags reach the callback
+ * only.
  *
  * AntA .. AntD    antenna of each step
  * StayA .. StayD  how long it stays there

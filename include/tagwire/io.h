@@ -1,7 +1,7 @@
 /* Beeper and LED, relays, inputs and outputs, Wiegand output, triggers and the report filter.
  *
- * address, the waits, outputs and results are those of tagwire/settings.h, "address: ok" too. Values are 1 byte each, in
- * the reader's coding.
+ * address, the waits, outputs and results are those of tagwire/settings.h, "address: ok" too. Values are 1
+ * byte each, in the reader's coding.
  */
 #ifndef TAGWIRE_IO_H
 #define TAGWIRE_IO_H
@@ -39,8 +39,8 @@ TAGWIRE_API int SetGPOParam(unsigned char* address, unsigned char Enableflag, un
 TAGWIRE_API int GetGPOParam(unsigned char* address, unsigned char* Enableflag, unsigned char* ActiveTime,
                             int FrmHandle);
 
-/* Wiegand output: format, pause between tags, pulse width, pulse distance, and the first byte of the ID to send
- * (commands 0x38, 0x39). */
+/* Wiegand output: format, pause between tags, pulse width, pulse distance, and the first byte of the ID to
+ * send (commands 0x38, 0x39). */
 TAGWIRE_API int SetWieGandParam(unsigned char* address, unsigned char WgCfg, unsigned char DataInvl,
                                 unsigned char PulWidth, unsigned char PulsInvl, unsigned char OffsetAdr,
                                 int FrmHandle);
@@ -48,8 +48,8 @@ TAGWIRE_API int GetWieGandParam(unsigned char* address, unsigned char* WgCfg, un
                                 unsigned char* PulWidth, unsigned char* PulsInvl, unsigned char* OffsetAdr,
                                 int FrmHandle);
 
-/* Report filter (commands 0xB0, 0xB1): time within which a tag is reported once, how often and how strongly it must be
- * read. */
+/* Report filter (commands 0xB0, 0xB1): time within which a tag is reported once, how often and how strongly
+ * it must be read. */
 TAGWIRE_API int SetFilterParam(unsigned char* address, unsigned char FilterTime, unsigned char MinReadCount,
                                unsigned char MinRssi, int FrmHandle);
 TAGWIRE_API int GetFilterParam(unsigned char* address, unsigned char* FilterTime, unsigned char* MinReadCount,
@@ -60,8 +60,8 @@ TAGWIRE_API int GetFilterParam(unsigned char* address, unsigned char* FilterTime
  * Action                  which action's parameters
  * Condition1, Condition2  conditions, which Union links
  *
- * 238 also when the answer belongs to another function. GetTriggerLinkageParam writes its outputs with every answer of
- * its function, also where the reader refused.
+ * 238 also when the answer belongs to another function. GetTriggerLinkageParam writes its outputs with every
+ * answer of its function, also where the reader refused.
  */
 TAGWIRE_API int SetTriggerLinkageParam(unsigned char* address, unsigned char Action, unsigned char mode,
                                        unsigned char mtime, unsigned char RFU, unsigned char Union,

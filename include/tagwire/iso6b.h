@@ -1,16 +1,16 @@
 /* ISO 18000-6B tags: an ID of 8 bytes, memory addressed by bytes, each of which can be locked.
  *
- * address    1 byte, in: bus address of the reader; out: address of the reader that answered, with every status,
- *            but for CheckLock_6B, which writes it with result 0 only
+ * address    1 byte, in: bus address of the reader; out: address of the reader that answered, with every
+ *            status, but for CheckLock_6B, which writes it with result 0 only
  * ID_6B      8 bytes, in: the tag
  * Errorcode  out: -1 with result 0; the tag's own error code with result 0xFC; untouched with any other
  *
- * Waits at most 2 s. The calls take no lock: one command at a time on a handle is the caller's duty. No pointer may
- * be null.
+ * Waits at most 2 s. The calls take no lock: one command at a time on a handle is the caller's duty. No
+ * pointer may be null.
  *
- * Results: the reader's status, 0 for success where nothing else is said; 0xFC the tag refused, see Errorcode; 48 no
- * answer in time; 49 its CRC is wrong; 51 continuous reading runs; 55 no such handle, or its link is gone; 238 the
- * answer belongs to another command.
+ * Results: the reader's status, 0 for success where nothing else is said; 0xFC the tag refused, see
+ * Errorcode; 48 no answer in time; 49 its CRC is wrong; 51 continuous reading runs; 55 no such handle, or its
+ * link is gone; 238 the answer belongs to another command.
  */
 #ifndef TAGWIRE_ISO6B_H
 #define TAGWIRE_ISO6B_H

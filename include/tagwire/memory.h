@@ -2,9 +2,10 @@
  *
  * Parameters that the calls share:
  *
- * address    1 byte, in: bus address of the reader; out, where the call says so: address of the reader that answered
- * ENum       how the tag is named: 0 to 31 by its EPC, of so many 16-bit words (0: no EPC is sent); 255 by the mask;
- *            32 to 254 give 255, with nothing sent and no output touched
+ * address    1 byte, in: bus address of the reader; out, where the call says so: address of the reader that
+ *            answered
+ * ENum       how the tag is named: 0 to 31 by its EPC, of so many 16-bit words (0: no EPC is sent); 255 by
+ *            the mask; 32 to 254 give 255, with nothing sent and no output touched
  * EPC        2 x ENum bytes, as on the tag; not looked at when the mask is used
  * MaskMem    the mask, used with ENum 255 only: bank,
  * MaskAdr      2 bytes, address of its first bit, high byte first,
@@ -15,11 +16,12 @@
  * Password   4 bytes, access password; zeros when the tag has none
  * Errorcode  out: -1 with result 0; the tag's own error code with result 0xFC; untouched with any other
  *
- * Words are 2 bytes, high byte first, here and on the tag. Fields are passed on as they are. A frame has room for
- * 251 bytes behind its command code: with more (long data, or a long EPC) its length byte wraps and it is cut
- * accordingly, so split long writes.
+ * Words are 2 bytes, high byte first, here and on the tag. Fields are passed on as they are. A frame has room
+ * for 251 bytes behind its command code: with more (long data, or a long EPC) its length byte wraps and it is
+ * cut accordingly, so split long writes.
  *
- * Waits: at most 2 s for the answer. The calls take no lock: one command at a time on a handle is the caller's duty.
+ * Waits: at most 2 s for the answer. The calls take no lock: one command at a time on a handle is the
+ * caller's duty.
  *
  * Results:
  *   0     done
@@ -44,8 +46,8 @@ extern "C" {
 /* Reads words (command 0x02).
  *
  * Num      count of words to read
- * Data     out, with result 0: the words. The answer decides how many they are, at most 250 bytes; size it for
- *          2 x Num bytes, and for 250 where the reader is not trusted
+ * Data     out, with result 0: the words. The answer decides how many they are, at most 250 bytes; size it
+ *          for 2 x Num bytes, and for 250 where the reader is not trusted
  * address  written with result 0
  */
 TAGWIRE_API int ReadData_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum, unsigned char Mem,
@@ -80,8 +82,8 @@ TAGWIRE_API int ExtWriteData_G2(unsigned char* address, unsigned char* EPC, unsi
                                 unsigned char* MaskAdr, unsigned char MaskLen, unsigned char* MaskData,
                                 int* Errorcode, int FrmHandle);
 
-/* Writes words by the tag's own block write (commands 0x10 and, with a word pointer of 2 bytes, 0xCF); else as
- * WriteData_G2 and ExtWriteData_G2. */
+/* Writes words by the tag's own block write (commands 0x10 and, with a word pointer of 2 bytes, 0xCF); else
+ * as WriteData_G2 and ExtWriteData_G2. */
 TAGWIRE_API int BlockWrite_G2(unsigned char* address, unsigned char* EPC, unsigned char WNum,
                               unsigned char ENum, unsigned char Mem, unsigned char WordPtr,
                               unsigned char* Wdt, unsigned char* Password, unsigned char MaskMem,

@@ -1,7 +1,7 @@
 /* Work modes, the parameters of reading without a host, and numbered parameters.
  *
- * address is in only. The waits, outputs and results are those of tagwire/settings.h; values are 1 byte where nothing
- * else is said.
+ * address is in only. The waits, outputs and results are those of tagwire/settings.h; values are 1 byte where
+ * nothing else is said.
  */
 #ifndef TAGWIRE_MODES_H
 #define TAGWIRE_MODES_H
@@ -12,8 +12,8 @@
 extern "C" {
 #endif
 
-/* Whether the reader waits for commands or reads and reports by itself (command 0x35). Waits at most 200 ms and skips
- * other frames, so that it works while the reader reports. */
+/* Whether the reader waits for commands or reads and reports by itself (command 0x35). Waits at most 200 ms
+ * and skips other frames, so that it works while the reader reports. */
 TAGWIRE_API int SetWorkMode(unsigned char* address, unsigned char Read_mode, int FrmHandle);
 
 /* Read mode (command 0x76). Waits as SetWorkMode does. */
@@ -45,8 +45,9 @@ TAGWIRE_API int GetSystemParameter(unsigned char* address, unsigned char* Read_m
 /* Parameters of reading without a host (command 0x75).
  *
  * Parameter                           5 bytes
- * MaskFlag                            1 sends the mask: MaskMem, MaskAdr (2 bytes), MaskLen (bits), MaskData (rounded up
- *                                     to bytes). Any other value sends none, and the pointers are not looked at
+ * MaskFlag                            1 sends the mask: MaskMem, MaskAdr (2 bytes), MaskLen (bits), MaskData
+ *                                     (rounded up to bytes). Any other value sends none, and the pointers are
+ *                                     not looked at
  * TIDFlag                             1 sends AdrTID and LenTID, any other value sends neither
  */
 TAGWIRE_API int SetReadParameter(unsigned char* address, unsigned char* Parameter, unsigned char MaskMem,

@@ -1,8 +1,9 @@
-/* The reader's Ethernet, WiFi, Bluetooth and 4G modules, its position, and bytes passed through to its communication
- * module.
+/* The reader's Ethernet, WiFi, Bluetooth and 4G modules, its position, and bytes passed through to its
+ * communication module.
  *
- * address, the waits, outputs and results are those of tagwire/settings.h, "address: ok" too. Values are 1 byte where
- * nothing else is said, in the reader's coding. MAC addresses are 6 bytes, IPv4 addresses and masks 4.
+ * address, the waits, outputs and results are those of tagwire/settings.h, "address: ok" too. Values are 1
+ * byte where nothing else is said, in the reader's coding. MAC addresses are 6 bytes, IPv4 addresses and
+ * masks 4.
  */
 #ifndef TAGWIRE_NETWORK_H
 #define TAGWIRE_NETWORK_H
@@ -38,8 +39,8 @@ TAGWIRE_API int ReadWIFIConnectStatus(unsigned char* address, unsigned char* WIF
  * length  out: count of bytes in APInfo
  * Count   out: count of records
  *
- * Without any access point the three stay as they were. The result is the status of the last frame, 0 for success; 238
- * when the reader refused the command; 48, 51 and 55 as above.
+ * Without any access point the three stay as they were. The result is the status of the last frame, 0 for
+ * success; 238 when the reader refused the command; 48, 51 and 55 as above.
  */
 TAGWIRE_API int SearchWIFI(unsigned char* address, unsigned char* APInfo, int* length, int* Count,
                            int FrmHandle);
@@ -62,8 +63,8 @@ TAGWIRE_API int GetGPSInformation(unsigned char* address, unsigned char* NUM_SV,
                                   unsigned char* Date_Day, unsigned char* UTC_hh, unsigned char* UTC_mm,
                                   unsigned char* UTC_ss, int FrmHandle);
 
-/* State of the 4G modem and its identities (command 0xB1). IMEI, IMSI and ICCID get so many bytes as their length says,
- * at most 250 each, without a NUL. */
+/* State of the 4G modem and its identities (command 0xB1). IMEI, IMSI and ICCID get so many bytes as their
+ * length says, at most 250 each, without a NUL. */
 TAGWIRE_API int Get4GConnectStatus(unsigned char* address, unsigned char* State4G, unsigned char* RSSI,
                                    unsigned char* IMEILen, unsigned char* IMEI, unsigned char* IMSILen,
                                    unsigned char* IMSI, unsigned char* ICCIDLen, unsigned char* ICCID,
@@ -79,8 +80,8 @@ TAGWIRE_API int Set4GRemoteServerInformation(unsigned char* address, unsigned ch
 TAGWIRE_API int Get4GRemoteServerInformation(unsigned char* address, unsigned char* ServerAddrLen,
                                              unsigned char* ServerAddr, int* ServerPort, int FrmHandle);
 
-/* Switches the pass-through to the communication module (command 0x4D). Address: ok. Waits up to 10 s, 7 s for the first
- * byte. Serial links only: a TCP link gives 55. */
+/* Switches the pass-through to the communication module (command 0x4D). Address: ok. Waits up to 10 s, 7 s
+ * for the first byte. Serial links only: a TCP link gives 55. */
 TAGWIRE_API int ChangeATMode(unsigned char* address, unsigned char ATMode, int FrmHandle);
 
 /* Passes bytes to the communication module and gets its answer (command 0x4E). Waits as ChangeATMode does.

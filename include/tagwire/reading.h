@@ -28,8 +28,8 @@ extern "C" {
  * 238   the answer belongs to another command
  * else  the reader's status: it did not start
  *
- * A reader may have started although its answer was lost, or came together with the first report (48, 49, 238):
- * StopRead quiets it.
+ * A reader may have started although its answer was lost, or came together with the first report (48, 49,
+ * 238): StopRead quiets it.
  */
 TAGWIRE_API int StartRead(unsigned char* address, unsigned char target, int FrmHandle);
 
@@ -61,8 +61,8 @@ TAGWIRE_API int StopRead(unsigned char* address, int FrmHandle);
  */
 TAGWIRE_API int StopImmediately(unsigned char* address, int FrmHandle);
 
-/* Takes the raw bytes that a reader in an auto-running work mode pushed, after a pause of 20 ms. Waits at most
- * 1 s on TCP, not at all on a serial line.
+/* Takes the raw bytes that a reader in an auto-running work mode pushed, after a pause of 20 ms. Waits at
+ * most 1 s on TCP, not at all on a serial line.
  *
  * ScanModeData     out: the bytes as they came, unframed and unchecked: at most 256 from a serial line, 2048
  *                  from TCP

@@ -1,7 +1,7 @@
 /* Sensor tags with a register file, a memory, a temperature log and an LED.
  *
- * EPC, the mask, Password, the waits and the results are those of tagwire/memory.h, with two differences: ENum is at
- * most 14 (or 255, the mask), and Errorcode has rules of its own. It is written with every status:
+ * EPC, the mask, Password, the waits and the results are those of tagwire/memory.h, with two differences:
+ * ENum is at most 14 (or 255, the mask), and Errorcode has rules of its own. It is written with every status:
  *
  *   Fd_WriteReg, Fd_WriteMemory, Fd_StartLogging   the answer's byte behind the status
  *   Fd_ExtReadMemory                               never
@@ -44,8 +44,8 @@ TAGWIRE_API int Fd_WriteReg(unsigned char* address, unsigned char* EPC, unsigned
  * ReadLen    count of bytes
  * AuthType   authentication, with AuthPwd
  * AuthPwd    4 bytes
- * Data       out, ReadLen bytes (at most 250), with result 0. A reader that sends less leaves meaningless bytes at the
- *            end
+ * Data       out, ReadLen bytes (at most 250), with result 0. A reader that sends less leaves meaningless
+ *            bytes at the end
  */
 TAGWIRE_API int Fd_ReadMemory(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                               unsigned char* StartAddr, unsigned char ReadLen, unsigned char* Password,
@@ -59,7 +59,8 @@ TAGWIRE_API int Fd_ReadMemory(unsigned char* address, unsigned char* EPC, unsign
  * Data     out: what the packets bring, at most 65536 bytes
  * recvLen  out: count of bytes in Data
  *
- * Results: 1 the memory was read; 176 a packet was out of order (Data may have been written); any other as above.
+ * Results: 1 the memory was read; 176 a packet was out of order (Data may have been written); any other as
+ * above.
  */
 TAGWIRE_API int Fd_ExtReadMemory(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                  unsigned char* StartAddr, unsigned char* ReadLen, unsigned char* Password,

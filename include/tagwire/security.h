@@ -1,8 +1,8 @@
 /* Locking and killing a Gen2 tag, and features of particular chips.
  *
- * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h. What
- * the bits of a field mean is a matter of tag and reader: the bytes are passed on as they are. *address is written
- * where the call says so, and with result 0 only.
+ * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h.
+ * What the bits of a field mean is a matter of tag and reader: the bytes are passed on as they are. *address
+ * is written where the call says so, and with result 0 only.
  */
 #ifndef TAGWIRE_SECURITY_H
 #define TAGWIRE_SECURITY_H
@@ -65,8 +65,8 @@ TAGWIRE_API int EASConfigure_G2(unsigned char* address, unsigned char* EPC, unsi
                                 unsigned char* MaskAdr, unsigned char MaskLen, unsigned char* MaskData,
                                 int* Errorcode, int FrmHandle);
 
-/* Looks for a tag that raises an EAS alarm (command 0x0D). Without one the reader answers with a status of its own,
- * which is returned. *address is written. */
+/* Looks for a tag that raises an EAS alarm (command 0x0D). Without one the reader answers with a status of
+ * its own, which is returned. *address is written. */
 TAGWIRE_API int EASAlarm_G2(unsigned char* address, int* Errorcode, int FrmHandle);
 
 /* Reads the QT control byte of the tag (command 0x11).

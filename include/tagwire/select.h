@@ -11,11 +11,12 @@
  * MaskData   MaskLen / 8 bytes, rounded up
  * Truncate   whether tags answer with the part of the EPC behind the mask only
  *
- * The bytes are passed on as they are. A mask of more than 239 bits may not fit the frame, whose length byte then
- * wraps. Waits at most 2 s. The calls take no lock: one command at a time on a handle is the caller's duty.
+ * The bytes are passed on as they are. A mask of more than 239 bits may not fit the frame, whose length byte
+ * then wraps. Waits at most 2 s. The calls take no lock: one command at a time on a handle is the caller's
+ * duty.
  *
- * Results: the reader's status, 0 for success; 48 no answer in time; 49 its CRC is wrong; 51 continuous reading
- * runs; 55 no such handle, or its link is gone; 238 the answer belongs to another command.
+ * Results: the reader's status, 0 for success; 48 no answer in time; 49 its CRC is wrong; 51 continuous
+ * reading runs; 55 no such handle, or its link is gone; 238 the answer belongs to another command.
  */
 #ifndef TAGWIRE_SELECT_H
 #define TAGWIRE_SELECT_H
@@ -41,7 +42,8 @@ TAGWIRE_API int SelectCmdWithCarrier(unsigned char* address, unsigned char ant, 
 /* Sets the filter of the antenna ports whose bits are set (command 0x9A).
  *
  * Antenna  bit 0 is port 1
- * portNum  ports that the reader has: above 8, 2 bytes of Antenna are sent, high byte first; else its low byte
+ * portNum  ports that the reader has: above 8, 2 bytes of Antenna are sent, high byte first; else its low
+ *          byte
  */
 TAGWIRE_API int SelectCMDByAntenna(unsigned char* address, int Antenna, unsigned char portNum,
                                    unsigned char Session, unsigned char Selaction, unsigned char MaskMem,

@@ -1,8 +1,9 @@
 /* Tags that measure their temperature.
  *
- * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h, but for
- * the limit of ENum, which each call names: a longer EPC gives 255, with nothing sent. Where a call has no mask, 255 is
- * too long too. What waiting times, selections and the bytes of a sensor mean is a matter of tag and reader.
+ * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h,
+ * but for the limit of ENum, which each call names: a longer EPC gives 255, with nothing sent. Where a call
+ * has no mask, 255 is too long too. What waiting times, selections and the bytes of a sensor mean is a matter
+ * of tag and reader.
  */
 #ifndef TAGWIRE_SENSOR_H
 #define TAGWIRE_SENSOR_H
@@ -13,13 +14,13 @@
 extern "C" {
 #endif
 
-/* Has the tag measure, and reads words of it back (command 0x13; 0x14 with a time). ENum at most 14, no mask. *address
- * is written with result 0.
+/* Has the tag measure, and reads words of it back (command 0x13; 0x14 with a time). ENum at most 14, no mask.
+ * *address is written with result 0.
  *
  * WordPtr       word that starts the measurement
  * WaitTime      how long the tag has power before it is read
- * tTime         6 bytes. They stand at bytes 6 to 11 of the frame, which is their place for ENum 0 only: with an EPC
- *               they cover part of it
+ * tTime         6 bytes. They stand at bytes 6 to 11 of the frame, which is their place for ENum 0 only: with
+ *               an EPC they cover part of it
  * ReadWordFlag  1 sends ReadWordPtr and ReadWordCnt, any other value sends neither
  * Data          out, with result 0: the answer's data, at most 250 bytes
  */
@@ -46,15 +47,16 @@ TAGWIRE_API int GetTagTemperatureByTime(unsigned char* address, unsigned char* E
  * Scantime          units of 100 ms
  * MaskFlag          1 sends the mask, any other value sends none
  * FastFlag          1 sends Target, InAnt and Scantime, any other value sends none
- * pEPCList          out: records back to back, as of tagwire/inventory.h; at most 65536 bytes, and 6 bytes of statistics
- *                   in front of them with a final status of 0x26 (not of 0xB1)
+ * pEPCList          out: records back to back, as of tagwire/inventory.h; at most 65536 bytes, and 6 bytes of
+ *                   statistics in front of them with a final status of 0x26 (not of 0xB1)
  * Ant               out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
  * Totallen          out: count of bytes in pEPCList
  * CardNum           out: count of records
  *
- * With a callback registered, every record goes to it too; if it was registered with isBackUID true, pEPCList and Ant
- * are untouched and Totallen and CardNum are 0. 5 s of silence end the call with 48. Inventory_Temperature_Ast010 makes
- * a second thread wait; the others take no lock. Results as of Inventory_G2.
+ * With a callback registered, every record goes to it too; if it was registered with isBackUID true, pEPCList
+ * and Ant are untouched and Totallen and CardNum are 0. 5 s of silence end the call with 48.
+ * Inventory_Temperature_Ast010 makes a second thread wait; the others take no lock. Results as of
+ * Inventory_G2.
  */
 TAGWIRE_API int Inventory_Temperature(unsigned char* address, unsigned char ENum, unsigned char* EPC,
                                       unsigned char SelTarget, unsigned char SelAction,
@@ -74,12 +76,13 @@ TAGWIRE_API int Inventory_Temperature_Ast010(
     unsigned char Target, unsigned char InAnt, unsigned char Scantime, unsigned char FastFlag,
     unsigned char* pEPCList, unsigned char* Ant, int* Totallen, int* CardNum, int FrmHandle);
 
-/* Reads a measurement with the time it was made (command 0x86). ENum at most 15, or the mask. *address is written with
- * result 0.
+/* Reads a measurement with the time it was made (command 0x86). ENum at most 15, or the mask. *address is
+ * written with result 0.
  *
  * SendUID     not 0: the answer has the tag's ID in front
  * NewSample   whether to measure anew
- * UID         out: a byte of length and the ID, at most 251 bytes; without SendUID its first 12 bytes become 0
+ * UID         out: a byte of length and the ID, at most 251 bytes; without SendUID its first 12 bytes become
+ *             0
  * SenserData  out, 4 bytes
  * UTC         out, 4 bytes
  */

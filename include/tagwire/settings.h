@@ -1,14 +1,16 @@
 /* The reader's settings, one call for each.
  *
- * The values are the reader's own codes: they are passed on as they are, and the reader refuses what it does not
- * take. Parameters that the calls share:
+ * The values are the reader's own codes: they are passed on as they are, and the reader refuses what it does
+ * not take. Parameters that the calls share:
  *
- * address  1 byte, in: bus address of the reader. Out: address of the reader that answered; marked "address: always"
- *          where it is written with every answer, "address: ok" where with result 0 only, else it is not written
+ * address  1 byte, in: bus address of the reader. Out: address of the reader that answered; marked "address:
+ *          always" where it is written with every answer, "address: ok" where with result 0 only, else it is
+ *          not written
  *
- * All values are 1 byte where nothing else is said. Outputs are written with result 0 only, where nothing else is said.
- * A pointer to a value that is set supplies it, and receives what the reader has set. No pointer may be null. The calls
- * wait at most 2 s for the answer and take no lock: one command at a time on a handle is the caller's duty.
+ * All values are 1 byte where nothing else is said. Outputs are written with result 0 only, where nothing
+ * else is said. A pointer to a value that is set supplies it, and receives what the reader has set. No
+ * pointer may be null. The calls wait at most 2 s for the answer and take no lock: one command at a time on a
+ * handle is the caller's duty.
  *
  * Results:
  *   0     done
@@ -28,11 +30,12 @@
 extern "C" {
 #endif
 
-/* Bus address (command 0x24). Address: always. The library takes the address of the answer for the reader's. */
+/* Bus address (command 0x24). Address: always. The library takes the address of the answer for the reader's.
+ * */
 TAGWIRE_API int SetAddress(unsigned char* address, unsigned char ComAdrData, int FrmHandle);
 
-/* Inventory scan time in units of 100 ms (command 0x25). Address: always. The library's own time limits follow the
- * value with every answer, also where the reader refused. */
+/* Inventory scan time in units of 100 ms (command 0x25). Address: always. The library's own time limits
+ * follow the value with every answer, also where the reader refused. */
 TAGWIRE_API int SetInventoryScanTime(unsigned char* address, unsigned char ScanTime, int FrmHandle);
 
 /* Enters the self test mode (command 0x26) or leaves it (one raw byte 0xA5). Address: always. */
@@ -46,13 +49,13 @@ TAGWIRE_API int GetRevDelay(unsigned char* address, unsigned char* RevDelay, int
  *
  * baud  0 9600, 1 19200, 2 38400, 5 57600, 6 115200, 7 921600 bit/s; the host takes any other for 57600
  *
- * On a serial link with result 0 the host's line follows at once; over TCP nothing changes on the host. The answer's
- * command code is not looked at.
+ * On a serial link with result 0 the host's line follows at once; over TCP nothing changes on the host. The
+ * answer's command code is not looked at.
  */
 TAGWIRE_API int SetBaudRate(unsigned char* address, unsigned char baud, int FrmHandle);
 
-/* Power calibration: converter value (commands 0x29, address: always; 0x2A, address: ok), its check (0x2B, address:
- * ok), and storing it with the power list (0x2C, address: ok).
+/* Power calibration: converter value (commands 0x29, address: always; 0x2A, address: ok), its check (0x2B,
+ * address: ok), and storing it with the power list (0x2C, address: ok).
  *
  * dBm_list  31 bytes
  * code      out
@@ -85,8 +88,8 @@ TAGWIRE_API int SetTagCustomFunction(unsigned char* address, unsigned char* Inla
 TAGWIRE_API int SetMask(unsigned char* address, unsigned char MaskMem, unsigned char* MaskAdr,
                         unsigned char MaskLen, unsigned char* MaskData, int FrmHandle);
 
-/* Condition and pause of the reports of the auto-running mode (command 0x3C), and the pause between its inventories
- * (0x3D). */
+/* Condition and pause of the reports of the auto-running mode (command 0x3C), and the pause between its
+ * inventories (0x3D). */
 TAGWIRE_API int SetResponsePamametersofAuto_runningMode(unsigned char* address, unsigned char RepCondition,
                                                         unsigned char RepPauseTime, int FrmHandle);
 TAGWIRE_API int SetInventoryInterval(unsigned char* address, unsigned char ReadPauseTim, int FrmHandle);
@@ -133,8 +136,8 @@ TAGWIRE_API int SetHeartBeatTime(unsigned char* address, unsigned char* HeartBea
 /* How often the reader tries an operation on a tag again (command 0x7B). Address: ok. */
 TAGWIRE_API int RetryTimes(unsigned char* address, unsigned char* Times, int FrmHandle);
 
-/* User password, 4 bytes (commands 0x7D, 0x7E). Address: always. GetUserPwd writes UserPwd with every answer, also
- * where the reader refused. */
+/* User password, 4 bytes (commands 0x7D, 0x7E). Address: always. GetUserPwd writes UserPwd with every answer,
+ * also where the reader refused. */
 TAGWIRE_API int SetUserPwd(unsigned char* address, unsigned char* UserPwd, int FrmHandle);
 TAGWIRE_API int GetUserPwd(unsigned char* address, unsigned char* UserPwd, int FrmHandle);
 
@@ -168,8 +171,8 @@ TAGWIRE_API int GetReaderTemperature(unsigned char* address, unsigned char* Plus
 TAGWIRE_API int SetFilterTime(unsigned char* address, unsigned char FilterTime, int FrmHandle);
 TAGWIRE_API int GetFilterTime(unsigned char* address, unsigned char* FilterTime, int FrmHandle);
 
-/* Password of the reader, 4 bytes (command 0x92). GetReaderPwd clears Password first and writes it with every answer,
- * also where the reader refused. */
+/* Password of the reader, 4 bytes (command 0x92). GetReaderPwd clears Password first and writes it with every
+ * answer, also where the reader refused. */
 TAGWIRE_API int SetReaderPwd(unsigned char* address, unsigned char* Password, int FrmHandle);
 TAGWIRE_API int GetReaderPwd(unsigned char* address, unsigned char* Password, int FrmHandle);
 
@@ -179,8 +182,8 @@ TAGWIRE_API int ResetReader(unsigned char* address, int FrmHandle);
 /* Air protocol (command 0xCE). Address: ok. */
 TAGWIRE_API int SwitchProtocol(unsigned char* address, unsigned char* protocol, int FrmHandle);
 
-/* Version (2 bytes) and kind of the radio chip (command 0xEC). Of GetEx10Version address: ok. GetEx10InternalVersion
- * gives 238 also when the answer's first data byte is not 0. */
+/* Version (2 bytes) and kind of the radio chip (command 0xEC). Of GetEx10Version address: ok.
+ * GetEx10InternalVersion gives 238 also when the answer's first data byte is not 0. */
 TAGWIRE_API int GetEx10Version(unsigned char* address, unsigned char* TVersion, unsigned char* Ex10Type,
                                int FrmHandle);
 TAGWIRE_API int GetEx10InternalVersion(unsigned char* address, unsigned char* Version, unsigned char* type,

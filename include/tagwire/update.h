@@ -2,8 +2,8 @@
  *
  * ComAdr is the bus address, 1 byte, in only. The waits, outputs and results are those of tagwire/settings.h.
  *
- * An update is: ChangeToUpdateMode, WriteBinData for each block in order, CheckCRC32 to compare, WriteMark. Blocks, their
- * numbers and the order are the application's.
+ * An update is: ChangeToUpdateMode, WriteBinData for each block in order, CheckCRC32 to compare, WriteMark.
+ * Blocks, their numbers and the order are the application's.
  */
 #ifndef TAGWIRE_UPDATE_H
 #define TAGWIRE_UPDATE_H
@@ -24,8 +24,8 @@ TAGWIRE_API int ChangeToUpdateMode(unsigned char* ComAdr, int FrmHandle);
  */
 TAGWIRE_API int FwUpdate(unsigned char* ComAdr, unsigned char* SRFU, unsigned char* DATA, int FrmHandle);
 
-/* Writes a block of the image (command 0xF9). A block that the reader takes longer to store than the answer may take
- * (2 s) gives 48.
+/* Writes a block of the image (command 0xF9). A block that the reader takes longer to store than the answer
+ * may take (2 s) gives 48.
  *
  * Index  number of the block
  * data   len bytes
@@ -49,8 +49,8 @@ TAGWIRE_API int WriteMark(unsigned char* ComAdr, int FrmHandle);
  * pdat      out: the table, at most 65535 bytes
  * ParamLen  out, 2 bytes: length of the table, high byte first
  *
- * 48 also when 300 ms pass without a frame, when the table is not as long as its last frame says, or when frames come
- * from another address than the one the library knows for the reader (see SetAddress).
+ * 48 also when 300 ms pass without a frame, when the table is not as long as its last frame says, or when
+ * frames come from another address than the one the library knows for the reader (see SetAddress).
  */
 TAGWIRE_API int ReadParameterTable(unsigned char* ComAdr, unsigned char ParemTab, unsigned char* pdat,
                                    unsigned char* ParamLen, int FrmHandle);
@@ -59,14 +59,15 @@ TAGWIRE_API int ReadParameterTable(unsigned char* ComAdr, unsigned char ParemTab
  *
  * PDat     PDatLen bytes; a length below 0 counts as 0
  *
- * The status of the answers does not show: 0 means that every frame was answered. 238 also when an answer belongs to
- * another function.
+ * The status of the answers does not show: 0 means that every frame was answered. 238 also when an answer
+ * belongs to another function.
  */
 TAGWIRE_API int WriteParameterTable(unsigned char* ComAdr, unsigned char ParemTab, unsigned char* PDat,
                                     int PDatLen, int FrmHandle);
 
-/* Makes the parameters in use the factory's (function 0x0F), restores the factory's (0x10), and clears parameters (0x10
- * with an option; option 0 restores). 238 also when the answer belongs to another function. */
+/* Makes the parameters in use the factory's (function 0x0F), restores the factory's (0x10), and clears
+ * parameters (0x10 with an option; option 0 restores). 238 also when the answer belongs to another function.
+ * */
 TAGWIRE_API int OverwriteFactoryDefaultParameterTable(unsigned char* ComAdr, int FrmHandle);
 TAGWIRE_API int RestoreFactoryDefaultParameterTable(unsigned char* ComAdr, int FrmHandle);
 TAGWIRE_API int ClearAllParameters(unsigned char* ComAdr, unsigned char Opt, int FrmHandle);

@@ -1,5 +1,5 @@
-// The frame around every exported call: it finds the Reader of its handle, refuses what may not run now, and calls
-// one operation.
+// The frame around every exported call: it finds the Reader of its handle, refuses what may not run now, and
+// calls one operation.
 #pragma once
 
 #include "api/handles.h"

@@ -1,5 +1,5 @@
-// The exported calls for reader information, inventories and continuous reading, and the proof that every export fits
-// its operation.
+// The exported calls for reader information, inventories and continuous reading, and the proof that every
+// export fits its operation.
 #include <type_traits>
 
 #include "api/exported.h"

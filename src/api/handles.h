@@ -44,8 +44,8 @@ class Borrowed {
     Reader* reader_ = nullptr;
 };
 
-// A new Reader in the lowest free slot, with a reference for the caller. It is marked as opening, and so are the calls
-// of other threads kept from it until its handle is given out; null when no slot, memory or
+// A new Reader in the lowest free slot, with a reference for the caller. It is marked as opening, and so are
+// the calls of other threads kept from it until its handle is given out; null when no slot, memory or
 // descriptor is left.
 Reader* occupy_slot(int& handle);
 

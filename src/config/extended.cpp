@@ -1,4 +1,5 @@
-// Small functions of the extension channel: the first data byte selects the function, and the answer repeats it.
+// Small functions of the extension channel: the first data byte selects the function, and the answer repeats
+// it.
 #include "link/command.h"
 
 using namespace tagwire;

@@ -1,4 +1,5 @@
-// How an inventory runs: the request goes out, frames with tag records come in, and their records become a list.
+// How an inventory runs: the request goes out, frames with tag records come in, and their records become a
+// list.
 #pragma once
 
 #include "link/command.h"
@@ -32,7 +33,8 @@ class FlagRaised {
 // What becomes of a frame without tags in front of others: the walk ends at it, or passes it.
 enum class OtherFrames { end_the_walk, are_passed };
 
-// Where a frame has its antenna byte (0: nowhere), its count of records and the records, which end at the CRC.
+// Where a frame has its antenna byte (0: nowhere), its count of records and the records, which end at the
+// CRC.
 struct TagFrameLayout {
     std::size_t antenna_at;
     std::size_t count_at;
@@ -45,7 +47,8 @@ inline constexpr TagFrameLayout list_search_layout{0, 6, 7, OtherFrames::are_pas
 // Behind a frame with status 1 or 2 an answer is over, but for the statistics variant.
 enum class WalkEnd { at_final_status, at_last_byte };
 
-// The frames of an answer, as the list of tag records they carry. Works on szBuff (frames) and szBuff1 (list).
+// The frames of an answer, as the list of tag records they carry. Works on szBuff (frames) and szBuff1
+// (list).
 class FrameWalk {
   public:
     FrameWalk(Reader* reader, const TagFrameLayout& layout);

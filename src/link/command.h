@@ -66,8 +66,8 @@ class Answer {
 enum class Inventory { no, yes, kept };
 enum class Clear { no, yes };
 
-// When *address becomes the address of the reader that answered, and when outputs are written: never, with status 0,
-// or with every answer to this command.
+// When *address becomes the address of the reader that answered, and when outputs are written: never, with
+// status 0, or with every answer to this command.
 enum class AddressEcho { never, on_success, always };
 enum class Outputs { on_success, always };
 
@@ -175,7 +175,8 @@ class Command {
         return exchange(echo, [](const Answer&) {});
     }
 
-    // The same for a reader that may be reporting by itself: other frames are skipped until the answer is there.
+    // The same for a reader that may be reporting by itself: other frames are skipped until the answer is
+    // there.
     int exchange_amid_reports(AddressEcho echo)
     {
         send();

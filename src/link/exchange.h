@@ -1,9 +1,9 @@
 // Who uses the buffers and the answers of a Reader.
 //
-// A command takes the exchange for its length. Two commands at once on one handle are the caller's mistake: the
-// second one goes on without it and both see mixed bytes, no more. The stop commands may come at any time: StopRead
-// waits for the command in progress, StopImmediately leaves its buffers alone, and a command that begins during a
-// stop waits for it.
+// A command takes the exchange for its length. Two commands at once on one handle are the caller's mistake:
+// the second one goes on without it and both see mixed bytes, no more. The stop commands may come at any
+// time: StopRead waits for the command in progress, StopImmediately leaves its buffers alone, and a command
+// that begins during a stop waits for it.
 #pragma once
 
 #include <pthread.h>

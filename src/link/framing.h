@@ -12,8 +12,8 @@ namespace tagwire {
 // The command byte of a reader that knows no such command.
 inline constexpr u8 error_echo = 0xEE;
 
-// A whole frame with zeros behind it. The decoder of tags trusts the counts in a frame and reads on into these zeros,
-// never past them.
+// A whole frame with zeros behind it. The decoder of tags trusts the counts in a frame and reads on into
+// these zeros, never past them.
 struct FrameCopy {
     static constexpr int size = 300;
     u8 bytes[size];

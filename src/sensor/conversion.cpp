@@ -23,7 +23,8 @@ bool parity_holds(unsigned word, unsigned at)
     return (word >> at & 1U) != parity;
 }
 
-// Every step is rounded to single precision: a compiler may neither join two into one nor carry more digits on.
+// Every step is rounded to single precision: a compiler may neither join two into one nor carry more digits
+// on.
 class Single {
   public:
     Single(float value) : value_(value) {}     // NOLINT(google-explicit-constructor): stands for a float

@@ -1,4 +1,5 @@
-// Sensor tags with a register file, a memory, a temperature log and an LED. Their Errorcode has rules of its own.
+// Sensor tags with a register file, a memory, a temperature log and an LED. Their Errorcode has rules of its
+// own.
 #include "link/channel.h"
 #include "link/clock.h"
 #include "link/framing.h"

@@ -95,8 +95,8 @@ int I_GetTMP_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 WordPtr, u8 Wai
     return temperature_words(command, address, Data, Errorcode);
 }
 
-// The time stands at bytes 6 to 11 of the frame whatever the EPC: with an EPC it covers the end of it, and its own
-// six bytes keep what the send buffer held.
+// The time stands at bytes 6 to 11 of the frame whatever the EPC: with an EPC it covers the end of it, and
+// its own six bytes keep what the send buffer held.
 int I_GetTagTemperatureByTime(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 WordPtr, u8 WaitTime,
                               u8* tTime, u8 ReadWordPtr, u8 ReadWordCnt, u8 ReadWordFlag, u8* Data,
                               int* Errorcode)

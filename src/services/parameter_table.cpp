@@ -128,8 +128,8 @@ int I_GetParemTabDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
     return TAGWIRE_NO_ANSWER;
 }
 
-// A frame without table bytes closes the table, whatever its length. The status of an answer does not matter: the
-// next frame follows.
+// A frame without table bytes closes the table, whatever its length. The status of an answer does not matter:
+// the next frame follows.
 int I_WriteParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* PDat, int PDatLen)
 {
     constexpr int chunk = 240;

@@ -5,8 +5,8 @@
 
 namespace tagwire {
 
-// The one tag that a command is for, by its ID or by a mask. The ID stands before the fields of the command, the
-// mask behind them.
+// The one tag that a command is for, by its ID or by a mask. The ID stands before the fields of the command,
+// the mask behind them.
 class OneTag {
   public:
     static constexpr u8 by_mask = 255;
@@ -43,8 +43,8 @@ class OneTag {
 inline constexpr u8 longest_epc = 31;
 inline constexpr u8 longest_gb_id = 15;
 
-// What the status of a tag's answer means: *Errorcode becomes -1 with status 0 and the tag's own code with status
-// 0xFC, and stays with any other. `on_success` gets the answer with status 0.
+// What the status of a tag's answer means: *Errorcode becomes -1 with status 0 and the tag's own code with
+// status 0xFC, and stays with any other. `on_success` gets the answer with status 0.
 template <class OnSuccess> int tag_status(const Answer& answer, int* Errorcode, OnSuccess on_success)
 {
     if (answer.status() == TAGWIRE_OK) {

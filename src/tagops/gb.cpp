@@ -1,5 +1,5 @@
-// Tags of the GB air interface and of its variant JB. Both use the same codes; the single-tag commands are the same
-// frames, the inventories of JB carry the byte Algo in front.
+// Tags of the GB air interface and of its variant JB. Both use the same codes; the single-tag commands are
+// the same frames, the inventories of JB carry the byte Algo in front.
 #include "inventory/tag_frames.h"
 #include "tagops/addressing.h"
 
