@@ -40,7 +40,8 @@ TAGWIRE_API int ReadWIFIConnectStatus(unsigned char* address, unsigned char* WIF
  * Count   out: count of records
  *
  * Without any access point the three stay as they were. The result is the status of the last frame, 0 for
- * success; 238 when the reader refused the command; 48, 51 and 55 as above.
+ * success; 238 when the reader refused the command; 48 also for more than 60000 bytes of answer; 51 and 55 as
+ * above.
  */
 TAGWIRE_API int SearchWIFI(unsigned char* address, unsigned char* APInfo, int* length, int* Count,
                            int FrmHandle);
@@ -63,8 +64,8 @@ TAGWIRE_API int GetGPSInformation(unsigned char* address, unsigned char* NUM_SV,
                                   unsigned char* Date_Day, unsigned char* UTC_hh, unsigned char* UTC_mm,
                                   unsigned char* UTC_ss, int FrmHandle);
 
-/* State of the 4G modem and its identities (command 0xB1). IMEI, IMSI and ICCID get so many bytes as their
- * length says, at most 250 each, without a NUL. */
+/* State of the 4G modem and its identities (command 0xB1). IMEI, IMSI and ICCID get as many bytes as their
+ * length says, at most 247 each, without a NUL: what a length says beyond the answer's frame is not there. */
 TAGWIRE_API int Get4GConnectStatus(unsigned char* address, unsigned char* State4G, unsigned char* RSSI,
                                    unsigned char* IMEILen, unsigned char* IMEI, unsigned char* IMSILen,
                                    unsigned char* IMSI, unsigned char* ICCIDLen, unsigned char* ICCID,
@@ -72,7 +73,8 @@ TAGWIRE_API int Get4GConnectStatus(unsigned char* address, unsigned char* State4
 
 /* Server that the 4G link connects to (commands 0xB2, 0xB3).
  *
- * ServerAddr  ServerAddrLen bytes, without a NUL; as output at most 250
+ * ServerAddr  ServerAddrLen bytes, without a NUL. A frame has room for 248, with more its length byte wraps;
+ *             as output at most 249
  * ServerPort  16 bits
  */
 TAGWIRE_API int Set4GRemoteServerInformation(unsigned char* address, unsigned char ServerAddrLen,

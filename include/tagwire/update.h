@@ -29,7 +29,7 @@ TAGWIRE_API int FwUpdate(unsigned char* ComAdr, unsigned char* SRFU, unsigned ch
  *
  * Index  number of the block
  * data   len bytes
- * len    at most 250; with more the frame's length byte wraps
+ * len    0 to 250; with any other the frame's length byte wraps and the frame is no block
  */
 TAGWIRE_API int WriteBinData(unsigned char* ComAdr, unsigned char Index, unsigned char* data, int len,
                              int FrmHandle);
@@ -49,8 +49,9 @@ TAGWIRE_API int WriteMark(unsigned char* ComAdr, int FrmHandle);
  * pdat      out: the table, at most 65535 bytes
  * ParamLen  out, 2 bytes: length of the table, high byte first
  *
- * 48 also when 300 ms pass without a frame, when the table is not as long as its last frame says, or when
- * frames come from another address than the one the library knows for the reader (see SetAddress).
+ * 48 also when 300 ms pass without a frame, when a stop or a close ends it, when the table is not as long as
+ * its last frame says, or when frames come from another address than the one the library knows for the reader
+ * (see SetAddress).
  */
 TAGWIRE_API int ReadParameterTable(unsigned char* ComAdr, unsigned char ParemTab, unsigned char* pdat,
                                    unsigned char* ParamLen, int FrmHandle);

@@ -62,8 +62,8 @@ int I_GetGPOParam(Reader* sthis, u8* address, u8* Enableflag, u8* ActiveTime)
 int I_SetWieGandParam(Reader* sthis, u8* address, u8 WgCfg, u8 DataInvl, u8 PulWidth, u8 PulsInvl,
                       u8 OffsetAdr)
 {
-    sthis->recvLength = 0;
     return Command(sthis, address, 0x38)
+        .drop_received()
         .byte(WgCfg)
         .byte(DataInvl)
         .byte(PulWidth)
@@ -75,8 +75,7 @@ int I_SetWieGandParam(Reader* sthis, u8* address, u8 WgCfg, u8 DataInvl, u8 PulW
 int I_GetWieGandParam(Reader* sthis, u8* address, u8* WgCfg, u8* DataInvl, u8* PulWidth, u8* PulsInvl,
                       u8* OffsetAdr)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, address, 0x39).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x39).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
         *WgCfg = d[0];
         *DataInvl = d[1];
         *PulWidth = d[2];
@@ -87,8 +86,8 @@ int I_GetWieGandParam(Reader* sthis, u8* address, u8* WgCfg, u8* DataInvl, u8* P
 
 int I_SetFilterParam(Reader* sthis, u8* address, u8 FilterTime, u8 MinReadCount, u8 MinRssi)
 {
-    sthis->recvLength = 0;
     return Command(sthis, address, 0xB0)
+        .drop_received()
         .byte(FilterTime)
         .byte(MinReadCount)
         .byte(MinRssi)
@@ -97,8 +96,7 @@ int I_SetFilterParam(Reader* sthis, u8* address, u8 FilterTime, u8 MinReadCount,
 
 int I_GetFilterParam(Reader* sthis, u8* address, u8* FilterTime, u8* MinReadCount, u8* MinRssi)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, address, 0xB1).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB1).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
         *FilterTime = d[0];
         *MinReadCount = d[1];
         *MinRssi = d[2];

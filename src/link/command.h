@@ -101,6 +101,12 @@ class Command {
     // High byte first.
     Command& word(unsigned value) { return byte(static_cast<u8>(value >> 8U)).byte(static_cast<u8>(value)); }
 
+    // Counts nothing as received, for the commands that say so; the send does it too.
+    Command& drop_received()
+    {
+        reader_->recvLength = 0;
+        return *this;
+    }
     // Leaves room: the bytes of the send buffer stay as they are.
     Command& skip(std::size_t count)
     {

@@ -17,6 +17,10 @@ class RecentBytes {
 
     void append(const u8* from, int count)
     {
+        if (count > capacity) {
+            from += count - capacity;
+            count = capacity;
+        }
         const int over = size_ + count - capacity;
         if (over > 0) {
             std::memmove(bytes_, bytes_ + over, static_cast<std::size_t>(size_ - over));

@@ -6,34 +6,34 @@ using namespace tagwire;
 int I_ChangeToUpdateMode(Reader* sthis, u8* ComAdr)
 {
     const u8 enter[8] = {0x01};
-    sthis->recvLength = 0;
-    return Command(sthis, ComAdr, 0xF8).bytes(enter, 8).exchange(AddressEcho::never);
+    return Command(sthis, ComAdr, 0xF8).drop_received().bytes(enter, 8).exchange(AddressEcho::never);
 }
 
 int I_FwUpdate(Reader* sthis, u8* ComAdr, u8* SRFU, u8* DATA)
 {
-    sthis->recvLength = 0;
     return Command(sthis, ComAdr, 0xF8)
+        .drop_received()
         .bytes(SRFU, 8)
         .exchange(AddressEcho::never, Outputs::always, [&](const Answer& d) { d.copy(0, DATA, 8); });
 }
 
 int I_WriteBinData(Reader* sthis, u8* ComAdr, u8 Index, u8* data, int len)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, ComAdr, 0xF9).byte(Index).bytes(data, len).exchange(AddressEcho::never);
+    return Command(sthis, ComAdr, 0xF9)
+        .drop_received()
+        .byte(Index)
+        .bytes(data, len)
+        .exchange(AddressEcho::never);
 }
 
 int I_CheckCRC32(Reader* sthis, u8* ComAdr, u8* crc32)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, ComAdr, 0xFA).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, ComAdr, 0xFA).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
         d.copy(0, crc32, 4);
     });
 }
 
 int I_WriteMark(Reader* sthis, u8* ComAdr)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, ComAdr, 0xFB).exchange(AddressEcho::never);
+    return Command(sthis, ComAdr, 0xFB).drop_received().exchange(AddressEcho::never);
 }

@@ -43,8 +43,9 @@ constexpr u8 more_follows = 0x03;
 constexpr int most_scan_bytes = 60'000;
 
 // A scan's frame is told by its command, or by the echo of its function where the command is another one.
-constexpr Header scan_frame{5, [](const Reader* /*reader*/, const Assembly& bytes, int /*command*/) {
-                                return bytes[0] > 3 && (bytes[2] == 0xE6 || bytes[4] == 0x0B);
+constexpr Header scan_frame{4, [](const Reader* /*reader*/, const Assembly& bytes, int command) {
+                                return bytes[0] > 3 &&
+                                       (bytes[2] == command || bytes.size() < 5 || bytes[4] == 0x0B);
                             }};
 
 // The frames of a scan, back to back in `list`.
@@ -168,6 +169,7 @@ int I_GetWifiDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
 {
     constexpr int silence_limit_ms = 20'000;
     *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
     ScanFrames frames(sthis, Recv);
     sthis->time1 = getCurrentTimeMsec();
     do {
@@ -188,8 +190,7 @@ int I_GetGPSInformation(Reader* sthis, u8* address, u8* NUM_SV, u8* GPS_State, u
                         u8* Longitude_dd, u8* Longitude_mm, u8* Longitude_mmFraction, u8* Date_Year,
                         u8* Date_Month, u8* Date_Day, u8* UTC_hh, u8* UTC_mm, u8* UTC_ss)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, address, 0xB0).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB0).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
         *NUM_SV = d[0];
         *GPS_State = d[1];
         *NorthSouth = d[2];
@@ -213,8 +214,7 @@ int I_GetGPSInformation(Reader* sthis, u8* address, u8* NUM_SV, u8* GPS_State, u
 int I_Get4GConnectStatus(Reader* sthis, u8* address, u8* State4G, u8* RSSI, u8* IMEILen, u8* IMEI,
                          u8* IMSILen, u8* IMSI, u8* ICCIDLen, u8* ICCID)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, address, 0xB1).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB1).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
         std::size_t at = 2;
         const auto take_text = [&](u8* length, u8* text) {
             const u8 size = d[at];
@@ -233,8 +233,8 @@ int I_Get4GConnectStatus(Reader* sthis, u8* address, u8* State4G, u8* RSSI, u8* 
 int I_Set4GRemoteServerInformation(Reader* sthis, u8* address, u8 ServerAddrLen, u8* ServerAddr,
                                    int ServerPort)
 {
-    sthis->recvLength = 0;
     return Command(sthis, address, 0xB2)
+        .drop_received()
         .byte(ServerAddrLen)
         .bytes(ServerAddr, ServerAddrLen)
         .word(static_cast<unsigned>(ServerPort))
@@ -244,8 +244,7 @@ int I_Set4GRemoteServerInformation(Reader* sthis, u8* address, u8 ServerAddrLen,
 int I_Get4GRemoteServerInformation(Reader* sthis, u8* address, u8* ServerAddrLen, u8* ServerAddr,
                                    int* ServerPort)
 {
-    sthis->recvLength = 0;
-    return Command(sthis, address, 0xB3).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB3).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
         const u8 size = d[0];
         *ServerAddrLen = size;
         d.copy(1, ServerAddr, size);

@@ -19,9 +19,8 @@ int exchange(Command& command, u8 function)
 
 int change_defaults(Reader* sthis, u8* ComAdr, u8 function, u8 option)
 {
-    sthis->recvLength = 0;
     Command command(sthis, ComAdr, extension);
-    command.byte(function).byte(option);
+    command.drop_received().byte(function).byte(option);
     if (const int result = exchange(command, function)) return result;
     return command.answer().status();
 }
@@ -94,9 +93,8 @@ using namespace tagwire;
 
 int I_ReadParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* pdat, u8* ParamLen)
 {
-    sthis->recvLength = 0;
     Command command(sthis, ComAdr, extension);
-    command.byte(0x0D).byte(ParemTab).send();
+    command.drop_received().byte(0x0D).byte(ParemTab).send();
     const int result = sthis->operations.GetParemTabDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
     sthis->isInventoryCmd = false;
     if (result != TAGWIRE_OK) return result;
@@ -135,19 +133,17 @@ int I_WriteParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* PDat, int 
     constexpr int chunk = 240;
     constexpr u8 function = 0x0E;
     const int size = PDatLen > 0 ? PDatLen : 0;
-    const int frames = (size + chunk - 1) / chunk + 1;
-    for (int i = 0; i < frames; ++i) {
-        const int at = i * chunk < size ? i * chunk : size;
-        const int left = size - at;
-        sthis->recvLength = 0;
+    u8 number = 0;
+    int at = 0;
+    for (bool closing = false; !closing; ++number) {
+        const int count = size - at < chunk ? size - at : chunk;
+        closing = count == 0;
         Command command(sthis, ComAdr, extension);
-        command.byte(function)
-            .byte(ParemTab)
-            .byte(static_cast<u8>(i))
-            .bytes(PDat + at, left < chunk ? left : chunk);
+        command.drop_received().byte(function).byte(ParemTab).byte(number).bytes(PDat + at, count);
         if (command.send() != TAGWIRE_OK) return TAGWIRE_NO_ANSWER;
         if (const int result = command.receive()) return result;
         if (command.answer()[0] != function) return TAGWIRE_WRONG_COMMAND;
+        at += count;
     }
     return TAGWIRE_OK;
 }
