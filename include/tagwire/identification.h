@@ -61,8 +61,9 @@ TAGWIRE_API int SetCarrierTime(unsigned char* address, unsigned char* CarrierTim
 /* Asks for a tag and what identifies it (command 0x80). ENum at most 15, no mask. Outputs, *address among
  * them, are written with result 0 only.
  *
- * EPCLen  out, 1 byte: count of bytes in NewEPC
- * NewEPC  out, at most 250 bytes
+ * EPCLen  out, 1 byte: count of bytes in NewEPC, as the reader says. What it says beyond the answer's frame
+ *         is not there: above 233 the end of the outputs behind it stays as it was
+ * NewEPC  out, at most 248 bytes
  * RSSI    out, 1 byte
  * KI      out, 2 bytes
  * TID     out, 12 bytes

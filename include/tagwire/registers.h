@@ -59,8 +59,8 @@ TAGWIRE_API int Fd_ReadMemory(unsigned char* address, unsigned char* EPC, unsign
  * Data     out: what the packets bring, at most 65536 bytes
  * recvLen  out: count of bytes in Data
  *
- * Results: 1 the memory was read; 176 a packet was out of order (Data may have been written); any other as
- * above.
+ * Results: 1 the memory was read (another final status of the reader also writes Data and recvLen); 176 a
+ * packet was out of order (Data may have been written); any other as above.
  */
 TAGWIRE_API int Fd_ExtReadMemory(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                  unsigned char* StartAddr, unsigned char* ReadLen, unsigned char* Password,

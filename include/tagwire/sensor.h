@@ -43,9 +43,11 @@ TAGWIRE_API int GetTagTemperatureByTime(unsigned char* address, unsigned char* E
  * SelTarget         Select: target
  * SelAction         Select: action
  * QValue            bits 0-3 Q; bit 7 asks for the statistics variant
+ * WaitTime          how long tags have power before they are read
+ * Session, Target   of the inventory, as of Inventory_G2
  * inAnt, InAnt      antenna
  * Scantime          units of 100 ms
- * MaskFlag          1 sends the mask, any other value sends none
+ * MaskFlag          1 sends MaskMem, MaskAdr, MaskLen and MaskData, any other value sends none
  * FastFlag          1 sends Target, InAnt and Scantime, any other value sends none
  * pEPCList          out: records back to back, as of tagwire/inventory.h; at most 65536 bytes, and 6 bytes of
  *                   statistics in front of them with a final status of 0x26 (not of 0xB1)
