@@ -84,7 +84,7 @@ TAGWIRE_API int Inventory_Temperature_Ast010(
  * SendUID     not 0: the answer has the tag's ID in front
  * NewSample   whether to measure anew
  * UID         out: a byte of length and the ID, at most 251 bytes; without SendUID its first 12 bytes become
- *             0
+ *             0. An answer too short for an ID gives a length of 248 to 255, and no ID
  * SenserData  out, 4 bytes
  * UTC         out, 4 bytes
  */
