@@ -65,8 +65,9 @@ TAGWIRE_API int GetReadParameter(unsigned char* address, unsigned char* Paramete
  *
  * opt      passed on
  * cfgNo    number of the parameter
- * cfgData  len bytes, none for a len of 0 or less; as output at most 250
- * len      count of bytes. A frame has room for 249, with more its length byte wraps
+ * cfgData  len bytes, none for a len of 0 or less; as output at most 250, whatever len says
+ * len      count of bytes. A frame has room for 249, with more, and below 0, its length byte wraps. As output
+ *          the bytes received less 6: a broken answer can make that -1, or more than 250
  */
 TAGWIRE_API int SetCfgParameter(unsigned char* address, unsigned char opt, unsigned char cfgNo,
                                 unsigned char* cfgData, int len, int FrmHandle);

@@ -38,7 +38,8 @@ TAGWIRE_API int SetCustomRegion(unsigned char* address, unsigned char FLAG, unsi
 TAGWIRE_API int ExtGetRegion(unsigned char* address, unsigned char* Band, unsigned char* dmaxfre,
                              unsigned char* dminfre, int FrmHandle);
 
-/* The channel plan of one's own (command 0x9E). 255: the reader has a standard region. The outputs (freStart
+/* The channel plan of one's own (command 0x9E). 255: the reader has a standard region, whatever the
+ * status. The outputs (freStart
  * 3 bytes) are written whenever the answer has a plan, whatever the status. */
 TAGWIRE_API int GetCustomRegion(unsigned char* address, unsigned char* freSpace, unsigned char* freNum,
                                 unsigned char* freStart, int FrmHandle);
@@ -57,8 +58,8 @@ TAGWIRE_API int GetRfPowerByAnt(unsigned char* address, unsigned char* PowerDbm,
 /* Output power of each antenna (commands 0x2F, 0x94). Address: ok.
  *
  * PowerDbm  length bytes; as output at most 250
- * length    count of antennas. To be set: 1, 2, 4, 8, 9, 12, 16 or 64, any other gives 255 and nothing is
- *           sent
+ * length    count of antennas; -1 can come from a broken answer. To be set: 1, 2, 4, 8, 9, 12, 16 or 64, any
+ *           other gives 255 and nothing is sent
  */
 TAGWIRE_API int SetAntennaPower(unsigned char* address, unsigned char* PowerDbm, int length, int FrmHandle);
 TAGWIRE_API int GetAntennaPower(unsigned char* address, unsigned char* PowerDbm, int* length, int FrmHandle);

@@ -38,7 +38,8 @@ TAGWIRE_API int SetAddress(unsigned char* address, unsigned char ComAdrData, int
  * follow the value with every answer, also where the reader refused. */
 TAGWIRE_API int SetInventoryScanTime(unsigned char* address, unsigned char ScanTime, int FrmHandle);
 
-/* Enters the self test mode (command 0x26) or leaves it (one raw byte 0xA5). Address: always. */
+/* Enters the self test mode (command 0x26) or leaves it (one raw byte 0xA5). Address: always. An
+ * answer to either is taken. */
 TAGWIRE_API int InSelfTestMode(unsigned char* address, bool IsSelfTestMode, int FrmHandle);
 
 /* Delay before an answer (commands 0x27, 0x31). */
@@ -81,7 +82,7 @@ TAGWIRE_API int SetTagCustomFunction(unsigned char* address, unsigned char* Inla
 /* Mask of the reader's own inventories (command 0x3B).
  *
  * MaskMem   bank
- * MaskAdr   2 bytes, address of the first bit, high byte first
+ * MaskAdr   2 bytes, address of the first bit, sent in this order
  * MaskLen   count of bits
  * MaskData  MaskLen / 8 bytes, rounded up
  */
