@@ -115,7 +115,8 @@ TAGWIRE_API int Protected_mode_G2(unsigned char* address, unsigned char* EPC, un
  * CSI            cryptographic suite
  * MsgLen         length of the message as the tag is told
  * MsgData        6 bytes, always, whatever MsgLen says
- * auth_rep_len   out, 1 byte, with result 0: count of bytes in auth_rep_data
+ * auth_rep_len   out, 1 byte, with result 0: count of bytes in auth_rep_data; 251 to 255 for a broken answer
+ *                without any
  * auth_rep_data  out, with result 0: the reply, at most 250 bytes
  */
 TAGWIRE_API int Authenticate_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,

@@ -3,7 +3,7 @@
  * Parameters that the calls share:
  *
  * address    1 byte, in only: bus address of the reader
- * Session    target of the filter: S0 to S3, or SL
+ * Session    target of the filter
  * Selaction  what happens to tags that match and to those that do not
  * MaskMem    bank
  * MaskAdr    2 bytes, address of the first bit, high byte first
@@ -11,9 +11,8 @@
  * MaskData   MaskLen / 8 bytes, rounded up
  * Truncate   whether tags answer with the part of the EPC behind the mask only
  *
- * The bytes are passed on as they are. A mask of more than 239 bits may not fit the frame, whose length byte
- * then wraps. Waits at most 2 s. The calls take no lock: one command at a time on a handle is the caller's
- * duty.
+ * The bytes are passed on as they are. Waits at most 2 s. The calls take no lock: one command at a time on a
+ * handle is the caller's duty.
  *
  * Results: the reader's status, 0 for success; 48 no answer in time; 49 its CRC is wrong; 51 continuous
  * reading runs; 55 no such handle, or its link is gone; 238 the answer belongs to another command.

@@ -16,8 +16,8 @@ int ReadData_G2(u8* address, u8* EPC, u8 ENum, u8 Mem, u8 WordPtr, u8 Num, u8* P
                                            MaskMem, MaskAdr, MaskLen, MaskData, Data, Errorcode);
 }
 
-// This call alone lets the handle 256 pass its range check; no slot has it, so it gives 55 like any that is
-// not open.
+// 256 is a handle to this call alone, and one that is never open: it gives 55, as any number without a
+// reader.
 int WriteData_G2(u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Mem, u8 WordPtr, u8* Wdt, u8* Password,
                  u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode, int FrmHandle)
 {

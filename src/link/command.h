@@ -63,7 +63,7 @@ class Answer {
 };
 
 // What the flag isInventoryCmd becomes before the frame is sent. It is cleared behind the answer.
-enum class Inventory { no, yes, kept };
+enum class Inventory { no, yes };
 enum class Clear { no, yes };
 
 // When *address becomes the address of the reader that answered, and when outputs are written: never, with
@@ -127,7 +127,7 @@ class Command {
         const u8 len = static_cast<u8>(end_ - 1 + frame::crc_size);
         whole[frame::len] = len;
         reader_->operations.GetCRC(reader_, whole, len - 1);
-        if (inventory != Inventory::kept) reader_->isInventoryCmd = inventory == Inventory::yes;
+        reader_->isInventoryCmd = inventory == Inventory::yes;
         if (clear == Clear::yes) std::memset(reader_->recvBuff, 0, cleared_by_command);
         return reader_->operations.SendDataToPort(reader_, whole, static_cast<unsigned>(len) + 1);
     }

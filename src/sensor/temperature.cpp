@@ -10,7 +10,7 @@ constexpr u8 longest_epc_with_uid = 15;
 
 int temperature_words(Command& command, u8* address, u8* Data, int* Errorcode)
 {
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         *address = answer.address();
         answer.copy(0, Data, answer.length() - 6);
@@ -55,7 +55,7 @@ int sensor_data(Reader* sthis, u8* address, const OneTag& tag, u8 ENum, u8 SendU
     if (!tag.is_at_most(longest_epc_with_uid)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x86);
     command.byte(ENum).add(tag.id()).byte(SendUID).byte(NewSample).bytes(Password, 4).add(tag.mask());
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         *address = answer.address();
         put_sensor_data(answer, SendUID != 0, UID, SenserData, UTC);
@@ -67,7 +67,7 @@ int two_bytes(Reader* sthis, u8* address, u8 code, const OneTag& tag, u8 ENum, u
 {
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, code);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { answer.copy(0, Data, 2); });
 }
 
@@ -164,7 +164,7 @@ int I_GetEMTmpData(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 SendUID, u8 
 int I_GetBxTagTemperature(Reader* sthis, u8* ComAdr, u8 ENum, u8* EPC, u8* TempData, int* Errorcode)
 {
     Command command(sthis, ComAdr, 0x8A);
-    command.byte(ENum).bytes(EPC, 2 * ENum).send(Inventory::kept);
+    command.byte(ENum).bytes(EPC, 2 * ENum).send();
     if (const int result = command.receive()) return result;
     const Answer answer = command.answer();
     if (answer.status() == 0) {

@@ -24,7 +24,7 @@ int I_ExtReadData_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8* W
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x15);
     command.byte(ENum).add(tag.id()).byte(Mem).bytes(WordPtr, 2).byte(Num).bytes(Password, 4).add(tag.mask());
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         *address = answer.address();
         answer.copy(0, Data, answer.length() - 6);
@@ -49,7 +49,7 @@ int I_BlockWrite_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Me
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x10);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).bytes(Wdt, 2 * WNum);
-    command.bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
 
@@ -61,7 +61,7 @@ int write_with_long_pointer(Reader* sthis, u8* address, u8 code, const OneTag& t
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, code);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).bytes(WordPtr, 2).bytes(Wdt, 2 * WNum);
-    command.bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
 
@@ -98,6 +98,6 @@ int I_BlockErase_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8 Wor
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x07);
     command.byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).byte(Num).bytes(Password, 4).add(tag.mask());
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode);
 }

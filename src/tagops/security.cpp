@@ -9,7 +9,7 @@ int I_KillTag_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Killpwd, u8 M
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x05);
-    command.byte(ENum).add(tag.id()).bytes(Killpwd, 4).add(tag.mask()).send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).bytes(Killpwd, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode);
 }
 
@@ -20,7 +20,7 @@ int I_Lock_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 select, u8 setpro
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x06);
     command.byte(ENum).add(tag.id()).byte(select).byte(setprotect).bytes(Password, 4).add(tag.mask());
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode);
 }
 
@@ -30,28 +30,28 @@ int I_SetPrivacyByEPC_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Passw
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x08);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode);
 }
 
 int I_SetPrivacyWithoutEPC_G2(Reader* sthis, u8* address, u8* Password, int* Errorcode)
 {
     Command command(sthis, address, 0x09);
-    command.bytes(Password, 4).send(Inventory::kept);
+    command.bytes(Password, 4).send();
     return tag_result(command, Errorcode);
 }
 
 int I_ResetPrivacy_G2(Reader* sthis, u8* address, u8* Password, int* Errorcode)
 {
     Command command(sthis, address, 0x0A);
-    command.bytes(Password, 4).send(Inventory::kept);
+    command.bytes(Password, 4).send();
     return tag_result(command, Errorcode);
 }
 
 int I_CheckPrivacy_G2(Reader* sthis, u8* address, u8* readpro, int* Errorcode)
 {
     Command command(sthis, address, 0x0B);
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { *readpro = answer[0]; });
 }
 
@@ -61,14 +61,14 @@ int I_EASConfigure_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x0C);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).byte(EAS).add(tag.mask()).send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).byte(EAS).add(tag.mask()).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
 
 int I_EASAlarm_G2(Reader* sthis, u8* address, int* Errorcode)
 {
     Command command(sthis, address, 0x0D);
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
 
@@ -78,12 +78,7 @@ int I_BlockLock_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x0E);
-    command.byte(ENum)
-        .add(tag.id())
-        .bytes(Password, 4)
-        .byte(WrdPointer)
-        .add(tag.mask())
-        .send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).byte(WrdPointer).add(tag.mask()).send();
     return tag_result(command, Errorcode);
 }
 
@@ -93,7 +88,7 @@ int I_GetMonza4QTWorkParamter_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x11);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         *address = answer.address();
         *QTcontrol = answer[1];
@@ -108,7 +103,7 @@ int I_SetMonza4QTWorkParamter_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x12);
     command.byte(ENum).add(tag.id()).byte(0x00).byte(QTcontrol).bytes(Password, 4).add(tag.mask());
-    command.send(Inventory::kept);
+    command.send();
     return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
 }
 
@@ -120,7 +115,7 @@ int I_Untraceable_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 UFlag, u8 
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x1F);
     command.byte(ENum).add(tag.id()).byte(UFlag).byte(EPCHide).byte(NewEPCLen).byte(TIDHide).byte(UserHide);
-    command.byte(Range).bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.byte(Range).bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode);
 }
 
@@ -133,7 +128,7 @@ int I_Authenticate_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 sendRep, 
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0xE4);
     command.byte(ENum).add(tag.id()).byte(sendRep).byte(increpLen).byte(CSI).byte(MsgLen).bytes(MsgData, 6);
-    command.bytes(Password, 4).add(tag.mask()).send(Inventory::kept);
+    command.bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode, [&](const Answer& answer) {
         const int count = answer.len() - 5;
         *auth_rep_len = static_cast<u8>(count);
@@ -147,11 +142,6 @@ int I_Protected_mode_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 enablef
     const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0xE9);
-    command.byte(ENum)
-        .add(tag.id())
-        .byte(enableflag)
-        .bytes(Password, 4)
-        .add(tag.mask())
-        .send(Inventory::kept);
+    command.byte(ENum).add(tag.id()).byte(enableflag).bytes(Password, 4).add(tag.mask()).send();
     return tag_result(command, Errorcode);
 }
