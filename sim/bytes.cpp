@@ -17,6 +17,8 @@ int digit_value(char digit)
     return -1;
 }
 
+bool bit_of(const Bytes& bytes, std::size_t bit) { return (bytes[bit / 8] >> (7U - bit % 8)) & 1U; }
+
 }  // namespace
 
 std::string to_hex(const Bytes& bytes, std::string_view separator)
@@ -51,6 +53,23 @@ Bytes from_hex(std::string_view text)
 }
 
 void append(Bytes& bytes, const Bytes& more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
+
+void append_number(Bytes& bytes, std::uint64_t number, unsigned size)
+{
+    for (unsigned shift = size * 8; shift > 0; shift -= 8) {
+        bytes.push_back(static_cast<std::uint8_t>((number >> (shift - 8)) & 0xFFU));
+    }
+}
+
+bool holds_bits(const Bytes& memory, std::size_t bit_address, std::size_t bit_count, const Bytes& bits)
+{
+    if (bit_count == 0) return true;
+    if (bit_address + bit_count > memory.size() * 8) return false;
+    for (std::size_t bit = 0; bit < bit_count; ++bit) {
+        if (bit_of(memory, bit_address + bit) != bit_of(bits, bit)) return false;
+    }
+    return true;
+}
 
 Time seconds_to_time(double seconds)
 {

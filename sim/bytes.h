@@ -24,6 +24,13 @@ Bytes from_hex(std::string_view text);
 
 void append(Bytes& bytes, const Bytes& more);
 
+// In so many bytes, high byte first.
+void append_number(Bytes& bytes, std::uint64_t number, unsigned size);
+
+// Whether `memory` holds the first `bit_count` of `bits` from that bit on; bit 0 is the highest of the first
+// byte. No bits are always there.
+bool holds_bits(const Bytes& memory, std::size_t bit_address, std::size_t bit_count, const Bytes& bits);
+
 // The time that `seconds` stands for, kept within what a Time can hold.
 Time seconds_to_time(double seconds);
 

@@ -3,13 +3,21 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 
+#include "active_mode.h"
+#include "clock.h"
+#include "other_tags.h"
+#include "panel.h"
 #include "population.h"
 #include "random.h"
 #include "reading.h"
 #include "scenario.h"
+#include "services.h"
+#include "settings.h"
+#include "tag_store.h"
 #include "wire.h"
 
 namespace tagwire::sim {
@@ -23,6 +31,8 @@ class Wire {
     // `lead` goes out before the frame and is no part of it.
     virtual void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) = 0;
     virtual bool has_room(ConnectionId to) const = 0;
+    // Everyone who is connected to the reader.
+    virtual std::vector<ConnectionId> peers() const = 0;
 };
 
 // A request on its way through the reader.
@@ -44,6 +54,9 @@ class Job {
     virtual ConnectionId owner() const = 0;
 };
 
+// How long a changed setting lasts.
+enum class Lasting { stored, until_restart };
+
 class Device {
   public:
     Device(const Scenario& scenario, Wire& wire);
@@ -54,22 +67,49 @@ class Device {
     std::optional<Time> next_event() const;
     void forget_connection(Time now, ConnectionId connection);
 
+    // What the reader was made as, and its settings in force, which began there.
     const ReaderSettings& settings() const { return settings_; }
-    std::uint8_t address() const { return settings_.address; }
+    const Settings& config() const { return config_; }
+    std::uint8_t address() const { return config_.address; }
+    // False, and nothing is changed, when a value is out of range.
+    bool change(const std::function<void(Settings&)>& edit, Lasting lasting = Lasting::stored);
+    void store_settings() { stored_ = config_; }
+    // Connections stay, and so do the settings that are stored.
+    void restart();
+    // Settings and tables.
+    void save_as_factory();
+    void restore_factory();
+    // Whatever it does ends at once. It is silent until it runs again.
+    void reboot(Time now);
+    void cut_power(Time now);
+    // Whether the bytes are the one byte that ends the self-test, which then is answered.
+    bool end_self_test(ConnectionId from, const Bytes& bytes);
+
     Reading& reading() { return reading_; }
     const Reading& reading() const { return reading_; }
     std::uint64_t refused_requests() const { return refused_requests_; }
 
     // For the handlers of commands.
     Population& field() { return field_; }
+    OtherTags& other_tags() { return other_tags_; }
+    TagStore& store() { return store_; }
     Random& random() { return random_; }
     Wire& wire() { return wire_; }
-    std::vector<unsigned> enabled_antennas() const;
+    Panel& panel() { return panel_; }
+    const Panel& panel() const { return panel_; }
+    Clock& clock() { return clock_; }
+    Services& services() { return services_; }
+    const Services& services() const { return services_; }
+    const std::vector<unsigned>& enabled_antennas() const { return config_.antennas; }
+    std::uint32_t frequency_khz() const;  // at this moment
+    std::uint8_t writing_power(const Tag& tag) const;
+    void signal_reading();  // by beeper and outputs
     std::uint8_t antenna_byte(unsigned port) const;
     std::uint8_t antenna_bytes(const std::vector<unsigned>& ports) const;
     void answer(const Call& call, std::uint8_t status, const Bytes& data = {});
     void begin(std::unique_ptr<Job> job, Time now);
     void abort_job();
+    bool is_busy() const { return job_ != nullptr; }
 
   private:
     struct Waiting {
@@ -81,10 +121,21 @@ class Device {
     void run_job(Time now);
 
     ReaderSettings settings_;
+    Settings config_;
+    Settings stored_;
+    Settings factory_;
+    Panel panel_;
+    Clock clock_;
+    Services services_;
+    Time silent_until_{};
+    Time now_{};
     Population field_;
+    OtherTags other_tags_;
+    TagStore store_;
     Random random_;
     Wire& wire_;
     Reading reading_;
+    ActiveMode active_mode_;
     std::unique_ptr<Job> job_;
     Time job_due_{};
     std::deque<Waiting> waiting_;

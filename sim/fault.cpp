@@ -43,7 +43,7 @@ std::vector<Piece> cut(const Bytes& bytes, std::vector<std::size_t> at, Time gap
 const std::map<std::string_view, Kind> kind_names{
     {"split", Kind::split},     {"delay", Kind::delay},  {"noise", Kind::noise}, {"trail", Kind::trail},
     {"flip", Kind::flip},       {"set", Kind::set_byte}, {"lose", Kind::lose},   {"hangup", Kind::hang_up},
-    {"silence", Kind::silence}, {"error", Kind::error},
+    {"silence", Kind::silence}, {"error", Kind::error},  {"power", Kind::power},
 };
 
 std::uint64_t parse_number(std::string_view key, std::string_view text, std::uint64_t highest)
@@ -213,6 +213,15 @@ Fault Fault::error(std::uint8_t command, std::uint8_t status, std::uint64_t coun
     return fault;
 }
 
+Fault Fault::power_loss(std::uint8_t command, std::uint64_t skip)
+{
+    Fault fault;
+    fault.kind = Kind::power;
+    fault.command = command;
+    fault.skip = skip;
+    return fault;
+}
+
 Fault Fault::parse(const std::string& text)
 {
     const std::string_view all = text;
@@ -221,7 +230,7 @@ Fault Fault::parse(const std::string& text)
     if (kind == kind_names.end()) {
         throw std::invalid_argument(
             "there is no fault '" + std::string(all.substr(0, colon)) +
-            "'; use split, delay, noise, trail, flip, set, lose, hangup, silence or error");
+            "'; use split, delay, noise, trail, flip, set, lose, hangup, silence, error or power");
     }
     Fault fault;
     fault.kind = kind->second;
@@ -295,6 +304,11 @@ Struck Faults::strike(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind
 bool Faults::silences(ConnectionId from, const Request& request)
 {
     return take(Kind::silence, from, request.command, FrameKind::answer).has_value();
+}
+
+bool Faults::cuts_power(ConnectionId from, const Request& request)
+{
+    return take(Kind::power, from, request.command, FrameKind::answer).has_value();
 }
 
 std::optional<std::uint8_t> Faults::error_for(ConnectionId from, const Request& request)

@@ -24,14 +24,15 @@ struct Fault {
         hang_up,   // after `index` bytes of the frame the connection is closed
         silence,   // requests are not answered nor acted on
         error,     // requests are answered with the status `value` and no data, and not acted on
+        power,     // once a request has been served, the reader loses its power for a moment
     };
     enum class Target { answers, reports, all };
 
     Kind kind = Kind::lose;
     Target target = Target::answers;
-    std::uint64_t count =
-        1;                   // frames (of silence and error: requests) that it strikes; 0: all, until cleared
-    std::uint64_t skip = 0;  // frames that it lets pass before
+    // Frames (of silence, error and power: requests) that it strikes; 0: all, until cleared.
+    std::uint64_t count = 1;
+    std::uint64_t skip = 0;               // frames that it lets pass before
     std::optional<std::uint8_t> command;  // strikes only this command; reports are 0xEE
     ConnectionId connection = 0;          // strikes only this connection; 0: all
 
@@ -52,6 +53,7 @@ struct Fault {
     static Fault hang_up(std::size_t after_bytes);
     static Fault silence(std::uint64_t requests = 0);
     static Fault error(std::uint8_t command, std::uint8_t status, std::uint64_t count = 1);
+    static Fault power_loss(std::uint8_t command, std::uint64_t skip = 0);
 
     // From text such as "lose:count=3" or "split:at=2+7,ms=5". Throws std::invalid_argument with a text that
     // says what is wrong.
@@ -78,6 +80,7 @@ class Faults {
 
     Struck strike(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind);
     bool silences(ConnectionId from, const Request& request);
+    bool cuts_power(ConnectionId from, const Request& request);
     std::optional<std::uint8_t> error_for(ConnectionId from, const Request& request);
 
   private:

@@ -47,6 +47,7 @@ Faults are written KIND:KEY=VALUE,KEY=VALUE...
   hangup:after=3        the connection is closed after so many bytes of a frame
   silence               requests are ignored
   error:status=0x05     requests are answered with the status
+  power:command=0xF9    once a request has been served, the reader loses its power for a moment
 All take count=N (how many frames; 1 if not given, 0 for all), skip=N (let N pass before), command=CODE and
 on=answers|reports|all.
 )";

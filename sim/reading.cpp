@@ -4,7 +4,6 @@
 
 #include "device.h"
 #include "records.h"
-#include "singulation.h"
 
 namespace tagwire::sim {
 
@@ -14,6 +13,7 @@ constexpr Time empty_field_pause = std::chrono::milliseconds(10);
 constexpr Time full_wire_pause = std::chrono::milliseconds(1);
 constexpr Time longest_backlog = std::chrono::seconds(1);
 constexpr int reports_at_a_time = 512;
+constexpr int passes_without_tag = 2;
 
 }  // namespace
 
@@ -21,8 +21,6 @@ Reading::Reading(double reports_per_second, Time start_gap) : start_gap_(start_g
 {
     set_rate(reports_per_second, Time{});
 }
-
-Reading::~Reading() = default;
 
 void Reading::start(Device& device, Time now, ConnectionId owner)
 {
@@ -35,8 +33,7 @@ void Reading::start(Device& device, Time now, ConnectionId owner)
 void Reading::stop(Device& device)
 {
     if (!is_running()) return;
-    if (pass_) device.field().lose_power();
-    pass_.reset();
+    passes_.stop(device);
     owner_ = 0;
     left_ = 0;
 }
@@ -97,8 +94,9 @@ void Reading::advance(Device& device, Time now)
 bool Reading::push_report(Device& device, Time now)
 {
     if (!find_tag(device, now)) return false;
-    const Sighting sighting = sight(device, device.field()[pass_->tag()], pass_->antenna());
-    Bytes data{device.antenna_byte(pass_->antenna())};
+    const Sighting sighting = passes_.sight_heard(device);
+    device.store().read.note(sighting.antenna, sighting.tag->epc(), sighting.rssi, now);
+    Bytes data{device.antenna_byte(sighting.antenna)};
     const Bytes record = plain_record(sighting, sighting.tag->epc());
     append(data, record);
     device.wire().send(owner_, {}, make_answer(device.address(), report_command, status::success, data),
@@ -108,33 +106,12 @@ bool Reading::push_report(Device& device, Time now)
 
 bool Reading::find_tag(Device& device, Time now)
 {
-    if (!device.field().anyone_seen_by(device.enabled_antennas(), now)) {
-        pass_.reset();
-        return false;
+    for (int passes = 0; passes < passes_without_tag;) {
+        const auto found = passes_.step(device, now, unasked_rule(device));
+        if (found != Passes::Found::end_of_pass) return found == Passes::Found::tag;
+        ++passes;
     }
-    int passes = 0;
-    while (true) {
-        if (!pass_) {
-            if (++passes > 2) return false;
-            begin_pass(device, now);
-        }
-        pass_->set_world_time(now);
-        const auto event = pass_->step();
-        if (event == Singulation::Event::tag) return true;
-        if (event == Singulation::Event::all_done || event == Singulation::Event::scan_time_over) {
-            pass_->power_off();
-            pass_.reset();
-        }
-    }
-}
-
-// Every pass begins with the field switched on anew, so all tags are in A of session 0.
-void Reading::begin_pass(Device& device, Time now)
-{
-    device.field().lose_power();
-    InventoryRule rule;
-    rule.antennas = device.enabled_antennas();
-    pass_ = std::make_unique<Singulation>(device.field(), device.settings(), device.random(), rule, now, 0.0);
+    return false;
 }
 
 }  // namespace tagwire::sim

@@ -2,20 +2,18 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "bytes.h"
+#include "passes.h"
 
 namespace tagwire::sim {
 
 class Device;
-class Singulation;
 
 class Reading {
   public:
     Reading(double reports_per_second, Time start_gap);
-    ~Reading();
 
     void start(Device& device, Time now, ConnectionId owner);
     void stop(Device& device);
@@ -24,6 +22,8 @@ class Reading {
 
     bool is_running() const { return owner_ != 0; }
     ConnectionId owner() const { return owner_; }
+    // From one report to the next; none when the rate is 0.
+    std::optional<Time> period() const { return paused_ ? std::nullopt : std::optional<Time>(period_); }
 
     void set_rate(double reports_per_second, Time now);
     void set_start_gap(Time gap) { start_gap_ = gap; }
@@ -36,7 +36,6 @@ class Reading {
   private:
     bool push_report(Device& device, Time now);
     bool find_tag(Device& device, Time now);
-    void begin_pass(Device& device, Time now);
     void wake(Time now);
 
     Time period_{};
@@ -47,7 +46,7 @@ class Reading {
     bool counted_ = false;  // reports are pushed in batches
     std::uint64_t batch_ = 0;
     std::uint64_t left_ = 0;
-    std::unique_ptr<Singulation> pass_;
+    Passes passes_;
 };
 
 }  // namespace tagwire::sim

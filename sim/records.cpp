@@ -42,7 +42,8 @@ Sighting sight(Device& device, const Tag& tag, unsigned antenna)
     sighting.with_phase = device.settings().phase;
     sighting.phase_begin = settings.phase;
     sighting.phase_end = static_cast<std::uint16_t>(settings.phase + settings.phase_drift);
-    sighting.frequency_khz = device.settings().frequency_khz;
+    sighting.frequency_khz = device.frequency_khz();
+    device.signal_reading();
     return sighting;
 }
 

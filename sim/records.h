@@ -19,6 +19,7 @@ struct Sighting {
 inline constexpr std::size_t longest_plain_id = 63;  // its length has six bits
 inline constexpr std::size_t longest_extended_id = 238;
 
+// A reading, which the reader also signals by its beeper and outputs.
 Sighting sight(Device& device, const Tag& tag, unsigned antenna);
 
 // Length byte (phase flag in bit 6), ID, RSSI, phase block.

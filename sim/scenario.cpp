@@ -8,17 +8,20 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
-#include <toml++/toml.h>
+#include "scenario_other_tags.h"
+#include "scenario_section.h"
+#include "scenario_services.h"
+#include "settings.h"
 
 namespace tagwire::sim {
 
 namespace {
 
-constexpr std::size_t longest_epc = 62;     // 31 words
+constexpr std::size_t longest_epc = 62;  // 31 words
+constexpr std::size_t longest_description = 16;
 constexpr std::size_t longest_bank = 8192;  // bytes
-constexpr unsigned most_tags = 100000;
-constexpr std::size_t serial_size = 4;
 
 std::string describe(const std::string& source, unsigned line, const std::string& problem)
 {
@@ -26,157 +29,6 @@ std::string describe(const std::string& source, unsigned line, const std::string
     if (line > 0) text += ':' + std::to_string(line);
     return text + ": " + problem;
 }
-
-unsigned line_of(const toml::node& node) { return static_cast<unsigned>(node.source().begin.line); }
-
-// Reads the keys of one table and, at the end, refuses those that nobody asked for.
-class Section {
-  public:
-    Section(const std::string& source, const toml::table& table) : source_(source), table_(table) {}
-
-    [[noreturn]] void fail(const toml::node& node, const std::string& problem) const
-    {
-        throw ScenarioError(source_, line_of(node), problem);
-    }
-    [[noreturn]] void fail(const std::string& problem) const { fail(table_, problem); }
-
-    const toml::node* find(std::string_view key)
-    {
-        known_.emplace(key);
-        return table_.get(key);
-    }
-
-    template <typename Integer>
-    void read_integer(std::string_view key, Integer& value, std::int64_t lowest = 0,
-                      std::int64_t highest = std::numeric_limits<Integer>::max())
-    {
-        if (const toml::node* node = find(key)) {
-            value = static_cast<Integer>(integer(*node, key, lowest, highest));
-        }
-    }
-
-    void read_seed(std::uint64_t& value)
-    {
-        if (const toml::node* node = find("seed")) {
-            value = static_cast<std::uint64_t>(
-                integer(*node, "seed", 0, std::numeric_limits<std::int64_t>::max()));
-        }
-    }
-
-    void read_flag(std::string_view key, bool& value)
-    {
-        const toml::node* node = find(key);
-        if (!node) return;
-        if (!node->is_boolean()) fail(*node, std::string(key) + " must be true or false");
-        value = **node->as_boolean();
-    }
-
-    void read_number(std::string_view key, double& value)
-    {
-        const toml::node* node = find(key);
-        if (!node) return;
-        const auto number = node->is_number() ? node->value<double>() : std::nullopt;
-        if (!number || !(*number >= 0) || *number > 1e9) {
-            fail(*node, std::string(key) + " must be a number from 0 to 1e9");
-        }
-        value = *number;
-    }
-
-    void read_seconds(std::string_view key, Time& value)
-    {
-        double seconds = -1;
-        read_number(key, seconds);
-        if (seconds >= 0) value = seconds_to_time(seconds);
-    }
-
-    void read_milliseconds(std::string_view key, Time& value)
-    {
-        double milliseconds = -1;
-        read_number(key, milliseconds);
-        if (milliseconds >= 0) value = seconds_to_time(milliseconds / 1000);
-    }
-
-    const toml::node* read_hex(std::string_view key, Bytes& value)
-    {
-        const toml::node* node = find(key);
-        if (!node) return nullptr;
-        if (!node->is_string()) fail(*node, std::string(key) + " must be a string of hexadecimal digits");
-        try {
-            value = from_hex(**node->as_string());
-        } catch (const std::invalid_argument& error) {
-            fail(*node, std::string(key) + ": " + error.what());
-        }
-        return node;
-    }
-
-    template <std::size_t size>
-    void read_fixed_hex(std::string_view key, std::array<std::uint8_t, size>& value)
-    {
-        Bytes bytes;
-        const toml::node* node = read_hex(key, bytes);
-        if (!node) return;
-        if (bytes.size() != size) {
-            fail(*node, std::string(key) + " must be " + std::to_string(size) + " bytes, not " +
-                            std::to_string(bytes.size()));
-        }
-        std::copy(bytes.begin(), bytes.end(), value.begin());
-    }
-
-    void read_version(std::string_view key, std::array<std::uint8_t, 2>& value)
-    {
-        const toml::node* node = find(key);
-        if (!node) return;
-        const std::string problem = std::string(key) + " must be two numbers from 0 to 255, such as \"2.14\"";
-        if (!node->is_string()) fail(*node, problem);
-        std::istringstream text(**node->as_string());
-        unsigned high = 256;
-        unsigned low = 256;
-        char dot = 0;
-        text >> high >> dot >> low;
-        if (text.fail() || !text.eof() || dot != '.' || high > 255 || low > 255) fail(*node, problem);
-        value = {static_cast<std::uint8_t>(high), static_cast<std::uint8_t>(low)};
-    }
-
-    void read_ports(std::string_view key, std::vector<unsigned>& ports)
-    {
-        const toml::node* node = find(key);
-        if (!node) return;
-        const toml::array* list = node->as_array();
-        if (!list || list->empty())
-            fail(*node, std::string(key) + " must be a list of antenna ports, such as [1, 2]");
-        ports.clear();
-        for (const toml::node& item : *list) {
-            const auto port = static_cast<unsigned>(integer(item, "an antenna port", 1, 127));
-            if (std::find(ports.begin(), ports.end(), port) != ports.end()) {
-                fail(item, "antenna port " + std::to_string(port) + " is named twice");
-            }
-            ports.push_back(port);
-        }
-    }
-
-    void refuse_unknown_keys(std::string_view what) const
-    {
-        for (const auto& [key, node] : table_) {
-            if (known_.count(std::string(key.str())) > 0) continue;
-            throw ScenarioError(source_, static_cast<unsigned>(key.source().begin.line),
-                                std::string(what) + " has no key '" + std::string(key.str()) + "'");
-        }
-    }
-
-  private:
-    std::int64_t integer(const toml::node& node, std::string_view name, std::int64_t lowest,
-                         std::int64_t highest) const
-    {
-        const auto* number = node.as_integer();
-        if (number && number->get() >= lowest && number->get() <= highest) return number->get();
-        fail(node, std::string(name) + " must be a whole number from " + std::to_string(lowest) + " to " +
-                       std::to_string(highest));
-    }
-
-    const std::string& source_;
-    const toml::table& table_;
-    std::set<std::string> known_;
-};
 
 void read_antennas(Section& section, ReaderSettings& reader)
 {
@@ -197,6 +49,45 @@ void read_antennas(Section& section, ReaderSettings& reader)
     if (reader.antenna_byte == AntennaByte::mask && reader.antennas > 8) {
         section.fail("more than 8 antennas need antenna_byte = \"number\"");
     }
+}
+
+void read_family(Section& section, ReaderFamily& family)
+{
+    static constexpr std::pair<std::string_view, ReaderFamily> families[] = {
+        {"standard", ReaderFamily::standard}, {"filter", ReaderFamily::filter},
+        {"relay", ReaderFamily::relay},       {"multiplexer", ReaderFamily::multiplexer},
+        {"mobile", ReaderFamily::mobile},
+    };
+    const toml::node* node = section.find("family");
+    if (!node) return;
+    const std::string text = node->value_or(std::string());
+    for (const auto& [name, value] : families) {
+        if (text != name) continue;
+        family = value;
+        return;
+    }
+    section.fail(*node, "family must be \"standard\", \"filter\", \"relay\", \"multiplexer\" or \"mobile\"");
+}
+
+void read_baud(Section& section, std::uint8_t& baud)
+{
+    if (!section.find("baud")) return;
+    unsigned speed = 0;
+    section.read_integer("baud", speed);
+    const auto code = baud_of_speed(speed);
+    if (!code)
+        section.fail(*section.find("baud"), "baud must be 9600, 19200, 38400, 57600, 115200 or 921600");
+    baud = *code;
+}
+
+void read_description(Section& section, std::string& description)
+{
+    const toml::node* node = section.find("description");
+    if (!node) return;
+    if (!node->is_string() || (*node->as_string())->size() > longest_description) {
+        section.fail(*node, "description must be a string of 16 bytes at most");
+    }
+    description = **node->as_string();
 }
 
 void read_reader(Section& section, ReaderSettings& reader)
@@ -223,6 +114,14 @@ void read_reader(Section& section, ReaderSettings& reader)
     section.read_integer("frequency_khz", reader.frequency_khz, 0, 0xFFFFFF);
     section.read_number("air_time", reader.air_time);
     section.read_integer("records_per_frame", reader.records_per_frame, 0, 255);
+    section.read_integer("buffer_size", reader.buffer_size, 1, 65535);
+    read_protocol_family(section, reader.protocol_family);
+    read_family(section, reader.family);
+    read_baud(section, reader.baud);
+    section.read_fixed_hex("serial", reader.serial);
+    section.read_integer("temperature", reader.temperature, -255, 255);
+    section.read_integer("return_loss", reader.return_loss);
+    read_description(section, reader.description);
     section.read_seconds("s1_persistence", reader.s1_persistence);
     section.read_seconds("s2_persistence", reader.s2_persistence);
     section.refuse_unknown_keys("[reader]");
@@ -246,22 +145,6 @@ void read_epc(Section& section, Bytes& epc, bool numbered)
     }
 }
 
-void read_stay(Section& section, TagSettings& tag)
-{
-    section.read_seconds("arrives", tag.arrives);
-    if (!section.find("departs")) return;
-    Time departs{};
-    section.read_seconds("departs", departs);
-    if (departs <= tag.arrives) section.fail(*section.find("departs"), "the tag departs before it arrives");
-    tag.departs = departs;
-}
-
-void append_serial(Bytes& bank, std::uint32_t serial)
-{
-    for (const unsigned shift : {24U, 16U, 8U, 0U})
-        bank.push_back(static_cast<std::uint8_t>(serial >> shift));
-}
-
 void add_tags(const TagSettings& tag, std::optional<unsigned> count, std::uint32_t first_serial,
               std::vector<TagSettings>& tags)
 {
@@ -274,6 +157,19 @@ void add_tags(const TagSettings& tag, std::optional<unsigned> count, std::uint32
         append_serial(added.epc, first_serial + i);
         if (!added.tid.empty()) append_serial(added.tid, first_serial + i);
     }
+}
+
+// A digit for every area.
+void read_locks(Section& section, std::array<Lock, lock_areas>& locks)
+{
+    const toml::node* node = section.find("locks");
+    if (!node) return;
+    const std::string text = node->value_or(std::string());
+    if (text.size() != lock_areas || text.find_first_not_of("0123") != std::string::npos) {
+        section.fail(*node, "locks must be 5 digits from 0 to 3, such as \"22030\"");
+    }
+    std::transform(text.begin(), text.end(), locks.begin(),
+                   [](char digit) { return static_cast<Lock>(digit - '0'); });
 }
 
 void read_tag(Section& section, std::vector<TagSettings>& tags)
@@ -289,27 +185,21 @@ void read_tag(Section& section, std::vector<TagSettings>& tags)
     section.read_fixed_hex("access_password", tag.access_password);
     section.read_fixed_hex("kill_password", tag.kill_password);
     section.read_fixed_hex("brand", tag.brand);
+    read_locks(section, tag.locks);
+    section.read_integer("epc_words", tag.epc_words, 1, longest_epc / 2);
+    section.read_integer("block_words", tag.block_words, 1, 255);
+    section.read_integer("write_power", tag.write_power);
+    section.read_flag("eas", tag.eas);
+    read_bank(section, "public_epc", tag.public_epc, false);
     section.read_ports("antennas", tag.antennas);
     section.read_integer("rssi", tag.rssi);
     section.read_integer("rssi_noise", tag.rssi_noise);
     section.read_integer("phase", tag.phase);
     section.read_integer("phase_drift", tag.phase_drift);
-    read_stay(section, tag);
+    section.read_stay(tag.arrives, tag.departs);
     section.refuse_unknown_keys("[[tag]]");
     if (tags.size() + count.value_or(1) > most_tags) section.fail("more than 100000 tags");
     add_tags(tag, count, first_serial, tags);
-}
-
-void read_tags(const std::string& source, const toml::node& node, std::vector<TagSettings>& tags)
-{
-    const toml::array* list = node.as_array();
-    if (!list) throw ScenarioError(source, line_of(node), "tags are written as [[tag]], with two brackets");
-    for (const toml::node& item : *list) {
-        const toml::table* table = item.as_table();
-        if (!table) throw ScenarioError(source, line_of(item), "tags are written as [[tag]]");
-        Section section(source, *table);
-        read_tag(section, tags);
-    }
 }
 
 toml::table parse(const std::string& text, const std::string& source)
@@ -352,7 +242,9 @@ Scenario Scenario::from_text(const std::string& text, const std::string& source)
         Section section(source, *table);
         read_reader(section, scenario.reader);
     }
-    if (const toml::node* node = top.find("tag")) read_tags(source, *node, scenario.tags);
+    top.read_tables("tag", [&scenario](Section& section) { read_tag(section, scenario.tags); });
+    read_other_tags(top, scenario);
+    read_services(top, scenario.services);
     top.refuse_unknown_keys("a scenario");
     scenario.check(source);
     return scenario;
@@ -375,9 +267,17 @@ void Scenario::check(const std::string& source) const
     for (const TagSettings& tag : tags) {
         require(tag.epc.size() % 2 == 0 && tag.epc.size() <= longest_epc, "an epc is 0 to 31 whole words");
         require(tag.tid.size() % 2 == 0 && tag.user.size() % 2 == 0, "a bank is a number of whole words");
+        require(tag.public_epc.size() % 2 == 0 && tag.public_epc.size() <= longest_epc,
+                "a public epc is 0 to 31 whole words");
+        require(tag.epc_words == 0 ||
+                    (tag.epc.size() <= std::size_t{tag.epc_words} * 2 && tag.epc_words <= longest_epc / 2),
+                "epc_words are 1 to 31, as many as the epc " + to_hex(tag.epc) + " has or more");
+        require(tag.block_words >= 1, "a block has at least one word");
         require(!tag.departs || *tag.departs > tag.arrives, "a tag departs before it arrives");
         require(tag.epc.empty() || epcs.insert(tag.epc).second, "two tags have the epc " + to_hex(tag.epc));
     }
+    check_other_tags(*this, source);
+    check_services(services, source);
 }
 
 }  // namespace tagwire::sim

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "bytes.h"
+#include "other_tag_settings.h"
+#include "service_settings.h"
 
 namespace tagwire::sim {
 
@@ -22,6 +24,13 @@ class ScenarioError : public std::runtime_error {
     unsigned line_;
 };
 
+// What a Gen2 tag locks one by one.
+enum class Area : std::uint8_t { kill_password, access_password, epc, tid, user };
+inline constexpr std::size_t lock_areas = 5;
+
+// Who may write an area, of the passwords also who may read them. The two that are forever stay.
+enum class Lock : std::uint8_t { open, open_forever, closed, closed_forever };
+
 struct TagSettings {
     Bytes epc;
     Bytes tid;
@@ -29,6 +38,13 @@ struct TagSettings {
     std::array<std::uint8_t, 4> access_password{};
     std::array<std::uint8_t, 4> kill_password{};
     std::array<std::uint8_t, 2> brand{};
+    std::array<Lock, lock_areas> locks{Lock::closed, Lock::closed, Lock::open, Lock::closed_forever,
+                                       Lock::open};  // as in Area
+    unsigned epc_words = 0;        // room for the EPC; 0: 8 words, more if the EPC is longer
+    unsigned block_words = 4;      // of the blocks of user memory that are locked one by one
+    std::uint8_t write_power = 0;  // dBm that a reader must have to change the tag
+    bool eas = false;
+    Bytes public_epc;                   // shown in the public profile; empty: zeros
     std::vector<unsigned> antennas{1};  // ports that see the tag, the first is 1
     std::uint8_t rssi = 200;
     std::uint8_t rssi_noise = 0;    // every reading lies within rssi +- this
@@ -42,6 +58,9 @@ enum class AntennaByte {
     mask,    // port 1 is 0x01, port 2 is 0x02, port 3 is 0x04 ...
     number,  // port 1 is 0x01, port 2 is 0x02, port 3 is 0x03 ...
 };
+
+// Which of the commands that share a code and a length the reader serves.
+enum class ReaderFamily { standard, filter, relay, multiplexer, mobile };
 
 struct ReaderSettings {
     std::uint8_t address = 0x00;
@@ -68,6 +87,14 @@ struct ReaderSettings {
     std::uint32_t frequency_khz = 866700;
     double air_time = 1;             // seconds that pass per second of air time
     unsigned records_per_frame = 0;  // 0: as many as fit
+    ReaderFamily family = ReaderFamily::standard;
+    std::uint8_t baud = 0xFF;  // code of the line's speed; 0xFF: any until a host sets one
+    std::array<std::uint8_t, 4> serial{};
+    int temperature = 25;           // degrees Celsius
+    std::uint8_t return_loss = 20;  // dB, of every antenna
+    std::string description = "tagwire";
+    ProtocolFamily protocol_family = ProtocolFamily::gb;
+    unsigned buffer_size = 1000;  // tags that each of the reader's buffers holds
     Time s1_persistence = std::chrono::seconds(2);
     Time s2_persistence = std::chrono::seconds(5);  // of sessions 2 and 3
 };
@@ -75,6 +102,10 @@ struct ReaderSettings {
 struct Scenario {
     ReaderSettings reader;
     std::vector<TagSettings> tags;
+    std::vector<Tag6bSettings> tags_6b;
+    std::vector<TagGbSettings> tags_gb;
+    std::vector<TagGbSettings> tags_jb;
+    ServiceSettings services;
 
     // Both throw ScenarioError and load nothing when anything is wrong.
     static Scenario from_file(const std::string& path);

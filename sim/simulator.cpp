@@ -1,5 +1,7 @@
 #include "simulator.h"
 
+#include <stdexcept>
+
 #include "transport/core.h"
 
 namespace tagwire::sim {
@@ -112,6 +114,138 @@ bool Reader::wait_until(const std::function<bool(const Counters&)>& condition,
                         std::chrono::milliseconds timeout) const
 {
     return core_.wait([&] { return condition(state_.counters); }, timeout);
+}
+
+std::size_t Reader::tag_count() const
+{
+    const auto held = core_.lock();
+    return state_.device.field().size();
+}
+
+std::optional<std::size_t> Reader::find_tag(const Bytes& epc) const
+{
+    const auto held = core_.lock();
+    const Population& field = state_.device.field();
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        if (field[i].epc() == epc && !field[i].state().killed) return i;
+    }
+    return std::nullopt;
+}
+
+Bytes Reader::tag_memory(std::size_t tag, Bank bank) const
+{
+    const auto held = core_.lock();
+    return state_.device.field().at(tag).stored(bank);
+}
+
+TagState Reader::tag_state(std::size_t tag) const
+{
+    const auto held = core_.lock();
+    return state_.device.field().at(tag).state();
+}
+
+OtherTags Reader::other_tags() const
+{
+    const auto held = core_.lock();
+    return state_.device.other_tags();
+}
+
+Settings Reader::settings() const
+{
+    const auto held = core_.lock();
+    return state_.device.config();
+}
+
+bool Reader::wait_for_settings(const std::function<bool(const Settings&)>& condition,
+                               std::chrono::milliseconds timeout) const
+{
+    return core_.wait([&] { return condition(state_.device.config()); }, timeout);
+}
+
+void Reader::restart()
+{
+    const auto held = core_.lock();
+    state_.device.restart();
+    core_.advance(state_);
+}
+
+void Reader::restore_factory()
+{
+    const auto held = core_.lock();
+    state_.device.restore_factory();
+    core_.advance(state_);
+}
+
+PanelState Reader::panel() const
+{
+    const auto held = core_.lock();
+    return state_.device.panel().state(core_.now() - state_.origin);
+}
+
+bool Reader::wait_for_panel(const std::function<bool(const PanelState&)>& condition,
+                            std::chrono::milliseconds timeout) const
+{
+    return core_.wait([&] { return condition(state_.device.panel().state(core_.now() - state_.origin)); },
+                      timeout);
+}
+
+void Reader::set_input(unsigned line, bool high)
+{
+    if (line < 1 || line > io_lines) throw std::out_of_range("the reader has no such input");
+    const auto held = core_.lock();
+    state_.device.panel().set_input(line, high, core_.now() - state_.origin);
+    core_.advance(state_);
+}
+
+NetworkSettings Reader::network() const
+{
+    const auto held = core_.lock();
+    return state_.device.services().network;
+}
+
+RemoteServer Reader::remote_server() const
+{
+    const auto held = core_.lock();
+    return state_.device.services().server;
+}
+
+ModemState Reader::modem() const
+{
+    const auto held = core_.lock();
+    return state_.device.services().modem.state();
+}
+
+FirmwareState Reader::firmware() const
+{
+    const auto held = core_.lock();
+    return state_.device.services().firmware.state();
+}
+
+bool Reader::wait_for_firmware(const std::function<bool(const FirmwareState&)>& condition,
+                               std::chrono::milliseconds timeout) const
+{
+    return core_.wait([&] { return condition(state_.device.services().firmware.state()); }, timeout);
+}
+
+void Reader::cut_power()
+{
+    const auto held = core_.lock();
+    state_.device.cut_power(core_.now() - state_.origin);
+    core_.schedule(state_);
+    core_.touch();
+}
+
+Bytes Reader::table(std::uint8_t number) const
+{
+    const auto held = core_.lock();
+    return state_.device.services().tables.table(number);
+}
+
+void Reader::set_table(std::uint8_t number, const Bytes& table)
+{
+    if (table.size() > longest_table) throw std::length_error("a parameter table has at most 65535 bytes");
+    const auto held = core_.lock();
+    state_.device.services().tables.set(number, table);
 }
 
 void Reader::inject(const Fault& fault)

@@ -15,7 +15,12 @@
 
 #include "bytes.h"
 #include "fault.h"
+#include "firmware.h"
+#include "modem.h"
+#include "panel.h"
 #include "scenario.h"
+#include "settings.h"
+#include "tag.h"
 
 namespace tagwire::sim {
 
@@ -29,6 +34,7 @@ struct Counters {
     std::uint64_t bytes_received = 0;
     std::uint64_t bad_frames = 0;     // runs of received bytes that belong to no good frame
     std::uint64_t skipped_bytes = 0;  // in these
+    std::uint64_t garbled_bytes = 0;  // came at another speed than the reader's
     std::uint64_t frames_sent = 0;    // handed to the system to the last byte, reports included
     std::uint64_t reports_sent = 0;
     std::uint64_t bytes_sent = 0;
@@ -54,6 +60,7 @@ struct TraceEvent {
 };
 
 class Core;
+struct OtherTags;
 struct ReaderState;
 
 class Reader {
@@ -90,6 +97,37 @@ class Reader {
                           std::chrono::milliseconds timeout = long_wait) const;
     bool wait_until(const std::function<bool(const Counters&)>& condition,
                     std::chrono::milliseconds timeout = long_wait) const;
+
+    // The Gen2 tags as they are now, in the order of the scenario; std::out_of_range for one that is none.
+    std::size_t tag_count() const;
+    std::optional<std::size_t> find_tag(const Bytes& epc) const;  // that shows this EPC now
+    Bytes tag_memory(std::size_t tag, Bank bank) const;           // all of it, hidden or not
+    TagState tag_state(std::size_t tag) const;
+    OtherTags other_tags() const;  // as they are now
+
+    // Settings as they are in force now
+    Settings settings() const;
+    bool wait_for_settings(const std::function<bool(const Settings&)>& condition,
+                           std::chrono::milliseconds timeout = long_wait) const;
+    void restart();          // connections and stored settings stay
+    void restore_factory();  // as the scenario made it or a host saved it
+
+    // Network, modem, firmware, parameter tables
+    NetworkSettings network() const;
+    RemoteServer remote_server() const;
+    ModemState modem() const;
+    FirmwareState firmware() const;
+    bool wait_for_firmware(const std::function<bool(const FirmwareState&)>& condition,
+                           std::chrono::milliseconds timeout = long_wait) const;
+    void cut_power();  // for a moment: connections stay, but the reader boots
+    Bytes table(std::uint8_t number) const;
+    void set_table(std::uint8_t number, const Bytes& table);  // std::length_error above 65535 bytes
+
+    // Inputs, outputs, relays and beeper
+    PanelState panel() const;
+    bool wait_for_panel(const std::function<bool(const PanelState&)>& condition,
+                        std::chrono::milliseconds timeout = long_wait) const;
+    void set_input(unsigned line, bool high);  // the first is 1; std::out_of_range for one that is none
 
     // Faults
     void inject(const Fault& fault);

@@ -69,6 +69,7 @@ void Singulation::switch_antenna()
     switching_ = false;
     power_off();
     ++antenna_;
+    selected_ = false;
     air_ += antenna_air;
     q_ = std::min(rule_.q, largest_q);
 }
@@ -99,12 +100,21 @@ bool Singulation::takes_part(std::size_t index, Time now)
     Tag& tag = field_[index];
     if (!tag.is_present(now) || !tag.is_seen_by(antenna())) return false;
     tag.energise(now, reader_);
+    if (only_sl_ && !tag.is_selected()) return false;
     if (rule_.mask && tag.matches(*rule_.mask) == rule_.mask_excludes) return false;
     return tag.is_in_b(rule_.session) == rule_.target_b;
 }
 
+void Singulation::begin_antenna()
+{
+    selected_ = true;
+    only_sl_ = field_.selection().asks_for_sl(antenna());
+    field_.apply_selection(antenna(), world_time(), reader_);
+}
+
 void Singulation::begin_round()
 {
+    if (!selected_) begin_antenna();
     air_ += round_air;
     in_round_ = true;
     slot_ = 0;

@@ -50,6 +50,7 @@ class Singulation {
         std::size_t tag;
     };
 
+    void begin_antenna();
     void begin_round();
     Event end_round();
     void switch_antenna();
@@ -69,6 +70,8 @@ class Singulation {
     Time air_{};
     unsigned q_;
     std::size_t antenna_ = 0;
+    bool selected_ = false;  // this antenna's Select commands have gone out
+    bool only_sl_ = false;   // of its tags, only those with the SL flag take part
     bool in_round_ = false;
     bool switching_ = false;
     bool finished_ = false;

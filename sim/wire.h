@@ -21,9 +21,14 @@ inline constexpr std::uint8_t success = 0x00;
 inline constexpr std::uint8_t inventory_done = 0x01;
 inline constexpr std::uint8_t scan_time_over = 0x02;
 inline constexpr std::uint8_t more_follow = 0x03;
+inline constexpr std::uint8_t wrong_password = 0x05;
+inline constexpr std::uint8_t table_data = 0x60;    // more follow
+inline constexpr std::uint8_t out_of_order = 0xF6;  // not in this mode, or not with this number
 inline constexpr std::uint8_t antenna_missing = 0xF8;
 inline constexpr std::uint8_t no_tag = 0xFB;
+inline constexpr std::uint8_t tag_error = 0xFC;  // the tag's own error code follows
 inline constexpr std::uint8_t unknown_command = 0xFE;
+inline constexpr std::uint8_t buffer_empty = 0xFE;
 inline constexpr std::uint8_t bad_parameter = 0xFF;
 }  // namespace status
 

@@ -10,16 +10,17 @@ void tell_reader_information(Device& device, const Call& call)
 {
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
     const ReaderSettings& reader = device.settings();
+    const Settings& config = device.config();
+    const auto& version = device.services().firmware.state().version;
     device.answer(call, status::success,
-                  {reader.firmware[0], reader.firmware[1], reader.type, reader.protocols,
-                   reader.max_frequency, reader.min_frequency, reader.power, reader.scan_time,
-                   device.antenna_bytes(device.enabled_antennas()), reader.beep, reader.output,
-                   reader.check_antenna});
+                  {version[0], version[1], reader.type, reader.protocols, highest_byte(config.region),
+                   lowest_byte(config.region), config.power.front(), config.scan_time,
+                   device.antenna_bytes(device.enabled_antennas()), config.beep, config.pulse_output,
+                   config.check_antenna});
 }
 
 void tell_module_details(Device& device, const Call& call)
 {
-    if (call.data().empty()) return device.answer(call, status::unknown_command);
     if (call.data() != Bytes{0x00}) return device.answer(call, status::bad_parameter);
     const ReaderSettings& reader = device.settings();
     device.answer(

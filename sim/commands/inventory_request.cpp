@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
+#include "commands/fields.h"
+
 namespace tagwire::sim {
 
 namespace {
 
-constexpr std::size_t mask_header_size = 4;
 constexpr std::size_t fast_size = 3;
 constexpr std::size_t tid_size = 2;
 constexpr std::size_t read_size = 4;
@@ -14,32 +15,6 @@ constexpr std::size_t password_size = 4;
 constexpr unsigned longest_plain_read = 31;      // words
 constexpr unsigned longest_extended_read = 119;  // words
 constexpr std::uint32_t epc_bit = 32;            // of the EPC bank
-
-std::size_t bytes_for(std::size_t bits) { return (bits + 7) / 8; }
-
-// Takes the fields out of a request whose length is known to suffice.
-class Fields {
-  public:
-    Fields(const Bytes& data, std::size_t at) : data_(data), at_(at) {}
-
-    std::size_t left() const { return data_.size() - at_; }
-    std::uint8_t byte() { return data_[at_++]; }
-    std::uint16_t word()
-    {
-        const unsigned high = byte();
-        return static_cast<std::uint16_t>(high << 8U | byte());
-    }
-    Bytes bytes(std::size_t count)
-    {
-        const auto first = data_.begin() + static_cast<std::ptrdiff_t>(at_);
-        at_ += count;
-        return Bytes(first, first + static_cast<std::ptrdiff_t>(count));
-    }
-
-  private:
-    const Bytes& data_;
-    std::size_t at_;
-};
 
 bool is_bank(std::uint8_t bank) { return bank <= 3; }
 
@@ -67,7 +42,7 @@ bool take_read(Fields& fields, unsigned longest, InventoryRequest& request)
 
 void take_password(Fields& fields, InventoryRequest& request)
 {
-    for (std::uint8_t& byte : request.password) byte = fields.byte();
+    request.password = fields.fixed<password_size>();
 }
 
 bool take_fast(Fields& fields, InventoryRequest& request)
@@ -79,14 +54,6 @@ bool take_fast(Fields& fields, InventoryRequest& request)
     if (fast.target > 1) return false;
     request.fast = fast;
     return true;
-}
-
-// The size of the mask block whose MaskLen is at this place, if there is one.
-std::optional<std::size_t> mask_size(const Bytes& data, std::size_t at)
-{
-    const std::size_t length_at = at + mask_header_size - 1;
-    if (length_at >= data.size()) return std::nullopt;
-    return mask_header_size + bytes_for(data[length_at]);
 }
 
 bool is_optional_tail(std::size_t size)

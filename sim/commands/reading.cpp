@@ -2,6 +2,7 @@
 // B first finds no tag in it, since the field was just switched on, and goes on with A.
 #include "commands/codes.h"
 #include "commands/dispatch.h"
+#include "commands/tags_6b.h"
 
 namespace tagwire::sim {
 
@@ -9,6 +10,7 @@ namespace {
 
 void start_reading(Device& device, const Call& call)
 {
+    if (call.data().empty()) return inventory_single_6b(device, call);
     if (call.data().size() != 1) return device.answer(call, status::bad_parameter);
     device.answer(call, status::success);
     device.reading().start(device, call.now, call.from);
@@ -16,6 +18,7 @@ void start_reading(Device& device, const Call& call)
 
 void stop_reading(Device& device, const Call& call)
 {
+    if (call.data().size() == multiple_6b_size) return inventory_multiple_6b(device, call);
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
     device.reading().stop(device);
     device.answer(call, status::success);

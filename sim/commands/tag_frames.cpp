@@ -7,20 +7,22 @@ namespace tagwire::sim {
 namespace {
 
 constexpr Time longest_wait = std::chrono::milliseconds(50);  // of air time
-constexpr std::size_t head_size = 2;                          // antenna byte and count
+constexpr std::size_t count_size = 2;                         // antenna byte and count
 constexpr unsigned largest_count = 255;
 
 }  // namespace
 
-TagFrames::TagFrames(Device& device, const Call& call, Bytes lead)
-    : device_(device), owner_(call.from), command_(call.request.command), lead_(std::move(lead))
+TagFrames::TagFrames(Device& device, const Call& call, Bytes lead, Bytes head)
+    : device_(device), owner_(call.from), command_(call.request.command), lead_(std::move(lead)),
+      head_(std::move(head))
 {}
 
 void TagFrames::add(unsigned antenna, const Bytes& record, Time air)
 {
     const unsigned limit = device_.settings().records_per_frame;
-    const bool full = records_.size() + record.size() > longest_answer_data - head_size ||
-                      count_ == largest_count || (limit > 0 && count_ == limit);
+    const std::size_t room = longest_answer_data - head_.size() - count_size;
+    const bool full =
+        records_.size() + record.size() > room || count_ == largest_count || (limit > 0 && count_ == limit);
     if (full || antenna != antenna_) flush();
     if (count_ == 0) oldest_ = air;
     antenna_ = antenna;
@@ -52,7 +54,8 @@ void TagFrames::finish(std::uint8_t status, unsigned antenna)
 
 void TagFrames::send(std::uint8_t status, unsigned antenna)
 {
-    Bytes data{device_.antenna_byte(antenna), static_cast<std::uint8_t>(count_)};
+    Bytes data = head_;
+    append(data, {device_.antenna_byte(antenna), static_cast<std::uint8_t>(count_)});
     append(data, records_);
     records_.clear();
     count_ = 0;

@@ -8,7 +8,8 @@ namespace tagwire::sim {
 
 class TagFrames {
   public:
-    TagFrames(Device& device, const Call& call, Bytes lead = {});
+    // `lead` goes out before every frame; `head` stands in it, before antenna byte and count.
+    TagFrames(Device& device, const Call& call, Bytes lead = {}, Bytes head = {});
 
     ConnectionId owner() const { return owner_; }
     void add(unsigned antenna, const Bytes& record, Time air);
@@ -26,6 +27,7 @@ class TagFrames {
     ConnectionId owner_;
     std::uint8_t command_;
     Bytes lead_;
+    Bytes head_;
     Bytes records_;
     unsigned count_ = 0;
     unsigned antenna_ = 0;

@@ -48,10 +48,11 @@ void Connection::queue(Time now, Time wait, Output output)
     queue_.push_back(std::move(output));
 }
 
-std::optional<Time> Connection::next_event(Time now) const
+// Output that the system did not take is sent when it takes some, not by the clock.
+std::optional<Time> Connection::next_event() const
 {
     std::optional<Time> due = parser_.deadline();
-    if (queue_.empty() || queue_.front().not_before <= now) return due;
+    if (queue_.empty() || watched_for_writing) return due;
     const Time first = queue_.front().not_before;
     return due ? std::min(*due, first) : first;
 }

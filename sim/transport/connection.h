@@ -47,6 +47,7 @@ class Connection {
     Endpoint& endpoint() { return *endpoint_; }
     int descriptor() const { return descriptor_.get(); }
     bool is_pty() const { return static_cast<bool>(slave_); }
+    unsigned line_speed() const { return sim::line_speed(slave_); }  // of a pseudo terminal, bits a second
     RequestParser& parser() { return parser_; }
 
     enum class Input { bytes, nothing, ended, broken };
@@ -60,7 +61,7 @@ class Connection {
     // connection is over.
     bool write(Time now, std::vector<Output>& done);
     bool wants_to_write(Time now) const { return !queue_.empty() && queue_.front().not_before <= now; }
-    std::optional<Time> next_event(Time now) const;
+    std::optional<Time> next_event() const;
 
   private:
     std::size_t write_some(Time now);

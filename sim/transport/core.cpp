@@ -45,6 +45,8 @@ void ReaderState::send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKin
 
 bool ReaderState::has_room(ConnectionId to) const { return core.has_room(to); }
 
+std::vector<ConnectionId> ReaderState::peers() const { return core.connections_of(*this); }
+
 Core::Core()
     : poll_(check(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
       wake_(check(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
@@ -296,10 +298,29 @@ void Core::read_from(Connection& connection)
         to_write_.insert(connection.id());
         return;
     }
-    for (ReaderState* reader : connection.endpoint().readers) reader->counters.bytes_received += bytes.size();
+    for (ReaderState* reader : connection.endpoint().readers) {
+        reader->counters.bytes_received += bytes.size();
+        if (!hears(connection, *reader)) reader->counters.garbled_bytes += bytes.size();
+    }
     if (trace_) tell(connection.id(), *connection.endpoint().readers.front(), true, bytes);
+    if (end_self_test(connection, bytes)) return;
     connection.parser().feed(now(), bytes.data(), bytes.size());
     take_requests(connection);
+}
+
+bool Core::end_self_test(Connection& connection, const Bytes& bytes)
+{
+    for (ReaderState* reader : connection.endpoint().readers) {
+        if (hears(connection, *reader) && reader->device.end_self_test(connection.id(), bytes)) return true;
+    }
+    return false;
+}
+
+// On a serial line, both sides must have the same speed.
+bool Core::hears(const Connection& connection, const ReaderState& reader)
+{
+    const unsigned speed = speed_of_baud(reader.device.config().baud);
+    return !connection.is_pty() || speed == 0 || connection.line_speed() == speed;
 }
 
 void Core::take_requests(Connection& connection)
@@ -325,7 +346,8 @@ void Core::handle_request(Connection& connection, const Request& request)
 {
     constexpr std::uint8_t any_address = 0xFF;
     const auto& readers = connection.endpoint().readers;
-    const auto found = std::find_if(readers.begin(), readers.end(), [&request](const ReaderState* reader) {
+    const auto found = std::find_if(readers.begin(), readers.end(), [&](const ReaderState* reader) {
+        if (!hears(connection, *reader)) return false;
         return request.address == any_address || reader->device.address() == request.address;
     });
     if (found == readers.end()) return;
@@ -342,6 +364,7 @@ void Core::handle_request(Connection& connection, const Request& request)
         return;
     }
     reader.device.receive(time - reader.origin, connection.id(), request);
+    if (reader.faults.cuts_power(connection.id(), request)) reader.device.cut_power(time - reader.origin);
     reader.counters.requests_refused = reader.device.refused_requests();
     schedule(reader);
 }
@@ -443,7 +466,14 @@ void Core::schedule(ReaderState& reader)
     timers_.set(reader.id, due);
 }
 
-void Core::schedule(Connection& connection) { timers_.set(connection.id(), connection.next_event(now())); }
+void Core::advance(ReaderState& reader)
+{
+    reader.device.advance(now() - reader.origin);
+    schedule(reader);
+    touch();
+}
+
+void Core::schedule(Connection& connection) { timers_.set(connection.id(), connection.next_event()); }
 
 void Core::tell(ConnectionId connection, const ReaderState& reader, bool to_reader, const Bytes& bytes) const
 {

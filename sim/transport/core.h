@@ -26,6 +26,7 @@ struct ReaderState : public Wire {
 
     void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) override;
     bool has_room(ConnectionId to) const override;
+    std::vector<ConnectionId> peers() const override;
 
     Core& core;
     std::uint64_t id;
@@ -36,8 +37,8 @@ struct ReaderState : public Wire {
     std::deque<RecordedRequest> requests;
 };
 
-// Whoever asks for it gets it before the one that held it can take it again, so that a busy thread keeps nobody
-// waiting.
+// Whoever asks for it gets it before the one that held it can take it again, so that a busy thread keeps
+// nobody waiting.
 class FairMutex {
   public:
     void lock()
@@ -76,6 +77,8 @@ class Core {
     void send_raw(ReaderState& reader, ConnectionId connection, const Bytes& bytes);
     void set_trace(std::function<void(const TraceEvent&)> trace) { trace_ = std::move(trace); }
     void schedule(ReaderState& reader);
+    // Lets the reader do what a change from outside brings about.
+    void advance(ReaderState& reader);
 
     void send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind);
     bool has_room(ConnectionId to) const;
@@ -92,6 +95,7 @@ class Core {
     void close_connection(ConnectionId id);
     void read_from(Connection& connection);
     void take_requests(Connection& connection);
+    bool end_self_test(Connection& connection, const Bytes& bytes);
     void handle_request(Connection& connection, const Request& request);
     void count_noise(Connection& connection);
     void queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind);
@@ -99,6 +103,7 @@ class Core {
     void count_written(Connection& connection, const std::vector<Output>& done);
     void watch(int descriptor, std::uint64_t id, std::uint32_t events, int operation);
     void schedule(Connection& connection);
+    static bool hears(const Connection& connection, const ReaderState& reader);
     bool serves(Connection& connection, const ReaderState& reader) const;
     void tell(ConnectionId connection, const ReaderState& reader, bool to_reader, const Bytes& bytes) const;
 

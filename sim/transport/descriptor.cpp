@@ -90,4 +90,19 @@ PtyPair open_pty_pair()
     return pty;
 }
 
+unsigned line_speed(const Descriptor& terminal)
+{
+    termios line{};
+    if (::tcgetattr(terminal.get(), &line) != 0) return 0;
+    switch (::cfgetospeed(&line)) {
+    case B9600: return 9600;
+    case B19200: return 19200;
+    case B38400: return 38400;
+    case B57600: return 57600;
+    case B115200: return 115200;
+    case B921600: return 921600;
+    default: return 0;
+    }
+}
+
 }  // namespace tagwire::sim

@@ -41,5 +41,6 @@ struct PtyPair {
     std::string path;
 };
 PtyPair open_pty_pair();
+unsigned line_speed(const Descriptor& terminal);  // bits a second; 0 for one that no reader has
 
 }  // namespace tagwire::sim

@@ -33,6 +33,7 @@ class Bench : public Wire {
         frames.push_back({to, lead, std::move(frame), kind});
     }
     bool has_room(ConnectionId) const override { return room; }
+    std::vector<ConnectionId> peers() const override { return connected; }
 
     // Hands in a request and gives back, in hex, all frames that it brings forth at this moment.
     std::vector<std::string> ask(const std::string& frame, ConnectionId from = 1)
@@ -103,6 +104,7 @@ class Bench : public Wire {
     std::vector<Frame> frames;
     Time now{};
     bool room = true;
+    std::vector<ConnectionId> connected{1};
 };
 
 }  // namespace tagwire::sim

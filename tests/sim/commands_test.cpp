@@ -66,13 +66,13 @@ TEST(Commands, ModuleDetails)
 {
     Bench bench(one_tag);
     EXPECT_THAT(bench.ask("05 0A 83 00 A8 B8"), ElementsAre("09 0A 83 00 03 07 01 02 05 A3"));
-    EXPECT_THAT(bench.ask("04 0A 83 B1 11"), ElementsAre("05 0A 83 FE 59 A6"));
+    EXPECT_THAT(bench.ask("04 0A 83 B1 11"), ElementsAre(testing::StartsWith("07 0A 83 00 03 07")));
 }
 
 TEST(Commands, AnUnknownOne)
 {
     Bench bench(one_tag);
-    EXPECT_THAT(bench.ask("04 0A 7F 52 2C"), ElementsAre("05 0A 7F FE F1 73"));
+    EXPECT_THAT(bench.command(0xF7), ElementsAre(testing::StartsWith("05 0A F7 FE")));
 }
 
 TEST(Commands, Inventory)
@@ -345,7 +345,7 @@ TEST(Commands, BadParameters)
         {0x1B, "04 00 00"},
         {0x0F, "00"},
         {0x21, "00"},
-        {0x50, ""},
+        {0x50, "00 00"},
         {0x51, "00"},
         {0x83, "01"},
     };

@@ -1,0 +1,73 @@
+#include "commands/tag_request.h"
+
+namespace tagwire::sim {
+
+namespace {
+
+constexpr std::uint8_t longest_epc = 31;  // words
+constexpr std::uint8_t by_mask = 0xFF;
+constexpr std::uint8_t last_bank = 3;
+
+}  // namespace
+
+std::optional<Mask> take_mask_field(Fields& fields)
+{
+    const std::uint8_t bank = fields.byte();
+    if (bank > last_bank) return std::nullopt;
+    Mask mask;
+    mask.bank = static_cast<Bank>(bank);
+    mask.bit_address = fields.word();
+    mask.bit_count = fields.byte();
+    mask.bits = fields.bytes(bytes_for(mask.bit_count));
+    return mask;
+}
+
+std::optional<TagRequest> parse_tag_request(const Bytes& data, std::size_t head, std::size_t own_size)
+{
+    if (data.size() <= head) return std::nullopt;
+    const std::uint8_t words = data[head];
+    const bool masked = words == by_mask;
+    if (!masked && words > longest_epc) return std::nullopt;
+    const std::size_t epc_size = masked ? 0 : std::size_t{words} * 2;
+    const std::size_t own_end = head + 1 + epc_size + own_size;
+    const std::size_t mask = masked ? mask_size(data, own_end).value_or(mask_header_size) : 0;
+    if (data.size() != own_end + mask) return std::nullopt;
+    Fields fields(data, head + 1);
+    TagRequest request;
+    request.tag.epc = fields.bytes(epc_size);
+    request.own = fields.bytes(own_size);
+    if (masked && !(request.tag.mask = take_mask_field(fields))) return std::nullopt;
+    return request;
+}
+
+void answer(Device& device, const Call& call, const TagAnswer& answer)
+{
+    device.answer(call, answer.status, answer.data);
+}
+
+void act_on_tag(Device& device, const Call& call, const std::function<bool(const Tag&)>& fits,
+                const TagAction& action)
+{
+    Tag* const tag = find_tag(device, call.now, fits);
+    if (!tag) return device.answer(call, status::no_tag);
+    auto access = TagAccess::open(*tag, action.password, device.writing_power(*tag));
+    if (!access) return device.answer(call, status::wrong_password);
+    answer(device, call, action.act(*access));
+}
+
+void act_on_tag(Device& device, const Call& call, const std::optional<TagRequest>& request,
+                PrepareAction prepare)
+{
+    if (!request) return device.answer(call, status::bad_parameter);
+    Fields own(request->own, 0);
+    const auto action = prepare(own);
+    if (!action) return device.answer(call, status::bad_parameter);
+    act_on_tag(device, call, is_meant(request->tag), *action);
+}
+
+std::function<bool(const Tag&)> is_meant(const TagChoice& choice)
+{
+    return [choice](const Tag& tag) { return !tag.state().silent && choice.fits(tag); };
+}
+
+}  // namespace tagwire::sim

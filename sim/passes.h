@@ -1,0 +1,29 @@
+// Inventories of the reader's own accord, pass after pass, each with the field switched on anew.
+#pragma once
+
+#include <memory>
+
+#include "bytes.h"
+#include "singulation.h"
+
+namespace tagwire::sim {
+
+class Device;
+struct Sighting;
+
+class Passes {
+  public:
+    enum class Found { tag, end_of_pass, nobody };
+
+    Found step(Device& device, Time now, const InventoryRule& rule);
+    Sighting sight_heard(Device& device) const;  // after a tag was found
+    void stop(Device& device);
+
+  private:
+    std::unique_ptr<Singulation> pass_;
+};
+
+// By which the reader inventories when no request says otherwise.
+InventoryRule unasked_rule(const Device& device);
+
+}  // namespace tagwire::sim

@@ -1,0 +1,26 @@
+// What a reader does besides reading tags.
+#pragma once
+
+#include "clock.h"
+#include "firmware.h"
+#include "modem.h"
+#include "parameter_tables.h"
+
+namespace tagwire::sim {
+
+struct Services {
+    Services(const ServiceSettings& settings, const std::array<std::uint8_t, 2>& version);
+
+    // What has begun is forgotten; addresses, tables and the marked firmware stay.
+    void restart();
+
+    NetworkSettings network;
+    std::optional<GpsSettings> gps;
+    Clock satellite_clock;
+    RemoteServer server;
+    Modem modem;
+    Firmware firmware;
+    ParameterTables tables;
+};
+
+}  // namespace tagwire::sim
