@@ -1,5 +1,5 @@
-// Every tag command against the virtual reader's tags: what is written can be read, what is locked cannot be changed,
-// and what is killed is gone.
+// Every tag command against the virtual reader's tags: what is written can be read, what is locked cannot be
+// changed, and what is killed is gone.
 #include <algorithm>
 #include <array>
 #include <functional>
