@@ -1,23 +1,14 @@
 // The tool against a virtual reader, both as processes of their own.
-#include "process.h"
+#include "virtual_reader.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <set>
 
 #include <signal.h>
-#include <unistd.h>
-
-#include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
 
 namespace tagwire::tool::test {
 namespace {
-
-using Json = nlohmann::json;
-using Arguments = std::vector<std::string>;
 
 constexpr const char* three_tags = R"(
 [reader]
@@ -53,112 +44,6 @@ antennas = [2]
 constexpr const char* first_epc = "E28011700000020F00000001";
 constexpr const char* second_epc = "E28011700000020F00000002";
 constexpr const char* third_epc = "3034000040C0000400000003";
-
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory()
-    {
-        auto name = (std::filesystem::temp_directory_path() / "tagwire-tool-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
-        path_ = name;
-    }
-    ~TemporaryDirectory()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    std::string write(const std::string& name, const std::string& text) const
-    {
-        const auto path = path_ / name;
-        std::ofstream(path) << text;
-        return path.string();
-    }
-
-  private:
-    std::filesystem::path path_;
-};
-
-// A virtual reader that is ready, and where it is.
-class VirtualReader {
-  public:
-    explicit VirtualReader(const std::string& scenario, Arguments more = {}) : process_(start(scenario, more))
-    {
-        const std::string tcp = "listening on ";
-        const std::string serial = "pty ";
-        while (auto line = process_.next_line()) {
-            if (*line == "ready") return;
-            if (line->starts_with(tcp)) url_ = "tcp://" + line->substr(tcp.size());
-            if (line->starts_with(serial)) url_ = "serial:" + line->substr(serial.size());
-        }
-        throw std::runtime_error("tagwire-sim does not start: " + process_.wait().err);
-    }
-
-    const std::string& url() const { return url_; }
-
-    // Waits for a request with this command code, two digits; needs --trace.
-    bool wait_for_request(const std::string& code)
-    {
-        // 0.012345 #1 07 -> 04 FF 21 19 95: length, address and code follow the arrow.
-        const std::string arrow = "-> ";
-        while (const auto line = process_.next_error_line()) {
-            const auto position = line->find(arrow);
-            if (position == std::string::npos || line->size() < position + 11) continue;
-            if (line->compare(position + arrow.size() + 6, 2, code) == 0) return true;
-        }
-        return false;
-    }
-
-    void end()
-    {
-        process_.send_signal(SIGKILL);
-        process_.wait();
-    }
-
-  private:
-    Process start(const std::string& scenario, Arguments more)
-    {
-        more.push_back("--scenario");
-        more.push_back(directory_.write("reader.toml", scenario));
-        return Process(TAGWIRE_SIM_PATH, more);
-    }
-
-    TemporaryDirectory directory_;
-    Process process_;
-    std::string url_;
-};
-
-Arguments with_reader(const VirtualReader& reader, Arguments arguments)
-{
-    arguments.push_back("--reader");
-    arguments.push_back(reader.url());
-    return arguments;
-}
-
-Ended tool(const VirtualReader& reader, const Arguments& arguments)
-{
-    return run(TAGWIRE_TOOL_PATH, with_reader(reader, arguments));
-}
-
-std::vector<std::string> lines_of(const std::string& text)
-{
-    std::vector<std::string> lines;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const auto end = text.find('\n', begin);
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end == std::string::npos ? text.size() : end + 1;
-    }
-    return lines;
-}
-
-std::vector<Json> objects_of(const std::string& text)
-{
-    std::vector<Json> objects;
-    for (const auto& line : lines_of(text)) objects.push_back(Json::parse(line));
-    return objects;
-}
 
 std::set<std::string> epcs_of(const std::vector<Json>& objects)
 {

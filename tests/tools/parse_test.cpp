@@ -38,6 +38,36 @@ TEST(Hex, FillsBytesFromTheLeft)
     EXPECT_THROW(parse_hex("0x12", "x"), UsageError);
 }
 
+TEST(Units, AreWhole)
+{
+    EXPECT_EQ(parse_units("E2801a00", "--data", 2), (Bytes{0xE2, 0x80, 0x1A, 0}));
+    EXPECT_EQ(parse_units("E2801a", "--data", 1), (Bytes{0xE2, 0x80, 0x1A}));
+    EXPECT_EQ(message_of([] { parse_units("E2801a", "--data", 2); }),
+              "--data 'E2801a' has 6 hexadecimal digits: give 4 for every word");
+    EXPECT_EQ(message_of([] { parse_units("E28", "--data", 1); }),
+              "--data 'E28' has 3 hexadecimal digits: give 2 for every byte");
+    EXPECT_THROW(parse_units("", "--data", 2), UsageError);
+    EXPECT_THROW(parse_units("E28x", "--data", 2), UsageError);
+}
+
+TEST(PasswordText, HasEightDigitsAndIsNotRepeated)
+{
+    EXPECT_EQ(parse_password("12ab00FF", "--password"), (Password{0x12, 0xAB, 0, 0xFF}));
+    for (const auto* const text : {"", "1234567", "123456789", "1234567g", "0x123456"}) {
+        EXPECT_EQ(message_of([&] { parse_password(text, "--password"); }),
+                  "--password is not valid: use 8 hexadecimal digits");
+    }
+}
+
+TEST(Ports, AreBits)
+{
+    EXPECT_EQ(parse_ports("1", "--antennas", 64), 1u);
+    EXPECT_EQ(parse_ports("1,3,2,3", "--antennas", 64), 7u);
+    EXPECT_EQ(parse_ports("64", "--antennas", 64), std::uint64_t{1} << 63);
+    for (const auto* const text : {"", "0", "5", "1,", ",1", "1 2"})
+        EXPECT_THROW(parse_ports(text, "--antennas", 4), UsageError) << text;
+}
+
 TEST(Seconds, MayHaveAFraction)
 {
     EXPECT_EQ(parse_seconds("1"), std::chrono::seconds(1));
@@ -102,13 +132,19 @@ TEST(MaskText, CutsToTheBitsGiven)
     EXPECT_EQ(parse_mask("epc:0:" + std::string(64, 'F') + "/255").data.back(), 0xFE);
 }
 
+TEST(MaskText, CanBeWrittenAgain)
+{
+    EXPECT_EQ(mask_text(parse_mask("1:0x20:e28011/17")), "epc:32:E28000/17");
+    EXPECT_EQ(parse_mask(mask_text(parse_mask("tid:5:ABC"))), parse_mask("tid:5:ABC"));
+}
+
 TEST(MaskText, SaysWhatIsWrong)
 {
     EXPECT_EQ(message_of([] { parse_mask("epc:32"); }),
               "--mask 'epc:32' is not valid: use BANK:BITADDR:HEX or BANK:BITADDR:HEX/BITS");
     EXPECT_THROW(parse_mask(""), UsageError);
     EXPECT_EQ(message_of([] { parse_mask("ecp:32:E2"); }),
-              "mask bank 'ecp' is unknown: use epc, tid, user or 0 to 3");
+              "mask bank 'ecp' is unknown: use reserved, epc, tid, user or a number from 0 to 3");
     EXPECT_EQ(message_of([] { parse_mask("epc:65536:E2"); }),
               "mask bit address '65536' is not valid: use a number from 0 to 65535");
     EXPECT_EQ(message_of([] { parse_mask("epc:32:"); }), "mask data is empty: give hexadecimal digits");

@@ -81,13 +81,13 @@ void close_fd(int& fd)
 }  // namespace
 
 Process::Process(const std::string& program, const std::vector<std::string>& arguments,
-                 const Environment& environment)
+                 const Environment& environment, const std::string& input_file)
 {
     const auto out = make_pipe();
     const auto err = make_pipe();
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input_file.c_str(), O_RDONLY | O_NOCTTY, 0);
     posix_spawn_file_actions_adddup2(&actions, out.write_end, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err.write_end, STDERR_FILENO);
     posix_spawnattr_t attributes;
@@ -166,9 +166,9 @@ Ended Process::wait()
 }
 
 Ended run(const std::string& program, const std::vector<std::string>& arguments,
-          const Process::Environment& environment)
+          const Process::Environment& environment, const std::string& input_file)
 {
-    return Process(program, arguments, environment).wait();
+    return Process(program, arguments, environment, input_file).wait();
 }
 
 }  // namespace tagwire::tool::test

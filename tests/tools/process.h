@@ -22,7 +22,7 @@ class Process {
     using Environment = std::vector<std::string>;  // NAME=VALUE, besides the rest
 
     Process(const std::string& program, const std::vector<std::string>& arguments,
-            const Environment& environment = {});
+            const Environment& environment = {}, const std::string& input_file = "/dev/null");
     // Kills it when it still runs.
     ~Process();
     Process(const Process&) = delete;
@@ -50,6 +50,6 @@ class Process {
 
 // Runs a program to its end.
 Ended run(const std::string& program, const std::vector<std::string>& arguments,
-          const Process::Environment& environment = {});
+          const Process::Environment& environment = {}, const std::string& input_file = "/dev/null");
 
 }  // namespace tagwire::tool::test

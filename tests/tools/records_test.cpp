@@ -137,5 +137,30 @@ TEST(Combining, LeavesAListThatTheReportsDoNotMatch)
     EXPECT_EQ(combine(list, {tag("CC", 1), tag("BB", 1), tag("DD", 1)}), list);
 }
 
+TEST(MixedList, HasAPacketByteBeforeEveryRecord)
+{
+    const auto decoded = decode_list(joined({{0}, plain_record, {1}, phase_record}), 3, RecordLayout::Mixed);
+    ASSERT_EQ(decoded.records.size(), 2u);
+    EXPECT_EQ(decoded.undecoded, 0u);
+    EXPECT_EQ(decoded.records[0].id, "E280001F");
+    EXPECT_EQ(decoded.records[0].item, 0);
+    EXPECT_EQ(decoded.records[1].id, "ABCD");
+    EXPECT_EQ(decoded.records[1].item, 1);
+    EXPECT_EQ(decode_list(Bytes{0}, 3, RecordLayout::Mixed).undecoded, 1u);
+}
+
+TEST(JoinedData, BelongsToTheTagBeforeIt)
+{
+    auto words = tag("CAFE", 1);
+    words.item = 1;
+    const auto tags = join_data({tag("AA", 1), words, tag("BB", 2), tag("CC", 2), words});
+    ASSERT_EQ(tags.size(), 3u);
+    EXPECT_EQ(tags[0].data, "CAFE");
+    EXPECT_EQ(tags[1].data, std::nullopt);
+    EXPECT_EQ(tags[2].id, "CC");
+    EXPECT_EQ(tags[2].data, "CAFE");
+    EXPECT_EQ(join_data({words}).size(), 1u);
+}
+
 }  // namespace
 }  // namespace tagwire::tool

@@ -10,9 +10,31 @@
 namespace tagwire::tool {
 namespace {
 
-constexpr std::array operations{Operation::Open,          Operation::Close,     Operation::Information,
-                                Operation::ModuleDetails, Operation::Inventory, Operation::StartRead,
-                                Operation::StopRead};
+constexpr std::array operations{Operation::Open,
+                                Operation::Close,
+                                Operation::Information,
+                                Operation::ModuleDetails,
+                                Operation::Inventory,
+                                Operation::StartRead,
+                                Operation::StopRead,
+                                Operation::SelectFilter,
+                                Operation::BufferInventory,
+                                Operation::BufferRead,
+                                Operation::BufferControl,
+                                Operation::ListSearch,
+                                Operation::ReadMemory,
+                                Operation::WriteMemory,
+                                Operation::WriteEpc,
+                                Operation::EraseMemory,
+                                Operation::LockMemory,
+                                Operation::CheckLock,
+                                Operation::KillTag,
+                                Operation::Privacy,
+                                Operation::Eas,
+                                Operation::Qt,
+                                Operation::Untraceable,
+                                Operation::ProtectedMode,
+                                Operation::Authenticate};
 
 // TAGWIRE_INVENTORY_NO_TAG is the number of TAGWIRE_NO_DATA.
 constexpr std::array<int, 18> named_codes{TAGWIRE_OK,
@@ -84,6 +106,45 @@ TEST(ResultText, PassesOnTheStatusOfAReader)
               "starting to read: the reader on /dev/ttyUSB0 answered with its own status 0x26 (38): see the "
               "reader's "
               "manual");
+}
+
+TEST(ResultText, DiffersBetweenOperations)
+{
+    std::map<std::string, int> seen;
+    for (const auto operation : operations) ++seen[result_text(TAGWIRE_BAD_CRC, operation, network)];
+    EXPECT_EQ(seen.size(), operations.size());
+}
+
+TEST(ResultText, KnowsWhatReadersSayAboutATag)
+{
+    EXPECT_EQ(result_text(5, Operation::LockMemory, serial),
+              "locking memory: the reader on /dev/ttyUSB0 says that the password is wrong (5): check the "
+              "password; too many wrong ones may block a tag for a while");
+    EXPECT_EQ(result_text(251, Operation::KillTag, serial),
+              "killing the tag: no such tag answered the reader on /dev/ttyUSB0 (251): is the tag close to "
+              "the antenna, and its ID or mask right? see tagwire inventory");
+    EXPECT_EQ(result_text(5, Operation::SelectFilter, serial).find("password"), std::string::npos);
+}
+
+TEST(TagErrorText, SaysWhyATagRefused)
+{
+    EXPECT_EQ(result_text(TagResult{252, 4}, Operation::WriteMemory, serial),
+              "writing memory: the tag refused, the memory is locked (252, tag error 4): give the access "
+              "password; a permanent lock stays");
+    EXPECT_EQ(result_text(TagResult{252, 0x80}, Operation::ReadMemory, serial),
+              "reading memory: the tag refused, with an error code of its own (252, tag error 128): see the "
+              "tag's data sheet");
+    EXPECT_EQ(result_text(TagResult{48, -1}, Operation::ReadMemory, serial),
+              result_text(48, Operation::ReadMemory, serial));
+}
+
+TEST(TagErrorText, DiffersBetweenAllCodes)
+{
+    std::map<std::string, int> seen;
+    for (const int code : {0, 1, 2, 3, 4, 5, 6, 7, 8, 0x0B, 0x0F, 0x20}) {
+        const auto text = result_text(TagResult{252, code}, Operation::WriteMemory, network);
+        EXPECT_TRUE(seen.emplace(text.substr(0, text.find(" (")), code).second) << text;
+    }
 }
 
 }  // namespace

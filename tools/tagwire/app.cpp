@@ -65,11 +65,32 @@ Application::Application()
     add_information_commands(*this);
     add_inventory_commands(*this);
     add_watch_commands(*this);
+    add_memory_commands(*this);
+    add_security_commands(*this);
+    add_feature_commands(*this);
+    add_select_commands(*this);
+    add_buffer_commands(*this);
+    add_iso6b_commands(*this);
+    add_gb_commands(*this);
 }
 
 CLI::App& Application::add_command(const std::string& name, const std::string& description, Prepare prepare)
 {
-    auto* const command = app_.add_subcommand(name, description);
+    return add_command(app_, name, description, std::move(prepare));
+}
+
+CLI::App& Application::add_group(const std::string& name, const std::string& description)
+{
+    auto* const group = app_.add_subcommand(name, description);
+    group->fallthrough();
+    group->require_subcommand(1);
+    return *group;
+}
+
+CLI::App& Application::add_command(CLI::App& group, const std::string& name, const std::string& description,
+                                   Prepare prepare)
+{
+    auto* const command = group.add_subcommand(name, description);
     command->fallthrough();
     command->callback([this, prepare = std::move(prepare)] { chosen_ = prepare; });
     return *command;

@@ -45,6 +45,10 @@ class Application {
 
     // A new command. Its options belong to the caller; `prepare` runs when the command was chosen.
     CLI::App& add_command(const std::string& name, const std::string& description, Prepare prepare);
+    // A command of commands, and a command in it.
+    CLI::App& add_group(const std::string& name, const std::string& description);
+    CLI::App& add_command(CLI::App& group, const std::string& name, const std::string& description,
+                          Prepare prepare);
 
     int run(int argc, const char* const* argv);
 

@@ -68,6 +68,11 @@ void ReaderConnection::require_success(int code, Operation operation) const
     if (code != TAGWIRE_OK) throw Failure(text(code, operation));
 }
 
+void ReaderConnection::require_success(const TagResult& result, Operation operation) const
+{
+    if (!result.is_success()) throw Failure(text(result, operation));
+}
+
 int ReaderConnection::open()
 {
     switch (url_.link) {

@@ -24,8 +24,13 @@ class ReaderConnection {
     const ReaderUrl& url() const { return url_; }
 
     std::string text(int code, Operation operation) const { return result_text(code, operation, url_); }
-    // Throws Failure unless the code is 0.
+    std::string text(const TagResult& result, Operation operation) const
+    {
+        return result_text(result, operation, url_);
+    }
+    // Throw Failure unless the code is 0.
     void require_success(int code, Operation operation) const;
+    void require_success(const TagResult& result, Operation operation) const;
 
     // Returns the result of the library.
     int close();

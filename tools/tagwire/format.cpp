@@ -42,20 +42,23 @@ std::string_view shown_id(std::string_view id) { return id.empty() ? "-" : id; }
 
 std::string tag_line(const TagRow& row)
 {
-    return fmt::format("{}  reads {}{}", reading_text(row.latest), row.reads, phase_text(row.latest));
+    const auto& tag = row.latest;
+    return fmt::format("{}  reads {}{}{}", reading_text(tag), row.reads, phase_text(tag),
+                       tag.data ? "  data " + *tag.data : "");
 }
 
-Json tag_json(const TagRow& row)
+Json tag_json(const TagRow& row, const std::string& id_key)
 {
     Json object;
     object["type"] = "tag";
-    object["epc"] = row.latest.id;
+    object[id_key] = row.latest.id;
     object["antenna"] = row.latest.antenna;
     object["rssi"] = row.latest.rssi;
     object["reads"] = row.reads;
     object["first_seen"] = timestamp_text(row.first.wall);
     object["last_seen"] = timestamp_text(row.last.wall);
     add_phase(object, row.latest);
+    if (row.latest.data) object["data"] = *row.latest.data;
     return object;
 }
 

@@ -21,7 +21,7 @@ std::string json_line(const Json& object);
 std::string_view shown_id(std::string_view id);
 
 std::string tag_line(const TagRow& row);
-Json tag_json(const TagRow& row);
+Json tag_json(const TagRow& row, const std::string& id_key = "epc");
 
 std::string report_line(const Report& report);
 Json report_json(const Report& report);

@@ -1,5 +1,6 @@
 #include "parse.h"
 
+#include "bytes.h"
 #include "errors.h"
 
 #include <charconv>
@@ -39,15 +40,6 @@ std::pair<std::string_view, std::optional<std::string_view>> split(std::string_v
     return {text.substr(0, position), text.substr(position + 1)};
 }
 
-std::uint8_t parse_bank(std::string_view text)
-{
-    if (text == "epc" || text == "1") return 1;
-    if (text == "tid" || text == "2") return 2;
-    if (text == "user" || text == "3") return 3;
-    if (text == "0") return 0;
-    throw UsageError(fmt::format("mask bank '{}' is unknown: use epc, tid, user or 0 to 3", text));
-}
-
 void keep_first_bits(std::vector<std::uint8_t>& data, std::size_t bits)
 {
     data.resize((bits + 7) / 8);
@@ -79,6 +71,27 @@ std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what
         bytes[i / 2] = static_cast<std::uint8_t>(bytes[i / 2] | *digit << shift);
     }
     return bytes;
+}
+
+std::vector<std::uint8_t> parse_units(std::string_view text, std::string_view what, std::size_t unit_bytes)
+{
+    auto bytes = parse_hex(text, what);
+    if (text.size() % (2 * unit_bytes) == 0) return bytes;
+    throw UsageError(fmt::format("{} '{}' has {} hexadecimal digits: give {} for every {}", what, text,
+                                 text.size(), 2 * unit_bytes, unit_bytes == 1 ? "byte" : "word"));
+}
+
+Password parse_password(std::string_view text, std::string_view what)
+{
+    Password password{};
+    if (text.size() != 2 * password.size())
+        throw UsageError(fmt::format("{} is not valid: use 8 hexadecimal digits", what));
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto digit = hex_digit(text[i]);
+        if (!digit) throw UsageError(fmt::format("{} is not valid: use 8 hexadecimal digits", what));
+        password[i / 2] = static_cast<std::uint8_t>(password[i / 2] << 4 | *digit);
+    }
+    return password;
 }
 
 std::chrono::milliseconds parse_seconds(std::string_view text)
@@ -114,7 +127,7 @@ std::uint8_t parse_scan_time(std::string_view text)
     return static_cast<std::uint8_t>((parse_number(text, "--scan-time", 1, 25500) + 99) / 100);
 }
 
-Mask parse_mask(std::string_view text)
+Mask parse_mask(std::string_view text, const NameSet& banks)
 {
     constexpr std::size_t most_bits = 255;
     const auto [bank, after_bank] = split(text, ':');
@@ -126,7 +139,7 @@ Mask parse_mask(std::string_view text)
     const auto [digits, count] = split(*value, '/');
 
     Mask mask;
-    mask.bank = parse_bank(bank);
+    mask.bank = parse_name(bank, "mask bank", banks);
     mask.bit_address = static_cast<std::uint16_t>(parse_number(address, "mask bit address", 0, 65535));
     mask.data = parse_hex(digits, "mask data");
     const auto given = digits.size() * 4;
@@ -138,6 +151,23 @@ Mask parse_mask(std::string_view text)
     mask.bits = static_cast<std::uint8_t>(count ? parse_number(*count, "mask bit count", 1, highest) : given);
     keep_first_bits(mask.data, mask.bits);
     return mask;
+}
+
+std::string mask_text(const Mask& mask, const NameSet& banks)
+{
+    return fmt::format("{}:{}:{}/{}", name_text(mask.bank, banks), mask.bit_address, hex_text(mask.data),
+                       mask.bits);
+}
+
+std::uint64_t parse_ports(std::string_view text, std::string_view what, std::uint32_t highest)
+{
+    std::uint64_t ports = 0;
+    for (std::optional<std::string_view> rest = text; rest;) {
+        const auto [port, more] = split(*rest, ',');
+        ports |= std::uint64_t{1} << (parse_number(port, what, 1, highest) - 1);
+        rest = more;
+    }
+    return ports;
 }
 
 WordRange parse_tid_range(std::string_view text)

@@ -2,10 +2,15 @@
 // values.
 #pragma once
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
+
+#include "names.h"
 
 namespace tagwire::tool {
 
@@ -15,6 +20,14 @@ std::uint32_t parse_number(std::string_view text, std::string_view what, std::ui
 
 // Any number of hexadecimal digits but none; an odd last digit becomes the high half of the last byte.
 std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what);
+
+// The same in whole units of so many bytes: "words" of 2, "bytes" of 1.
+std::vector<std::uint8_t> parse_units(std::string_view text, std::string_view what, std::size_t unit_bytes);
+
+using Password = std::array<std::uint8_t, 4>;
+
+// 8 hexadecimal digits.
+Password parse_password(std::string_view text, std::string_view what);
 
 // Seconds with an optional fraction, more than none.
 std::chrono::milliseconds parse_seconds(std::string_view text);
@@ -33,15 +46,23 @@ struct Mask {
     std::uint16_t bit_address = 0;
     std::uint8_t bits = 0;
     std::vector<std::uint8_t> data;  // as many bytes as the bits need, the unused bits of the last one zero
+
+    bool operator==(const Mask&) const = default;
 };
 
 // BANK:BITADDR:HEX[/BITS], for example epc:32:E280/16.
-Mask parse_mask(std::string_view text);
+Mask parse_mask(std::string_view text, const NameSet& banks = gen2_banks);
+
+// The same text again, always with its bits.
+std::string mask_text(const Mask& mask, const NameSet& banks = gen2_banks);
 
 struct WordRange {
     std::uint8_t first = 0;
     std::uint8_t count = 6;
 };
+
+// Ports counted from 1 and separated by commas, as bits: bit 0 is port 1.
+std::uint64_t parse_ports(std::string_view text, std::string_view what, std::uint32_t highest);
 
 // ADR:WORDS, for example 0:6.
 WordRange parse_tid_range(std::string_view text);

@@ -1,7 +1,8 @@
 #include "records.h"
 
+#include "bytes.h"
+
 #include <algorithm>
-#include <string_view>
 
 namespace tagwire::tool {
 
@@ -9,21 +10,10 @@ namespace {
 
 constexpr std::uint8_t length_bits = 0x3F;
 constexpr std::uint8_t phase_flag = 0x40;
+constexpr std::uint8_t item_bits = 0x03;  // of the packet byte
 constexpr std::uint8_t extended_phase_flag = 0x10;
 constexpr int extended_kind = 2;
 constexpr std::size_t phase_bytes = 7;
-
-std::string hex_text(std::span<const std::uint8_t> bytes)
-{
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const auto byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 0x0F];
-    }
-    return text;
-}
 
 Phase decode_phase(std::span<const std::uint8_t, phase_bytes> block)
 {
@@ -36,20 +26,23 @@ Phase decode_phase(std::span<const std::uint8_t, phase_bytes> block)
 
 }  // namespace
 
-DecodedList decode_list(std::span<const std::uint8_t> list, std::uint8_t antenna)
+DecodedList decode_list(std::span<const std::uint8_t> list, std::uint8_t antenna, RecordLayout layout)
 {
+    const std::size_t lead = layout == RecordLayout::Mixed ? 1 : 0;
     DecodedList decoded;
-    while (!list.empty()) {
-        const std::size_t id_bytes = list[0] & length_bits;
-        const bool has_phase = (list[0] & phase_flag) != 0;
-        const auto record_bytes = 1 + id_bytes + 1 + (has_phase ? phase_bytes : 0);
+    while (list.size() > lead) {
+        const std::size_t id_bytes = list[lead] & length_bits;
+        const bool has_phase = (list[lead] & phase_flag) != 0;
+        const auto id_at = lead + 1;
+        const auto record_bytes = id_at + id_bytes + 1 + (has_phase ? phase_bytes : 0);
         if (list.size() < record_bytes) break;
 
         TagRecord record;
-        record.id = hex_text(list.subspan(1, id_bytes));
+        record.id = hex_text(list.subspan(id_at, id_bytes));
         record.antenna = antenna;
-        record.rssi = list[1 + id_bytes];
-        if (has_phase) record.phase = decode_phase(list.subspan(2 + id_bytes).first<phase_bytes>());
+        record.rssi = list[id_at + id_bytes];
+        if (lead != 0) record.item = list[0] & item_bits;
+        if (has_phase) record.phase = decode_phase(list.subspan(id_at + id_bytes + 1).first<phase_bytes>());
         decoded.records.push_back(std::move(record));
         list = list.subspan(record_bytes);
     }
@@ -65,6 +58,7 @@ TagRecord record_from_report(const RFIDTag& report, int kind)
     record.id = report.UID;
     record.antenna = report.ANT;
     record.rssi = report.RSSI;
+    record.item = report.PacketParam & item_bits;
     if (has_phase) {
         record.phase = Phase{static_cast<std::uint16_t>(report.phase_begin),
                              static_cast<std::uint16_t>(report.phase_end), report.Freqkhz};
@@ -81,6 +75,19 @@ std::vector<TagRecord> combine(std::vector<TagRecord> list, const std::vector<Ta
     }
     for (std::size_t i = both; i < reports.size(); ++i) list.push_back(reports[i]);
     return list;
+}
+
+std::vector<TagRecord> join_data(const std::vector<TagRecord>& records)
+{
+    std::vector<TagRecord> tags;
+    for (const auto& record : records) {
+        if (record.item == 0 || tags.empty()) {
+            tags.push_back(record);
+        } else {
+            tags.back().data = record.id;
+        }
+    }
+    return tags;
 }
 
 }  // namespace tagwire::tool

@@ -25,6 +25,8 @@ struct TagRecord {
     std::uint8_t antenna = 0;
     std::uint8_t rssi = 0;
     std::optional<Phase> phase;
+    std::uint8_t item = 0;              // of mixed inventories: not 0 for words that belong to the tag before
+    std::optional<std::string> data{};  // hexadecimal; such words, once they are joined
 
     bool operator==(const TagRecord&) const = default;
 };
@@ -34,13 +36,20 @@ struct DecodedList {
     std::size_t undecoded = 0;  // bytes at the end that make no whole record
 };
 
-// The records of an inventory whose records begin with their length byte, all with the antenna given.
-DecodedList decode_list(std::span<const std::uint8_t> list, std::uint8_t antenna);
+// Whether a packet byte precedes the length byte of every record.
+enum class RecordLayout { Plain, Mixed };
+
+// The records of an inventory, all with the antenna given.
+DecodedList decode_list(std::span<const std::uint8_t> list, std::uint8_t antenna,
+                        RecordLayout layout = RecordLayout::Plain);
 
 TagRecord record_from_report(const RFIDTag& report, int kind);
 
 // A list carries one antenna for all of its records, the reports of the same inventory carry one each. Takes
 // the antennas, and the records that the list had no room for, from the reports.
 std::vector<TagRecord> combine(std::vector<TagRecord> list, const std::vector<TagRecord>& reports);
+
+// The records of tags, with the words that followed them as their data.
+std::vector<TagRecord> join_data(const std::vector<TagRecord>& records);
 
 }  // namespace tagwire::tool

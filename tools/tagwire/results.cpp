@@ -17,6 +17,7 @@ struct Situation {
     int code;
     std::optional<Operation> operation;
     std::optional<Link> link;
+    bool of_a_tag = false;
 };
 
 // {place} is where the reader is, {task} what was being done.
@@ -25,6 +26,9 @@ struct Entry {
     std::string_view what;
     std::string_view advice;
 };
+
+// Status of the reader for commands that carry a password.
+constexpr int wrong_password = 0x05;
 
 // The first entry that fits wins: particular cases come before general ones.
 constexpr std::array entries{
@@ -51,6 +55,9 @@ constexpr std::array entries{
     Entry{{TAGWIRE_NO_ANSWER, Operation::StopRead, {}},
           "{task}: the reader {place} did not confirm the stop",
           "it may be gone, or may still be reading: check power and cable"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::BufferRead, {}},
+          "{task}: no complete answer from the reader {place} in time",
+          "not every reader has a buffer; is it powered and the cable in place?"},
     Entry{{TAGWIRE_NO_ANSWER, {}, {}},
           "{task}: no answer from the reader {place} in time",
           "is it powered and the cable in place?"},
@@ -88,6 +95,15 @@ constexpr std::array entries{
     Entry{{TAGWIRE_NO_DATA, Operation::Inventory, {}},
           "{task}: no tag answered the reader {place}",
           "bring a tag closer to the antenna; a larger --q helps when there are many"},
+    Entry{{TAGWIRE_NO_DATA, {}, {}, true},
+          "{task}: no such tag answered the reader {place}",
+          "is the tag close to the antenna, and its ID or mask right? see tagwire inventory"},
+    Entry{{TAGWIRE_NO_DATA, Operation::ListSearch, {}},
+          "{task}: no tag answered the reader {place}",
+          "bring the tags closer to the antenna"},
+    Entry{{TAGWIRE_NO_DATA, Operation::BufferInventory, {}},
+          "{task}: no tag answered the reader {place}",
+          "bring a tag closer to the antenna; a larger --q helps when there are many"},
     Entry{{TAGWIRE_NO_DATA, {}, {}}, "{task}: the reader {place} had nothing to deliver", "try again later"},
     Entry{{TAGWIRE_TAG_ERROR, {}, {}},
           "{task}: the tag refused, says the reader {place}",
@@ -108,15 +124,43 @@ constexpr std::array entries{
     Entry{{TAGWIRE_INVENTORY_ANTENNA, {}, {}},
           "{task}: the antenna check of the reader {place} failed",
           "is an antenna connected to this port? choose another with --antenna"},
+    Entry{{TAGWIRE_INVENTORY_UNKNOWN, Operation::BufferRead, {}},
+          "{task}: the buffer of the reader {place} is empty, or it has none",
+          "fill it with tagwire buffer inventory"},
     Entry{{TAGWIRE_INVENTORY_UNKNOWN, {}, {}},
           "{task}: the reader {place} does not know this command",
           "its firmware may be too old: see tagwire info"},
+    Entry{{wrong_password, {}, {}, true},
+          "{task}: the reader {place} says that the password is wrong",
+          "check the password; too many wrong ones may block a tag for a while"},
+};
+
+struct TagErrorEntry {
+    int code;
+    std::string_view what;
+    std::string_view advice;
+};
+
+// The error codes that the air interface gives to tags.
+constexpr std::array tag_errors{
+    TagErrorEntry{0x00, "for a reason it has no code for",
+                  "check the command, the password and the tag's lock"},
+    TagErrorEntry{0x01, "it does not support this", "this kind of tag cannot do it"},
+    TagErrorEntry{0x02, "it needs a password with more rights", "give the right password"},
+    TagErrorEntry{0x03, "it has no such memory", "check bank, first word and count"},
+    TagErrorEntry{0x04, "the memory is locked", "give the access password; a permanent lock stays"},
+    TagErrorEntry{0x05, "its cryptographic suite reports an error", "check the fields of the command"},
+    TagErrorEntry{0x06, "the command has to be encapsulated", "this kind of tag cannot do it this way"},
+    TagErrorEntry{0x07, "its response buffer is too small", "ask for less at once"},
+    TagErrorEntry{0x08, "it waits because of wrong passwords", "try again in a while"},
+    TagErrorEntry{0x0B, "it has too little power", "bring it closer to the antenna, or raise the power"},
+    TagErrorEntry{0x0F, "it does not say why", "bring it closer to the antenna and try again"},
 };
 
 bool fits(const Situation& when, int code, Operation operation, Link link)
 {
     return when.code == code && when.operation.value_or(operation) == operation &&
-           when.link.value_or(link) == link;
+           when.link.value_or(link) == link && (!when.of_a_tag || operation >= Operation::ReadMemory);
 }
 
 std::string_view task_name(Operation operation)
@@ -129,6 +173,24 @@ std::string_view task_name(Operation operation)
     case Operation::Inventory: return "inventory";
     case Operation::StartRead: return "starting to read";
     case Operation::StopRead: return "stopping to read";
+    case Operation::SelectFilter: return "select filter";
+    case Operation::BufferInventory: return "inventory into the buffer";
+    case Operation::BufferRead: return "reading the buffer";
+    case Operation::BufferControl: return "reader's buffer";
+    case Operation::ListSearch: return "search by list";
+    case Operation::ReadMemory: return "reading memory";
+    case Operation::WriteMemory: return "writing memory";
+    case Operation::WriteEpc: return "writing the EPC";
+    case Operation::EraseMemory: return "erasing memory";
+    case Operation::LockMemory: return "locking memory";
+    case Operation::CheckLock: return "asking for the lock";
+    case Operation::KillTag: return "killing the tag";
+    case Operation::Privacy: return "privacy";
+    case Operation::Eas: return "EAS command";
+    case Operation::Qt: return "QT control";
+    case Operation::Untraceable: return "untraceable";
+    case Operation::ProtectedMode: return "protected mode";
+    case Operation::Authenticate: return "authenticate";
     }
     return "command";
 }
@@ -149,6 +211,18 @@ std::string result_text(int code, Operation operation, const ReaderUrl& reader)
     const auto what =
         fmt::format(fmt::runtime(entry->what), fmt::arg("task", task), fmt::arg("place", reader.place()));
     return fmt::format("{} ({}): {}", what, code, entry->advice);
+}
+
+std::string result_text(const TagResult& result, Operation operation, const ReaderUrl& reader)
+{
+    if (result.code != TAGWIRE_TAG_ERROR) return result_text(result.code, operation, reader);
+    const auto* const entry =
+        std::find_if(tag_errors.begin(), tag_errors.end(),
+                     [&](const TagErrorEntry& candidate) { return candidate.code == result.tag_error; });
+    const bool known = entry != tag_errors.end();
+    return fmt::format("{}: the tag refused, {} ({}, tag error {}): {}", task_name(operation),
+                       known ? entry->what : "with an error code of its own", result.code, result.tag_error,
+                       known ? entry->advice : "see the tag's data sheet");
 }
 
 }  // namespace tagwire::tool

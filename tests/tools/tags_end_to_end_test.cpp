@@ -1,0 +1,626 @@
+// Commands for single tags and for the reader's buffer against a virtual reader.
+#include "virtual_reader.h"
+
+#include <map>
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace tagwire::tool::test {
+namespace {
+
+constexpr const char* open_epc = "E28011700000020F00000001";
+constexpr const char* secured_epc = "E28011700000020F00000002";
+constexpr const char* long_epc = "3034000040C00004000000033034000040C0000400000003";
+constexpr const char* password = "12345678";
+constexpr std::size_t user_words = 600;
+
+std::string zeros(std::size_t words) { return std::string(4 * words, '0'); }
+
+// Words that all differ: 1000, 1001 ...
+std::string numbered(std::size_t words)
+{
+    std::string text;
+    for (std::size_t i = 0; i < words; ++i) text += std::to_string(1000 + i);
+    return text;
+}
+
+std::string gen2_scenario()
+{
+    return R"(
+[reader]
+air_time = 0
+antennas = 2
+
+[[tag]]
+epc = "E28011700000020F00000001"
+tid = "E28011602000000100000001"
+kill_password = "87654321"
+user = ")" +
+           zeros(user_words) +
+           R"("
+
+[[tag]]
+epc = "E28011700000020F00000002"
+tid = "E28011602000000100000002"
+access_password = "12345678"
+kill_password = "87654321"
+locks = "22030"
+user = ")" +
+           zeros(64) +
+           R"("
+antennas = [2]
+
+[[tag]]
+epc = "3034000040C00004000000033034000040C0000400000003"
+tid = "E28011602000000100000003"
+epc_words = 31
+user = ")" +
+           zeros(200) + "\"\n";
+}
+
+Arguments joined(Arguments first, const Arguments& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+// Runs the tool with --json and expects one object and this exit code.
+Json json_of(const VirtualReader& reader, const Arguments& arguments, int exit_code = 0)
+{
+    const auto ended = tool(reader, joined(arguments, {"--json"}));
+    EXPECT_EQ(ended.exit_code, exit_code) << ended.err;
+    const auto objects = objects_of(ended.out);
+    EXPECT_EQ(objects.size(), 1u) << ended.out;
+    return objects.empty() ? Json::object() : objects[0];
+}
+
+std::vector<Json> list_of(const VirtualReader& reader, const Arguments& arguments)
+{
+    const auto ended = tool(reader, joined(arguments, {"--json"}));
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    return objects_of(ended.out);
+}
+
+std::set<std::string> values_of(const std::vector<Json>& objects, const char* key)
+{
+    std::set<std::string> values;
+    for (const auto& object : objects) values.insert(object[key].get<std::string>());
+    return values;
+}
+
+void expect_failure(const Ended& ended, const std::string& message)
+{
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find(message), std::string::npos) << ended.err;
+}
+
+class Gen2EndToEnd : public testing::Test {
+  protected:
+    std::string read(const char* epc, const char* bank, std::size_t word, std::size_t count,
+                     const Arguments& more = {})
+    {
+        const auto ended = tool(reader, joined({"read", "--epc", epc, "--bank", bank, "--word",
+                                                std::to_string(word), "--count", std::to_string(count)},
+                                               more));
+        EXPECT_EQ(ended.exit_code, 0) << ended.err;
+        return ended.out.substr(0, ended.out.find('\n'));
+    }
+    Ended write(const char* epc, const char* bank, const std::string& data, const Arguments& more = {})
+    {
+        return tool(reader, joined({"write", "--epc", epc, "--bank", bank, "--data", data}, more));
+    }
+
+    VirtualReader reader{gen2_scenario()};
+};
+
+TEST_F(Gen2EndToEnd, ReadsByEpcAndByMask)
+{
+    EXPECT_EQ(read(open_epc, "tid", 0, 6), "E28011602000000100000001");
+    const auto object =
+        json_of(reader, {"read", "--mask", "tid:80:0002", "--bank", "epc", "--word", "2", "--count", "6"});
+    EXPECT_EQ(object["type"], "read");
+    EXPECT_EQ(object["mask"], "tid:80:0002/16");
+    EXPECT_EQ(object["bank"], "epc");
+    EXPECT_EQ(object["first_word"], 2);
+    EXPECT_EQ(object["data"], secured_epc);
+    EXPECT_EQ(object["complete"], true);
+}
+
+TEST_F(Gen2EndToEnd, WritesOneFrameAndVerifies)
+{
+    const auto ended = write(open_epc, "user", "CAFE0123", {"--word", "4", "--verify"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(ended.out, "2 words of user written (4-5) and read back\n");
+    EXPECT_EQ(ended.err, "");
+    EXPECT_EQ(read(open_epc, "user", 3, 4), "0000CAFE01230000");
+}
+
+TEST_F(Gen2EndToEnd, WritesAndReadsLongDataInPieces)
+{
+    const auto data = numbered(user_words);
+    for (const auto& more : std::vector<Arguments>{{}, {"--block", "--chunk", "255"}}) {
+        const auto object = json_of(
+            reader, joined({"write", "--epc", open_epc, "--bank", "user", "--data", data, "--verify"}, more));
+        EXPECT_EQ(object["complete"], true);
+        EXPECT_EQ(object["verified"], true);
+        EXPECT_EQ(object["written"], Json::parse(R"([{"first":0,"count":600}])"));
+        EXPECT_EQ(read(open_epc, "user", 0, user_words), data);
+        EXPECT_EQ(tool(reader, {"erase", "--epc", open_epc, "--bank", "user", "--count", "255"}).out,
+                  "255 words of user erased from word 0 on\n");
+        EXPECT_EQ(read(open_epc, "user", 0, user_words), zeros(255) + data.substr(4 * 255));
+    }
+}
+
+TEST_F(Gen2EndToEnd, ChoosesPiecesThatFitALongName)
+{
+    const auto data = numbered(200);
+    EXPECT_EQ(write(long_epc, "user", data, {"--chunk", "255", "--verify"}).exit_code, 0);
+    EXPECT_EQ(read(long_epc, "user", 0, 200), data);
+    const auto ended = tool(reader, {"write", "--mask", std::string("epc:32:") + long_epc, "--bank", "user",
+                                     "--data", zeros(200), "--chunk", "255", "--verify"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(read(long_epc, "user", 0, 200), zeros(200));
+}
+
+TEST_F(Gen2EndToEnd, FollowsAMaskThatItOverwrites)
+{
+    ASSERT_EQ(write(open_epc, "user", "CAFE").exit_code, 0);
+    const auto ended = tool(
+        reader, {"write", "--mask", "user:0:CAFE", "--bank", "user", "--data", numbered(100), "--verify"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(read(open_epc, "user", 0, 100), numbered(100));
+}
+
+TEST_F(Gen2EndToEnd, TakesAndGivesRawBytes)
+{
+    const TemporaryDirectory directory;
+    const auto path = directory.write("data.bin", "hello!");
+    EXPECT_EQ(tool(reader, {"write", "--epc", open_epc, "--bank", "user", "--file", path}).exit_code, 0);
+    EXPECT_EQ(read(open_epc, "user", 0, 3), "68656C6C6F21");
+    const auto input = directory.write("input", "HELLO?");
+    EXPECT_EQ(tool(reader, {"write", "--epc", open_epc, "--bank", "user", "--file", "-"}, input).exit_code,
+              0);
+    const Arguments read_out{"read", "--epc", open_epc, "--bank", "user", "--count", "3", "--file"};
+    EXPECT_EQ(tool(reader, joined(read_out, {"-"})).out, "HELLO?");
+    EXPECT_EQ(tool(reader, joined(read_out, {directory.path_of("out.bin")})).out, "");
+    EXPECT_EQ(directory.read("out.bin"), "HELLO?");
+    expect_failure(tool(reader, joined(read_out, {directory.path_of("no/out.bin")})),
+                   "cannot be written: No such file");
+}
+
+TEST_F(Gen2EndToEnd, FindsTheTagAgainUnderThePasswordItWrote)
+{
+    EXPECT_EQ(write(open_epc, "reserved", "ABCD1234", {"--word", "2", "--verify"}).exit_code, 0);
+    EXPECT_EQ(read(open_epc, "reserved", 2, 2, {"--password", "ABCD1234"}), "ABCD1234");
+}
+
+TEST_F(Gen2EndToEnd, SaysInWordsWhatWentWrong)
+{
+    expect_failure(tool(reader, {"read", "--epc", "E2801170", "--bank", "user", "--count", "1"}),
+                   "reading memory: no such tag answered the reader at 127.0.0.1");
+    expect_failure(tool(reader, {"read", "--epc", open_epc, "--bank", "tid", "--word", "6", "--count", "1"}),
+                   "it has no such memory (252, tag error 3): check bank, first word and count");
+    expect_failure(write(secured_epc, "user", "1234", {"--password", "11111111"}),
+                   "says that the password is wrong (5)");
+    expect_failure(write(open_epc, "tid", "1234"), "the memory is locked (252, tag error 4)");
+    expect_failure(write(open_epc, "tid", "1234"), "not written: words 0");
+}
+
+TEST_F(Gen2EndToEnd, ShowsThePartThatItCouldRead)
+{
+    const auto ended =
+        tool(reader, {"read", "--epc", open_epc, "--bank", "user", "--word", "400", "--count", "250"});
+    expect_failure(ended, "no such memory");
+    EXPECT_EQ(ended.out, zeros(125) + "\n");
+    EXPECT_NE(ended.err.find("\nread: words 400-524\nnot read: words 525-649\n"), std::string::npos)
+        << ended.err;
+}
+
+TEST_F(Gen2EndToEnd, GivesATagANewEpc)
+{
+    // The upper five bits of the control word are its length.
+    ASSERT_EQ(write(open_epc, "epc", "3234", {"--word", "1", "--verify"}).exit_code, 0);
+    const auto ended = tool(reader, {"write-epc", "AAAABBBB", "--epc", open_epc, "--verify"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(ended.out, "3 words of epc written (1-3) and read back\n");
+    EXPECT_EQ(read("AAAABBBB", "epc", 1, 3), "1234AAAABBBB");
+
+    const auto longer =
+        json_of(reader, {"write-epc", "000100020003000400050006", "--mask", "epc:32:AAAA", "--verify"});
+    EXPECT_EQ(longer["type"], "write-epc");
+    EXPECT_EQ(longer["new_epc"], "000100020003000400050006");
+    EXPECT_EQ(longer["mask"], "epc:32:AAAA/16");
+    EXPECT_EQ(longer["verified"], true);
+    EXPECT_EQ(read("000100020003000400050006", "epc", 1, 2), "32340001");
+}
+
+TEST_F(Gen2EndToEnd, GivesWhicheverTagANewEpc)
+{
+    const auto object = json_of(reader, {"write-epc", "CCCC", "--any", "--verify"});
+    EXPECT_EQ(object["any"], true);
+    EXPECT_EQ(object["verified"], true);
+    EXPECT_EQ(read("CCCC", "tid", 0, 6), "E28011602000000100000001");
+}
+
+TEST_F(Gen2EndToEnd, LocksAndUnlocks)
+{
+    const Arguments lock{"lock", "--epc", secured_epc, "--area", "user"};
+    expect_failure(tool(reader, joined(lock, {"--protection", "protected"})), "(252, tag error 2)");
+    const auto locked = json_of(reader, joined(lock, {"--protection", "protected", "--password", password}));
+    EXPECT_EQ(locked, Json::parse(R"({"type":"lock","epc":"E28011700000020F00000002","area":"user",)"
+                                  R"("protection":"protected"})"));
+    expect_failure(write(secured_epc, "user", "1234"), "the memory is locked");
+    EXPECT_EQ(write(secured_epc, "user", "1234", {"--password", password}).exit_code, 0);
+    const auto opened = tool(reader, joined(lock, {"--protection", "open", "--password", password}));
+    EXPECT_EQ(opened.out, "user is open now\n") << opened.err;
+    EXPECT_EQ(write(secured_epc, "user", "4321").exit_code, 0);
+}
+
+TEST_F(Gen2EndToEnd, LocksForGoodOnlyWhenToldSo)
+{
+    const Arguments lock{"lock",         "--epc", secured_epc,  "--area", "4",
+                         "--protection", "3",     "--password", password};
+    EXPECT_EQ(tool(reader, lock).exit_code, 2);
+    EXPECT_EQ(write(secured_epc, "user", "1234", {"--password", password}).exit_code, 0);
+    EXPECT_EQ(tool(reader, joined(lock, {"--yes"})).out, "user is permanently-protected now\n");
+    expect_failure(write(secured_epc, "user", "4321", {"--password", password}), "the memory is locked");
+}
+
+TEST_F(Gen2EndToEnd, KillsATag)
+{
+    const Arguments kill{"kill", "--epc", open_epc, "--yes", "--kill-password"};
+    expect_failure(tool(reader, joined(kill, {"11111111"})), "the password is wrong");
+    EXPECT_EQ(json_of(reader, joined(kill, {"87654321"})),
+              Json::parse(R"({"type":"kill","epc":"E28011700000020F00000001"})"));
+    expect_failure(tool(reader, joined(kill, {"87654321"})), "killing the tag: no such tag answered");
+    expect_failure(tool(reader, {"kill", "--mask", std::string("epc:32:") + long_epc, "--yes",
+                                 "--kill-password", "87654321"}),
+                   "(252, tag error 0)");
+    EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "2\n");
+}
+
+TEST_F(Gen2EndToEnd, SelectsTags)
+{
+    const auto object = json_of(
+        reader, {"select", "--antennas", "1,2", "--ports", "2", "--target", "SL", "--mask", "epc:32:3034"});
+    EXPECT_EQ(object["antennas"], Json::parse("[1,2]"));
+    EXPECT_EQ(object["target"], "SL");
+    EXPECT_EQ(object["mask"], "epc:32:3034/16");
+    EXPECT_EQ(values_of(list_of(reader, {"inventory"}), "epc"), std::set<std::string>{long_epc});
+    EXPECT_EQ(tool(reader, {"select", "--antennas", "1,2", "--target", "SL", "--all"}).out,
+              "select filter set\n");
+    EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "3\n");
+
+    // The bits of both ports, and those of 32 ports in 8 bytes.
+    for (const auto& antennas : std::vector<Arguments>{{"--antenna-byte", "3"},
+                                                       {"--antenna-byte", "3", "--carrier-time", "5"},
+                                                       {"--antennas", "1,2", "--ports", "16"},
+                                                       {"--antennas", "1,2", "--ports", "32"}}) {
+        const auto select = joined({"select", "--target", "SL", "--mask", "tid:80:0002"}, antennas);
+        EXPECT_EQ(tool(reader, select).exit_code, 0) << antennas[1];
+        EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "1\n") << antennas[1];
+        EXPECT_EQ(tool(reader, joined({"select", "--target", "SL", "--all"}, antennas)).exit_code, 0);
+    }
+    expect_failure(tool(reader, {"select", "--antennas", "4", "--all"}), "select filter: the antenna check");
+}
+
+TEST_F(Gen2EndToEnd, KeepsTagsPrivate)
+{
+    EXPECT_EQ(json_of(reader, {"privacy", "check"})["protected"], false);
+    const auto set = tool(reader, {"privacy", "set", "--epc", secured_epc, "--password", password});
+    EXPECT_EQ(set.out, "the tag is protected against being read\n") << set.err;
+    expect_failure(tool(reader, {"read", "--epc", secured_epc, "--bank", "tid", "--count", "1"}),
+                   "no such tag");
+    EXPECT_EQ(json_of(reader, {"privacy", "reset", "--password", password})["type"], "privacy-reset");
+    EXPECT_EQ(read(secured_epc, "tid", 5, 1), "0002");
+    EXPECT_EQ(tool(reader, {"privacy", "set", "--any"}).exit_code, 0);
+    EXPECT_EQ(tool(reader, {"privacy", "check"}).out, "protected against being read: yes\n");
+}
+
+TEST_F(Gen2EndToEnd, RaisesAnAlarm)
+{
+    EXPECT_EQ(tool(reader, {"eas", "alarm"}).out, "no alarm\n");
+    EXPECT_EQ(tool(reader, {"eas", "set", "on", "--epc", open_epc}).out, "EAS is on now\n");
+    EXPECT_EQ(json_of(reader, {"eas", "alarm"})["alarm"], true);
+    EXPECT_EQ(tool(reader, {"eas", "set", "off", "--epc", open_epc}).exit_code, 0);
+    EXPECT_EQ(json_of(reader, {"eas", "alarm"})["alarm"], false);
+}
+
+TEST_F(Gen2EndToEnd, UsesTheOtherFeatures)
+{
+    EXPECT_EQ(tool(reader, {"qt", "set", "0x01", "--epc", open_epc}).out, "QT control 0x01 written\n");
+    EXPECT_EQ(json_of(reader, {"qt", "get", "--epc", open_epc})["control"], 1);
+
+    EXPECT_EQ(tool(reader, {"block-lock", "--word", "5", "--epc", open_epc, "--yes"}).exit_code, 0);
+    expect_failure(write(open_epc, "user", "1234", {"--word", "4"}), "the memory is locked");
+    EXPECT_EQ(write(open_epc, "user", "1234", {"--word", "8"}).exit_code, 0);
+
+    EXPECT_EQ(
+        json_of(reader, {"untraceable", "--epc", open_epc, "--tid", "hide", "--epc-words", "4"})["epc_words"],
+        4);
+    expect_failure(tool(reader, {"read", "--epc", "E28011700000020F", "--bank", "tid", "--count", "1"}),
+                   "no such memory");
+
+    const auto reply = json_of(reader, {"authenticate", "--epc", secured_epc, "--suite", "1", "--message",
+                                        "010203040506", "--message-length", "6"});
+    // 01^01^12, 02^01^34 and so on: message, suite, password.
+    EXPECT_EQ(reply["reply"], "1237547D1633");
+
+    EXPECT_EQ(tool(reader, {"protected-mode", "on", "--epc", secured_epc, "--password", password}).out,
+              "protected mode is on now\n");
+    EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "2\n");
+    EXPECT_EQ(tool(reader, {"protected-mode", "off", "--epc", secured_epc, "--password", password}).exit_code,
+              0);
+    EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "3\n");
+}
+
+const Arguments long_write{"write", "--epc", open_epc, "--bank", "user", "--chunk", "8", "--data"};
+
+TEST(PartialWrite, SaysWhichWordsWereWritten)
+{
+    const VirtualReader reader(gen2_scenario(), {"--fault", "error:command=0x03,status=0xFB,skip=2"});
+    const auto ended = tool(reader, joined(long_write, {numbered(20)}));
+    expect_failure(ended, "writing memory: no such tag answered");
+    EXPECT_NE(ended.err.find("\nwritten: words 0-15\nnot written: words 16-19\n"), std::string::npos)
+        << ended.err;
+    EXPECT_EQ(ended.out, "");
+}
+
+TEST(PartialWrite, FindsThatAWriteWithoutAnswerWasDone)
+{
+    const VirtualReader reader(gen2_scenario(), {"--fault", "lose:command=0x03,skip=1"});
+    const auto object = json_of(reader, joined(long_write, {numbered(20), "--verify"}), 1);
+    EXPECT_EQ(object["complete"], false);
+    EXPECT_EQ(object["verified"], false);
+    EXPECT_EQ(object["written"], Json::parse(R"([{"first":0,"count":16}])"));
+    EXPECT_EQ(object["not_written"], Json::parse(R"([{"first":16,"count":4}])"));
+    EXPECT_EQ(object["unknown"], Json::array());
+    EXPECT_EQ(object["code"], 48);
+    EXPECT_NE(object["error"].get<std::string>().find("no answer"), std::string::npos);
+}
+
+TEST(PartialWrite, AdmitsWhatItDoesNotKnow)
+{
+    const VirtualReader reader(gen2_scenario(), {"--fault", "error:command=0x03,status=0x26,skip=1",
+                                                 "--fault", "error:command=0x02,status=0xFB,count=0"});
+    const auto ended = tool(reader, joined(long_write, {numbered(20)}));
+    expect_failure(ended, "status 0x26");
+    EXPECT_NE(ended.err.find("\nwritten: words 0-7\nnot written: words 16-19\nnot known: words 8-15\n"),
+              std::string::npos)
+        << ended.err;
+    EXPECT_NE(ended.err.find("could not be read back: reading memory: no such tag"), std::string::npos)
+        << ended.err;
+}
+
+TEST(PartialWrite, FindsTheTagUnderItsOldOrItsNewEpc)
+{
+    const Arguments rename{"write-epc", "AAAABBBB", "--epc", open_epc, "--json"};
+    const VirtualReader refusing(gen2_scenario(), {"--fault", "error:command=0x03,status=0x26"});
+    const auto refused = objects_of(tool(refusing, rename).out);
+    ASSERT_EQ(refused.size(), 1u);
+    EXPECT_EQ(refused[0]["not_written"], Json::parse(R"([{"first":1,"count":3}])"));
+    const VirtualReader losing(gen2_scenario(), {"--fault", "lose:command=0x03"});
+    const auto lost = objects_of(tool(losing, rename).out);
+    ASSERT_EQ(lost.size(), 1u);
+    EXPECT_EQ(lost[0]["written"], Json::parse(R"([{"first":1,"count":3}])"));
+}
+
+TEST(Verify, FindsAWordThatDiffers)
+{
+    // The answer to the reading back: length, address, command, status, then the words.
+    const VirtualReader reader(gen2_scenario(), {"--fault", "set:command=0x02,byte=6,value=0xAB"});
+    const auto ended = tool(reader, joined(long_write, {"111122223333", "--verify"}));
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_EQ(ended.err, "tagwire: verify: 1 word differs from what was written\nwritten: words 0, 2\n"
+                         "not written: words 1\nword 1 holds AB22 instead of 2222\n");
+    EXPECT_EQ(ended.out, "");
+}
+
+constexpr const char* other_scenario = R"(
+[reader]
+air_time = 0
+antennas = 2
+
+[[tag_6b]]
+id = "E004000012345678"
+memory = "0102030405060708"
+rssi = 77
+
+[[tag_6b]]
+id = "E004000012345679"
+rssi = 78
+
+[[tag_gb]]
+tag_id = "A5A50001"
+info = "11112222"
+user = ")";
+
+std::string other_tags(const char* family = "gb")
+{
+    auto text =
+        other_scenario + zeros(150) + "\"\naccess_password = \"12345678\"\n" +
+        "kill_password = \"87654321\"\nrssi = 99\n\n[[tag_gb]]\ntag_id = \"A5A50002\"\nantennas = [2]\n";
+    if (std::string(family) == "gb") return text;
+    for (auto at = text.find("tag_gb"); at != std::string::npos; at = text.find("tag_gb"))
+        text.replace(at, 6, "tag_jb");
+    return text.replace(text.find("air_time"), 0, "protocol_family = \"jb\"\n");
+}
+
+TEST(Tags6bEndToEnd, AreListed)
+{
+    const VirtualReader reader(other_tags());
+    const auto one = list_of(reader, {"6b", "inventory"});
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_EQ(one[0], Json::parse(R"({"type":"tag_6b","id":"E004000012345678","antenna":1,"rssi":77})"));
+    const auto two =
+        list_of(reader, {"6b", "inventory", "--condition", "equal", "--byte", "0", "--content", "E004"});
+    EXPECT_EQ(values_of(two, "id"), (std::set<std::string>{"E004000012345678", "E004000012345679"}));
+    const auto ended =
+        tool(reader, {"6b", "inventory", "--condition", "greater", "--byte", "8", "--content", "00"});
+    EXPECT_EQ(ended.out, "E004000012345678  antenna 1  rssi 77\n");
+    EXPECT_EQ(ended.err, "1 tag\n");
+    EXPECT_EQ(tool(reader, {"6b", "inventory", "--condition", "equal", "--content", "FF"}).err, "0 tags\n");
+}
+
+TEST(Tags6bEndToEnd, AreReadWrittenAndLocked)
+{
+    const VirtualReader reader(other_tags());
+    const Arguments id{"--id", "E004000012345678"};
+    EXPECT_EQ(tool(reader, joined({"6b", "read", "--byte", "6", "--count", "4"}, id)).out, "56780102\n");
+    const auto data = numbered(50);
+    const auto written =
+        json_of(reader, joined({"6b", "write", "--byte", "20", "--data", data, "--verify"}, id));
+    EXPECT_EQ(written["first_byte"], 20);
+    EXPECT_EQ(written["count"], 100);
+    EXPECT_EQ(written["verified"], true);
+    EXPECT_EQ(tool(reader, joined({"6b", "read", "--byte", "20", "--count", "100"}, id)).out, data + "\n");
+
+    EXPECT_EQ(tool(reader, joined({"6b", "check-lock", "--byte", "30"}, id)).out, "byte 30 is not locked\n");
+    EXPECT_EQ(tool(reader, joined({"6b", "lock", "--byte", "30"}, id)).exit_code, 2);
+    EXPECT_EQ(tool(reader, joined({"6b", "lock", "--byte", "30", "--yes"}, id)).out,
+              "byte 30 is locked for good\n");
+    EXPECT_EQ(json_of(reader, joined({"6b", "check-lock", "--byte", "30"}, id))["locked"], true);
+    const auto refused =
+        tool(reader, joined({"6b", "write", "--byte", "20", "--data", zeros(10), "--chunk", "8"}, id));
+    expect_failure(refused, "the memory is locked (252, tag error 4)");
+    EXPECT_NE(refused.err.find("\nwritten: bytes 20-27\nnot written: bytes 28-39\n"), std::string::npos)
+        << refused.err;
+    expect_failure(tool(reader, joined({"6b", "read", "--byte", "200", "--count", "50"}, id)),
+                   "no such memory");
+}
+
+class GbEndToEnd : public testing::TestWithParam<const char*> {
+  protected:
+    Arguments command(const char* name, const Arguments& more) const
+    {
+        return joined({GetParam(), name}, more);
+    }
+    Arguments tag_command(const char* name, const Arguments& more) const
+    {
+        return command(name, joined({"--id", "A5A50001"}, more));
+    }
+
+    VirtualReader reader{other_tags(GetParam())};
+};
+
+INSTANTIATE_TEST_SUITE_P(Families, GbEndToEnd, testing::Values("gb", "jb"),
+                         [](const auto& family) { return std::string(family.param); });
+
+TEST_P(GbEndToEnd, ListsTags)
+{
+    const auto all = list_of(reader, command("inventory", {}));
+    EXPECT_EQ(values_of(all, "id"), (std::set<std::string>{"A5A50001", "A5A50002"}));
+    const auto on_port_2 = list_of(reader, command("inventory", {"--antenna", "2"}));
+    EXPECT_EQ(values_of(on_port_2, "id"), (std::set<std::string>{"A5A50002"}));
+    EXPECT_EQ(tool(reader, command("inventory", {"--mask", "coding:16:0001", "--count"})).out, "1\n");
+}
+
+TEST_P(GbEndToEnd, ListsTagsWithWordsOfTheirs)
+{
+    const auto tags = list_of(reader, command("inventory", {"--read", "info:0:2"}));
+    ASSERT_EQ(tags.size(), 2u);
+    std::map<std::string, Json> data;
+    for (const auto& tag : tags) data[tag["id"].get<std::string>()] = tag.value("data", Json());
+    EXPECT_EQ(data["A5A50001"], "11112222");
+    EXPECT_EQ(data["A5A50002"], Json());
+    const auto ended = tool(reader, command("inventory", {"--read", "security:0:2", "--password", password,
+                                                          "--mask", "coding:16:0001"}));
+    EXPECT_NE(ended.out.find("A5A50001  antenna 1  rssi 99  reads 1  data 87654321\n"), std::string::npos)
+        << ended.out << ended.err;
+}
+
+TEST_P(GbEndToEnd, ReadsWritesAndErases)
+{
+    const auto data = numbered(150);
+    const auto written =
+        json_of(reader, tag_command("write", {"--area", "user", "--data", data, "--verify"}));
+    EXPECT_EQ(written["area"], "user");
+    EXPECT_EQ(written["verified"], true);
+    EXPECT_EQ(tool(reader, tag_command("read", {"--area", "user", "--count", "150"})).out, data + "\n");
+    EXPECT_EQ(
+        tool(reader, command("read", {"--mask", "coding:16:0001", "--area", "info", "--count", "2"})).out,
+        "11112222\n");
+    EXPECT_EQ(
+        tool(reader, tag_command("erase", {"--area", "user", "--word", "10", "--count", "140"})).exit_code,
+        0);
+    EXPECT_EQ(tool(reader, tag_command("read", {"--area", "user", "--word", "9", "--count", "2"})).out,
+              "10090000\n");
+    expect_failure(tool(reader, tag_command("read", {"--area", "security", "--count", "2"})),
+                   "the password is wrong");
+}
+
+TEST_P(GbEndToEnd, LocksAndKills)
+{
+    const Arguments read_only{"--area", "user", "--config", "attribute", "--action", "read-only"};
+    expect_failure(tool(reader, tag_command("lock", read_only)), "the password is wrong");
+    const auto locked = json_of(reader, tag_command("lock", joined(read_only, {"--password", password})));
+    EXPECT_EQ(locked["action"], "read-only");
+    expect_failure(tool(reader, tag_command("write", {"--area", "user", "--data", "1234"})),
+                   "the memory is locked");
+
+    EXPECT_EQ(tool(reader, tag_command("kill", {"--kill-password", "87654321"})).exit_code, 2);
+    EXPECT_EQ(tool(reader, tag_command("kill", {"--kill-password", "87654321", "--yes"})).out,
+              "the tag A5A50001 is dead\n");
+    EXPECT_EQ(tool(reader, command("inventory", {"--count"})).out, "1\n");
+}
+
+TEST(BufferEndToEnd, IsFilledReadAndCleared)
+{
+    const VirtualReader reader(gen2_scenario());
+    EXPECT_EQ(tool(reader, {"buffer", "read"}).err, "0 tags in the buffer\n");
+    EXPECT_EQ(tool(reader, {"buffer", "save-length", "1"}).out, "save length 1\n");
+    EXPECT_EQ(json_of(reader, {"buffer", "save-length"})["save_length"], 1);
+
+    const auto filled = json_of(reader, {"buffer", "inventory"});
+    EXPECT_EQ(filled["tags"], 3);
+    EXPECT_EQ(filled["buffered"], 3);
+    EXPECT_EQ(tool(reader, {"buffer", "count"}).out, "3\n");
+    const auto tags = list_of(reader, {"buffer", "read"});
+    EXPECT_EQ(values_of(tags, "epc"), (std::set<std::string>{open_epc, secured_epc, long_epc}));
+    for (const auto& tag : tags) {
+        EXPECT_EQ(tag["type"], "buffered_tag");
+        EXPECT_EQ(tag["antenna"], tag["epc"] == secured_epc ? 2 : 1);
+        EXPECT_EQ(tag["rssi"], 200);
+        EXPECT_EQ(tag["reads"], 1);
+    }
+    EXPECT_EQ(tool(reader, {"buffer", "clear"}).out, "the buffer is empty now\n");
+    EXPECT_EQ(json_of(reader, {"buffer", "count"})["buffered"], 0);
+}
+
+TEST(BufferEndToEnd, TakesTheOptionsOfAnInventory)
+{
+    const VirtualReader reader(gen2_scenario());
+    const auto ended = tool(reader, {"buffer", "inventory", "--antenna", "2", "--q", "2", "--session", "S0"});
+    EXPECT_EQ(ended.out, "1 tag read, 1 tag in the buffer\n") << ended.err;
+    EXPECT_EQ(tool(reader, {"buffer", "inventory", "--mask", "epc:32:3034"}).out,
+              "1 tag read, 2 tags in the buffer\n");
+}
+
+TEST(BufferEndToEnd, KeepsTagsOfContinuousReading)
+{
+    const VirtualReader reader(gen2_scenario());
+    ASSERT_EQ(tool(reader, {"watch", "--seconds", "0.5"}).exit_code, 0);
+    const auto tags = list_of(reader, {"buffer", "tags"});
+    EXPECT_EQ(values_of(tags, "epc"), (std::set<std::string>{open_epc, secured_epc, long_epc}));
+    EXPECT_EQ(tags[0]["details"].get<std::string>().size(), 22u);
+    EXPECT_EQ(tool(reader, {"buffer", "clear-tags"}).exit_code, 0);
+    EXPECT_EQ(tool(reader, {"buffer", "tags"}).err, "0 tags in the tag buffer\n");
+}
+
+TEST(BufferEndToEnd, FindsTagsOfAList)
+{
+    const VirtualReader reader(gen2_scenario());
+    const auto found = list_of(reader, {"buffer", "find", open_epc, secured_epc, "E280"});
+    EXPECT_EQ(values_of(found, "epc"), (std::set<std::string>{open_epc, secured_epc}));
+    const auto on_port_2 = tool(reader, {"buffer", "find", open_epc, secured_epc, "--antennas", "2"});
+    EXPECT_EQ(on_port_2.out, std::string(secured_epc) + "  rssi 200\n");
+    EXPECT_EQ(on_port_2.err, "1 tag found\n");
+    EXPECT_EQ(list_of(reader, {"buffer", "find", long_epc, "--add"}).size(), 3u);
+    Arguments many{"buffer", "find"};
+    for (int i = 1000; i < 1070; ++i) many.push_back(std::to_string(i));
+    EXPECT_EQ(list_of(reader, joined(many, {open_epc})).size(), 1u);
+}
+
+}  // namespace
+}  // namespace tagwire::tool::test
