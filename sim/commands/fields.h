@@ -50,4 +50,32 @@ inline std::optional<std::size_t> mask_size(const Bytes& data, std::size_t at)
     return mask_header_size + bytes_for(data[length_at]);
 }
 
+// A request for one tag: it is named by its ID, in front of the command's own fields, or by a mask behind them.
+struct OneTagRequest {
+    Bytes id;
+    Bytes own;
+    std::optional<std::size_t> mask_at;
+};
+
+// `head` is where the count of the ID's words stands. Nothing for a length that does not fit.
+inline std::optional<OneTagRequest> take_one_tag(const Bytes& data, std::size_t head, std::uint8_t longest_id,
+                                                 std::size_t own_size)
+{
+    constexpr std::uint8_t by_mask = 0xFF;
+    if (data.size() <= head) return std::nullopt;
+    const std::uint8_t words = data[head];
+    const bool masked = words == by_mask;
+    if (!masked && words > longest_id) return std::nullopt;
+    const std::size_t id_size = masked ? 0 : std::size_t{words} * 2;
+    const std::size_t own_end = head + 1 + id_size + own_size;
+    const std::size_t mask = masked ? mask_size(data, own_end).value_or(mask_header_size) : 0;
+    if (data.size() != own_end + mask) return std::nullopt;
+    Fields fields(data, head + 1);
+    OneTagRequest request;
+    request.id = fields.bytes(id_size);
+    request.own = fields.bytes(own_size);
+    if (masked) request.mask_at = own_end;
+    return request;
+}
+
 }  // namespace tagwire::sim

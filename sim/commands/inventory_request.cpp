@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "commands/fields.h"
+#include "commands/tag_request.h"
 
 namespace tagwire::sim {
 
@@ -11,24 +12,11 @@ namespace {
 constexpr std::size_t fast_size = 3;
 constexpr std::size_t tid_size = 2;
 constexpr std::size_t read_size = 4;
-constexpr std::size_t password_size = 4;
 constexpr unsigned longest_plain_read = 31;      // words
 constexpr unsigned longest_extended_read = 119;  // words
 constexpr std::uint32_t epc_bit = 32;            // of the EPC bank
 
 bool is_bank(std::uint8_t bank) { return bank <= 3; }
-
-std::optional<Mask> take_mask(Fields& fields)
-{
-    const std::uint8_t bank = fields.byte();
-    if (!is_bank(bank)) return std::nullopt;
-    Mask mask;
-    mask.bank = static_cast<Bank>(bank);
-    mask.bit_address = fields.word();
-    mask.bit_count = fields.byte();
-    mask.bits = fields.bytes(bytes_for(mask.bit_count));
-    return mask;
-}
 
 bool take_read(Fields& fields, unsigned longest, InventoryRequest& request)
 {
@@ -97,7 +85,7 @@ std::optional<InventoryRequest> parse_inventory(const Bytes& data)
     InventoryRequest request;
     Fields fields(data, 0);
     if (!take_session(fields, request)) return std::nullopt;
-    if (masked && !(request.mask = take_mask(fields))) return std::nullopt;
+    if (masked && !(request.mask = take_mask_field(fields))) return std::nullopt;
     if (fields.left() == tid_size || fields.left() == tid_size + fast_size) {
         const std::uint8_t word_address = fields.byte();
         const std::uint8_t word_count = fields.byte();
@@ -117,7 +105,7 @@ std::optional<InventoryRequest> parse_mixed_inventory(const Bytes& data)
     InventoryRequest request;
     Fields fields(data, 0);
     if (!take_session(fields, request)) return std::nullopt;
-    if (masked && !(request.mask = take_mask(fields))) return std::nullopt;
+    if (masked && !(request.mask = take_mask_field(fields))) return std::nullopt;
     if (!take_read(fields, longest_plain_read, request) || !take_mixed_tail(fields, request))
         return std::nullopt;
     return request;
@@ -138,7 +126,7 @@ std::optional<InventoryRequest> parse_extended_inventory(const Bytes& data)
     for (unsigned i = 0; i < count; ++i) {
         if (!take_read(fields, longest_extended_read, request)) return std::nullopt;
     }
-    if (masked && !(request.mask = take_mask(fields))) return std::nullopt;
+    if (masked && !(request.mask = take_mask_field(fields))) return std::nullopt;
     if (!take_mixed_tail(fields, request)) return std::nullopt;
     return request;
 }

@@ -1,11 +1,12 @@
 #include "commands/tag_request.h"
 
+#include <utility>
+
 namespace tagwire::sim {
 
 namespace {
 
 constexpr std::uint8_t longest_epc = 31;  // words
-constexpr std::uint8_t by_mask = 0xFF;
 constexpr std::uint8_t last_bank = 3;
 
 }  // namespace
@@ -24,19 +25,14 @@ std::optional<Mask> take_mask_field(Fields& fields)
 
 std::optional<TagRequest> parse_tag_request(const Bytes& data, std::size_t head, std::size_t own_size)
 {
-    if (data.size() <= head) return std::nullopt;
-    const std::uint8_t words = data[head];
-    const bool masked = words == by_mask;
-    if (!masked && words > longest_epc) return std::nullopt;
-    const std::size_t epc_size = masked ? 0 : std::size_t{words} * 2;
-    const std::size_t own_end = head + 1 + epc_size + own_size;
-    const std::size_t mask = masked ? mask_size(data, own_end).value_or(mask_header_size) : 0;
-    if (data.size() != own_end + mask) return std::nullopt;
-    Fields fields(data, head + 1);
+    auto taken = take_one_tag(data, head, longest_epc, own_size);
+    if (!taken) return std::nullopt;
     TagRequest request;
-    request.tag.epc = fields.bytes(epc_size);
-    request.own = fields.bytes(own_size);
-    if (masked && !(request.tag.mask = take_mask_field(fields))) return std::nullopt;
+    request.tag.epc = std::move(taken->id);
+    request.own = std::move(taken->own);
+    if (!taken->mask_at) return request;
+    Fields fields(data, *taken->mask_at);
+    if (!(request.tag.mask = take_mask_field(fields))) return std::nullopt;
     return request;
 }
 

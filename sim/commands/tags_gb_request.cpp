@@ -1,5 +1,7 @@
 #include "commands/tags_gb_request.h"
 
+#include <utility>
+
 #include "commands/fields.h"
 
 namespace tagwire::sim {
@@ -7,8 +9,7 @@ namespace tagwire::sim {
 namespace {
 
 constexpr std::uint8_t longest_id = 15;  // words
-constexpr std::uint8_t by_mask = 0xFF;
-constexpr std::size_t read_size = 8;  // area, address (2), words, password (4)
+constexpr std::size_t read_size = 8;     // area, address (2), words, password (4)
 constexpr std::size_t fast_size = 2;
 constexpr std::uint8_t longest_read = 31;  // words that a record holds
 
@@ -44,19 +45,14 @@ bool is_size(std::size_t size, std::size_t expected)
 
 std::optional<GbTagRequest> parse_gb_tag_request(const Bytes& data, std::size_t head, std::size_t own_size)
 {
-    if (data.size() <= head) return std::nullopt;
-    const std::uint8_t words = data[head];
-    const bool masked = words == by_mask;
-    if (!masked && words > longest_id) return std::nullopt;
-    const std::size_t id_size = masked ? 0 : std::size_t{words} * 2;
-    const std::size_t own_end = head + 1 + id_size + own_size;
-    const std::size_t mask = masked ? mask_size(data, own_end).value_or(mask_header_size) : 0;
-    if (data.size() != own_end + mask) return std::nullopt;
-    Fields fields(data, head + 1);
+    auto taken = take_one_tag(data, head, longest_id, own_size);
+    if (!taken) return std::nullopt;
     GbTagRequest request;
-    request.target.tag_id = fields.bytes(id_size);
-    request.own = fields.bytes(own_size);
-    if (masked && !(request.target.mask = take_mask(fields))) return std::nullopt;
+    request.target.tag_id = std::move(taken->id);
+    request.own = std::move(taken->own);
+    if (!taken->mask_at) return request;
+    Fields fields(data, *taken->mask_at);
+    if (!(request.target.mask = take_mask(fields))) return std::nullopt;
     return request;
 }
 
