@@ -5,8 +5,8 @@
 #include <pty.h>
 #include <thread>
 
-#include "link/framing.h"
 #include "link/crc16.h"
+#include "link/framing.h"
 #include "link/system.h"
 #include "support/bytes.h"
 #include "support/test_reader.h"
