@@ -489,7 +489,8 @@ INSTANTIATE_TEST_SUITE_P(Links, GbTags,
 
 TEST_P(GbTags, are_inventoried_read_written_erased_locked_and_killed)
 {
-    const auto [link, jb] = GetParam();
+    const Link link = std::get<0>(GetParam());
+    const bool jb = std::get<1>(GetParam());
     sim::Scenario scenario = make_scenario(0);
     scenario.reader.protocol_family = jb ? sim::ProtocolFamily::jb : sim::ProtocolFamily::gb;
     sim::TagGbSettings settings;
