@@ -35,10 +35,15 @@ bool Clock::set(Time now, std::int64_t seconds)
     return true;
 }
 
-ClockTime Clock::show(Time now) const
+std::int64_t Clock::seconds_since_1970(Time now) const
 {
     const auto passed = std::chrono::duration_cast<seconds>(now - set_at_);
-    const seconds shown(std::min(seconds_ + passed.count(), last_second));
+    return std::min(seconds_ + passed.count(), last_second);
+}
+
+ClockTime Clock::show(Time now) const
+{
+    const seconds shown(seconds_since_1970(now));
     const auto midnight = std::chrono::floor<days>(shown);
     const year_month_day date{sys_days(midnight)};
     const std::int64_t of_day = (shown - midnight).count();

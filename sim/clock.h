@@ -23,6 +23,7 @@ class Clock {
     // False, and nothing is done, for a second of another century.
     bool set(Time now, std::int64_t seconds);
     ClockTime show(Time now) const;
+    std::int64_t seconds_since_1970(Time now) const;
 
   private:
     std::int64_t seconds_ = first_second;

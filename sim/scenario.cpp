@@ -12,6 +12,7 @@
 
 #include "scenario_other_tags.h"
 #include "scenario_section.h"
+#include "scenario_sensor_tags.h"
 #include "scenario_services.h"
 #include "settings.h"
 
@@ -197,6 +198,7 @@ void read_tag(Section& section, std::vector<TagSettings>& tags)
     section.read_integer("phase", tag.phase);
     section.read_integer("phase_drift", tag.phase_drift);
     section.read_stay(tag.arrives, tag.departs);
+    read_sensor(section, tag.sensor);
     section.refuse_unknown_keys("[[tag]]");
     if (tags.size() + count.value_or(1) > most_tags) section.fail("more than 100000 tags");
     add_tags(tag, count, first_serial, tags);
@@ -275,6 +277,7 @@ void Scenario::check(const std::string& source) const
         require(tag.block_words >= 1, "a block has at least one word");
         require(!tag.departs || *tag.departs > tag.arrives, "a tag departs before it arrives");
         require(tag.epc.empty() || epcs.insert(tag.epc).second, "two tags have the epc " + to_hex(tag.epc));
+        if (tag.sensor) check_sensor(*tag.sensor, source);
     }
     check_other_tags(*this, source);
     check_services(services, source);

@@ -9,6 +9,7 @@
 
 #include "bytes.h"
 #include "other_tag_settings.h"
+#include "sensor_settings.h"
 #include "service_settings.h"
 
 namespace tagwire::sim {
@@ -52,6 +53,7 @@ struct TagSettings {
     std::uint16_t phase_drift = 0;  // from the start to the end of a reading
     Time arrives{};
     std::optional<Time> departs;
+    std::optional<SensorSettings> sensor;
 };
 
 enum class AntennaByte {

@@ -14,6 +14,7 @@ void Services::restart()
     modem.restart();
     firmware.end_update();
     tables.stop_writing();
+    identification.reset();
 }
 
 }  // namespace tagwire::sim

@@ -21,6 +21,7 @@ struct Services {
     Modem modem;
     Firmware firmware;
     ParameterTables tables;
+    std::optional<std::array<std::uint8_t, 4>> identification;  // the token of one that has begun
 };
 
 }  // namespace tagwire::sim

@@ -43,6 +43,7 @@ struct Settings {
     std::uint8_t dense_reader_mode = 0;
     std::uint8_t f_time = 0;
     std::uint8_t temperature_choice = 0;
+    std::uint8_t carrier_time = 10;  // 100 ms, for tags with an LED
 
     // Frequency and power
     Region region;

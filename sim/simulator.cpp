@@ -6,6 +6,20 @@
 
 namespace tagwire::sim {
 
+namespace {
+
+// As it is at `now`, the simulator's time.
+Sensor& sensor_of(ReaderState& state, std::size_t tag, Time now)
+{
+    Population& field = state.device.field();
+    Sensor* const sensor = tag < field.size() ? field[tag].sensor() : nullptr;
+    if (!sensor) throw std::out_of_range("the reader has no such sensor tag");
+    sensor->advance(now - state.origin);
+    return *sensor;
+}
+
+}  // namespace
+
 Simulator::Simulator() : core_(std::make_unique<Core>()) {}
 
 Simulator::~Simulator() = default;
@@ -148,6 +162,26 @@ OtherTags Reader::other_tags() const
 {
     const auto held = core_.lock();
     return state_.device.other_tags();
+}
+
+SensorState Reader::sensor(std::size_t tag) const
+{
+    const auto held = core_.lock();
+    return sensor_of(state_, tag, core_.now()).state();
+}
+
+void Reader::set_temperature(std::size_t tag, double degrees)
+{
+    if (!(degrees >= lowest_temperature) || degrees > highest_temperature)
+        throw std::out_of_range("a sensor measures temperatures from -40 to 150 degrees");
+    const auto held = core_.lock();
+    sensor_of(state_, tag, core_.now()).set_temperature(degrees);
+}
+
+void Reader::set_alarm(std::size_t tag, bool raised)
+{
+    const auto held = core_.lock();
+    sensor_of(state_, tag, core_.now()).set_alarm(raised);
 }
 
 Settings Reader::settings() const

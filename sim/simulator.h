@@ -19,6 +19,7 @@
 #include "modem.h"
 #include "panel.h"
 #include "scenario.h"
+#include "sensor_tags.h"
 #include "settings.h"
 #include "tag.h"
 
@@ -104,6 +105,11 @@ class Reader {
     Bytes tag_memory(std::size_t tag, Bank bank) const;           // all of it, hidden or not
     TagState tag_state(std::size_t tag) const;
     OtherTags other_tags() const;  // as they are now
+
+    // The sensors of these tags; std::out_of_range for a tag without one or a temperature that none measures.
+    SensorState sensor(std::size_t tag) const;
+    void set_temperature(std::size_t tag, double degrees);
+    void set_alarm(std::size_t tag, bool raised);
 
     // Settings as they are in force now
     Settings settings() const;

@@ -83,11 +83,12 @@ Tag::Tag(const TagSettings& settings) : settings_(settings)
     memory(Bank::reserved) = make_reserved_bank(settings);
     memory(Bank::epc) = make_epc_bank(settings);
     memory(Bank::tid) = settings.tid;
-    memory(Bank::user) = settings.user;
+    memory(Bank::user) = initial_user_memory(settings);
     state_.locks = settings.locks;
     state_.eas = settings.eas;
     const std::size_t block_size = std::size_t{settings.block_words} * 2;
-    state_.locked_blocks.resize((settings.user.size() + block_size - 1) / block_size);
+    state_.locked_blocks.resize((stored(Bank::user).size() + block_size - 1) / block_size);
+    if (settings.sensor) sensor_ = std::make_unique<Sensor>(*settings.sensor);
     show();
 }
 

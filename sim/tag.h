@@ -2,12 +2,14 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include "bytes.h"
 #include "scenario.h"
 #include "selection.h"
+#include "sensor_tags.h"
 
 namespace tagwire::sim {
 
@@ -34,10 +36,12 @@ struct TagState {
     bool eas = false;
     bool read_protected = false;
     bool silent = false;  // protected mode
+    bool asleep = false;  // the sensor's deep sleep
     bool short_range = false;
     bool public_profile = false;
     Untraceable untraceable;
 
+    bool replies() const { return !silent && !asleep; }
     Lock lock(Area area) const { return locks[static_cast<std::size_t>(area)]; }
 };
 
@@ -65,8 +69,12 @@ class Tag {
     Password kill_password() const { return settings_.kill_password; }
 
     bool is_in_field(Time now) const;
-    bool is_present(Time now) const { return !state_.silent && is_in_field(now); }  // and replies
+    bool is_present(Time now) const { return state_.replies() && is_in_field(now); }
     bool is_seen_by(unsigned antenna) const;
+
+    // Null for a tag without one.
+    Sensor* sensor() { return sensor_.get(); }
+    const Sensor* sensor() const { return sensor_.get(); }
 
     // The tag has power at `now`: flags whose time has run out since it last had go back to A.
     void energise(Time now, const ReaderSettings& reader);
@@ -97,6 +105,7 @@ class Tag {
     std::array<Flag, 4> flags_{};
     bool selected_ = false;
     Time powered_at_{};
+    std::unique_ptr<Sensor> sensor_;
 };
 
 }  // namespace tagwire::sim

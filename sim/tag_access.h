@@ -46,6 +46,7 @@ class TagAccess {
     static std::optional<TagAccess> open(Tag& tag, const Password& password, unsigned power_dbm);
 
     const Tag& tag() const { return tag_; }
+    Sensor* sensor() const { return tag_.sensor(); }
 
     TagAnswer read(const Words& words) const;
     TagAnswer write(Bank bank, std::size_t first, const Bytes& data);
@@ -57,6 +58,7 @@ class TagAccess {
     // Changes what needs the password.
     TagAnswer change(const TagState& state);
     bool is_secured() const { return rights_ != Rights::none; }
+    bool can_write() const { return can_write_; }  // as to the reader's power
 
   private:
     enum class Rights {

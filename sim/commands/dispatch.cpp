@@ -15,6 +15,7 @@ CommandTable make_table()
     add_buffer_commands(table);
     add_extension_commands(table);
     add_firmware_commands(table);
+    add_identification_commands(table);
     add_information_commands(table);
     add_inventory_commands(table);
     add_io_commands(table);
@@ -23,6 +24,7 @@ CommandTable make_table()
     add_network_commands(table);
     add_parameter_table_commands(table);
     add_reading_commands(table);
+    add_register_commands(table);
     add_rf_commands(table);
     add_select_commands(table);
     add_setting_commands(table);
@@ -30,6 +32,7 @@ CommandTable make_table()
     add_tag_security_commands(table);
     add_tags_6b_commands(table);
     add_tags_gb_commands(table);
+    add_temperature_commands(table);
     return table;
 }
 

@@ -35,6 +35,7 @@ void add_at_mode_commands(CommandTable& table);
 void add_buffer_commands(CommandTable& table);
 void add_extension_commands(CommandTable& table);
 void add_firmware_commands(CommandTable& table);
+void add_identification_commands(CommandTable& table);
 void add_information_commands(CommandTable& table);
 void add_inventory_commands(CommandTable& table);
 void add_io_commands(CommandTable& table);
@@ -43,6 +44,7 @@ void add_mode_commands(CommandTable& table);
 void add_network_commands(CommandTable& table);
 void add_parameter_table_commands(CommandTable& table);
 void add_reading_commands(CommandTable& table);
+void add_register_commands(CommandTable& table);
 void add_rf_commands(CommandTable& table);
 void add_select_commands(CommandTable& table);
 void add_setting_commands(CommandTable& table);
@@ -50,6 +52,7 @@ void add_tag_memory_commands(CommandTable& table);
 void add_tag_security_commands(CommandTable& table);
 void add_tags_6b_commands(CommandTable& table);
 void add_tags_gb_commands(CommandTable& table);
+void add_temperature_commands(CommandTable& table);
 
 Handler handler_for(const Request& request);  // null for a command that no topic knows
 

@@ -141,6 +141,18 @@ std::optional<InventoryRequest> parse_short_inventory(const Bytes& data)
     return request;
 }
 
+std::optional<InventoryRequest> parse_masked_inventory(const Bytes& data)
+{
+    const auto mask = mask_size(data, 2);
+    const bool masked = mask && is_size(data.size(), 2 + *mask);
+    if (!masked) return parse_short_inventory(data);
+    InventoryRequest request;
+    Fields fields(data, 0);
+    if (!take_session(fields, request) || !(request.mask = take_mask_field(fields))) return std::nullopt;
+    if (fields.left() > 0 && !take_fast(fields, request)) return std::nullopt;
+    return request;
+}
+
 std::optional<EpcMatchRequest> parse_epc_match(const Bytes& data)
 {
     constexpr std::size_t header = 5;

@@ -53,6 +53,8 @@ std::optional<InventoryRequest> parse_inventory(const Bytes& data);
 std::optional<InventoryRequest> parse_mixed_inventory(const Bytes& data);
 std::optional<InventoryRequest> parse_extended_inventory(const Bytes& data);
 std::optional<InventoryRequest> parse_short_inventory(const Bytes& data);
+std::optional<InventoryRequest>
+parse_masked_inventory(const Bytes& data);  // the same, with or without a mask
 std::optional<EpcMatchRequest> parse_epc_match(const Bytes& data);
 std::optional<FastSwitchRequest> parse_fast_switch(const Bytes& data);
 

@@ -41,14 +41,20 @@ void answer(Device& device, const Call& call, const TagAnswer& answer)
     device.answer(call, answer.status, answer.data);
 }
 
+TagAnswer try_on_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits,
+                     const TagAction& action)
+{
+    Tag* const tag = find_tag(device, now, fits);
+    if (!tag) return {status::no_tag};
+    auto access = TagAccess::open(*tag, action.password, device.writing_power(*tag));
+    if (!access) return {status::wrong_password};
+    return action.act(*access);
+}
+
 void act_on_tag(Device& device, const Call& call, const std::function<bool(const Tag&)>& fits,
                 const TagAction& action)
 {
-    Tag* const tag = find_tag(device, call.now, fits);
-    if (!tag) return device.answer(call, status::no_tag);
-    auto access = TagAccess::open(*tag, action.password, device.writing_power(*tag));
-    if (!access) return device.answer(call, status::wrong_password);
-    answer(device, call, action.act(*access));
+    answer(device, call, try_on_tag(device, call.now, fits, action));
 }
 
 void act_on_tag(Device& device, const Call& call, const std::optional<TagRequest>& request,
@@ -63,7 +69,7 @@ void act_on_tag(Device& device, const Call& call, const std::optional<TagRequest
 
 std::function<bool(const Tag&)> is_meant(const TagChoice& choice)
 {
-    return [choice](const Tag& tag) { return !tag.state().silent && choice.fits(tag); };
+    return [choice](const Tag& tag) { return tag.state().replies() && choice.fits(tag); };
 }
 
 }  // namespace tagwire::sim

@@ -34,6 +34,9 @@ using PrepareAction = std::optional<TagAction> (*)(Fields& own);
 
 void answer(Device& device, const Call& call, const TagAnswer& answer);
 
+// What comes of the action on the first tag that fits.
+TagAnswer try_on_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits,
+                     const TagAction& action);
 void act_on_tag(Device& device, const Call& call, const std::function<bool(const Tag&)>& fits,
                 const TagAction& action);
 void act_on_tag(Device& device, const Call& call, const std::optional<TagRequest>& request,

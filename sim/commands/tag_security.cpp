@@ -27,7 +27,7 @@ TagAction change_state(const Password& password, ChangeState change)
             }};
 }
 
-bool replies(const Tag& tag) { return !tag.state().silent; }
+bool replies(const Tag& tag) { return tag.state().replies(); }
 
 std::optional<TagAction> prepare_lock(Fields& own)
 {
@@ -188,7 +188,8 @@ void set_protected_mode(Device& device, const Call& call)
     const bool silent = request->own[0] == 1;
     const auto password = Fields(request->own, 1).fixed<password_size>();
     const auto fits = [&](const Tag& tag) {
-        return (!tag.state().silent || tag.access_password() == password) && request->tag.fits(tag);
+        if (tag.state().asleep || !request->tag.fits(tag)) return false;
+        return !tag.state().silent || tag.access_password() == password;
     };
     act_on_tag(device, call, fits,
                change_state(password, [silent](TagState& state) { state.silent = silent; }));

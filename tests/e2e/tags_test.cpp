@@ -4,13 +4,11 @@
 #include <array>
 #include <functional>
 
-#include "e2e/connection.h"
+#include "e2e/linked_reader.h"
+#include "e2e/named_tag.h"
 
 namespace tagwire::test {
 namespace {
-
-using Bytes = std::vector<unsigned char>;
-using Password = std::array<unsigned char, 4>;
 
 constexpr int tag_error = 0xFC;
 constexpr int locked = 4;
@@ -24,38 +22,7 @@ const Password none{0, 0, 0, 0};
 const Password access{0x11, 0x22, 0x33, 0x44};
 const Password kill{0xAA, 0xBB, 0xCC, 0xDD};
 
-// How a command names its tag, in the order of the arguments.
-struct Naming {
-    Bytes epc;
-    unsigned char words = 255;
-    unsigned char bank = 0;
-    Bytes at{0, 0};
-    unsigned char bits = 0;
-    Bytes mask{0};
-};
-Naming by_epc(const Bytes& epc)
-{
-    return {epc, static_cast<unsigned char>(epc.size() / 2), 0, {0, 0}, 0, {0}};
-}
-Naming by_mask(unsigned char bank, unsigned char at, unsigned char bits, const Bytes& mask)
-{
-    return {{}, 255, bank, {0, at}, bits, mask};
-}
-
-// Result of a tag command with the tag's own code.
-struct Outcome {
-    int result;
-    int code;
-    bool operator==(const Outcome&) const = default;
-};
-void PrintTo(const Outcome& outcome, std::ostream* out)
-{
-    *out << outcome.result << " code " << outcome.code;
-}
-constexpr Outcome done{0, -1};
-constexpr int untouched = 12345;
-
-class Tags : public testing::TestWithParam<Link> {
+class Tags : public LinkedReader {
   protected:
     void SetUp() override
     {
@@ -68,13 +35,8 @@ class Tags : public testing::TestWithParam<Link> {
         scenario.tags[1].user = Bytes(1024, 0);
         scenario.tags_6b.emplace_back().id = {0xE0, 1, 2, 3, 4, 5, 6, 7};
         epc = tag.epc;
-        reader = &simulator.add_reader(scenario);
-        connection = std::make_unique<Connection>(*reader, GetParam());
-        ASSERT_EQ(connection->open(), 0);
-        handle = connection->handle();
+        connect(scenario);
     }
-
-    unsigned char* address() { return connection->address(); }
 
     Outcome read(Naming tag, unsigned char bank, unsigned char at, unsigned char words, Bytes& data,
                  Password password = none)
@@ -122,10 +84,6 @@ class Tags : public testing::TestWithParam<Link> {
         return read(by_epc(epc), bank[area], area == 1 ? 2 : 0, 2, data, password);
     }
 
-    sim::Simulator simulator;
-    sim::Reader* reader = nullptr;
-    std::unique_ptr<Connection> connection;
-    int handle = -1;
     Bytes epc;
 };
 

@@ -72,6 +72,14 @@ Application::Application()
     add_buffer_commands(*this);
     add_iso6b_commands(*this);
     add_gb_commands(*this);
+    add_config_commands(*this);
+    add_firmware_commands(*this);
+    add_network_commands(*this);
+    add_at_commands(*this);
+    add_table_commands(*this);
+    add_device_commands(*this);
+    add_temperature_commands(*this);
+    add_sensor_commands(*this);
 }
 
 CLI::App& Application::add_command(const std::string& name, const std::string& description, Prepare prepare)

@@ -29,6 +29,8 @@ struct Entry {
 
 // Status of the reader for commands that carry a password.
 constexpr int wrong_password = 0x05;
+// Status of the reader for a read in packets that the tag refused.
+constexpr int packets_refused = 0xF9;
 
 // The first entry that fits wins: particular cases come before general ones.
 constexpr std::array entries{
@@ -58,6 +60,24 @@ constexpr std::array entries{
     Entry{{TAGWIRE_NO_ANSWER, Operation::BufferRead, {}},
           "{task}: no complete answer from the reader {place} in time",
           "not every reader has a buffer; is it powered and the cable in place?"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::WifiScan, {}},
+          "{task}: the reader {place} fell silent",
+          "20 s without an answer end a scan: not every reader has WiFi; check power and cable"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::AtMode, {}},
+          "{task}: the reader {place} did not confirm it",
+          "not every reader passes AT commands; is it powered and the cable in place?"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::LeaveAtMode, {}},
+          "{task}: the reader {place} did not confirm it",
+          "it may still be in this mode: check power and cable, and run tagwire at < /dev/null"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::AtCommand, {}},
+          "{task}: no answer through the reader {place} in time",
+          "the reader may have refused, or waited too long for the module: try a smaller --timeout"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::TableRead, {}},
+          "{task}: the answer of the reader {place} did not come complete",
+          "try again; is it powered, the cable in place and --address its own?"},
+    Entry{{TAGWIRE_NO_ANSWER, Operation::TableWrite, {}},
+          "{task}: the reader {place} stopped answering half way",
+          "the table is in doubt: check power and cable, and write it again"},
     Entry{{TAGWIRE_NO_ANSWER, {}, {}},
           "{task}: no answer from the reader {place} in time",
           "is it powered and the cable in place?"},
@@ -74,6 +94,9 @@ constexpr std::array entries{
     Entry{{TAGWIRE_ALREADY_OPEN, {}, {}},
           "{task}: the connection to the reader {place} is open already",
           "close it first"},
+    Entry{{TAGWIRE_BAD_HANDLE, Operation::AtMode, Link::Tcp},
+          "{task}: works over a serial line only, not with the reader {place}",
+          "use --reader serial:/dev/DEVICE"},
     Entry{{TAGWIRE_BAD_HANDLE, {}, {}},
           "{task}: the connection to the reader {place} is gone",
           "connect again; did the reader restart, or was the device unplugged?"},
@@ -86,6 +109,9 @@ constexpr std::array entries{
     Entry{{TAGWIRE_WRONG_COMMAND, Operation::Inventory, {}},
           "{task}: the reader {place} refused the command",
           "it may not know this kind of inventory: leave out options, one at a time"},
+    Entry{{TAGWIRE_WRONG_COMMAND, Operation::WifiScan, {}},
+          "{task}: the reader {place} refused the command",
+          "not every reader has WiFi"},
     Entry{{TAGWIRE_WRONG_COMMAND, {}, {}},
           "{task}: the reader {place} answered something else than it was asked",
           "try again; does another program talk to the same reader?"},
@@ -121,6 +147,9 @@ constexpr std::array entries{
     Entry{{TAGWIRE_INVENTORY_MORE, {}, {}},
           "{task}: the reader {place} announced more data and sent none",
           "try again"},
+    Entry{{TAGWIRE_INVENTORY_ANTENNA, Operation::AntennaSetting, {}},
+          "{task}: the reader {place} has no such antenna, or it is not connected",
+          "see tagwire antenna show"},
     Entry{{TAGWIRE_INVENTORY_ANTENNA, {}, {}},
           "{task}: the antenna check of the reader {place} failed",
           "is an antenna connected to this port? choose another with --antenna"},
@@ -130,6 +159,9 @@ constexpr std::array entries{
     Entry{{TAGWIRE_INVENTORY_UNKNOWN, {}, {}},
           "{task}: the reader {place} does not know this command",
           "its firmware may be too old: see tagwire info"},
+    Entry{{packets_refused, Operation::ReadMemory, {}},
+          "{task}: the tag refused to send so much, says the reader {place}",
+          "check the first byte, the count and the passwords"},
     Entry{{wrong_password, {}, {}, true},
           "{task}: the reader {place} says that the password is wrong",
           "check the password; too many wrong ones may block a tag for a while"},
@@ -178,6 +210,27 @@ std::string_view task_name(Operation operation)
     case Operation::BufferRead: return "reading the buffer";
     case Operation::BufferControl: return "reader's buffer";
     case Operation::ListSearch: return "search by list";
+    case Operation::WifiScan: return "WiFi scan";
+    case Operation::Network: return "network";
+    case Operation::Position: return "position";
+    case Operation::Modem: return "4G modem";
+    case Operation::AtMode: return "AT mode";
+    case Operation::LeaveAtMode: return "leaving the AT mode";
+    case Operation::AtCommand: return "AT command";
+    case Operation::TableRead: return "reading the table";
+    case Operation::TableWrite: return "writing the table";
+    case Operation::TableControl: return "parameters";
+    case Operation::PowerSetting: return "output power";
+    case Operation::RegionSetting: return "frequency region";
+    case Operation::AntennaSetting: return "antennas";
+    case Operation::IoLines: return "inputs and outputs";
+    case Operation::RelaySwitch: return "relay";
+    case Operation::Beeper: return "beeper";
+    case Operation::ReaderClock: return "clock";
+    case Operation::WorkModes: return "work mode";
+    case Operation::ReaderRestart: return "restarting the reader";
+    case Operation::FactoryRestore: return "restoring the factory settings";
+    case Operation::Settings: return "reader's settings";
     case Operation::ReadMemory: return "reading memory";
     case Operation::WriteMemory: return "writing memory";
     case Operation::WriteEpc: return "writing the EPC";
@@ -191,6 +244,14 @@ std::string_view task_name(Operation operation)
     case Operation::Untraceable: return "untraceable";
     case Operation::ProtectedMode: return "protected mode";
     case Operation::Authenticate: return "authenticate";
+    case Operation::SensorTemperature: return "measuring the temperature";
+    case Operation::SensorRegister: return "sensor register";
+    case Operation::SensorMemory: return "sensor memory";
+    case Operation::SensorLog: return "temperature log";
+    case Operation::SensorMode: return "mode of the sensor tag";
+    case Operation::SensorPeripheral: return "peripheral of the sensor tag";
+    case Operation::TagIdentity: return "identification";
+    case Operation::TagLed: return "LED of the tag";
     }
     return "command";
 }
@@ -215,7 +276,8 @@ std::string result_text(int code, Operation operation, const ReaderUrl& reader)
 
 std::string result_text(const TagResult& result, Operation operation, const ReaderUrl& reader)
 {
-    if (result.code != TAGWIRE_TAG_ERROR) return result_text(result.code, operation, reader);
+    const bool is_told = result.code == TAGWIRE_TAG_ERROR && result.tag_error >= 0;
+    if (!is_told) return result_text(result.code, operation, reader);
     const auto* const entry =
         std::find_if(tag_errors.begin(), tag_errors.end(),
                      [&](const TagErrorEntry& candidate) { return candidate.code == result.tag_error; });

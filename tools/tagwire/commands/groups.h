@@ -15,5 +15,14 @@ void add_select_commands(Application& application);       // select
 void add_buffer_commands(Application& application);       // buffer
 void add_iso6b_commands(Application& application);        // 6b
 void add_gb_commands(Application& application);           // gb, jb
+void add_firmware_commands(Application& application);     // firmware
+void add_network_commands(Application& application);      // wifi, net, gps, 4g
+void add_at_commands(Application& application);           // at
+void add_table_commands(Application& application);        // table
+// power, region, antenna, gpio, relay, beep, clock, mode, reset
+void add_device_commands(Application& application);
+void add_temperature_commands(Application& application);  // temp
+void add_sensor_commands(Application& application);       // sensor, led, identify
+void add_config_commands(Application& application);       // config
 
 }  // namespace tagwire::tool

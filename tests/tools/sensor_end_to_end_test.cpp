@@ -1,0 +1,364 @@
+// The commands for sensor tags against a virtual reader, over both kinds of link.
+#include "simulated_reader.h"
+
+#include <cmath>
+#include <map>
+
+#include <signal.h>
+
+namespace tagwire::tool::test {
+namespace {
+
+constexpr const char* cold_store = R"(
+[reader]
+air_time = 0
+antennas = 2
+
+[[tag]]
+epc = "E28068940000400100000001"
+tid = "E2C01A200000000000000001"
+[tag.sensor]
+temperature = -18.5
+registers = "0001020304050607"
+voltage = 1820
+
+[[tag]]
+epc = "E28068940000400100000002"
+tid = "E2C01A200000000000000002"
+access_password = "11223344"
+antennas = [2]
+[tag.sensor]
+temperature = 4.25
+calibration = "271000"
+calibration_word = 4
+memory_password = "A1B2C3D4"
+stop_password = "0BADF00D"
+alarm = true
+key_index = "0102"
+spi = { "9F" = "EF4018" }
+log_unit_ms = 3600000
+
+[[tag]]
+epc = "E28068940000400100000003"
+user = "0000"
+)";
+
+constexpr std::size_t first_tag = 0;
+constexpr std::size_t second_tag = 1;
+const Arguments first{"--epc", "E28068940000400100000001"};
+const Arguments second{"--epc", "E28068940000400100000002"};
+const Arguments secured_second{"--epc", "E28068940000400100000002", "--password", "11223344"};
+const Arguments plain{"--epc", "E28068940000400100000003"};
+
+Arguments joined(Arguments words, const Arguments& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+class SensorEndToEnd : public testing::TestWithParam<ReaderLink> {
+  protected:
+    double celsius(const Arguments& words)
+    {
+        const auto object = reader.object(words);
+        return object.contains("celsius") ? object["celsius"].get<double>() : NAN;
+    }
+    sim::SensorState sensor(std::size_t tag) { return reader->sensor(tag); }
+
+    SimulatedReader reader{GetParam(), cold_store};
+};
+
+INSTANTIATE_TEST_SUITE_P(Links, SensorEndToEnd, testing::Values(ReaderLink::tcp, ReaderLink::pty),
+                         reader_link_name);
+
+// -- temperatures
+
+TEST_P(SensorEndToEnd, ReadSensorWords)
+{
+    EXPECT_NEAR(celsius(joined({"temp", "read", "--chip", "g2"}, first)), -18.5, 0.1);
+    EXPECT_NEAR(celsius(joined({"temp", "read", "--chip", "g2", "--calibration", "271000"}, second)), 4.25,
+                0.1);
+    EXPECT_NEAR(celsius(joined({"temp", "read", "--chip", "g2", "--calibration-word", "4"}, second)), 4.25,
+                0.1);
+    const auto object = reader.object(joined({"temp", "read", "--chip", "g2"}, first));
+    EXPECT_EQ(object["type"], "temperature");
+    EXPECT_EQ(object["epc"], first[1]);
+    EXPECT_EQ(object["calibration"], "000020");
+    EXPECT_EQ(object["raw"].get<std::string>().size(), 8u);
+    const auto raw = reader.output(joined({"temp", "read", "--chip", "g2", "--raw"}, first));
+    EXPECT_EQ(raw, object["raw"].get<std::string>() + "\n");
+    EXPECT_TRUE(reader.output(joined({"temp", "read", "--chip", "g2"}, first)).ends_with(" C\n"));
+}
+
+TEST_P(SensorEndToEnd, GiveTheTagATime)
+{
+    EXPECT_NEAR(celsius({"temp", "read", "--chip", "g2", "--any", "--time", "180531101500"}), -18.5, 0.1);
+    EXPECT_EQ(sensor(first_tag).time, (std::array<std::uint8_t, 6>{0x18, 0x05, 0x31, 0x10, 0x15, 0x00}));
+    EXPECT_NEAR(celsius({"temp", "read", "--chip", "g2", "--any"}), -18.5, 0.1);
+}
+
+TEST_P(SensorEndToEnd, ReadMeasurementsWithTheirTime)
+{
+    reader.output({"clock", "set", "2024-05-31T10:15:00", "--utc"});
+    const auto read = joined({"temp", "read", "--chip", "em", "--uid"}, first);
+    const auto measured = reader.object(read);
+    EXPECT_NEAR(measured["celsius"].get<double>(), -18.5, 0.1);
+    EXPECT_EQ(measured["uid"], "E2C01A200000000000000001");
+    EXPECT_TRUE(measured["measured"].get<std::string>().starts_with("2024-05-31T10:1"));
+    reader->set_temperature(first_tag, 30);
+    EXPECT_EQ(reader.object(joined(read, {"--latest"}))["raw"], measured["raw"]);
+    EXPECT_NEAR(celsius(read), 30, 0.1);
+    const Arguments by_mask{"temp",   "read",        "--chip",        "em",
+                            "--mask", "tid:88:02/8", "--calibration", "271000"};
+    EXPECT_NEAR(celsius(by_mask), 4.25, 0.1);
+    EXPECT_NEAR(celsius(joined({"temp", "read", "--chip", "em", "--calibration-word", "4"}, secured_second)),
+                4.25, 0.1);
+    reader.expect_failure(joined({"temp", "read", "--chip", "em", "--password", "99999999"}, second),
+                          "measuring the temperature: the reader");
+}
+
+TEST_P(SensorEndToEnd, ReadHundredthsOfDegrees)
+{
+    for (const auto* const chip : {"bx", "yl", "on"}) {
+        reader->set_temperature(first_tag, -18.5);
+        EXPECT_EQ(reader.output(joined({"temp", "read", "--chip", chip}, first)), "-18.50 C\n") << chip;
+        reader->set_temperature(first_tag, 21.25);
+        EXPECT_EQ(celsius(joined({"temp", "read", "--chip", chip}, first)), 21.25) << chip;
+        reader.expect_failure(joined({"temp", "read", "--chip", chip}, plain), "no such tag answered");
+    }
+    EXPECT_EQ(celsius({"temp", "read", "--chip", "yl", "--mask", "tid:88:02/8"}), 4.25);
+    reader.expect_failure(joined({"temp", "read", "--chip", "on", "--password", "99999999"}, second), "(5)");
+}
+
+TEST_P(SensorEndToEnd, SayWhyThereIsNoTemperature)
+{
+    reader.expect_failure(joined({"temp", "read", "--chip", "g2", "--calibration-word", "200"}, first),
+                          "it has no such memory (252, tag error 3)");
+    reader.expect_failure(joined({"temp", "read", "--chip", "g2", "--calibration", "000020"}, second),
+                          "is no measurement with the calibration 000020");
+    reader.expect_failure(joined({"temp", "read", "--chip", "g2"}, plain), "no such tag answered");
+}
+
+std::map<std::string, double> degrees_by_epc(const std::vector<Json>& objects)
+{
+    std::map<std::string, double> degrees;
+    for (const auto& object : objects)
+        degrees[object["epc"].get<std::string>()] = object["celsius"].get<double>();
+    return degrees;
+}
+
+TEST_P(SensorEndToEnd, ListTemperatures)
+{
+    for (const auto* const kind : {"plain", "ltu32", "ast010"}) {
+        const auto objects = reader.objects({"temp", "inventory", "--kind", kind});
+        const auto degrees = degrees_by_epc(objects);
+        ASSERT_EQ(degrees.size(), 2u) << kind;
+        EXPECT_NEAR(degrees.at(first[1]), -18.5, 0.1) << kind;
+        EXPECT_NEAR(degrees.at(second[1]), 4.25, 0.1) << kind;
+        for (const auto& object : objects) {
+            EXPECT_EQ(object["type"], "temperature_tag");
+            EXPECT_EQ(object["antenna"], object["epc"] == first[1] ? 1 : 2) << kind;
+        }
+    }
+    EXPECT_EQ(degrees_by_epc(reader.objects(joined({"temp", "inventory"}, second))).size(), 1u);
+    EXPECT_EQ(degrees_by_epc(reader.objects({"temp", "inventory", "--antenna", "1"})).count(first[1]), 1u);
+    const auto masked = reader.tool({"temp", "inventory", "--kind", "ast010", "--mask", "tid:88:02/8"});
+    EXPECT_EQ(masked.out, second[1] + "  4.25 C  antenna 2  rssi 200\n");
+    EXPECT_EQ(masked.err, "1 temperature tag\n");
+    EXPECT_EQ(reader.output(joined({"temp", "inventory"}, plain)), "");
+    reader.expect_failure({"temp", "inventory", "--antenna", "3"}, "antenna check");
+}
+
+TEST_P(SensorEndToEnd, FollowTemperatures)
+{
+    Process watch(TAGWIRE_TOOL_PATH,
+                  reader.arguments({"temp", "watch", "--kind", "ast010", "--json", "--interval", "1"}));
+    bool warmed = false;
+    bool seen = false;
+    for (int lines = 0; lines < 100000 && !seen; ++lines) {
+        const auto line = watch.next_line();
+        ASSERT_TRUE(line);
+        const auto object = Json::parse(*line);
+        seen = object["epc"] == first[1] && object["celsius"] == 12.5;
+        if (!std::exchange(warmed, true)) {
+            EXPECT_TRUE(object.contains("time"));
+            reader->set_temperature(first_tag, 12.5);
+        }
+    }
+    EXPECT_TRUE(seen);
+    watch.send_signal(SIGINT);
+    const auto ended = watch.wait();
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_TRUE(ended.err.starts_with("2 temperature tags, ")) << ended.err;
+    EXPECT_TRUE(reader->wait_for_disconnect() || GetParam() == ReaderLink::pty);
+}
+
+TEST_P(SensorEndToEnd, FollowTemperaturesForATime)
+{
+    const auto ended = reader.tool({"temp", "watch", "--seconds", "0.3", "--interval", "100"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(ended.out.find(first[1] + "  -18.5"), std::string::npos) << ended.out;
+    EXPECT_TRUE(ended.err.starts_with("2 temperature tags, ")) << ended.err;
+}
+
+// -- registers and memory
+
+TEST_P(SensorEndToEnd, ReadAndWriteRegisters)
+{
+    EXPECT_EQ(reader.output(joined({"sensor", "read-reg", "1"}, first)), "0203\n");
+    EXPECT_EQ(reader.output(joined({"sensor", "write-reg", "1", "CAFE"}, first)), "register 1 is CAFE now\n");
+    const auto object = reader.object(joined({"sensor", "read-reg", "1"}, first));
+    EXPECT_EQ(object["value"], "CAFE");
+    EXPECT_EQ(object["register"], 1);
+    EXPECT_EQ(reader.tool(joined({"sensor", "init"}, first)).exit_code, 2);
+    EXPECT_EQ(sensor(first_tag).registers[2], 0xCA);
+    reader.output(joined({"sensor", "init", "--yes"}, first));
+    EXPECT_EQ(reader.output(joined({"sensor", "read-reg", "1"}, first)), "0203\n");
+
+    const auto before = sensor(second_tag).registers;
+    reader.expect_failure(joined({"sensor", "write-reg", "0", "CAFE"}, second),
+                          "sensor register: the tag refused, it needs a password with more rights (252, tag "
+                          "error 2)");
+    reader.expect_failure(joined({"sensor", "write-reg", "0", "CAFE", "--password", "99999999"}, second),
+                          "says that the password is wrong (5)");
+    reader.expect_failure(joined({"sensor", "write-reg", "32", "CAFE"}, secured_second), "tag error 3");
+    reader.expect_failure(joined({"sensor", "read-reg", "32"}, second), "the tag refused, says the reader");
+    reader.expect_failure(joined({"sensor", "read-reg", "0"}, plain), "no such tag answered");
+    EXPECT_EQ(sensor(second_tag).registers, before);
+}
+
+std::string numbered_bytes(std::size_t count)
+{
+    std::string bytes;
+    for (std::size_t i = 0; i < count; ++i) bytes += static_cast<char>(i * 7 + i / 256);
+    return bytes;
+}
+
+TEST_P(SensorEndToEnd, MoveMemoryOfAnyLength)
+{
+    const TemporaryDirectory directory;
+    const auto bytes = numbered_bytes(1000);
+    const auto path = directory.write("data.bin", bytes);
+    const auto written = reader.object(
+        joined({"sensor", "write", "--file", path, "--byte", "100", "--chunk", "200", "--verify"}, first));
+    EXPECT_EQ(written["complete"], true);
+    EXPECT_EQ(written["verified"], true);
+    const auto memory = sensor(first_tag).memory;
+    EXPECT_EQ(std::string(memory.begin() + 100, memory.begin() + 1100), bytes);
+    for (const std::size_t count : {std::size_t{1}, std::size_t{250}, std::size_t{251}, std::size_t{1000}}) {
+        EXPECT_EQ(
+            reader.output(joined(
+                {"sensor", "read", "--byte", "100", "--file", "-", "--count", std::to_string(count)}, first)),
+            bytes.substr(0, count))
+            << count;
+    }
+    EXPECT_GT(reader->counters().commands[0xCB], 0u);
+    EXPECT_EQ(reader.output(joined({"sensor", "read", "--count", "4"}, first)), "00000000\n");
+    reader.expect_failure(joined({"sensor", "read", "--byte", "4095", "--count", "2"}, first),
+                          "reading memory: the tag refused, says the reader");
+    reader.expect_failure(joined({"sensor", "read", "--byte", "4000", "--count", "300"}, first),
+                          "the tag refused to send so much");
+}
+
+TEST_P(SensorEndToEnd, OpenProtectedMemory)
+{
+    const Arguments opened = joined(secured_second, {"--memory-password", "A1B2C3D4"});
+    reader.expect_failure(joined({"sensor", "write", "--data", "CAFE"}, secured_second), "tag error 2");
+    EXPECT_EQ(sensor(second_tag).memory[0], 0);
+    EXPECT_EQ(reader.output(joined({"sensor", "write", "--data", "CAFE01", "--byte", "1"}, opened)),
+              "3 bytes of sensor memory written (1-3)\n");
+    EXPECT_EQ(reader.output(joined({"sensor", "read", "--count", "4"}, opened)), "00CAFE01\n");
+    reader.expect_failure(joined({"sensor", "read", "--count", "4"}, secured_second), "the tag refused");
+    reader.expect_failure(
+        joined({"sensor", "read", "--count", "4", "--memory-password", "00000001"}, secured_second), "(5)");
+}
+
+TEST_P(SensorEndToEnd, MeasureAndKeep)
+{
+    EXPECT_EQ(reader.output(joined({"sensor", "temp"}, first)), "-18.50 C\n");
+    EXPECT_EQ(reader.output(joined({"sensor", "temp", "--quantity", "voltage"}, first)), "1820 mV\n");
+    reader->set_temperature(first_tag, 25);
+    EXPECT_EQ(celsius(joined({"sensor", "temp", "--latest"}, first)), -18.5);
+    EXPECT_EQ(celsius(joined({"sensor", "temp", "--store-block", "2", "--field-check"}, first)), 25);
+    EXPECT_EQ(sensor(first_tag).memory[8], 0x09);
+    EXPECT_EQ(sensor(first_tag).memory[9], 0xC4);
+    reader.expect_failure(joined({"sensor", "temp", "--quantity", "7"}, first),
+                          "measuring the temperature: a value is out of range for the reader");
+}
+
+TEST_P(SensorEndToEnd, KeepALog)
+{
+    EXPECT_EQ(reader.output(joined({"sensor", "mode"}, second)), "0x0020  alarm\n");
+    const auto started =
+        reader.object(joined({"sensor", "log", "start", "--step", "1", "--delay", "1"}, secured_second));
+    EXPECT_EQ(started["step"], 1);
+    EXPECT_TRUE(sensor(second_tag).logging);
+    EXPECT_EQ(reader.object(joined({"sensor", "mode"}, second))["flags"],
+              Json::parse(R"(["log running","log without a sample","alarm"])"));
+    reader.expect_failure(joined({"sensor", "log", "stop"}, secured_second), "(5)");
+    EXPECT_TRUE(sensor(second_tag).logging);
+    reader.output(joined({"sensor", "log", "stop", "--stop-password", "0BADF00D"}, secured_second));
+    EXPECT_FALSE(sensor(second_tag).logging);
+    reader.expect_failure(joined({"sensor", "log", "start", "--step", "1"}, second), "tag error 2");
+}
+
+TEST_P(SensorEndToEnd, SleepAndWake)
+{
+    EXPECT_EQ(reader.output(joined({"sensor", "sleep"}, first)), "the tag sleeps now\n");
+    reader.expect_failure(joined({"sensor", "temp"}, first), "no such tag answered");
+    EXPECT_EQ(reader.object(joined({"sensor", "mode", "--refresh"}, first))["flags"],
+              Json::parse(R"(["was asleep"])"));
+    EXPECT_EQ(reader.output(joined({"sensor", "temp"}, first)), "-18.50 C\n");
+}
+
+// -- SPI, alarm, identification
+
+TEST_P(SensorEndToEnd, TalkToPeripherals)
+{
+    EXPECT_EQ(reader.output(joined({"sensor", "spi", "--command", "9F", "--answer", "3"}, second)),
+              "EF4018\n");
+    EXPECT_EQ(reader.output(joined({"sensor", "spi", "--command", "06"}, second)),
+              "done, without an answer\n");
+    reader.expect_failure(joined({"sensor", "reset-alarm"}, second), "tag error 2");
+    EXPECT_TRUE(sensor(second_tag).alarm);
+    reader.output(joined({"sensor", "reset-alarm"}, secured_second));
+    EXPECT_FALSE(sensor(second_tag).alarm);
+}
+
+TEST_P(SensorEndToEnd, Identify)
+{
+    const auto object = reader.object(joined({"identify", "tag"}, second));
+    EXPECT_EQ(object["epc"], second[1]);
+    EXPECT_EQ(object["key"], "0102");
+    EXPECT_EQ(object["tid"], "E2C01A200000000000000002");
+    EXPECT_EQ(reader.object({"identify", "tag"})["epc"], first[1]);
+    reader.expect_failure({"identify", "tag", "--epc", "E280"}, "identification: no such tag answered");
+    const auto random = reader.output({"identify", "begin"}).substr(0, 8);
+    EXPECT_EQ(reader.object({"identify", "finish", "0000000000000000"})["token"], random + random);
+}
+
+// -- LED
+
+TEST_P(SensorEndToEnd, SwitchLeds)
+{
+    EXPECT_EQ(reader.output(joined({"led", "on", "--chip", "fd"}, first)), "the LED is on\n");
+    EXPECT_TRUE(sensor(first_tag).led);
+    EXPECT_EQ(reader.object(joined({"led", "off", "--chip", "fd"}, first))["state"], "off");
+    EXPECT_FALSE(sensor(first_tag).led);
+    unsigned count = sensor(first_tag).led_count;
+    for (const auto* const chip : {"yl", "klw", "bx"}) {
+        reader.output(joined({"led", "on", "--chip", chip, "--time", "255"}, first));
+        EXPECT_EQ(sensor(first_tag).led_count, ++count) << chip;
+    }
+    reader.output(joined({"led", "on", "--chip", "yl", "--mode", "5", "--time", "255"}, first));
+    EXPECT_EQ(sensor(first_tag).led_mode, 5);
+    reader.output(joined({"led", "off", "--chip", "yl"}, first));
+    EXPECT_FALSE(sensor(first_tag).led);
+    reader.expect_failure(joined({"led", "on", "--chip", "klw"}, plain),
+                          "LED of the tag: no such tag answered");
+    reader.expect_failure(joined({"led", "on", "--chip", "yl", "--password", "99999999"}, second), "(5)");
+    EXPECT_EQ(reader.output({"led", "carrier-time", "20"}), "the reader's carrier time is 20\n");
+}
+
+}  // namespace
+}  // namespace tagwire::tool::test
