@@ -10,31 +10,11 @@
 namespace tagwire::tool {
 namespace {
 
-constexpr std::array operations{Operation::Open,
-                                Operation::Close,
-                                Operation::Information,
-                                Operation::ModuleDetails,
-                                Operation::Inventory,
-                                Operation::StartRead,
-                                Operation::StopRead,
-                                Operation::SelectFilter,
-                                Operation::BufferInventory,
-                                Operation::BufferRead,
-                                Operation::BufferControl,
-                                Operation::ListSearch,
-                                Operation::ReadMemory,
-                                Operation::WriteMemory,
-                                Operation::WriteEpc,
-                                Operation::EraseMemory,
-                                Operation::LockMemory,
-                                Operation::CheckLock,
-                                Operation::KillTag,
-                                Operation::Privacy,
-                                Operation::Eas,
-                                Operation::Qt,
-                                Operation::Untraceable,
-                                Operation::ProtectedMode,
-                                Operation::Authenticate};
+constexpr auto operations = [] {
+    std::array<Operation, static_cast<std::size_t>(Operation::TagLed) + 1> all{};
+    for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<Operation>(i);
+    return all;
+}();
 
 // TAGWIRE_INVENTORY_NO_TAG is the number of TAGWIRE_NO_DATA.
 constexpr std::array<int, 18> named_codes{TAGWIRE_OK,

@@ -221,6 +221,8 @@ TEST_P(ServicesEndToEnd, ShowTheModem)
     EXPECT_EQ(reader.objects({"4g", "show"}).at(0),
               Json::parse(R"({"type":"4g","state":1,"rssi":20,"imei":"490154203237518","imsi":"",)"
                           R"("iccid":"8949"})"));
+    ServiceReader other(GetParam(), "");
+    expect_failure(other.tool({"4g", "show"}), "is not that of a modem: does it have one?");
 }
 
 TEST_P(ServicesEndToEnd, SetTheServer)

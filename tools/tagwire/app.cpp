@@ -77,9 +77,12 @@ Application::Application()
     add_network_commands(*this);
     add_at_commands(*this);
     add_table_commands(*this);
+    add_radio_commands(*this);
+    add_line_commands(*this);
     add_device_commands(*this);
     add_temperature_commands(*this);
     add_sensor_commands(*this);
+    add_identification_commands(*this);
 }
 
 CLI::App& Application::add_command(const std::string& name, const std::string& description, Prepare prepare)

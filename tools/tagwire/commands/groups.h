@@ -5,24 +5,26 @@
 
 namespace tagwire::tool {
 
-void add_information_commands(Application& application);  // info
-void add_inventory_commands(Application& application);    // inventory
-void add_watch_commands(Application& application);        // watch
-void add_memory_commands(Application& application);       // read, write, write-epc, erase
-void add_security_commands(Application& application);     // lock, kill
-void add_feature_commands(Application& application);      // privacy, eas, qt and other features of chips
-void add_select_commands(Application& application);       // select
-void add_buffer_commands(Application& application);       // buffer
-void add_iso6b_commands(Application& application);        // 6b
-void add_gb_commands(Application& application);           // gb, jb
-void add_firmware_commands(Application& application);     // firmware
-void add_network_commands(Application& application);      // wifi, net, gps, 4g
-void add_at_commands(Application& application);           // at
-void add_table_commands(Application& application);        // table
-// power, region, antenna, gpio, relay, beep, clock, mode, reset
-void add_device_commands(Application& application);
-void add_temperature_commands(Application& application);  // temp
-void add_sensor_commands(Application& application);       // sensor, led, identify
-void add_config_commands(Application& application);       // config
+void add_information_commands(Application& application);     // info
+void add_inventory_commands(Application& application);       // inventory
+void add_watch_commands(Application& application);           // watch
+void add_memory_commands(Application& application);          // read, write, write-epc, erase
+void add_security_commands(Application& application);        // lock, kill
+void add_feature_commands(Application& application);         // privacy, eas, qt and other features of chips
+void add_select_commands(Application& application);          // select
+void add_buffer_commands(Application& application);          // buffer
+void add_iso6b_commands(Application& application);           // 6b
+void add_gb_commands(Application& application);              // gb, jb
+void add_firmware_commands(Application& application);        // firmware
+void add_network_commands(Application& application);         // wifi, net, gps, 4g
+void add_at_commands(Application& application);              // at
+void add_table_commands(Application& application);           // table
+void add_radio_commands(Application& application);           // power, region, antenna
+void add_line_commands(Application& application);            // gpio, relay, beep
+void add_device_commands(Application& application);          // clock, mode, reset
+void add_temperature_commands(Application& application);     // temp
+void add_sensor_commands(Application& application);          // sensor
+void add_identification_commands(Application& application);  // identify, led
+void add_config_commands(Application& application);          // config
 
 }  // namespace tagwire::tool

@@ -203,6 +203,16 @@ std::string text_of(const ModemText& bytes, std::uint8_t size)
     return {bytes.begin(), bytes.begin() + size};
 }
 
+// Readers without a modem have an answer of their own to the same command, and it is too short for texts.
+void require_texts(const ModemReport& report, const ReaderConnection& reader)
+{
+    const auto all = report.imei + report.imsi + report.iccid;
+    if (std::all_of(all.begin(), all.end(), [](char c) { return c >= ' ' && c <= '~'; })) return;
+    throw Failure(
+        fmt::format("4G modem: the answer of the reader {} is not that of a modem: does it have one?",
+                    reader.url().place()));
+}
+
 TagResult read_modem(const ReaderConnection& reader, Done& done)
 {
     auto address = reader.address();
@@ -215,6 +225,7 @@ TagResult read_modem(const ReaderConnection& reader, Done& done)
     report.imei = text_of(texts[0], sizes[0]);
     report.imsi = text_of(texts[1], sizes[1]);
     report.iccid = text_of(texts[2], sizes[2]);
+    if (code == 0) require_texts(report, reader);
     done = {modem_text(report), modem_json(report)};
     return {code};
 }
