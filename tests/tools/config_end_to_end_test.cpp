@@ -1,6 +1,8 @@
 // The config commands against a virtual reader of this process.
 #include "virtual_reader.h"
 
+#include <array>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
@@ -295,6 +297,44 @@ TEST_F(ConfigEndToEnd, SetsAndReadsBack)
     EXPECT_EQ(reader->settings().communication, 3);
 }
 
+TEST_F(ConfigEndToEnd, AsksAgainWhenAnAnswerIsLost)
+{
+    add_reader();
+    config_ok({"save", directory.path_of("whole.toml")});
+    inject("lose:command=0x36");
+    inject("lose:command=0xEB");
+    inject("lose:command=0x81");
+    config_ok({"save", directory.path_of("lossy.toml")});
+    EXPECT_EQ(directory.read("lossy.toml"), directory.read("whole.toml"));
+    inject("lose:command=0x2F");
+    config_ok({"set", "power", "17"});
+    EXPECT_EQ(reader->settings().power.at(0), 17);
+}
+
+TEST_F(ConfigEndToEnd, SaysWhatWasSetBeforeTheLinkBroke)
+{
+    add_reader();
+    inject("hangup:command=0x81");
+    const auto ended = config({"set", "power", "3", "q", "6"});
+    expect_failure(ended, "q not known to be set: ");
+    expect_text(ended.err, "[changed before: power]");
+    EXPECT_EQ(reader->settings().power.at(0), 3);
+}
+
+TEST_F(ConfigEndToEnd, SavesIntoFilesOnly)
+{
+    add_reader();
+    const auto file = directory.write("target.toml", "old");
+    const auto link = directory.path_of("link.toml");
+    std::filesystem::create_symlink(file, link);
+    config_ok({"save", link});
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    expect_text(directory.read("target.toml"), "scan-time");
+    expect_failure(config({"save", "/dev/full"}), "'/dev/full' cannot be written: No space left");
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+    EXPECT_EQ(config({"save", "-"}).exit_code, 2);
+}
+
 TEST_F(ConfigEndToEnd, SaysWhatTheReaderRefused)
 {
     add_reader();
@@ -302,7 +342,7 @@ TEST_F(ConfigEndToEnd, SaysWhatTheReaderRefused)
     const auto refused = config({"set", "--two-way", "power-mode", "9"});
     expect_failure(refused, "power-mode not set: ");
     expect_text(refused.err, "(255)");
-    expect_text(refused.err, "[nothing was changed]");
+    expect_text(refused.err, "[nothing was changed before]");
     EXPECT_TRUE(reader->settings() == before);
     expect_text(config({"set", "q", "5", "work-mode", "77"}).err, "[changed before: q]");
 }
@@ -451,6 +491,9 @@ TEST_F(ConfigEndToEnd, RefusesWrongUsageBeforeAnythingIsSent)
     add_reader();
     const auto file = directory.write("filter.toml", "family = \"filter\"\n");
     const std::vector<Arguments> wrong{{"set", "q"},
+                                       {"set", "q", "4", "q", "5"},
+                                       {"load", "/dev/zero"},
+                                       {"show", "--family", ""},
                                        {"set", "q", "256"},
                                        {"set", "firmware", "1"},
                                        {"set", "nothing", "1"},

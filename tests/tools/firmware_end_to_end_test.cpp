@@ -68,6 +68,19 @@ TEST_F(FirmwareEndToEnd, ShowsEventsForPrograms)
                                              "lost_answers": 1, "old_version": "1.0", "version": "7.1"})"));
 }
 
+TEST_F(FirmwareEndToEnd, GoesOnWhenItsOutputIsFull)
+{
+    const VirtualReader reader(scenario);
+    Arguments shell{"-c", R"(exec "$0" "$@" >/dev/full)", TAGWIRE_TOOL_PATH};
+    const auto arguments = with_reader(reader, update({"--yes", "--json"}));
+    shell.insert(shell.end(), arguments.begin(), arguments.end());
+    const auto ended = run("/bin/sh", shell);
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("No space left"), std::string::npos) << ended.err;
+    EXPECT_NE(ended.err.find(" runs version 7.1 now"), std::string::npos) << ended.err;
+    EXPECT_EQ(version_of(reader), "7.1");
+}
+
 TEST_F(FirmwareEndToEnd, SendsNothingWhenSomethingIsWrong)
 {
     const VirtualReader reader(scenario);

@@ -3,7 +3,9 @@
 #include "commands/groups.h"
 #include "errors.h"
 #include "parse.h"
+#include "printable.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <utility>
@@ -126,8 +128,24 @@ int Application::run(int argc, const char* const* argv)
     }
 }
 
+namespace {
+
+// A value that is empty is seldom meant: a variable of a script was not set.
+void refuse_empty_values(const CLI::App& command)
+{
+    for (const auto* const option : command.get_options()) {
+        const auto& values = option->results();
+        if (option->get_expected_min() > 0 && std::find(values.begin(), values.end(), "") != values.end())
+            throw UsageError(fmt::format("{}: the value is empty", option->get_name()));
+    }
+    for (const auto* const chosen : command.get_subcommands()) refuse_empty_values(*chosen);
+}
+
+}  // namespace
+
 int Application::execute()
 {
+    refuse_empty_values(app_);
     options_.reader_url();
     options_.reader_address();
     const auto work = chosen_();
@@ -142,7 +160,13 @@ int Application::execute()
 
 void tell(std::string_view text)
 {
-    std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
+    std::string shown;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const auto end = std::min(text.find('\n', begin), text.size());
+        shown += printable_text(text.substr(begin, end - begin)) + '\n';
+        begin = end + 1;
+    }
+    std::fputs(shown.c_str(), stderr);
 }
 
 void complain(std::string_view text) { tell(fmt::format("tagwire: {}", text)); }

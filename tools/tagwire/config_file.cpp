@@ -6,10 +6,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <set>
 #include <string_view>
+#include <system_error>
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -22,6 +23,7 @@ namespace tagwire::tool {
 
 namespace {
 
+constexpr std::size_t most_bytes = 1U << 20U;
 constexpr std::string_view family_key = "family";
 constexpr std::string_view two_way_key = "two-way";
 
@@ -73,8 +75,14 @@ toml::table parse_toml(const std::string& path, const std::string& text)
 
 std::string text_of_file(const std::string& path)
 {
-    const auto all_of = [](std::istream& stream) {
-        return std::string(std::istreambuf_iterator<char>(stream), {});
+    const auto all_of = [&path](std::istream& stream) {
+        std::string text(most_bytes + 1, '\0');
+        stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(stream.gcount()));
+        if (text.size() > most_bytes)
+            throw UsageError(
+                fmt::format("'{}' is longer than {} bytes: it holds no settings", path, most_bytes));
+        return text;
     };
     if (path == "-") return all_of(std::cin);
     if (std::filesystem::is_directory(path)) throw UsageError(fmt::format("'{}' is a directory", path));
@@ -102,7 +110,35 @@ bool write_all(int fd, std::string_view text)
         if (written <= 0) return false;
         text.remove_prefix(static_cast<std::size_t>(written));
     }
-    return fsync(fd) == 0;
+    return fsync(fd) == 0 || errno == EINVAL || errno == EROFS;
+}
+
+// What is no file, such as a terminal, is not to be replaced by one.
+void write_through(const std::string& path, const std::string& text)
+{
+    const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (fd < 0) fail_to_write(path);
+    const bool is_written = write_all(fd, text);
+    const int error = errno;
+    close(fd);
+    errno = error;
+    if (!is_written) fail_to_write(path);
+}
+
+void replace_file(const std::string& path, const std::string& text)
+{
+    auto draft = path + ".XXXXXX";
+    const int fd = mkstemp(draft.data());
+    if (fd < 0) fail_to_write(path);
+    const bool is_written = write_all(fd, text);
+    const int error = errno;
+    close(fd);
+    errno = error;
+    if (is_written && std::rename(draft.c_str(), path.c_str()) == 0) return;
+    const int reason = errno;
+    unlink(draft.c_str());
+    errno = reason;
+    fail_to_write(path);
 }
 
 }  // namespace
@@ -169,18 +205,11 @@ std::string config_text(const std::vector<std::string>& head, const SettingCatal
 
 void write_config(const std::string& path, const std::string& text)
 {
-    auto draft = path + ".XXXXXX";
-    const int fd = mkstemp(draft.data());
-    if (fd < 0) fail_to_write(path);
-    const bool is_written = write_all(fd, text);
-    const int error = errno;
-    close(fd);
-    errno = error;
-    if (is_written && std::rename(draft.c_str(), path.c_str()) == 0) return;
-    const int reason = errno;
-    unlink(draft.c_str());
-    errno = reason;
-    fail_to_write(path);
+    std::error_code error;
+    const auto target = std::filesystem::canonical(path, error);
+    if (error) return replace_file(path, text);
+    if (std::filesystem::is_regular_file(target, error)) return replace_file(target.string(), text);
+    write_through(target.string(), text);
 }
 
 }  // namespace tagwire::tool

@@ -25,7 +25,7 @@ File open_for_reading(const std::string& path)
 {
     if (path == "-") return {stdin, leave_open};
     File file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file) throw UsageError(fmt::format("--file '{}' cannot be read: {}", path, std::strerror(errno)));
+    if (!file) throw UsageError(fmt::format("'{}' cannot be read: {}", path, std::strerror(errno)));
     return file;
 }
 
@@ -37,9 +37,9 @@ std::vector<std::uint8_t> read_file(const std::string& path)
     std::vector<std::uint8_t> data(most_bytes + 1);
     data.resize(std::fread(data.data(), 1, data.size(), file.get()));
     if (std::ferror(file.get()) != 0)
-        throw UsageError(fmt::format("--file '{}' cannot be read: {}", path, std::strerror(errno)));
+        throw UsageError(fmt::format("'{}' cannot be read: {}", path, std::strerror(errno)));
     if (data.size() > most_bytes)
-        throw UsageError(fmt::format("--file '{}' is longer than {} bytes", path, most_bytes));
+        throw UsageError(fmt::format("'{}' is longer than {} bytes", path, most_bytes));
     return data;
 }
 
@@ -49,7 +49,7 @@ void write_file(const std::string& path, std::span<const std::uint8_t> data)
     File file(std::fopen(path.c_str(), "wb"), std::fclose);
     const bool written = file && std::fwrite(data.data(), 1, data.size(), file.get()) == data.size() &&
                          std::fclose(file.release()) == 0;
-    if (!written) throw Failure(fmt::format("--file '{}' cannot be written: {}", path, std::strerror(errno)));
+    if (!written) throw Failure(fmt::format("'{}' cannot be written: {}", path, std::strerror(errno)));
 }
 
 }  // namespace tagwire::tool

@@ -106,10 +106,14 @@ void InterruptWatch::take_signal()
         die_of(static_cast<int>(info.ssi_signo));
 }
 
+// The first time may take long, and what came meanwhile is the same signal.
 void InterruptWatch::act()
 {
     const std::lock_guard lock(mutex_);
-    if (action_) action_();
+    if (!action_) return;
+    action_();
+    if (std::exchange(has_acted_, true)) return;
+    first_signal_ = std::chrono::steady_clock::now();
 }
 
 InterruptWatch::Hook::Hook(InterruptWatch& watch, std::function<void()> action) : watch_(watch)

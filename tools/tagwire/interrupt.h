@@ -52,6 +52,7 @@ class InterruptWatch {
     std::atomic<bool> armed_{false};
     std::atomic<bool> interrupted_{false};
     std::chrono::steady_clock::time_point first_signal_;
+    bool has_acted_ = false;
     std::mutex mutex_;
     std::function<void()> action_;
     std::thread thread_;

@@ -189,6 +189,21 @@ constexpr std::array tag_errors{
     TagErrorEntry{0x0F, "it does not say why", "bring it closer to the antenna and try again"},
 };
 
+// The end of an answer in several frames, which elsewhere is a status of the reader's own.
+bool is_misplaced_end(int code, Operation operation)
+{
+    constexpr std::array single{
+        Operation::PowerSetting,  Operation::RegionSetting,  Operation::AntennaSetting, Operation::IoLines,
+        Operation::RelaySwitch,   Operation::Beeper,         Operation::ReaderClock,    Operation::WorkModes,
+        Operation::ReaderRestart, Operation::FactoryRestore, Operation::Settings,       Operation::AtMode,
+        Operation::AtCommand,     Operation::LeaveAtMode,    Operation::Network,        Operation::Position,
+        Operation::Modem,         Operation::TableControl};
+    constexpr std::array<int, 4> ends{TAGWIRE_INVENTORY_DONE, TAGWIRE_INVENTORY_TIME_OVER,
+                                      TAGWIRE_INVENTORY_MORE, TAGWIRE_NO_DATA};
+    return std::find(ends.begin(), ends.end(), code) != ends.end() &&
+           std::find(single.begin(), single.end(), operation) != single.end();
+}
+
 bool fits(const Situation& when, int code, Operation operation, Link link)
 {
     return when.code == code && when.operation.value_or(operation) == operation &&
@@ -264,7 +279,7 @@ std::string result_text(int code, Operation operation, const ReaderUrl& reader)
     const auto* const entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& candidate) {
         return fits(candidate.when, code, operation, reader.link);
     });
-    if (entry == entries.end()) {
+    if (entry == entries.end() || is_misplaced_end(code, operation)) {
         return fmt::format(
             "{}: the reader {} answered with its own status 0x{:02X} ({}): see the reader's manual", task,
             reader.place(), static_cast<unsigned>(code), code);

@@ -13,6 +13,7 @@ namespace tagwire::tool {
 namespace {
 
 constexpr int most_attempts = 5;
+constexpr int most_silences = 2;  // of a reader that answers other commands
 constexpr int unknown_command = TAGWIRE_INVENTORY_UNKNOWN;
 
 using Reading = SettingAccess::Reading;
@@ -110,6 +111,7 @@ SettingCall SettingAccess::call_to(std::uint8_t& address, std::uint8_t index) co
 
 int SettingAccess::exchange(std::uint8_t index, const Request& request)
 {
+    int silences = 0;
     for (int attempt = 1;; ++attempt) {
         auto address = address_;
         const int code = request(call_to(address, index));
@@ -117,7 +119,7 @@ int SettingAccess::exchange(std::uint8_t index, const Request& request)
         const bool is_garbled = code == TAGWIRE_BAD_CRC || code == TAGWIRE_WRONG_COMMAND;
         if (!is_garbled && code != TAGWIRE_NO_ANSWER) return code;
         require_answer(code);
-        if (code == TAGWIRE_NO_ANSWER) return code;
+        if (code == TAGWIRE_NO_ANSWER && ++silences == most_silences) return code;
         if (attempt < most_attempts) continue;
         if (code == TAGWIRE_BAD_CRC) throw Failure(text(code));
         return code;

@@ -6,6 +6,7 @@
 #include "reader_information.h"
 #include "setting_access.h"
 #include "tag_options.h"
+#include "tagwire/result.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -198,6 +199,7 @@ int get(Session& session, const Dialect& dialect, const std::vector<std::string>
     const auto reader = connect(session);
     SettingAccess access(*reader, catalogue.two_way());
     for (const auto* const setting : settings) {
+        if (session.interrupts.interrupted()) throw Failure("interrupted");
         const auto reading = access.read(*setting);
         if (!reading.is_served()) {
             session.out.flush();
@@ -247,6 +249,10 @@ std::vector<Change> changes_in(const std::vector<std::string>& words, const Sett
     std::vector<Change> changes;
     for (std::size_t i = 0; i < words.size(); i += 2) {
         const auto& setting = catalogue.require(words[i]);
+        const bool is_twice = std::any_of(changes.begin(), changes.end(), [&setting](const Change& change) {
+            return change.setting == &setting;
+        });
+        if (is_twice) throw UsageError(fmt::format("setting '{}' is given twice", setting.name));
         changes.push_back({&setting, parse_setting(setting, words[i + 1])});
     }
     return changes;
@@ -259,20 +265,38 @@ std::string names_of(std::span<const Change> changes)
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
+std::string account_of(std::span<const Change> written)
+{
+    return written.empty() ? "nothing was changed before"
+                           : fmt::format("changed before: {}", names_of(written));
+}
+
 [[noreturn]] void fail_to_set(const SettingAccess& access, std::span<const Change> group, int code,
                               std::span<const Change> written)
 {
-    const auto before =
-        written.empty() ? "nothing was changed" : fmt::format("changed before: {}", names_of(written));
-    throw Failure(fmt::format("{} not set: {} [{}]", names_of(group), access.text(code), before));
+    const bool is_refused =
+        code != TAGWIRE_NO_ANSWER && code != TAGWIRE_BAD_CRC && code != TAGWIRE_WRONG_COMMAND;
+    throw Failure(fmt::format("{} {}: {} [{}]", names_of(group),
+                              is_refused ? "not set" : "not known to be set", access.text(code),
+                              account_of(written)));
 }
 
-std::vector<Change> write_groups(SettingAccess& access, const std::vector<std::vector<Change>>& groups)
+std::vector<Change> write_groups(const Session& session, SettingAccess& access,
+                                 const std::vector<std::vector<Change>>& groups)
 {
     std::vector<Change> written;
     for (const auto& group : groups) {
-        const int code = access.write(group);
-        if (code != 0) fail_to_set(access, group, code, written);
+        if (session.interrupts.interrupted())
+            throw Failure(
+                fmt::format("interrupted before {} was set [{}]", names_of(group), account_of(written)));
+        int code = TAGWIRE_OK;
+        try {
+            code = access.write(group);
+        } catch (const Failure& failure) {
+            throw Failure(fmt::format("{} not known to be set: {} [{}]", names_of(group), failure.what(),
+                                      account_of(written)));
+        }
+        if (code != TAGWIRE_OK) fail_to_set(access, group, code, written);
         written.insert(written.end(), group.begin(), group.end());
     }
     return written;
@@ -310,7 +334,7 @@ int set(Session& session, const Dialect& dialect, const std::vector<std::string>
     const auto groups = grouped(changes_in(words, catalogue));
     const auto reader = connect(session);
     SettingAccess access(*reader, catalogue.two_way());
-    const auto written = write_groups(access, groups);
+    const auto written = write_groups(session, access, groups);
     for (const auto& change : written) show_written(session, access, change);
     close(*reader);
     session.out.flush();
@@ -415,6 +439,7 @@ int save(Session& session, const Dialect& dialect, const std::string& file)
 
 Work plan_save(const FileArguments& arguments)
 {
+    if (arguments.file == "-") throw UsageError("config save needs the name of a file");
     return [dialect = dialect_of(arguments), file = arguments.file](Session& session) {
         return save(session, dialect, file);
     };

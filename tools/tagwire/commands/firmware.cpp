@@ -97,7 +97,7 @@ class UpdateView {
           live_(!json_ && isatty(STDERR_FILENO) != 0), pace_(make_pace(live_))
     {}
 
-    void show_plan(const std::string& place, const FirmwareVersion& version) const
+    void show_plan(const std::string& place, const FirmwareVersion& version)
     {
         const auto blocks = job_.plan.blocks(job_.image.size());
         const auto checksum = fmt::format("{:08X}", crc32(job_.image));
@@ -136,7 +136,7 @@ class UpdateView {
         }
     }
 
-    void show_lost(const LostAnswer& lost) const
+    void show_lost(const LostAnswer& lost)
     {
         if (!json_) return;
         auto object = event("lost");
@@ -153,12 +153,16 @@ class UpdateView {
         if (!report.is_success()) {
             complain(problem_text(report, place));
             tell(advice_text(report));
+        } else if (output_failed_) {
+            tell(success_text(report, place));
         } else if (!json_) {
             session_.out.line(success_text(report, place));
             session_.out.flush();
             if (report.lost_answers != 0) tell(fmt::format("answers lost: {}", report.lost_answers));
         }
     }
+
+    bool output_failed() const { return output_failed_; }
 
   private:
     static ProgressPace make_pace(bool live)
@@ -193,10 +197,17 @@ class UpdateView {
         return object;
     }
 
-    void show(const Json& object) const
+    // The update goes on when nobody can be told of it.
+    void show(const Json& object)
     {
-        session_.out.line(json_line(object));
-        session_.out.flush();
+        if (output_failed_) return;
+        try {
+            session_.out.line(json_line(object));
+            session_.out.flush();
+        } catch (const Failure& failure) {
+            output_failed_ = true;
+            complain(failure.what());
+        }
     }
 
     Session& session_;
@@ -204,6 +215,7 @@ class UpdateView {
     bool json_;
     bool live_;
     bool bar_shown_ = false;
+    bool output_failed_ = false;
     ProgressPace pace_;
     ProgressPace::Clock::time_point start_ = ProgressPace::Clock::now();
 };
@@ -239,7 +251,7 @@ int update(Session& session, const UpdateJob& job)
                              [&session](milliseconds time) { wait_for(session.interrupts, time); });
     const auto report = update_firmware(link, job.image, job.plan, watch_with(view, session.interrupts));
     view.show_end(report, place);
-    return report.is_success() ? exit_success : exit_failure;
+    return report.is_success() && !view.output_failed() ? exit_success : exit_failure;
 }
 
 Work plan_update(const UpdateArguments& arguments)

@@ -249,6 +249,12 @@ Work plan_carrier_time(const CarrierTimeArguments& arguments)
                             auto address = reader.address();
                             auto set = time;
                             const TagResult result{SetCarrierTime(&address, &set, reader.handle())};
+                            if (result.code == 0 && set != time) {
+                                throw Failure(
+                                    fmt::format("the reader's carrier time is {}, not {}: it may have "
+                                                "refused the new one",
+                                                set, time));
+                            }
                             done.text = fmt::format("the reader's carrier time is {}", set);
                             done.object["time"] = set;
                             return result;
