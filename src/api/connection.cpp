@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "api/handles.h"
-#include "link/channel.h"
+#include "api/exported.h"
 #include "link/clock.h"
+#include "link/descriptor.h"
+#include "link/serial.h"
 #include "link/system.h"
+#include "link/tcp.h"
 #include "tagwire/result.h"
 
 namespace tagwire {
@@ -50,20 +52,13 @@ int shake_hands(Reader* sthis, u8* address)
 
 void set_ip_address(Reader* reader, const char* text)
 {
-    const TableLock lock;
+    const Lock lock(table_mutex);
     std::memset(reader->ipAddress, 0, sizeof reader->ipAddress);
     std::memcpy(reader->ipAddress, text, std::strlen(text));
 }
 
 // Whoever carries a Reader away claims it first; the others find it closing.
-bool claim(Reader* reader) { return !__atomic_exchange_n(&reader->keeping.closing, true, __ATOMIC_ACQ_REL); }
-void give_back(Reader* reader) { __atomic_store_n(&reader->keeping.closing, false, __ATOMIC_RELEASE); }
-
-// True inside a callback of a locked inventory: its thread holds the command lock and would wait for itself.
-bool holds_lock(const Reader* reader)
-{
-    return __atomic_load_n(&reader->keeping.lock_owner, __ATOMIC_RELAXED) == pthread_self();
-}
+bool claim(Reader* reader) { return !reader->keeping.closing.exchange(true); }
 
 void destroy(int handle, Reader* reader)
 {
@@ -73,14 +68,14 @@ void destroy(int handle, Reader* reader)
 }
 
 // A failed open leaves neither slot nor Reader behind.
-int give_up(int handle, Reader* reader, int* FrmHandle, int result)
+int abandon(int handle, Reader* reader, int* FrmHandle, int result)
 {
     *FrmHandle = -1;
     if (claim(reader)) destroy(handle, reader);
     return result;
 }
 
-void give_out(Reader* reader, int handle, int* FrmHandle)
+void publish(Reader* reader, int handle, int* FrmHandle)
 {
     reader->FrmHandle = handle;
     reader->isStopCmd = false;
@@ -88,10 +83,12 @@ void give_out(Reader* reader, int handle, int* FrmHandle)
     *FrmHandle = handle;
 }
 
+// The wake of the stop request stays until the inventory has seen it.
 int refuse(Reader* reader)
 {
-    calm(reader);
-    give_back(reader);
+    if (reader->keeping.calm_with_turn.exchange(true)) calm(reader);  // one of an earlier request is enough
+    if (reader->keeping.turn_owner.ordered_load() == 0) calm_after_turn(reader);
+    reader->keeping.closing.ordered_store(false);
     return TAGWIRE_BUSY;
 }
 
@@ -138,11 +135,11 @@ int open_net_port(int Port, char* IPaddr, u8* ComAdr, int* FrmHandle)
     const int result = reader->operations.OpenTCP(reader, Port, IPaddr, ComAdr);
     if (result != TAGWIRE_OK) {
         close_socket(reader);  // an invalid address leaves one behind
-        return give_up(handle, reader, FrmHandle, result);
+        return abandon(handle, reader, FrmHandle, result);
     }
     reader->ipPort = Port;
     set_ip_address(reader, ip_address);
-    give_out(reader, handle, FrmHandle);
+    publish(reader, handle, FrmHandle);
     return TAGWIRE_OK;
 }
 
@@ -219,12 +216,12 @@ int OpenComPort(char* port, u8* address, u8 baud, int* FrmHandle)
     Reader* reader = fresh.get();
     const int result = reader->operations.OpenCom(reader, port, address, baud);
     if (result != TAGWIRE_OK) {
-        if (!reader->isInventoryCmd) return give_up(handle, reader, FrmHandle, result);
+        if (!reader->isInventoryCmd) return abandon(handle, reader, FrmHandle, result);
         *FrmHandle = -1;
         reader->keeping.opening = false;
         return TAGWIRE_BUSY;
     }
-    give_out(reader, handle, FrmHandle);
+    publish(reader, handle, FrmHandle);
     return TAGWIRE_OK;
 }
 

@@ -17,11 +17,13 @@ template <class... Parameters> struct ExportOf<int(Reader*, Parameters...)> {
 #define INTERNAL(name)
 #define PLAIN(name) static_assert(std::is_same_v<decltype(::name), ExportOf<decltype(::I_##name)>::Type>);
 #define LOCKED(name) PLAIN(name)
+#define ASIDE(name) PLAIN(name)
 #define UNBUSY(name) PLAIN(name)
 #define TAGWIRE_OPERATION(exported, result, name, ...) exported(name)
 #include "reader/operations.def"
 #undef TAGWIRE_OPERATION
 #undef UNBUSY
+#undef ASIDE
 #undef LOCKED
 #undef PLAIN
 #undef INTERNAL
@@ -128,7 +130,7 @@ int StopRead(u8* address, int FrmHandle) { return unbusy<&Operations::StopRead>(
 
 int StopImmediately(u8* address, int FrmHandle)
 {
-    return plain<&Operations::StopImmediately>(FrmHandle, address);
+    return aside<&Operations::StopImmediately>(FrmHandle, address);
 }
 
 int ReadActiveModeData(u8* ScanModeData, int* ValidDatalength, int FrmHandle)

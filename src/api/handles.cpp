@@ -6,9 +6,10 @@ Reader* EthReader[256];
 bool isOpening;
 
 namespace tagwire {
-namespace {
 
 pthread_mutex_t table_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+namespace {
 
 // Applications can see the table, so it is read and written atomically besides being locked.
 Reader* slot(int handle) { return __atomic_load_n(&EthReader[handle], __ATOMIC_ACQUIRE); }
@@ -16,13 +17,10 @@ void set_slot(int handle, Reader* reader) { __atomic_store_n(&EthReader[handle],
 
 }  // namespace
 
-TableLock::TableLock() { pthread_mutex_lock(&table_mutex); }
-TableLock::~TableLock() { pthread_mutex_unlock(&table_mutex); }
-
 Borrowed::Borrowed(int handle)
 {
     if (handle < first_handle || handle > last_handle) return;
-    const TableLock lock;
+    const Lock lock(table_mutex);
     Reader* reader = slot(handle);
     if (reader == nullptr || reader->keeping.opening) return;
     retain(reader);
@@ -35,7 +33,7 @@ Reader* occupy_slot(int& handle)
     if (reader == nullptr) return nullptr;
     reader->keeping.opening = true;
     {
-        const TableLock lock;
+        const Lock lock(table_mutex);
         for (handle = first_handle; handle <= last_handle; ++handle) {
             if (slot(handle) != nullptr) continue;
             retain(reader);
@@ -49,14 +47,14 @@ Reader* occupy_slot(int& handle)
 
 void clear_slot(int handle, const Reader* reader)
 {
-    const TableLock lock;
+    const Lock lock(table_mutex);
     if (slot(handle) == reader) set_slot(handle, nullptr);
 }
 
 Reader* find_by_address(const char* ip_address, int& handle)
 {
     if (*ip_address == '\0') return nullptr;  // what every serial Reader has
-    const TableLock lock;
+    const Lock lock(table_mutex);
     for (handle = first_handle; handle <= last_handle; ++handle) {
         Reader* reader = slot(handle);
         if (reader == nullptr || std::strcmp(reader->ipAddress, ip_address) != 0) continue;

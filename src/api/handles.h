@@ -16,13 +16,7 @@ inline constexpr int first_handle = 1;
 inline constexpr int last_handle = 255;
 
 // The table's lock, held for moments only: never around a wait or a system call on a link.
-class TableLock {
-  public:
-    TableLock();
-    ~TableLock();
-    TableLock(const TableLock&) = delete;
-    TableLock& operator=(const TableLock&) = delete;
-};
+extern pthread_mutex_t table_mutex;
 
 // The Reader of a handle, kept alive for a scope.
 class Borrowed {

@@ -1,6 +1,6 @@
 // The reader's plain settings: one request, one answer each.
-#include "link/channel.h"
 #include "link/command.h"
+#include "link/descriptor.h"
 #include "link/serial.h"
 #include "link/system.h"
 

@@ -3,23 +3,24 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <utility>
 
-#include "link/assembly.h"
-#include "link/channel.h"
 #include "link/clock.h"
 #include "link/command.h"
+#include "link/descriptor.h"
 #include "link/framing.h"
 #include "link/system.h"
 
 namespace tagwire {
 
-// One run of continuous reading, from StartRead until its worker ends. A later run has a Stream of its own,
-// so that a worker that was stopped inside its callback finds its own run over, whatever was started since.
+// One run of continuous reading, from the question to the reader until its worker ends. A later run has a
+// Stream of its own, so that a worker that was stopped inside its callback finds its own run over, whatever
+// was started since.
 struct Stream {
     Reader* reader;
-    unsigned users;      // the worker, and a StopRead that waits for it
-    Relaxed<bool> over;  // stopped: no further cycle
-    Gate reading;        // around the worker's reads of the link
+    Atomic<unsigned> users;  // whoever starts it, then its worker; the Reader; a StopRead that waits for it
+    Atomic<bool> over;       // stopped: no worker, or no further cycle
+    Gate reading;            // around the worker's reads of the link
     u8 chunk[buffer_size];
     u8 assembly[buffer_size];
 };
@@ -27,27 +28,6 @@ struct Stream {
 namespace {
 
 constexpr u8 report_command = 0xEE;
-
-void drop(Stream* stream)
-{
-    if (__atomic_sub_fetch(&stream->users, 1, __ATOMIC_ACQ_REL) != 0) return;
-    stream->reading.destroy();
-    std::free(stream);
-}
-
-class StreamLock {
-  public:
-    explicit StreamLock(Reader* reader) : mutex_(&reader->keeping.stream_mutex)
-    {
-        pthread_mutex_lock(mutex_);
-    }
-    ~StreamLock() { pthread_mutex_unlock(mutex_); }
-    StreamLock(const StreamLock&) = delete;
-    StreamLock& operator=(const StreamLock&) = delete;
-
-  private:
-    pthread_mutex_t* mutex_;
-};
 
 Stream* make_stream(Reader* reader)
 {
@@ -59,22 +39,30 @@ Stream* make_stream(Reader* reader)
     return stream;
 }
 
-// The run in progress, with a reference for the caller; null when there is none.
-Stream* current_stream(Reader* reader)
+void drop(Stream* stream)
 {
-    const StreamLock lock(reader);
-    Stream* stream = reader->keeping.stream;
-    if (stream != nullptr) __atomic_add_fetch(&stream->users, 1, __ATOMIC_RELAXED);
+    if (stream->users.subtract(1) != 0) return;
+    stream->reading.destroy();
+    std::free(stream);
+}
+
+// The run in progress, or the one being started, marked as over, for the caller to drop; null when there is
+// none.
+Stream* take_stream(Reader* reader)
+{
+    const Lock lock(reader->keeping.stream_mutex);
+    reader->isStopStocktaking = true;
+    Stream* stream = std::exchange(reader->keeping.stream, nullptr);
+    if (stream != nullptr) stream->over = true;
     return stream;
 }
 
-// Ends the run in progress. When this returns, its worker does not read the link any more; it may still be
-// handing out what it has read.
+// Ends that run. When this returns, its worker does not read the link any more, and will not begin; it may
+// still be handing out what it has read.
 void end_stream(Reader* reader)
 {
-    Stream* stream = current_stream(reader);
+    Stream* stream = take_stream(reader);
     if (stream == nullptr) return;
-    stream->over = true;
     stream->reading.shut();
     wake(reader);
     stream->reading.await_empty();
@@ -82,31 +70,24 @@ void end_stream(Reader* reader)
     drop(stream);
 }
 
-bool is_report(const FrameCopy& frame)
+// A run that is over by itself.
+void leave_stream(Stream* stream)
 {
-    return frame.bytes[frame::command] == report_command && frame.bytes[frame::status] == 0;
+    Keeping& keeping = stream->reader->keeping;
+    const Lock lock(keeping.stream_mutex);
+    if (keeping.stream != stream) return;
+    keeping.stream = nullptr;
+    drop(stream);
 }
 
-void deliver_reports(Reader* reader, Assembly& bytes)
+bool is_report_head(const Reader* /*reader*/, const Assembly& bytes, int command)
 {
-    FrameCopy frame;
-    while (bytes.size() > 0) {
-        const int length = bytes[0] + 1;
-        const bool in_step =
-            bytes.size() < 4 || (bytes[0] >= 4 && bytes[2] == report_command) || bytes[2] == 0;
-        if (!in_step) {
-            bytes.drop(1);
-            continue;
-        }
-        if (bytes.size() < length) return;
-        if (!frame.take(reader, bytes.front(), length)) {
-            bytes.drop(1);
-            continue;
-        }
-        if (is_report(frame) && reader->MypCallBack != nullptr)
-            reader->operations.parserRidTag(reader, frame.bytes, 0x50);
-        bytes.drop(length);
-    }
+    return bytes[0] > 3 && bytes[2] == command;
+}
+
+bool is_report(const FrameCopy& frame)
+{
+    return frame.bytes[frame::command] == report_command && frame.status() == 0;
 }
 
 // Reads one chunk and rests when there is none, unless the run was stopped meanwhile.
@@ -123,15 +104,18 @@ void run(Stream* stream)
 {
     Reader* reader = stream->reader;
     Assembly bytes(stream->assembly, buffer_size);
+    const auto find = [&](FrameCopy& frame) {
+        return find_frame(reader, bytes, is_report_head, report_command, frame);
+    };
+    const auto accept = [&](FrameCopy& frame) -> Outcome {
+        if (is_report(frame) && reader->MypCallBack != nullptr)
+            reader->operations.parserRidTag(reader, frame.bytes, 0x50);
+        return {};
+    };
     do {
         if (stream->over || reader->isStopStocktaking) return;
         const int n = read_chunk(stream);
-        if (n <= 0) continue;
-        bytes.feed(stream->chunk, n, [&] {
-            deliver_reports(reader, bytes);
-            return false;
-        });
-        pause_for_input(reader, 1);
+        if (n > 0) take_frames(bytes, stream->chunk, n, find, accept);
     } while (!reader->isStopCmd);
 }
 
@@ -140,10 +124,7 @@ void* worker(void* argument)
     auto* stream = static_cast<Stream*>(argument);
     Reader* reader = stream->reader;
     run(stream);
-    {
-        const StreamLock lock(reader);
-        if (reader->keeping.stream == stream) reader->keeping.stream = nullptr;
-    }
+    leave_stream(stream);
     drop(stream);
     release(reader);
     return nullptr;
@@ -187,32 +168,61 @@ bool start_worker(Stream* stream)
     return result == 0;
 }
 
-// Takes over `stream`.
-bool start_stream(Reader* reader, Stream* stream)
+// Makes the stream the one that a stop ends, and sends the question, in one step: a stop that does not see
+// the stream sends its frame first.
+void ask_to_start(Reader* reader, Stream* stream, Command& command)
 {
     end_stream(reader);
-    {
-        const StreamLock lock(reader);
-        reader->keeping.stream = stream;
-    }
+    const Lock lock(reader->keeping.stream_mutex);
+    stream->users.add(1);
+    reader->keeping.stream = stream;
+    command.send();
+}
+
+// Starts the worker, unless the stream was stopped since. False when there is no thread to be had.
+bool let_run(Reader* reader, Stream* stream)
+{
+    const Lock lock(reader->keeping.stream_mutex);
+    if (stream->over) return true;
     reader->isStopStocktaking = false;
     retain(reader);
+    stream->users.add(1);
     if (start_worker(stream)) return true;
-
     reader->isStopStocktaking = true;
-    {
-        const StreamLock lock(reader);
-        reader->keeping.stream = nullptr;
-    }
     drop(stream);
     release(reader);
     return false;
 }
 
+constexpr u8 start_command = 0x50;
+constexpr u8 stop_command = 0x51;
+constexpr u8 abort_command = 0x93;
+
+// The reader's status, or what went wrong with its answer; `runs` is false where only the thread was missing.
+int start(Reader* sthis, u8* address, u8 target, Stream* stream, bool& runs)
+{
+    Command command(sthis, address, start_command);
+    ask_to_start(sthis, stream, command.byte(target));
+    const int result = command.receive();
+    const int status = result != TAGWIRE_OK ? result : command.answer().status();
+    runs = status != TAGWIRE_OK || let_run(sthis, stream);
+    if (status != TAGWIRE_OK) leave_stream(stream);
+    return status;
+}
+
+// Sends a frame without data past the command in progress, whose buffers it leaves alone, and waits for
+// nothing.
+int send_aside(Reader* sthis, u8 address, u8 command)
+{
+    u8 frame[frame::shortest_request] = {4, address, command};
+    sthis->operations.GetCRC(sthis, frame, 3);
+    return sthis->operations.SendStopDataToPort(sthis, frame, sizeof frame);
+}
+
 // One raw read, into the receive buffer.
 int read_raw(Reader* sthis, u8* to, int* count)
 {
-    const Exchange exchange(sthis, Purpose::command);
+    const Turn turn(sthis, Purpose::command);
     const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
     if (n <= 0) return TAGWIRE_NO_DATA;
     std::memcpy(to, sthis->recvBuff, static_cast<std::size_t>(n));
@@ -230,39 +240,35 @@ int I_StartRead(Reader* sthis, u8* address, u8 target)
     // Before the reader is asked, so that there is no reading without a worker.
     Stream* stream = make_stream(sthis);
     if (stream == nullptr) return TAGWIRE_NO_ANSWER;
-    const int status = Command(sthis, address, 0x50).byte(target).exchange(AddressEcho::never);
-    if (status != 0) {
-        drop(stream);
-        return status;
-    }
-    if (start_stream(sthis, stream)) return status;
+    bool runs = false;
+    const int status = start(sthis, address, target, stream, runs);
+    drop(stream);
+    if (runs) return status;
     sthis->operations.StopRead(sthis, address);
     return TAGWIRE_NO_ANSWER;
 }
 
+// The reader is told in any case. Where another command has its turn too long, or this is a callback of it,
+// its receiver is left to skip the answer.
 int I_StopRead(Reader* sthis, u8* address)
 {
-    constexpr int answer_limit_ms = 200;
-    sthis->isStopStocktaking = true;
+    constexpr int turn_limit_ms = 200;
     end_stream(sthis);
-
-    // A stop may come while another thread's command uses the connection: its answer would be lost to that
-    // command, or the command's bytes to this one.
-    Exchange exchange(sthis, Purpose::stop);
-    if (!exchange.take_within(answer_limit_ms)) return TAGWIRE_NO_ANSWER;
-    return Command(sthis, address, 0x51).exchange_amid_reports(AddressEcho::never);
+    const bool inside = inside_own_turn(sthis);
+    Turn turn(sthis, Purpose::stop);
+    const bool alone = !inside && turn.take_within(turn_limit_ms);
+    end_stream(sthis);  // one that was being started meanwhile
+    if (alone) return Command(sthis, address, stop_command).exchange_amid_reports(AddressEcho::never);
+    send_aside(sthis, *address, stop_command);
+    return TAGWIRE_NO_ANSWER;
 }
 
-// Meant for the middle of another thread's command, whose buffers it then leaves alone.
 int I_StopImmediately(Reader* sthis, u8* address)
 {
-    const Exchange exchange(sthis, Purpose::stop);
-    sthis->isInventoryCmd = false;
-    if (exchange.ours()) std::memset(sthis->recvBuff, 0, cleared_by_command);
-
-    u8 frame[frame::shortest_request] = {4, *address, 0x93};
-    sthis->operations.GetCRC(sthis, frame, 3);
-    return sthis->operations.SendStopDataToPort(sthis, frame, sizeof frame);
+    if (!inside_own_turn(sthis)) sthis->isInventoryCmd = false;
+    const Turn turn(sthis, Purpose::stop);
+    if (turn.taken()) std::memset(sthis->recvBuff, 0, cleared_by_command);
+    return send_aside(sthis, *address, abort_command);
 }
 
 int I_GetRfidTagData(Reader* sthis, u8* /*address*/, u8* rfiddata, int* length)

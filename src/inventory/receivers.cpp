@@ -4,10 +4,10 @@
 // by receiver, and stands in each one's own lines.
 #include <cstring>
 
-#include "link/channel.h"
+#include "inventory/tag_frames.h"
 #include "link/clock.h"
+#include "link/descriptor.h"
 #include "link/framing.h"
-#include "tagwire/result.h"
 
 namespace tagwire {
 namespace {
@@ -35,31 +35,32 @@ bool ends_inventory(u8 status)
 
 enum class Tags { to_callback, to_list_only };
 
-// The accepted frames of an answer, back to back. When they do not fit and a callback takes the tags, the
-// list keeps what came first; the frame that ends the answer has its place at the expense of the last ones.
-class Gathered {
+// The frames of an answer, back to back in btRecvArr. When a callback takes the tags, more may come than there
+// is room for: the list keeps what came first and, in place of its last frames, the frame that ends the answer.
+class FrameList {
   public:
-    Gathered(Reader* reader, Tags tags) : reader_(reader), tags_(tags) {}
+    FrameList(Reader* reader, Tags tags) : reader_(reader), tags_(tags) {}
 
-    void add(const u8* frame, int length, bool last)
+    void add(const FrameCopy& frame, bool last)
     {
-        const bool fits = length <= buffer_size - count_;
+        const bool fits = frame.length() <= buffer_size - size_;
         if (!fits) overflowed_ = true;
-        if (!fits && last) count_ = early_;
+        if (!fits && last) size_ = size_with_room_;
         if (overflowed_ && !last) return;
-        std::memcpy(reader_->btRecvArr + count_, frame, static_cast<std::size_t>(length));
-        count_ += length;
-        if (count_ <= buffer_size - static_cast<int>(frame::longest)) early_ = count_;
+        std::memcpy(reader_->btRecvArr + size_, frame.bytes, static_cast<std::size_t>(frame.length()));
+        size_ += frame.length();
+        if (size_ <= buffer_size - static_cast<int>(frame::longest)) size_with_room_ = size_;
     }
 
-    // Nobody takes the tags and there is no room for them: the answer is lost.
-    bool lost() const { return (overflowed_ || count_ >= buffer_size - 1) && !tags_are_taken(); }
-    bool cut() const { return overflowed_ && !tags_are_taken(); }
+    // Frames were left out, and nobody has taken their tags.
+    bool is_cut() const { return overflowed_ && !tags_are_taken(); }
+    // The same will be true of any further frame.
+    bool is_full() const { return (overflowed_ || size_ >= buffer_size - 1) && !tags_are_taken(); }
 
     void copy_out(u8* to, int* length) const
     {
-        std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(count_));
-        *length = count_;
+        std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(size_));
+        *length = size_;
     }
 
   private:
@@ -67,83 +68,112 @@ class Gathered {
 
     Reader* reader_;
     Tags tags_;
-    int count_ = 0;
-    int early_ = 0;  // end of the last frame that leaves room for another one
+    int size_ = 0;
+    int size_with_room_ = 0;  // up to the last frame behind which any other one fits
     bool overflowed_ = false;
 };
 
-constexpr Header list_search{5, [](const Reader* /*reader*/, const Assembly& bytes, int command) {
-                                 return bytes[0] > 3 && bytes[2] == command && bytes[4] == 1;
-                             }};
+bool is_list_search(const Reader* /*reader*/, const Assembly& bytes, int command)
+{
+    return bytes[0] > 3 && bytes[2] == command && (bytes.size() < 5 || bytes[4] == 1);
+}
 
-// The frames of one inventory answer.
+// What the answers of inventories have in common: frames into the list, tags to the callback, an end.
 class InventoryAnswer {
   public:
-    InventoryAnswer(Reader* reader, const Header& header, int command, Tags tags)
-        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader, tags), header_(header),
-          command_(command), tags_(tags)
+    InventoryAnswer(Reader* reader, int command, Tags tags)
+        : reader_(reader), command_(command), tags_(tags),
+          callback_only_(tags_go_to_callback_only(reader) && tags == Tags::to_callback),
+          bytes_(assembly_of(reader)), frames_(reader, tags)
     {}
 
-    // True when the answer has ended; result() then tells how.
-    bool feed(const u8* chunk, int count)
+    bool is_lost() const { return frames_.is_full(); }
+
+    // Of frames that the header test picks.
+    Outcome feed(const u8* chunk, int count, HeaderTest is_good)
     {
-        return bytes_.feed(chunk, count, [this] { return scan(); });
+        return take_frames(
+            bytes_, chunk, count,
+            [&](FrameCopy& frame) { return find_frame(reader_, bytes_, is_good, command_, frame); },
+            [&](FrameCopy& frame) {
+                reader_->time1 = getCurrentTimeMsec();
+                return accept(frame, carries_tags(frame.status()), ends_inventory(frame.status()));
+            });
     }
 
-    int result() const { return result_; }
-    bool complete() const { return complete_; }  // ended by an end status
-    bool lost() const { return gathered_.lost(); }
-    void copy_out(u8* to, int* length) const { gathered_.copy_out(to, length); }
+    // Of frames that each have a lead byte in front, and no header test. An antenna that failed its check
+    // (0xF8) does not end the answer, and its frame may carry tags.
+    Outcome feed_switch(const u8* chunk, int count)
+    {
+        return take_frames(
+            bytes_, chunk, count, [&](FrameCopy& frame) { return find_behind_lead(frame); },
+            [&](FrameCopy& frame) {
+                const u8 status = frame.status();
+                reader_->time3 = getCurrentTimeMsec();
+                return accept(frame, carries_tags(status) || status == 0xF8,
+                              ends_inventory(status) && status != 0xF8);
+            });
+    }
+
+    // Once the answer has ended by itself, and where its list is wanted.
+    void copy_out(u8* to, int* length) const
+    {
+        if (complete_ && !callback_only_) frames_.copy_out(to, length);
+    }
 
   private:
-    bool scan()
+    Outcome accept(FrameCopy& frame, bool has_tags, bool last)
     {
-        FrameCopy frame;
-        while (find_frame(reader_, bytes_, header_, command_, frame)) {
-            const int length = frame.bytes[frame::len] + 1;
-            if (accept(frame, length)) return true;
-            bytes_.drop(length);
+        frames_.add(frame, last);
+        if (has_tags && tags_ == Tags::to_callback && has_callback(reader_))
+            reader_->operations.parserRidTag(reader_, frame.bytes, command_);
+        complete_ = last && !frames_.is_cut();
+        if (last) return complete_ ? int{frame.status()} : int{TAGWIRE_NO_ANSWER};
+        if (frame.bytes[frame::command] == error_echo) return TAGWIRE_WRONG_COMMAND;
+        return {};
+    }
+
+    bool find_behind_lead(FrameCopy& frame)
+    {
+        constexpr u8 lead = 0xA0;
+        for (; bytes_.size() > 0 && !reader_->isStopCmd; bytes_.drop(1)) {
+            if (bytes_[0] != lead) continue;
+            if (bytes_.size() < 2 || bytes_.size() <= bytes_[1] + 1) return false;
+            if (!frame.take(reader_, bytes_.front() + 1, bytes_[1] + 1)) continue;
+            bytes_.drop(1);
+            return true;
         }
         return false;
     }
 
-    bool accept(FrameCopy& frame, int length)
-    {
-        const u8 status = frame.bytes[frame::status];
-        reader_->time1 = getCurrentTimeMsec();
-        gathered_.add(frame.bytes, length, ends_inventory(status));
-        if (tags_ == Tags::to_callback && carries_tags(status) && has_callback(reader_))
-            reader_->operations.parserRidTag(reader_, frame.bytes, command_);
-        if (ends_inventory(status)) {
-            complete_ = !gathered_.cut();
-            result_ = complete_ ? int{status} : int{TAGWIRE_NO_ANSWER};
-            return true;
-        }
-        result_ = TAGWIRE_WRONG_COMMAND;
-        return frame.bytes[frame::command] == error_echo;
-    }
-
     Reader* reader_;
-    Assembly bytes_;
-    Gathered gathered_;
-    const Header& header_;
     int command_;
     Tags tags_;
-    int result_ = 0;
+    bool callback_only_;
+    Assembly bytes_;
+    FrameList frames_;
     bool complete_ = false;
 };
 
 // An answer that lasts until its end status, 5 s of silence, or the stop flag.
-int receive_inventory(Reader* sthis, InventoryAnswer& answer)
+int receive_inventory(Reader* sthis, u8* Recv, int* pLengthOfRecved, InventoryAnswer& answer,
+                      HeaderTest is_good)
 {
+    *pLengthOfRecved = 0;
+    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
     sthis->time1 = getCurrentTimeMsec();
     do {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n < 0) return TAGWIRE_NO_ANSWER;
         if (n == 0) pause_for_input(sthis, 10);
-        if (n > 0 && answer.feed(sthis->recvBuff, n)) return answer.result();
+        if (n > 0) {
+            if (const Outcome outcome = answer.feed(sthis->recvBuff, n, is_good)) {
+                answer.copy_out(Recv, pLengthOfRecved);
+                return *outcome;
+            }
+        }
         pause_for_input(sthis, 1);
-        if (answer.lost()) return TAGWIRE_NO_ANSWER;
+        if (answer.is_lost()) return TAGWIRE_NO_ANSWER;
         sthis->time2 = getCurrentTimeMsec();
         if (sthis->time2 - sthis->time1 > silence_limit_ms) return TAGWIRE_NO_ANSWER;
     } while (!sthis->isStopCmd);
@@ -152,106 +182,8 @@ int receive_inventory(Reader* sthis, InventoryAnswer& answer)
 
 int receive_gen2(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
 {
-    *pLengthOfRecved = 0;
-    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
-    InventoryAnswer answer(sthis, addressed, cmd, Tags::to_callback);
-    const int result = receive_inventory(sthis, answer);
-    if (answer.complete() && !sthis->InventoryBackUID) answer.copy_out(Recv, pLengthOfRecved);
-    return result;
-}
-
-// The answer of a fast antenna switch: each frame has a lead byte in front and no header test.
-class SwitchAnswer {
-  public:
-    static constexpr u8 lead = 0xA0;
-
-    SwitchAnswer(Reader* reader, int command)
-        : reader_(reader), bytes_(assembly_of(reader)), gathered_(reader, Tags::to_callback),
-          command_(command)
-    {}
-
-    bool feed(const u8* chunk, int count)
-    {
-        return bytes_.feed(chunk, count, [this] { return scan(); });
-    }
-
-    int result() const { return result_; }
-    bool complete() const { return complete_; }
-    bool lost() const { return gathered_.lost(); }
-    void copy_out(u8* to, int* length) const { gathered_.copy_out(to, length); }
-
-  private:
-    bool scan()
-    {
-        FrameCopy frame;
-        while (bytes_.size() >= 1) {
-            if (reader_->isStopCmd) {
-                result_ = TAGWIRE_OK;
-                return true;
-            }
-            if (bytes_[0] != lead) {
-                bytes_.drop(1);
-                continue;
-            }
-            if (bytes_.size() < 2) return false;
-            const int length = bytes_[1] + 1;
-            if (bytes_.size() <= length) return false;
-            if (!frame.take(reader_, bytes_.front() + 1, length)) {
-                bytes_.drop(1);
-                continue;
-            }
-            if (accept(frame, length)) return true;
-            bytes_.drop(length + 1);
-        }
-        return false;
-    }
-
-    // An antenna that failed its check (0xF8) does not end the answer, and its frame may carry tags.
-    bool accept(FrameCopy& frame, int length)
-    {
-        const u8 status = frame.bytes[frame::status];
-        const bool last = ends_inventory(status) && status != 0xF8;
-        reader_->time3 = getCurrentTimeMsec();
-        gathered_.add(frame.bytes, length, last);
-        if ((carries_tags(status) || status == 0xF8) && has_callback(reader_))
-            reader_->operations.parserRidTag(reader_, frame.bytes, command_);
-        if (last) {
-            reader_->time1 = getCurrentTimeMsec();
-            complete_ = !gathered_.cut();
-            result_ = complete_ ? int{status} : int{TAGWIRE_NO_ANSWER};
-            return true;
-        }
-        result_ = TAGWIRE_WRONG_COMMAND;
-        return frame.bytes[frame::command] == error_echo;
-    }
-
-    Reader* reader_;
-    Assembly bytes_;
-    Gathered gathered_;
-    int command_;
-    int result_ = 0;
-    bool complete_ = false;
-};
-
-int receive_switch(Reader* sthis, SwitchAnswer& answer)
-{
-    const int first_byte_limit = (sthis->isInventoryCmd ? 100 * sthis->inventoryScanTime : 1000) + 4000;
-    bool data_came = false;
-    sthis->time1 = getCurrentTimeMsec();
-    sthis->time3 = sthis->time1;
-    for (;;) {
-        if (sthis->isStopCmd) return TAGWIRE_OK;
-        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
-        if (n < 0) return TAGWIRE_NO_ANSWER;
-        if (n == 0) pause_for_input(sthis, 10);
-        if (n > 0) data_came = true;
-        if (n > 0 && answer.feed(sthis->recvBuff, n)) return answer.result();
-        pause_for_input(sthis, 5);
-        if (answer.lost()) return TAGWIRE_NO_ANSWER;
-        sthis->time2 = getCurrentTimeMsec();
-        if (sthis->time2 - sthis->time1 > first_byte_limit && !data_came) return TAGWIRE_NO_ANSWER;
-        if (sthis->time2 - sthis->time3 > silence_limit_ms && sthis->time3 != 0) return TAGWIRE_NO_ANSWER;
-    }
+    InventoryAnswer answer(sthis, cmd, Tags::to_callback);
+    return receive_inventory(sthis, Recv, pLengthOfRecved, answer, is_addressed);
 }
 
 // The one frame that AutoGetDataFromPort waits for.
@@ -314,9 +246,10 @@ class ExpectedAnswer {
 // it does not fit.
 bool append_received(Reader* reader, u8* to, int count, int spare)
 {
-    if (count > buffer_size - spare - reader->recvLength) return false;
-    std::memcpy(to + reader->recvLength, reader->btRecvArr, static_cast<std::size_t>(count));
-    reader->recvLength += count;
+    const int length = reader->recvLength;  // once: a second command of the caller's may change it
+    if (length < 0 || count > buffer_size - spare - length) return false;
+    std::memcpy(to + length, reader->btRecvArr, static_cast<std::size_t>(count));
+    reader->recvLength = length + count;
     return true;
 }
 
@@ -370,14 +303,36 @@ int I_GetInventoryDataFromPort2(Reader* sthis, u8* Recv, int* pLengthOfRecved, i
     return receive_gen2(sthis, Recv, pLengthOfRecved, cmd);
 }
 
+// The stop flag ends it with 0.
 int I_GetInventoryDataFromPort3(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
 {
     *pLengthOfRecved = 0;
     if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
-    SwitchAnswer answer(sthis, cmd);
-    const int result = receive_switch(sthis, answer);
-    if (answer.complete() && !sthis->InventoryBackUID) answer.copy_out(Recv, pLengthOfRecved);
-    return result;
+    InventoryAnswer answer(sthis, cmd, Tags::to_callback);
+    const int first_byte_limit = (sthis->isInventoryCmd ? 100 * sthis->inventoryScanTime : 1000) + 4000;
+    bool data_came = false;
+    sthis->time1 = getCurrentTimeMsec();
+    sthis->time3 = sthis->time1;
+    for (;;) {
+        if (sthis->isStopCmd) return TAGWIRE_OK;
+        const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
+        if (n < 0) return TAGWIRE_NO_ANSWER;
+        if (n == 0) pause_for_input(sthis, 10);
+        if (n > 0) {
+            data_came = true;
+            if (const Outcome outcome = answer.feed_switch(sthis->recvBuff, n)) {
+                answer.copy_out(Recv, pLengthOfRecved);
+                sthis->time1 = getCurrentTimeMsec();
+                return *outcome;
+            }
+            if (sthis->isStopCmd) return TAGWIRE_OK;
+        }
+        pause_for_input(sthis, 5);
+        if (answer.is_lost()) return TAGWIRE_NO_ANSWER;
+        sthis->time2 = getCurrentTimeMsec();
+        if (sthis->time2 - sthis->time1 > first_byte_limit && !data_came) return TAGWIRE_NO_ANSWER;
+        if (sthis->time2 - sthis->time3 > silence_limit_ms && sthis->time3 != 0) return TAGWIRE_NO_ANSWER;
+    }
 }
 
 // Ends by its answer or by silence only: read errors and the stop flag do not count. A close ends it.
@@ -385,31 +340,30 @@ int I_GetInventoryDataFromPort_TP(Reader* sthis, u8* Recv, int* pLengthOfRecved,
 {
     *pLengthOfRecved = 0;
     if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
-    InventoryAnswer answer(sthis, addressed, cmd, Tags::to_callback);
+    InventoryAnswer answer(sthis, cmd, Tags::to_callback);
     sthis->time1 = getCurrentTimeMsec();
     sthis->time3 = 0;
     for (;;) {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
-        if (n > 0 && answer.feed(sthis->recvBuff, n)) break;
+        if (n > 0) {
+            if (const Outcome outcome = answer.feed(sthis->recvBuff, n, is_addressed)) {
+                answer.copy_out(Recv, pLengthOfRecved);
+                return *outcome;
+            }
+        }
         pause_for_input(sthis, 5);
-        if (answer.lost()) return TAGWIRE_NO_ANSWER;
+        if (answer.is_lost()) return TAGWIRE_NO_ANSWER;
         sthis->time2 = getCurrentTimeMsec();
         if (sthis->time2 - sthis->time1 > silence_limit_ms) return TAGWIRE_NO_ANSWER;
         if (sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
     }
-    if (answer.complete() && !sthis->InventoryBackUID) answer.copy_out(Recv, pLengthOfRecved);
-    return answer.result();
 }
 
 // Its tags never reach the callback, and always the list.
 int I_GetInventory_FindEPC_DataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
 {
-    *pLengthOfRecved = 0;
-    if (!known_link(sthis)) return TAGWIRE_BAD_HANDLE;
-    InventoryAnswer answer(sthis, list_search, cmd, Tags::to_list_only);
-    const int result = receive_inventory(sthis, answer);
-    if (answer.complete()) answer.copy_out(Recv, pLengthOfRecved);
-    return result;
+    InventoryAnswer answer(sthis, cmd, Tags::to_list_only);
+    return receive_inventory(sthis, Recv, pLengthOfRecved, answer, is_list_search);
 }
 
 int I_AutoGetDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int command)

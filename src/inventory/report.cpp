@@ -61,15 +61,11 @@ class Cursor {
     std::size_t at_;
 };
 
-// Once the call has begun nobody waits for it, and none begins after the Reader's end: a close waits for the
-// decision, which is all that happens inside the gate.
-void deliver(Reader* reader, RFIDTag* tag, int kind)
+// A close takes the callback away and does not wait: a call that is being entered may still begin behind it.
+void deliver(const Reader* reader, RFIDTag* tag, int kind)
 {
-    Passage deciding(reader->keeping.delivery);
-    if (!deciding) return;
     const pRFIDCallBack callback = reader->MypCallBack;
-    deciding.leave();
-    if (callback != nullptr) callback(tag, kind);
+    if (callback != nullptr && !reader->keeping.retired) callback(tag, kind);
 }
 
 void report_record(Reader* reader, Cursor& cursor, const Layout& layout, u8 antenna)

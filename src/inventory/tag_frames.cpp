@@ -66,6 +66,7 @@ int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, 
     constexpr int statistics_size = 6;
 
     clear_scratch(sthis);
+    const TagsDecision tags(sthis);
     command.send(rules.mark);
     const int result =
         (sthis->operations.*rules.receiver)(sthis, sthis->recvBuff, &sthis->recvLength, rules.code);
@@ -73,7 +74,7 @@ int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, 
 
     put(out.tag_count, 0);
     if (result == TAGWIRE_NO_ANSWER) return result;
-    if (sthis->InventoryBackUID) {
+    if (tags.callback_only()) {
         if (rules.callback_only == ListLength::zeroed) put(out.list_length, 0);
         return result;
     }

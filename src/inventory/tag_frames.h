@@ -21,14 +21,40 @@ template <class T> void put(T* output, T value)
 
 class FlagRaised {
   public:
-    explicit FlagRaised(Relaxed<bool>& flag) : flag_(flag) { flag_ = true; }
+    explicit FlagRaised(Atomic<bool>& flag) : flag_(flag) { flag_ = true; }
     ~FlagRaised() { flag_ = false; }
     FlagRaised(const FlagRaised&) = delete;
     FlagRaised& operator=(const FlagRaised&) = delete;
 
   private:
-    Relaxed<bool>& flag_;
+    Atomic<bool>& flag_;
 };
+
+// Whether the inventory in progress leaves its lists alone. Decided once, before its frame is sent, and kept
+// until its end, whatever is registered or closed meanwhile.
+class TagsDecision {
+  public:
+    explicit TagsDecision(Reader* reader) : reader_(reader), callback_only_(reader->InventoryBackUID)
+    {
+        reader_->keeping.tags_go = callback_only_ ? TagsGo::to_the_callback_only : TagsGo::to_the_list;
+    }
+    ~TagsDecision() { reader_->keeping.tags_go = TagsGo::undecided; }
+    TagsDecision(const TagsDecision&) = delete;
+    TagsDecision& operator=(const TagsDecision&) = delete;
+
+    bool callback_only() const { return callback_only_; }
+
+  private:
+    Reader* reader_;
+    bool callback_only_;
+};
+
+// The same for a receiver, which decides for itself where no inventory has.
+inline bool tags_go_to_callback_only(const Reader* reader)
+{
+    const TagsGo decided = reader->keeping.tags_go;
+    return decided == TagsGo::undecided ? reader->InventoryBackUID : decided == TagsGo::to_the_callback_only;
+}
 
 // What becomes of a frame without tags in front of others: the walk ends at it, or passes it.
 enum class OtherFrames { end_the_walk, are_passed };

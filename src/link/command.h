@@ -18,9 +18,8 @@
 
 #include <cstring>
 
-#include "link/exchange.h"
 #include "link/frame.h"
-#include "reader/reader.h"
+#include "link/turn.h"
 #include "tagwire/result.h"
 
 namespace tagwire {
@@ -74,7 +73,7 @@ enum class Outputs { on_success, always };
 class Command {
   public:
     Command(Reader* reader, u8* address, u8 code)
-        : reader_(reader), exchange_(reader, Purpose::command), address_(address), code_(code)
+        : reader_(reader), turn_(reader, Purpose::command), address_(address), code_(code)
     {
         put(frame::address, *address);
         put(frame::command, code);
@@ -223,7 +222,7 @@ class Command {
     }
 
     Reader* reader_;
-    Exchange exchange_;
+    Turn turn_;
     u8* address_;
     u8 code_;
     std::size_t end_ = frame::request_data;

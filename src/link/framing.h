@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstring>
+#include <optional>
 
 #include "link/assembly.h"
 #include "link/frame.h"
@@ -33,26 +34,23 @@ struct FrameCopy {
 
 inline Assembly assembly_of(Reader* reader) { return {reader->btArBuff, buffer_size}; }
 
+// Whether the bytes in front, 4 or more, can be the head of a frame that the receiver takes.
 using HeaderTest = bool (*)(const Reader* reader, const Assembly& bytes, int command);
 
-struct Header {
-    int needs;  // bytes that must be there before the test
-    HeaderTest good;
-};
-
 // A frame from the reader's own bus address.
-inline constexpr Header addressed{4, [](const Reader* reader, const Assembly& bytes, int command) {
-                                      return bytes[0] > 3 && bytes[2] == command &&
-                                             bytes[1] == reader->ReaderAddr;
-                                  }};
+inline bool is_addressed(const Reader* reader, const Assembly& bytes, int command)
+{
+    return bytes[0] > 3 && bytes[2] == command && bytes[1] == reader->ReaderAddr;
+}
+
 // The next frame with a good CRC, left at the front of `bytes`; false until more bytes are there. A candidate
 // with command byte 0 is let through to the CRC even with a bad header.
-inline bool find_frame(Reader* reader, Assembly& bytes, const Header& header, int command, FrameCopy& frame)
+inline bool find_frame(Reader* reader, Assembly& bytes, HeaderTest is_good, int command, FrameCopy& frame)
 {
-    while (bytes.size() >= 1) {
+    constexpr int header_size = 4;
+    while (bytes.size() >= header_size) {
         const int length = bytes[0] + 1;
-        const bool bad_header = bytes.size() >= header.needs && !header.good(reader, bytes, command);
-        if (bad_header && bytes[2] != 0) {
+        if (!is_good(reader, bytes, command) && bytes[2] != 0) {
             bytes.drop(1);
             continue;
         }
@@ -61,6 +59,26 @@ inline bool find_frame(Reader* reader, Assembly& bytes, const Header& header, in
         bytes.drop(1);
     }
     return false;
+}
+
+// What an answer of several frames has come to: nothing while it goes on.
+using Outcome = std::optional<int>;
+
+// Takes a chunk, and gives each frame that `find` leaves at the front of the bytes to `accept`, until that
+// has an outcome.
+template <class Find, class Accept>
+Outcome take_frames(Assembly& bytes, const u8* chunk, int count, Find find, Accept accept)
+{
+    Outcome outcome;
+    bytes.feed(chunk, count, [&] {
+        FrameCopy frame;
+        while (!outcome && find(frame)) {
+            outcome = accept(frame);
+            bytes.drop(frame.length());
+        }
+        return outcome.has_value();
+    });
+    return outcome;
 }
 
 }  // namespace tagwire

@@ -1,8 +1,8 @@
 // The single-response receiver.
 #include <cstring>
 
-#include "link/channel.h"
 #include "link/clock.h"
+#include "link/descriptor.h"
 #include "link/frame.h"
 #include "tagwire/result.h"
 

@@ -1,13 +1,12 @@
-// The serial channel.
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <new>
 
-#include "link/channel.h"
-#include "link/exchange.h"
+#include "link/descriptor.h"
 #include "link/serial.h"
 #include "link/system.h"
+#include "link/turn.h"
 #include "tagwire/result.h"
 
 namespace tagwire {
@@ -26,14 +25,6 @@ constexpr std::size_t serial_chunk = 256;
 
 pthread_mutex_t held_ports_mutex = PTHREAD_MUTEX_INITIALIZER;
 HeldPort* held_ports = nullptr;
-
-class PortsLock {
-  public:
-    PortsLock() { pthread_mutex_lock(&held_ports_mutex); }
-    ~PortsLock() { pthread_mutex_unlock(&held_ports_mutex); }
-    PortsLock(const PortsLock&) = delete;
-    PortsLock& operator=(const PortsLock&) = delete;
-};
 
 bool is_held(const HeldPort& port)
 {
@@ -67,7 +58,7 @@ HeldPort* hold_port(const char* path)
     HeldPort* port = new (std::nothrow) HeldPort;
     if (port == nullptr) return nullptr;
     identify(*port, about);
-    const PortsLock lock;
+    const Lock lock(held_ports_mutex);
     if (is_held(*port)) {
         delete port;
         return nullptr;
@@ -81,7 +72,7 @@ HeldPort* hold_port(const char* path)
 void let_go(HeldPort* port)
 {
     if (port == nullptr) return;
-    const PortsLock lock;
+    const Lock lock(held_ports_mutex);
     HeldPort** link = &held_ports;
     while (*link != port) link = &(*link)->next;
     *link = port->next;
@@ -187,8 +178,9 @@ int apply_line(int fd, const termios& line)
 
 bool close_port(Reader* reader)
 {
+    const int fd = reader->hCommPort;
     if (!shut_link(reader)) return false;
-    const bool closed = sys::calls.close(reader->hCommPort) == 0;
+    const bool closed = sys::calls.close(fd) == 0;
     let_go(reader->keeping.port);
     reader->keeping.port = nullptr;
     return closed;
@@ -216,7 +208,7 @@ int send_serial(Reader* reader, u8* frame, unsigned count)
 {
     const LinkUse link(reader);
     if (reader->hCommPort < 0) return TAGWIRE_NO_ANSWER;
-    clear_received(reader);
+    clear_received(reader, Purpose::command);
     if (!link.usable()) return TAGWIRE_NO_ANSWER;
     sys::calls.tcflush(link.fd(), TCOFLUSH);
     sys::calls.tcflush(link.fd(), TCIFLUSH);

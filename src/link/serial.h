@@ -1,9 +1,9 @@
-// Line settings of a serial reader.
+// The serial channel.
 #pragma once
 
 #include <termios.h>
 
-#include "reader/operations.h"
+#include "reader/reader.h"
 
 namespace tagwire {
 
@@ -15,5 +15,12 @@ void set_raw_8n1(termios& line, u8 baud);
 
 // Flushes standard input (not the port), then applies the settings at once. Nonzero on failure.
 int apply_line(int fd, const termios& line);
+
+int read_serial(Reader* reader, u8* to);
+int send_serial(Reader* reader, u8* frame, unsigned count);
+int send_stop_serial(Reader* reader, u8* frame, unsigned count);
+
+// Shuts the link and closes its device, whose number stays in hCommPort. False when it was closed already.
+bool close_port(Reader* reader);
 
 }  // namespace tagwire

@@ -1,13 +1,12 @@
-// The TCP channel.
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <netinet/in.h>
 
-#include "link/channel.h"
-#include "link/clock.h"
+#include "link/descriptor.h"
 #include "link/system.h"
+#include "link/tcp.h"
 #include "tagwire/result.h"
 
 namespace tagwire {
@@ -62,11 +61,11 @@ int read_tcp(Reader* reader, u8* to)
     return static_cast<int>(count);
 }
 
-int send_tcp(Reader* reader, u8* frame, unsigned count)
+int send_tcp(Reader* reader, u8* frame, unsigned count, Purpose purpose)
 {
     const LinkUse link(reader);
     if (!link.usable()) return TAGWIRE_NO_ANSWER;
-    clear_received(reader);
+    clear_received(reader, purpose);
     if (count > longest_send) return TAGWIRE_NO_ANSWER;
     if (!await_writable(reader, link.fd(), tcp_limit_ms)) return TAGWIRE_NO_ANSWER;
     ssize_t sent = 0;

@@ -18,17 +18,15 @@ void Gate::destroy()
 
 void Gate::await_empty()
 {
-    pthread_mutex_lock(&mutex_);
-    while (__atomic_load_n(&inside_, __ATOMIC_SEQ_CST) != 0) pthread_cond_wait(&emptied_, &mutex_);
-    pthread_mutex_unlock(&mutex_);
+    const Lock lock(mutex_);
+    while (inside_.ordered_load() != 0) pthread_cond_wait(&emptied_, &mutex_);
 }
 
 // Under the mutex, so that it cannot fall between the test and the wait of await_empty().
 void Gate::announce_empty()
 {
-    pthread_mutex_lock(&mutex_);
+    const Lock lock(mutex_);
     pthread_cond_broadcast(&emptied_);
-    pthread_mutex_unlock(&mutex_);
 }
 
 }  // namespace tagwire

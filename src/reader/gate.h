@@ -1,10 +1,11 @@
 // A gate that threads pass through, and that another thread can shut and wait behind until all are out.
 //
-// Passing costs two atomic operations. Used for what a close must wait for: the system calls on a descriptor,
-// the worker's reads of a link, the moment between deciding for a callback and calling it.
+// Used for what a close or a stop must wait for: the system calls on a descriptor, the worker's reads of a
+// link. Passing costs two atomic operations.
 #pragma once
 
-#include <pthread.h>
+#include "reader/atomic.h"
+#include "reader/lock.h"
 
 namespace tagwire {
 
@@ -20,29 +21,27 @@ class Gate {
     // False when the gate is shut; only after true must leave() follow.
     bool enter()
     {
-        __atomic_add_fetch(&inside_, 1, __ATOMIC_SEQ_CST);
-        if (!__atomic_load_n(&shut_, __ATOMIC_SEQ_CST)) return true;
+        inside_.add(1);
+        if (!is_shut()) return true;
         leave();
         return false;
     }
-
     void leave()
     {
-        if (__atomic_sub_fetch(&inside_, 1, __ATOMIC_SEQ_CST) != 0) return;
-        if (__atomic_load_n(&shut_, __ATOMIC_SEQ_CST)) announce_empty();
+        if (inside_.subtract(1) == 0 && is_shut()) announce_empty();
     }
 
-    void open() { __atomic_store_n(&shut_, false, __ATOMIC_SEQ_CST); }
+    void open() { shut_.ordered_store(false); }
     // Nobody enters any more. False when it was shut already.
-    bool shut() { return !__atomic_exchange_n(&shut_, true, __ATOMIC_SEQ_CST); }
-    bool is_shut() const { return __atomic_load_n(&shut_, __ATOMIC_SEQ_CST); }
+    bool shut() { return !shut_.exchange(true); }
+    bool is_shut() const { return shut_.ordered_load(); }
     void await_empty();  // after shut(): returns when nobody is inside
 
   private:
     void announce_empty();
 
-    unsigned inside_;
-    bool shut_;
+    Atomic<unsigned> inside_;
+    Atomic<bool> shut_;
     pthread_mutex_t mutex_;
     pthread_cond_t emptied_;
 };
@@ -51,16 +50,14 @@ class Gate {
 class Passage {
   public:
     explicit Passage(Gate& gate) : gate_(gate), inside_(gate.enter()) {}
-    ~Passage() { leave(); }
+    ~Passage()
+    {
+        if (inside_) gate_.leave();
+    }
     Passage(const Passage&) = delete;
     Passage& operator=(const Passage&) = delete;
 
     explicit operator bool() const { return inside_; }
-    void leave()
-    {
-        if (inside_) gate_.leave();
-        inside_ = false;
-    }
 
   private:
     Gate& gate_;

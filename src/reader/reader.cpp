@@ -18,20 +18,13 @@ void fill_operations(Operations& operations)
 #undef TAGWIRE_OPERATION
 }
 
-void signal(int event_fd)
-{
-    const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then it is signalled already.
-    if (write(event_fd, &one, sizeof one) < 0) return;
-}
-
 bool init_keeping(Keeping& keeping)
 {
     keeping.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (keeping.wake_fd < 0) return false;
     keeping.users = 1;
     keeping.link.init();
-    keeping.delivery.init();
+    pthread_mutex_init(&keeping.wake_mutex, nullptr);
     pthread_mutex_init(&keeping.stream_mutex, nullptr);
     return true;
 }
@@ -41,7 +34,7 @@ void free_reader(Reader* reader)
     Keeping& keeping = reader->keeping;
     close(keeping.wake_fd);
     pthread_mutex_destroy(&keeping.stream_mutex);
-    keeping.delivery.destroy();
+    pthread_mutex_destroy(&keeping.wake_mutex);
     keeping.link.destroy();
     pthread_mutex_destroy(&reader->g_cs);
     pthread_mutex_destroy(&reader->g_writecs);
@@ -50,28 +43,28 @@ void free_reader(Reader* reader)
 
 }  // namespace
 
-void retain(Reader* reader) { __atomic_add_fetch(&reader->keeping.users, 1, __ATOMIC_RELAXED); }
+void retain(Reader* reader) { reader->keeping.users.add(1); }
 
 void release(Reader* reader)
 {
-    if (__atomic_sub_fetch(&reader->keeping.users, 1, __ATOMIC_ACQ_REL) == 0) free_reader(reader);
+    if (reader->keeping.users.subtract(1) == 0) free_reader(reader);
 }
 
 void wake(Reader* reader)
 {
-    __atomic_add_fetch(&reader->keeping.wakers, 1, __ATOMIC_SEQ_CST);
-    signal(reader->keeping.wake_fd);
+    Keeping& keeping = reader->keeping;
+    const Lock lock(keeping.wake_mutex);
+    const std::uint64_t one = 1;
+    // Neither this nor the read of calm() can fail on a counter that goes from 0 to 1 and back.
+    if (keeping.wakers++ == 0 && write(keeping.wake_fd, &one, sizeof one) < 0) return;
 }
 
 void calm(Reader* reader)
 {
     Keeping& keeping = reader->keeping;
-    if (__atomic_sub_fetch(&keeping.wakers, 1, __ATOMIC_SEQ_CST) != 0) return;
+    const Lock lock(keeping.wake_mutex);
     std::uint64_t count = 0;
-    // Fails only when nothing is signalled.
-    if (read(keeping.wake_fd, &count, sizeof count) < 0) return;
-    // Another thread's signal may have gone with it.
-    if (__atomic_load_n(&keeping.wakers, __ATOMIC_SEQ_CST) != 0) signal(keeping.wake_fd);
+    if (--keeping.wakers == 0 && read(keeping.wake_fd, &count, sizeof count) < 0) return;
 }
 
 void request_stop(Reader* reader)
@@ -122,10 +115,7 @@ void Destroy_Reader(Reader** sthis)
 
     // recvLength, the scan time and the time stamps belong to a command that may still be in progress; they
     // go with the memory.
-    tagwire::Keeping& keeping = reader->keeping;
-    keeping.retired = true;
-    keeping.delivery.shut();
-    keeping.delivery.await_empty();
+    reader->keeping.retired = true;
     tagwire::wake(reader);
     *sthis = nullptr;
     tagwire::release(reader);

@@ -1,8 +1,8 @@
 // The Reader: one connection to one reader device.
 //
 // Threads: a Reader is shared by the caller's threads and the worker of continuous reading. What more than
-// one of them touches is a Relaxed value or stands behind a lock or gate; the buffers belong to the exchange
-// that is running (see link/exchange.h).
+// one of them touches is an Atomic value or stands behind a lock or gate; the buffers belong to the command
+// whose turn it is (see link/turn.h).
 //
 // Lifetime: counted. Create_Reader gives the first reference to the handle table, Destroy_Reader takes it
 // back; every call in progress and every worker holds one of its own. The memory is freed by whoever leaves
@@ -12,9 +12,9 @@
 #include <cstdint>
 #include <termios.h>
 
+#include "reader/atomic.h"
 #include "reader/gate.h"
 #include "reader/operations.h"
-#include "reader/relaxed.h"
 
 namespace tagwire {
 
@@ -24,21 +24,26 @@ struct Stream;  // one run of continuous reading, owned by its worker
 
 struct HeldPort;  // a serial device that this process has open
 
+// Who takes the tags of the inventory in progress; undecided where none runs.
+enum class TagsGo : u8 { undecided, to_the_list, to_the_callback_only };
+
 // What the library keeps about a Reader besides its documented fields.
 struct Keeping {
-    unsigned users;                // references; the last one to go frees the Reader
-    int wake_fd;                   // event descriptor: signalled, it ends every wait on the link
-    unsigned wakers;               // who want it signalled
-    Gate link;                     // around system calls on the link's descriptor
-    Gate delivery;                 // around the decision to call the callback
-    Relaxed<bool> opening;         // in its slot, its handle not given out yet
-    bool closing;                  // claimed atomically by the one close that carries the Reader away
-    Relaxed<bool> retired;         // destroyed: calls that are still in progress end as soon as they see it
-    HeldPort* port;                // the serial device of the link, or null
-    unsigned long exchange_owner;  // thread whose command uses the buffers, 0 when idle
-    unsigned long lock_owner;      // thread that holds g_cs, 0 when free
-    pthread_mutex_t stream_mutex;  // guards `stream`
-    Stream* stream;                // the run that StopRead ends, or null
+    Atomic<unsigned> users;       // references; the last one to go frees the Reader
+    int wake_fd;                  // event descriptor: signalled, it ends every wait on the link
+    pthread_mutex_t wake_mutex;   // makes one step of the count and the signal
+    unsigned wakers;              // who want it signalled
+    Atomic<bool> calm_with_turn;  // one of them until the turn in progress ends
+    Gate link;                    // around system calls on the link's descriptor
+    Atomic<bool> opening;         // in its slot, its handle not given out yet
+    Atomic<bool> closing;         // claimed by the one close that carries the Reader away
+    Atomic<bool> retired;         // destroyed: calls that are still in progress end as soon as they see it
+    HeldPort* port;               // the serial device of the link, or null
+    Atomic<TagsGo> tags_go;
+    Atomic<unsigned long> turn_owner;  // thread whose command uses the buffers, 0 when idle
+    Atomic<unsigned long> lock_owner;  // thread that holds g_cs, 0 when free
+    pthread_mutex_t stream_mutex;      // guards `stream`, and starting against stopping
+    Stream* stream;                    // the run that StopRead ends, or null
 };
 
 }  // namespace tagwire
@@ -54,10 +59,10 @@ struct Reader {
         } comData;
         u8 whole[256];  // a frame with Len 255 has one byte more
     } sendBuff;
-    tagwire::Relaxed<int> sServer;
+    tagwire::Atomic<int> sServer;
     int netport;
     termios portDCB;
-    tagwire::Relaxed<int> hCommPort;
+    tagwire::Atomic<int> hCommPort;
     std::int64_t time1;
     std::int64_t time2;
     std::int64_t time3;
@@ -68,27 +73,27 @@ struct Reader {
     u8 szBuff[tagwire::buffer_size];
     u8 szBuff1[tagwire::buffer_size];
     int recvLength;
-    tagwire::Relaxed<bool> LogFileFlag;
-    tagwire::Relaxed<int> ATstate;
-    tagwire::Relaxed<bool> usbFlag;
+    tagwire::Atomic<bool> LogFileFlag;
+    tagwire::Atomic<int> ATstate;
+    tagwire::Atomic<bool> usbFlag;
     bool fWriteStat;
     bool fReadStat;
     u8 ReaderAddr;
     pthread_mutex_t g_cs;
     pthread_mutex_t g_writecs;
-    tagwire::Relaxed<bool> isInventoryCmd;
-    tagwire::Relaxed<bool> isStopCmd;
-    tagwire::Relaxed<bool> isStopStocktaking;
-    tagwire::Relaxed<bool> Reading;
-    tagwire::Relaxed<bool> DeviceIsOpen;
+    tagwire::Atomic<bool> isInventoryCmd;
+    tagwire::Atomic<bool> isStopCmd;
+    tagwire::Atomic<bool> isStopStocktaking;
+    tagwire::Atomic<bool> Reading;
+    tagwire::Atomic<bool> DeviceIsOpen;
     char ipAddress[64];  // guarded by the handle table's lock
     int ipPort;
-    tagwire::Relaxed<int> m_type;
-    tagwire::Relaxed<int> FrmHandle;
+    tagwire::Atomic<int> m_type;
+    tagwire::Atomic<int> FrmHandle;
     int TagNumber;
     RFIDTag* lpRfid[5000];
-    tagwire::Relaxed<bool> InventoryBackUID;
-    tagwire::Relaxed<pRFIDCallBack> MypCallBack;
+    tagwire::Atomic<bool> InventoryBackUID;
+    tagwire::Atomic<pRFIDCallBack> MypCallBack;
 
     Operations operations;
 

@@ -1,7 +1,7 @@
 // Sensor tags with a register file, a memory, a temperature log and an LED. Their Errorcode has rules of its
 // own.
-#include "link/channel.h"
 #include "link/clock.h"
+#include "link/descriptor.h"
 #include "link/framing.h"
 #include "tagops/addressing.h"
 
@@ -79,7 +79,7 @@ class MemoryPackets {
     bool scan()
     {
         FrameCopy packet;
-        while (find_frame(reader_, bytes_, addressed, command_, packet)) {
+        while (find_frame(reader_, bytes_, is_addressed, command_, packet)) {
             if (accept(packet)) return true;
             bytes_.drop(packet.length());
         }

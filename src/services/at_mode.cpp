@@ -1,7 +1,7 @@
 // Bytes passed through to the reader's communication module, whose answers are slow and irregular.
-#include "link/channel.h"
 #include "link/clock.h"
 #include "link/command.h"
+#include "link/descriptor.h"
 
 namespace tagwire {
 namespace {

@@ -1,7 +1,7 @@
 // The reader's Ethernet, WiFi, Bluetooth and 4G modules, and its position.
-#include "link/channel.h"
 #include "link/clock.h"
 #include "link/command.h"
+#include "link/descriptor.h"
 #include "link/framing.h"
 
 namespace tagwire {
@@ -43,10 +43,10 @@ constexpr u8 more_follows = 0x03;
 constexpr int most_scan_bytes = 60'000;
 
 // A scan's frame is told by its command, or by the echo of its function where the command is another one.
-constexpr Header scan_frame{4, [](const Reader* /*reader*/, const Assembly& bytes, int command) {
-                                return bytes[0] > 3 &&
-                                       (bytes[2] == command || bytes.size() < 5 || bytes[4] == 0x0B);
-                            }};
+bool is_scan_frame(const Reader* /*reader*/, const Assembly& bytes, int command)
+{
+    return bytes[0] > 3 && (bytes[2] == command || bytes.size() < 5 || bytes[4] == 0x0B);
+}
 
 // The frames of a scan, back to back in `list`.
 class ScanFrames {
@@ -69,7 +69,7 @@ class ScanFrames {
     bool scan()
     {
         FrameCopy found;
-        while (find_frame(reader_, bytes_, scan_frame, 0xE6, found)) {
+        while (find_frame(reader_, bytes_, is_scan_frame, 0xE6, found)) {
             reader_->time1 = getCurrentTimeMsec();
             if (accept(found)) return true;
             bytes_.drop(found.length());

@@ -1,7 +1,7 @@
 // The reader's parameter tables, which take several frames to read and to write.
-#include "link/channel.h"
 #include "link/clock.h"
 #include "link/command.h"
+#include "link/descriptor.h"
 #include "link/framing.h"
 
 namespace tagwire {
@@ -50,7 +50,7 @@ class TableBytes {
     bool scan()
     {
         FrameCopy found;
-        while (find_frame(reader_, bytes_, addressed, extension, found)) {
+        while (find_frame(reader_, bytes_, is_addressed, extension, found)) {
             reader_->time1 = getCurrentTimeMsec();
             if (accept(found)) return true;
             bytes_.drop(found.length());

@@ -601,7 +601,7 @@ TEST_F(CloseRace, stopping_from_the_callback_and_reading_again_keeps_one_worker)
     EXPECT_EQ(stopped, 0);
     EXPECT_EQ(started, 0);
     // The table, this test and the new worker.
-    EXPECT_TRUE(eventually([&] { return __atomic_load_n(&reader->keeping.users, __ATOMIC_ACQUIRE) == 3; }));
+    EXPECT_TRUE(eventually([&] { return reader->keeping.users.ordered_load() == 3; }));
     net_.push(report_frame());
     EXPECT_TRUE(eventually([&] { return callback_.calls() == 2; }));
     EXPECT_EQ(CloseNetPort(handle), 0);
@@ -811,7 +811,7 @@ TEST_F(CloseRace, an_open_is_not_disturbed_by_a_stop_on_the_handle_it_is_about_t
         stop = std::async(std::launch::async, stop_reading, 1);
         EXPECT_TRUE(eventually([] {
             return stop.wait_for(std::chrono::seconds(0)) == std::future_status::ready ||
-                   __atomic_load_n(&EthReader[1]->keeping.exchange_owner, __ATOMIC_RELAXED) != 0;
+                   EthReader[1]->keeping.turn_owner != 0;
         }));
         return ::connect(fd, to, size);
     };

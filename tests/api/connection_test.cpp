@@ -8,7 +8,7 @@
 
 #include "api/process.h"
 #include "api/reader_device.h"
-#include "link/channel.h"
+#include "link/descriptor.h"
 #include "support/virtual_time.h"
 #include "tagwire/tagwire.h"
 

@@ -123,11 +123,13 @@ constexpr Export exports_of_operations[] = {
 #define INTERNAL(name)
 #define PLAIN(name) make_export<&Operations::name, ::name>(#name),
 #define LOCKED(name) PLAIN(name)
+#define ASIDE(name) PLAIN(name)
 #define UNBUSY(name) PLAIN(name)
 #define TAGWIRE_OPERATION(exported, result, name, ...) exported(name)
 #include "reader/operations.def"
 #undef TAGWIRE_OPERATION
 #undef UNBUSY
+#undef ASIDE
 #undef LOCKED
 #undef PLAIN
 #undef INTERNAL

@@ -113,7 +113,7 @@ class Kept {
     Reader* get() const { return reader_; }
     Reader* operator->() const { return reader_; }
     // Everybody else has left it: the table, calls in progress, the worker.
-    bool alone() const { return __atomic_load_n(&reader_->keeping.users, __ATOMIC_ACQUIRE) == 1; }
+    bool alone() const { return reader_->keeping.users.ordered_load() == 1; }
 
   private:
     Reader* reader_;

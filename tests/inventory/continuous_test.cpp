@@ -580,11 +580,14 @@ class BesideAnInventory : public Continuous {
     std::thread inventory_;
 };
 
-TEST_F(BesideAnInventory, stop_gives_up_without_a_word)
+TEST_F(BesideAnInventory, stop_is_sent_and_leaves_answer_and_buffers_alone)
 {
+    reader_->recvBuff[0] = 0x77;
     EXPECT_EQ(stop(), TAGWIRE_NO_ANSWER);
-    EXPECT_EQ(to_hex(reader_.sent()), "");
+    EXPECT_EQ(to_hex(reader_.sent()), to_hex(with_crc(hex("04 05 51"))));
     EXPECT_TRUE(reader_->isStopStocktaking);
+    EXPECT_TRUE(reader_->isInventoryCmd);
+    EXPECT_EQ(reader_->recvBuff[0], 0x77);
 }
 
 TEST_F(BesideAnInventory, an_abort_is_sent_and_leaves_the_buffers_alone)

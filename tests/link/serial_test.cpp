@@ -9,7 +9,8 @@
 #include <string>
 #include <sys/wait.h>
 
-#include "link/channel.h"
+#include "link/descriptor.h"
+#include "link/serial.h"
 #include "link/system_seam.h"
 #include "support/test_reader.h"
 #include "support/virtual_time.h"

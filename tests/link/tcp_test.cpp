@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "link/system_seam.h"
+#include "link/tcp.h"
 #include "support/test_reader.h"
 #include "support/virtual_time.h"
 #include "tagwire/result.h"

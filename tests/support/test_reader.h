@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "link/channel.h"
+#include "link/descriptor.h"
 #include "reader/reader.h"
 #include "support/bytes.h"
 

@@ -1,0 +1,95 @@
+// Whose turn it is on the buffers and the answers of a Reader.
+//
+// A command takes a turn for its length. Two commands at once on one handle are the caller's mistake: the
+// second one goes on without a turn and both see mixed bytes, no more. The stop commands may come at any
+// time: StopRead waits for the command in progress, StopImmediately leaves its buffers alone, and a command
+// that begins during a stop waits for it.
+#pragma once
+
+#include "link/clock.h"
+#include "reader/reader.h"
+
+namespace tagwire {
+
+enum class Purpose : unsigned long { command = 0, stop = 1 };
+
+namespace detail {
+
+inline constexpr unsigned long stop_mark = 1;  // thread numbers are even: they are addresses
+
+inline bool is_this_thread(unsigned long turn_owner) { return (turn_owner & ~stop_mark) == pthread_self(); }
+
+}  // namespace detail
+
+// A call for which this is true comes from inside a callback of an exchange on the same connection.
+inline bool inside_own_turn(const Reader* reader)
+{
+    return detail::is_this_thread(reader->keeping.turn_owner);
+}
+
+// What every send does with the receive buffer and its count, unless they are another thread's, or a stop
+// comes from inside the command that uses them.
+void clear_received(Reader* reader, Purpose purpose);
+
+// Ends a wake() that was to last until the command in progress has seen it.
+inline void calm_after_turn(Reader* reader)
+{
+    Keeping& keeping = reader->keeping;
+    if (keeping.calm_with_turn.ordered_load() && keeping.calm_with_turn.exchange(false)) calm(reader);
+}
+
+class Turn {
+  public:
+    Turn(Reader* reader, Purpose purpose) : reader_(reader), purpose_(purpose)
+    {
+        take();
+        if (purpose == Purpose::command) wait_for_stop();
+    }
+    ~Turn()
+    {
+        if (!taken_) return;
+        reader_->keeping.turn_owner.ordered_store(0);
+        calm_after_turn(reader_);
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    // False while another one has it, and inside one that this thread has already.
+    bool taken() const { return taken_; }
+
+    // Tries again for at most this long.
+    bool take_within(int milliseconds)
+    {
+        const std::int64_t end = monotonic_ns() + milliseconds * std::int64_t{1'000'000};
+        while (!taken_ && !take() && monotonic_ns() < end) sleep_ms(1);
+        return taken_;
+    }
+
+  private:
+    // Longer than a stop takes on any link.
+    static constexpr int longest_stop_ms = 1500;
+
+    // True with a turn, or with nobody's stop to wait for.
+    bool take()
+    {
+        unsigned long owner = 0;
+        taken_ =
+            reader_->keeping.turn_owner.replace(owner, pthread_self() | static_cast<unsigned long>(purpose_));
+        return taken_ || detail::is_this_thread(owner);
+    }
+
+    bool stop_in_progress() const { return (reader_->keeping.turn_owner & detail::stop_mark) != 0; }
+
+    void wait_for_stop()
+    {
+        const std::int64_t end = monotonic_ns() + longest_stop_ms * std::int64_t{1'000'000};
+        while (!taken_ && stop_in_progress() && !take() && !reader_->keeping.retired && monotonic_ns() < end)
+            sleep_ms(1);
+    }
+
+    Reader* reader_;
+    Purpose purpose_;
+    bool taken_ = false;
+};
+
+}  // namespace tagwire
