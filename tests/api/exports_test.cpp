@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "api/process.h"
+#include "link/turn.h"
 #include "tagwire/tagwire.h"
 
 namespace tagwire::test {
@@ -271,6 +272,41 @@ TEST_F(Exports, stop_read_works_while_reading_runs)
     reader_->isStopStocktaking = false;
     EXPECT_EQ(stop_read().call(handle), stub_result);
     EXPECT_THAT(called, testing::ElementsAre("StopRead"));
+}
+
+// ---- inside a callback of an inventory, which runs in the inventory's own turn
+
+bool is_stop_immediately(const Export& one) { return std::string_view(one.name) == "StopImmediately"; }
+
+TEST_F(Exports, are_busy_inside_a_callback_of_their_own_connection)
+{
+    const Turn inventory(reader_.get(), Purpose::command);
+    for (const Export& one : all_exports()) {
+        SCOPED_TRACE(one.name);
+        called.clear();
+        if (is_stop_read(one) || is_stop_immediately(one)) {
+            EXPECT_EQ(one.call(handle), stub_result);
+            EXPECT_THAT(called, testing::ElementsAre(one.name));
+        } else {
+            EXPECT_EQ(one.call(handle), 51);
+            EXPECT_THAT(called, testing::IsEmpty());
+        }
+    }
+    EXPECT_FALSE(is_lock_held_for_others(reader_.get()));
+}
+
+TEST_F(Exports, serve_other_threads_and_other_connections_beside_a_callback)
+{
+    const SlotReader other(handle + 1);
+    const Turn inventory(reader_.get(), Purpose::command);
+    for (const Export& one : all_exports()) {
+        SCOPED_TRACE(one.name);
+        one.install(other.get(), one.name);
+        EXPECT_EQ(one.call(handle + 1), stub_result);
+        int elsewhere = 0;
+        std::thread([&] { elsewhere = one.call(handle); }).join();
+        EXPECT_EQ(elsewhere, stub_result);
+    }
 }
 
 TEST_F(Exports, refuse_handles_that_name_no_reader)
