@@ -39,5 +39,5 @@ That was the virtual reader. For a real one:
 
 Or keep a virtual reader running while you develop:
 
-  $build/sim/tagwire-sim --listen 127.0.0.1:27011 --scenario sim/scenarios/demo.toml
+  $build/sim/tagwire-sim --listen 127.0.0.1:6000 --scenario sim/scenarios/demo.toml
 TEXT

@@ -11,7 +11,7 @@ int main(void)
 {
     unsigned char address = 0xFF; /* whichever reader answers */
     int tags, length, handle = -1;
-    int result = OpenNetPort(27011, "127.0.0.1", &address, &handle);
+    int result = OpenNetPort(6000, "127.0.0.1", &address, &handle);
     if (result != TAGWIRE_OK) return fprintf(stderr, "no reader (%d)\n", result), 1;
     InitRFIDCallBack(on_tag, true, handle);
     result = Inventory_G2(&address, 4, 0, 0, NULL, 0, NULL, 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, &length,

@@ -1,6 +1,6 @@
 /* Reads tags continuously for ten seconds and says how many reports came.
  *
- *     stream 192.168.1.190 27011
+ *     stream 192.0.2.10 6000
  */
 #include <stdatomic.h>
 #include <stdio.h>

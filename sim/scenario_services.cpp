@@ -18,7 +18,7 @@ constexpr std::uint32_t largest_image = 64U << 20U;
 
 Ipv4 parse_ipv4(const Section& section, const toml::node& node, const std::string& key)
 {
-    const std::string problem = key + " must be an IPv4 address, such as \"192.168.1.20\"";
+    const std::string problem = key + " must be an IPv4 address, such as \"192.0.2.20\"";
     std::istringstream text(node.value_or(std::string()));
     Ipv4 address{};
     for (std::size_t i = 0; i < address.size(); ++i) {

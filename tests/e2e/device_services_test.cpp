@@ -23,9 +23,9 @@ address = 7
 [network]
 wifi_mac = "0A0B 0C0D 0E0F"
 ethernet_up = true
-ethernet_address = "192.168.1.20"
+ethernet_address = "192.0.2.20"
 ethernet_mask = "255.255.255.0"
-ethernet_gateway = "192.168.1.1"
+ethernet_gateway = "192.0.2.1"
 wifi_address = "10.0.0.7"
 [[access_point]]
 ssid = "hall"

@@ -111,10 +111,10 @@ TEST_F(OpenNet, gives_address_and_port_in_network_order)
         std::memcpy(&asked, to, size);
         return 0;
     };
-    ASSERT_EQ(open(0x1234, "192.168.1.190"), TAGWIRE_OK);
+    ASSERT_EQ(open(0x1234, "192.0.2.10"), TAGWIRE_OK);
     EXPECT_EQ(asked.sin_family, AF_INET);
     EXPECT_EQ(ntohs(asked.sin_port), 0x1234);
-    EXPECT_EQ(ntohl(asked.sin_addr.s_addr), 0xC0A801BEU);
+    EXPECT_EQ(ntohl(asked.sin_addr.s_addr), 0xC000020AU);
 }
 
 TEST_F(OpenNet, takes_a_refused_connection_for_made)

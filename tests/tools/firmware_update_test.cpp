@@ -660,7 +660,7 @@ TEST(UpdateTexts, SayWhatHappenedAndHowToGoOn)
     std::set<std::string> names;
     for (int number = 0; number <= static_cast<int>(UpdateEnd::interrupted); ++number) {
         report.end = static_cast<UpdateEnd>(number);
-        EXPECT_FALSE(problem_text(report, "at 10.0.0.5:27011").empty());
+        EXPECT_FALSE(problem_text(report, "at 192.0.2.10:6000").empty());
         EXPECT_NE(advice_text(report).find("; "), std::string::npos);
         names.insert(end_name(report.end));
     }

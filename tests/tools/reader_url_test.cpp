@@ -16,12 +16,12 @@ std::string problem(const std::string& url)
 
 TEST(ReaderUrl, NamesAnAddressOnTheNetwork)
 {
-    const auto url = parse_reader_url("tcp://192.168.1.190:27011");
+    const auto url = parse_reader_url("tcp://192.0.2.10:6000");
     EXPECT_EQ(url.link, Link::Tcp);
-    EXPECT_EQ(url.host, "192.168.1.190");
-    EXPECT_EQ(url.port, 27011);
-    EXPECT_EQ(url.text(), "tcp://192.168.1.190:27011");
-    EXPECT_EQ(url.place(), "at 192.168.1.190:27011");
+    EXPECT_EQ(url.host, "192.0.2.10");
+    EXPECT_EQ(url.port, 6000);
+    EXPECT_EQ(url.text(), "tcp://192.0.2.10:6000");
+    EXPECT_EQ(url.place(), "at 192.0.2.10:6000");
     EXPECT_EQ(parse_reader_url("tcp://reader-3.example:1").host, "reader-3.example");
 }
 
@@ -51,8 +51,9 @@ TEST(ReaderUrl, MaySearchAllDevices)
 
 TEST(ReaderUrl, SaysWhatIsWrongWithANetworkAddress)
 {
-    EXPECT_EQ(problem("tcp://10.0.0.5"), "reader 'tcp://10.0.0.5': the port is missing: use tcp://HOST:PORT");
-    EXPECT_EQ(problem("tcp://:27011"), "reader 'tcp://:27011': the host is missing: use tcp://HOST:PORT");
+    EXPECT_EQ(problem("tcp://192.0.2.10"),
+              "reader 'tcp://192.0.2.10': the port is missing: use tcp://HOST:PORT");
+    EXPECT_EQ(problem("tcp://:6000"), "reader 'tcp://:6000': the host is missing: use tcp://HOST:PORT");
     EXPECT_EQ(problem("tcp://"), "reader 'tcp://': the port is missing: use tcp://HOST:PORT");
     EXPECT_EQ(problem("tcp://h:0"), "TCP port '0' is not valid: use a number from 1 to 65535");
     EXPECT_EQ(problem("tcp://h:65536"), "TCP port '65536' is not valid: use a number from 1 to 65535");
@@ -86,7 +87,7 @@ TEST(ReaderUrl, SaysWhatIsWrongWithADevice)
 
 TEST(ReaderUrl, NamesTheFormsThatExist)
 {
-    for (const std::string url : {"", "foo", "http://10.0.0.5:80", "TCP://h:1", "tcp:/h:1"}) {
+    for (const std::string url : {"", "foo", "http://192.0.2.10:80", "TCP://h:1", "tcp:/h:1"}) {
         EXPECT_EQ(problem(url),
                   "reader '" + url + "': use tcp://HOST:PORT, serial:/dev/DEVICE?baud=57600 or serial:auto");
     }

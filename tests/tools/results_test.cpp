@@ -38,16 +38,16 @@ constexpr std::array<int, 18> named_codes{TAGWIRE_OK,
 
 const ReaderUrl serial = parse_reader_url("serial:/dev/ttyUSB0");
 const ReaderUrl any_serial = parse_reader_url("serial:auto");
-const ReaderUrl network = parse_reader_url("tcp://10.0.0.5:27011");
+const ReaderUrl network = parse_reader_url("tcp://192.0.2.10:6000");
 
 TEST(ResultText, SaysWhatHappenedWhereAndWhatToTry)
 {
     EXPECT_EQ(result_text(48, Operation::Open, serial),
               "no answer from the reader on /dev/ttyUSB0 within 200 ms (48): is it powered? try --baud");
-    EXPECT_EQ(
-        result_text(251, Operation::Inventory, network),
-        "inventory: no tag answered the reader at 10.0.0.5:27011 (251): bring a tag closer to the antenna; a "
-        "larger --q helps when there are many");
+    EXPECT_EQ(result_text(251, Operation::Inventory, network),
+              "inventory: no tag answered the reader at 192.0.2.10:6000 (251): bring a tag closer to the "
+              "antenna; a "
+              "larger --q helps when there are many");
 }
 
 TEST(ResultText, IsThereForEveryNumberWithTheNumberAndAdvice)

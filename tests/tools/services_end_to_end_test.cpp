@@ -25,9 +25,9 @@ address = 7
 ethernet_mac = "0210 2030 4050"
 wifi_mac = "0A0B 0C0D 0E0F"
 ethernet_up = true
-ethernet_address = "192.168.1.20"
+ethernet_address = "192.0.2.20"
 ethernet_mask = "255.255.255.0"
-ethernet_gateway = "192.168.1.1"
+ethernet_gateway = "192.0.2.1"
 [[access_point]]
 ssid = "yard"
 bssid = "B0B1 B2B3 B4B5"
@@ -159,7 +159,7 @@ TEST_P(ServicesEndToEnd, ShowInterfaces)
 {
     EXPECT_EQ(reader.tool({"net", "show"}).out,
               "Ethernet MAC   02:10:20:30:40:50\n"
-              "Ethernet link  up  address 192.168.1.20  mask 255.255.255.0  gateway 192.168.1.1\n"
+              "Ethernet link  up  address 192.0.2.20  mask 255.255.255.0  gateway 192.0.2.1\n"
               "WiFi MAC       0A:0B:0C:0D:0E:0F\n"
               "WiFi link      down  address 0.0.0.0  mask 0.0.0.0  gateway 0.0.0.0\n"
               "Bluetooth MAC  02:00:00:00:00:03\n"
@@ -167,8 +167,8 @@ TEST_P(ServicesEndToEnd, ShowInterfaces)
     const auto objects = reader.objects({"net", "show"});
     ASSERT_EQ(objects.size(), 1u);
     EXPECT_EQ(objects[0]["ethernet"], Json::parse(R"({"mac":"02:10:20:30:40:50","link":{"state":1,"address":)"
-                                                  R"("192.168.1.20","mask":"255.255.255.0",)"
-                                                  R"("gateway":"192.168.1.1"}})"));
+                                                  R"("192.0.2.20","mask":"255.255.255.0",)"
+                                                  R"("gateway":"192.0.2.1"}})"));
 }
 
 TEST_P(ServicesEndToEnd, ShowTheInterfacesThatThereAre)

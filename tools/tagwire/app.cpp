@@ -19,7 +19,7 @@ namespace tagwire::tool {
 namespace {
 
 constexpr const char* footer = R"(Examples:
-  tagwire --reader tcp://192.168.1.190:27011 info
+  tagwire --reader tcp://192.0.2.10:6000 info
   tagwire --reader serial:/dev/ttyUSB0?baud=115200 inventory --seconds 5
   export TAGWIRE_READER=serial:auto; tagwire watch --json | head
 

@@ -20,7 +20,7 @@ struct ReaderUrl {
 
     // The URL again, in its shortest form.
     std::string text() const;
-    // As it reads in a message after "reader": "on /dev/ttyUSB0", "at 10.0.0.5:27011".
+    // As it reads in a message after "reader": "on /dev/ttyUSB0", "at 192.0.2.10:6000".
     std::string place() const;
 };
 

@@ -42,7 +42,7 @@ void add_information_commands(Application& application)
     auto& command = application.add_command("info", "Show what the reader says about itself.",
                                             [] { return Work(show_information); });
     command.footer(R"(Examples:
-  tagwire --reader tcp://192.168.1.190:27011 info
+  tagwire --reader tcp://192.0.2.10:6000 info
   tagwire info --reader serial:/dev/ttyUSB0 --json)");
 }
 

@@ -47,7 +47,7 @@ void add_inventory_commands(Application& application)
 scan time. Without any, the reader uses its settings. The EPC itself begins at bit 32 of bank epc.
 
 Examples:
-  tagwire inventory --reader tcp://192.168.1.190:27011
+  tagwire inventory --reader tcp://192.0.2.10:6000
   tagwire inventory --q 6 --session S1 --seconds 10 --json
   tagwire inventory --antenna 2 --scan-time 500 --tid 0:6
   tagwire inventory --mask epc:32:E280/16 --count)");

@@ -201,7 +201,7 @@ void add_watch_commands(Application& application)
 every report is a line of its own.
 
 Examples:
-  tagwire watch --reader tcp://192.168.1.190:27011
+  tagwire watch --reader tcp://192.0.2.10:6000
   tagwire watch --seconds 60 --json > reports.jsonl
   tagwire watch | grep E280)");
 }
