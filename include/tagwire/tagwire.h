@@ -3,6 +3,7 @@
 #define TAGWIRE_TAGWIRE_H
 
 #include "tagwire/buffer.h"
+#include "tagwire/calls.h"
 #include "tagwire/connection.h"
 #include "tagwire/gb.h"
 #include "tagwire/identification.h"
