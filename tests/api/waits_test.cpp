@@ -110,11 +110,13 @@ const std::map<std::string, Call>& calls()
 #define INTERNAL(name)
 #define PLAIN(name) {#name, [] { call(::name); }},
 #define LOCKED(name) PLAIN(name)
+#define ASIDE(name) PLAIN(name)
 #define UNBUSY(name) PLAIN(name)
 #define TAGWIRE_OPERATION(exported, result, name, ...) exported(name)
 #include "reader/operations.def"
 #undef TAGWIRE_OPERATION
 #undef UNBUSY
+#undef ASIDE
 #undef LOCKED
 #undef PLAIN
 #undef INTERNAL
