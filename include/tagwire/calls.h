@@ -1,5 +1,15 @@
 /* What is true of all calls alike.
  *
+ * Parameters:
+ *
+ * FrmHandle  in: the handle of an open connection, 1 to 255
+ *
+ * An unsigned char that is no pointer is 1 byte, in. What a value means is a matter of reader and tag where
+ * nothing else is said: it is passed on as it is, and bytes keep their order. No pointer may be null where
+ * nothing else is said; what it points to is the caller's, and is used during the call only. An answer that
+ * is shorter than its outputs, with status 0 and no data for example, puts its CRC bytes into them and behind
+ * these what the buffer holds, zeros as a rule.
+ *
  * How long a call takes: every wait has a limit. How a call waits for its answer is its kind; the other
  * headers name the kind. The longest that a call of a kind takes, in milliseconds, rounded up to tens, when
  * nothing comes (silent) and when bytes that never become its answer come at the worst moment (late); what a
@@ -30,6 +40,9 @@
  *
  * Over TCP a call that sends first waits for room to send, if the reader takes no bytes: up to 1000 ms, which
  * come on top. All but WriteParameterTable and StopImmediately then wait for an answer all the same.
+ *
+ * PICKED passes over frames that are damaged or answer another command: where 49 and 238 are told of such a
+ * call, it gives 48 in their place.
  *
  * Which call is of which kind:
  *

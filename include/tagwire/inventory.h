@@ -2,20 +2,24 @@
  *
  * Parameters that the calls share:
  *
- * address    1 byte, in only: bus address of the reader
- * QValue     bits 0-3 Q; bit 7 asks the reader for its statistics variant and is passed on with the other
- *            bits
- * Session    0 to 3 for S0 to S3, or what the reader takes besides
- * MaskFlag   1 sends the mask: MaskMem (bank), MaskAdr (2 bytes, bit address, high byte first), MaskLen
- *            (bits) and MaskData (MaskLen / 8 bytes, rounded up). Any other value sends none, and the mask's
- *            pointers are not looked at
- * FastFlag   1 sends Target (0 = A, 1 = B), InAnt (0x80 + antenna port, counted from 0) and Scantime (units
- *            of 100 ms). Any other value sends none: the reader uses its settings
- * pEPCList   out: the records of all tags back to back. At most 65536 bytes, 65542 with a final status of
- *            0x26; size it for the most tags you expect
- * Ant        out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
- * Totallen   out: count of bytes in pEPCList
- * CardNum    out: count of records
+ * address   in, 1 byte: bus address of the reader
+ * QValue    bits 0-3 Q; bit 7 asks the reader for its statistics variant and is passed on with the other bits
+ * Session   0 to 3 for S0 to S3, or what the reader takes besides; passed on as it is
+ * MaskFlag  1 sends the mask, MaskMem to MaskData. Any other value sends none, and its pointers are not
+ *           looked at
+ * MaskMem   bank of the mask: 1 EPC, 2 TID, 3 user
+ * MaskAdr   in, 2 bytes: address of the mask's first bit, high byte first
+ * MaskLen   count of bits
+ * MaskData  in, MaskLen / 8 bytes, rounded up
+ * FastFlag  1 sends Target, InAnt and Scantime. Any other value sends none: the reader uses its settings
+ * Target    0 = A, 1 = B; passed on as it is
+ * InAnt     0x80 + antenna port, counted from 0; passed on as it is
+ * Scantime  how long the reader looks for tags, in units of 100 ms; 0 to 255
+ * pEPCList  out: the records of all tags back to back. At most 65536 bytes, 65542 with a final status of
+ *           0x26, whose 6 bytes of statistics stand in front; size it for the most tags you expect
+ * Ant       out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
+ * Totallen  out: count of bytes in pEPCList
+ * CardNum   out: count of records
  *
  * A record in pEPCList, L bytes of ID:
  *   Inventory_G2, _EPC, _QT, _FastBID, _FastTID:
@@ -26,20 +30,22 @@
  * high byte first.
  *
  * With a callback registered, every record also goes to it, as its frame arrives. If it was registered with
- * isBackUID true, the list stays empty: pEPCList and Ant are untouched, CardNum is 0. If it was registered
- * with false and more comes than the list holds, the callback gets every record and the list keeps the first
- * ones.
+ * isBackUID true, the list stays empty: pEPCList and Ant are untouched, Totallen and CardNum are 0. If it was
+ * registered with false and more comes than the list holds, the callback gets every record and the list keeps
+ * the first ones.
  *
- * Waits: until the reader ends the inventory; 5 s of silence end it with 48.
+ * With results 48, 51 and 55 outputs are untouched, but for CardNum, which 48 makes 0.
+ *
+ * Waits as INVENTORY (tagwire/calls.h), where nothing else is said.
  *
  * Results:
  *   1, 2  the reader ended the inventory: all found, or its scan time over. Both are success, also with no
  *         tag
  *   48    the reader fell silent, the link is gone, the connection is being closed, or more than 65534 bytes
- *         came and no callback takes them. *CardNum is 0
+ *         came and no callback takes them. Also where the reader does not know the command: its frame with
+ *         the echo 0xEE is passed over, and the silence after it ends the call
  *   51    continuous reading runs, or the caller is inside a callback of an inventory on this handle
  *   55    no such handle
- *   238   the reader refused the command (echo 0xEE)
  *   255   a parameter is out of range, nothing was sent (InventoryExtMix_G2)
  *   else  the reader's final status, for example 0xFB: no tag answered
  */
@@ -54,7 +60,9 @@ extern "C" {
 
 /* Inventory of EPCs, or of TIDs when TIDFlag is 1 (command 0x01).
  *
- * AdrTID, LenTID  first word and count of words of the TID bank to report instead of the EPC
+ * AdrTID   first word of the TID bank to report instead of the EPC
+ * LenTID   count of its words
+ * TIDFlag  1 sends AdrTID and LenTID, any other value sends neither
  *
  * pEPCList, Ant, Totallen and CardNum may be null. One inventory of this kind at a time on a handle: a second
  * thread waits.
@@ -67,12 +75,13 @@ TAGWIRE_API int Inventory_G2(unsigned char* address, unsigned char QValue, unsig
                              unsigned char* pEPCList, unsigned char* Ant, int* Totallen, int* CardNum,
                              int FrmHandle);
 
-/* Inventory that reports the EPC of a tag and words of another bank, each in a record of its own (0x19).
+/* Inventory that reports the EPC of a tag and words of another bank, each in a record of its own (command
+ * 0x19).
  *
  * ReadMem  bank
- * ReadAdr  2 bytes, first word, high byte first
+ * ReadAdr  in, 2 bytes: first word, high byte first
  * ReadLen  count of words
- * Psd      4 bytes, access password
+ * Psd      in, 4 bytes: access password
  *
  * pEPCList, Ant, Totallen and CardNum may be null. A second thread waits.
  */
@@ -87,11 +96,11 @@ TAGWIRE_API int InventoryMix_G2(unsigned char* address, unsigned char QValue, un
 /* Inventory that reports the EPC and words of up to three other places (command 0x20).
  *
  * ParamCount  1 to 3, else 255
- * param       4 x ParamCount bytes: bank, first word (2 bytes, high byte first), count of words, for each
+ * param       in, 4 x ParamCount bytes: bank, first word (2 bytes, high byte first), count of words, for each
  *             place
- * Psd         4 bytes, access password
+ * Psd         in, 4 bytes: access password
  *
- * No pointer may be null. A second thread waits.
+ * No pointer may be null but those of a mask that is not sent. A second thread waits.
  */
 TAGWIRE_API int InventoryExtMix_G2(unsigned char* address, unsigned char QValue, unsigned char Session,
                                    unsigned char ParamCount, unsigned char* param, unsigned char MaskMem,
@@ -103,11 +112,11 @@ TAGWIRE_API int InventoryExtMix_G2(unsigned char* address, unsigned char QValue,
 
 /* Inventory of the tags whose EPC matches (command 0x1A).
  *
- * MatchType    passed to the reader as it is
- * MatchLen     2 bytes: count of bits, high byte first
- * MatchOffset  2 bytes: first bit, high byte first
- * EPCData      the bits to match, MatchLen / 8 bytes, rounded up. A frame has room for 246; with more, its
- *              length byte wraps and the frame is cut accordingly
+ * MatchType    passed on as it is
+ * MatchLen     in, 2 bytes: count of bits, high byte first
+ * MatchOffset  in, 2 bytes: first bit, high byte first
+ * EPCData      in, MatchLen / 8 bytes, rounded up: the bits to match. A frame has room for 246; with more,
+ *              its length byte wraps and the frame is cut accordingly
  *
  * No pointer may be null. A second thread waits.
  */
@@ -133,9 +142,9 @@ TAGWIRE_API int Inventory_FastTID_NXP(unsigned char* address, unsigned char QVal
                                       unsigned char FastFlag, unsigned char* pEPCList, unsigned char* Ant,
                                       int* Totallen, int* CardNum, int FrmHandle);
 
-/* Asks for one tag (command 0x0F). Waits at most 2 s.
+/* Asks for one tag (command 0x0F). Waits as ANSWER.
  *
- * address    1 byte, in: bus address; out, with result 1: address of the reader that answered
+ * address    in and out, 1 byte. In: bus address; out, with result 1: address of the reader that answered
  * EPC        out: byte 0 the antenna byte, from byte 1 on the EPC; at most 248 bytes in all
  * EPCLength  out: the EPC's length byte as reported
  * CardNum    out: count of tags as reported
@@ -152,15 +161,19 @@ TAGWIRE_API int SingleTagInventory_G2(unsigned char* address, unsigned char* EPC
                                       int* CardNum, int FrmHandle);
 
 /* Inventory that switches between four antennas in the reader (command 0x1C); its tags reach the callback
- * only.
+ * only. Waits as SWITCHING. Units and ranges are the reader's; passed on as they are.
  *
- * AntA .. AntD    antenna of each step
- * StayA .. StayD  how long it stays there
- * Interval        pause between rounds
- * Repeat          count of rounds
+ * AntA, AntB, AntC, AntD      antenna of each step
+ * StayA, StayB, StayC, StayD  how long it stays there
+ * Interval                    pause between rounds
+ * Repeat                      count of rounds
  *
- * Returns the reader's final status; 0 when the connection is being closed; 48 after 5 s of silence, or when
- * nothing came within the scan time and 4 s; 51, 55 and 238 as above.
+ * 0     the connection is being closed
+ * 48    the reader fell silent, the link is gone, or more than 65534 bytes came and there is no callback
+ * 51    continuous reading runs
+ * 55    no such handle
+ * 238   the reader refused the command (echo 0xEE)
+ * else  the reader's final status, as above
  */
 TAGWIRE_API int Fast_switch_ant_inventory(unsigned char* address, unsigned char AntA, unsigned char StayA,
                                           unsigned char AntB, unsigned char StayB, unsigned char AntC,

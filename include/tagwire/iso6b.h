@@ -1,12 +1,16 @@
 /* ISO 18000-6B tags: an ID of 8 bytes, memory addressed by bytes, each of which can be locked.
  *
- * address    1 byte, in: bus address of the reader; out: address of the reader that answered, with every
- *            status, but for CheckLock_6B, which writes it with result 0 only
- * ID_6B      8 bytes, in: the tag
- * Errorcode  out: -1 with result 0; the tag's own error code with result 0xFC; untouched with any other
+ * Parameters that the calls share:
  *
- * Waits at most 2 s. The calls take no lock: one command at a time on a handle is the caller's duty. No
- * pointer may be null.
+ * address       in and out, 1 byte. In: bus address of the reader; out: address of the reader that answered,
+ *               with every status, but for CheckLock_6B, which writes it with result 0 only
+ * ID_6B         in, 8 bytes: the tag's ID
+ * StartAddress  address of the byte, or of the first one, 0 to 255
+ * Errorcode     out: -1 with result 0; the tag's own error code, 0 to 255, with result 0xFC; untouched with
+ *               any other
+ *
+ * Waits as ANSWER (tagwire/calls.h). The calls take no lock: one command at a time on a handle is the
+ * caller's duty. No pointer may be null.
  *
  * Results: the reader's status, 0 for success where nothing else is said; 0xFC the tag refused, see
  * Errorcode; 48 no answer in time; 49 its CRC is wrong; 51 continuous reading runs; 55 no such handle, or its
@@ -31,13 +35,12 @@ TAGWIRE_API int InventorySingle_6B(unsigned char* address, unsigned char* Ant, u
 
 /* Asks for the tags whose memory meets a condition (command 0x51). The result is the reader's status.
  *
- * Condition         how memory is compared
- * StartAddress      first byte of memory
- * mask              which of the 8 bytes are compared
- * ConditionContent  8 bytes to compare with
+ * Condition         how memory is compared, passed on as it is
+ * mask              which of the 8 bytes are compared, passed on as it is
+ * ConditionContent  in, 8 bytes: what to compare with
  * Ant               out, 1 byte: antenna byte
  * ID_6B             out: the IDs back to back, as reported; at most 248 bytes
- * Cardnum           out: count of tags
+ * Cardnum           out: count of tags, 0 to 255
  *
  * An answer without data leaves the three outputs as they were.
  */
@@ -57,7 +60,8 @@ TAGWIRE_API int ReadData_6B(unsigned char* address, unsigned char* ID_6B, unsign
 
 /* Writes bytes (command 0x53).
  *
- * Writedata     Writedatalen bytes; a frame has room for 242, with more its length byte wraps
+ * Writedata     in, Writedatalen bytes
+ * Writedatalen  count of bytes; a frame has room for 242, with more its length byte wraps
  * writtenbyte   out, 1 byte, with result 0: Writedatalen, as the reader reports no count
  */
 TAGWIRE_API int WriteData_6B(unsigned char* address, unsigned char* ID_6B, unsigned char StartAddress,
@@ -66,7 +70,7 @@ TAGWIRE_API int WriteData_6B(unsigned char* address, unsigned char* ID_6B, unsig
 
 /* Asks whether a byte is locked (command 0x54).
  *
- * ReLockState  out, 1 byte, with result 0
+ * ReLockState  out, 1 byte, with result 0: as the reader gives it
  */
 TAGWIRE_API int CheckLock_6B(unsigned char* address, unsigned char* ID_6B, unsigned char StartAddress,
                              unsigned char* ReLockState, int* Errorcode, int FrmHandle);

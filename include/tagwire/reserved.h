@@ -1,5 +1,9 @@
 /* Functions that exist so that programs linked against them keep loading. Each returns 0 at once, looks at
- * none of its arguments, the handle included, and writes nothing. */
+ * none of its arguments, the handle included, and writes nothing. The pointers may be null:
+ *
+ * address, TestFreq, ADValue, A1, A0, data, FWDPWR, REVPWR, DCOffset, Reinfo  no bytes in, none out
+ * GainIndex, nFlag                                                            any value
+ */
 #ifndef TAGWIRE_RESERVED_H
 #define TAGWIRE_RESERVED_H
 

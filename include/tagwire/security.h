@@ -1,8 +1,11 @@
 /* Locking and killing a Gen2 tag, and features of particular chips.
  *
- * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h.
- * What the bits of a field mean is a matter of tag and reader: the bytes are passed on as they are. *address
- * is written where the call says so, and with result 0 only.
+ * ENum, EPC, MaskMem, MaskAdr, MaskLen, MaskData, Password, Errorcode and the results are those of
+ * tagwire/memory.h, and so is the waiting. What the bits of a field mean is a matter of tag and reader: they
+ * are passed on as they are.
+ *
+ * address  in and out, 1 byte. In: bus address of the reader; out, where the call says that it is written,
+ *          with result 0: address of the reader that answered
  */
 #ifndef TAGWIRE_SECURITY_H
 #define TAGWIRE_SECURITY_H
@@ -15,7 +18,7 @@ extern "C" {
 
 /* Kills the tag, for good (command 0x05).
  *
- * Killpwd  4 bytes, kill password
+ * Killpwd  in, 4 bytes: kill password
  */
 TAGWIRE_API int KillTag_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                            unsigned char* Killpwd, unsigned char MaskMem, unsigned char* MaskAdr,
@@ -23,8 +26,8 @@ TAGWIRE_API int KillTag_G2(unsigned char* address, unsigned char* EPC, unsigned 
 
 /* Sets the protection of one area of the tag (command 0x06).
  *
- * select      which area
- * setprotect  which protection
+ * select      which area, passed on as it is
+ * setprotect  which protection, passed on as it is
  */
 TAGWIRE_API int Lock_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum, unsigned char select,
                         unsigned char setprotect, unsigned char* Password, unsigned char MaskMem,
@@ -33,7 +36,7 @@ TAGWIRE_API int Lock_G2(unsigned char* address, unsigned char* EPC, unsigned cha
 
 /* Locks blocks of the user bank for good (command 0x0E).
  *
- * WrdPointer  word in the block
+ * WrdPointer  word in the block, passed on as it is
  */
 TAGWIRE_API int BlockLock_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                              unsigned char* Password, unsigned char WrdPointer, unsigned char MaskMem,
@@ -54,12 +57,15 @@ TAGWIRE_API int ResetPrivacy_G2(unsigned char* address, unsigned char* Password,
 
 /* Asks whether the tag that answers is protected against being read (command 0x0B).
  *
- * readpro  out, 1 byte, with result 0
+ * readpro  out, 1 byte, with result 0: as the reader gives it
  */
 TAGWIRE_API int CheckPrivacy_G2(unsigned char* address, unsigned char* readpro, int* Errorcode,
                                 int FrmHandle);
 
-/* Sets or clears the tag's EAS state (command 0x0C). *address is written. */
+/* Sets or clears the tag's EAS state (command 0x0C). *address is written.
+ *
+ * EAS  the state, passed on as it is
+ */
 TAGWIRE_API int EASConfigure_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                 unsigned char* Password, unsigned char EAS, unsigned char MaskMem,
                                 unsigned char* MaskAdr, unsigned char MaskLen, unsigned char* MaskData,
@@ -69,9 +75,9 @@ TAGWIRE_API int EASConfigure_G2(unsigned char* address, unsigned char* EPC, unsi
  * its own, which is returned. *address is written. */
 TAGWIRE_API int EASAlarm_G2(unsigned char* address, int* Errorcode, int FrmHandle);
 
-/* Reads the QT control byte of the tag (command 0x11).
+/* Reads the QT control byte of the tag (command 0x11). *address is written.
  *
- * QTcontrol  out, 1 byte, with result 0: the low byte of the control word. *address is written
+ * QTcontrol  out, 1 byte, with result 0: the low byte of the control word
  */
 TAGWIRE_API int GetMonza4QTWorkParamter_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                            unsigned char* Password, unsigned char MaskMem,
@@ -79,15 +85,17 @@ TAGWIRE_API int GetMonza4QTWorkParamter_G2(unsigned char* address, unsigned char
                                            unsigned char* MaskData, unsigned char* QTcontrol, int* Errorcode,
                                            int FrmHandle);
 
-/* Writes the QT control byte of the tag (command 0x12); the high byte of the control word is 0. *address is
- * written. */
+/* Writes the QT control byte of the tag (command 0x12). *address is written.
+ *
+ * QTcontrol  the low byte of the control word; its high byte is sent as 0
+ */
 TAGWIRE_API int SetMonza4QTWorkParamter_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                            unsigned char QTcontrol, unsigned char* Password,
                                            unsigned char MaskMem, unsigned char* MaskAdr,
                                            unsigned char MaskLen, unsigned char* MaskData, int* Errorcode,
                                            int FrmHandle);
 
-/* Hides parts of the tag (command 0x1F).
+/* Hides parts of the tag (command 0x1F). All fields are passed on as they are.
  *
  * UFlag      the tag's U indicator
  * EPCHide    whether to hide the EPC behind NewEPCLen
@@ -102,19 +110,22 @@ TAGWIRE_API int Untraceable_G2(unsigned char* address, unsigned char* EPC, unsig
                                unsigned char* Password, unsigned char MaskMem, unsigned char* MaskAdr,
                                unsigned char MaskLen, unsigned char* MaskData, int* Errorcode, int FrmHandle);
 
-/* Switches the tag's protected mode (command 0xE9). */
+/* Switches the tag's protected mode (command 0xE9).
+ *
+ * enableflag  on or off, passed on as it is
+ */
 TAGWIRE_API int Protected_mode_G2(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                   unsigned char enableflag, unsigned char* Password, unsigned char MaskMem,
                                   unsigned char* MaskAdr, unsigned char MaskLen, unsigned char* MaskData,
                                   int* Errorcode, int FrmHandle);
 
-/* Has the tag authenticate itself (command 0xE4).
+/* Has the tag authenticate itself (command 0xE4). Fields are passed on as they are.
  *
  * sendRep        whether the tag sends its reply or stores it
  * increpLen      whether the reply contains its length
  * CSI            cryptographic suite
  * MsgLen         length of the message as the tag is told
- * MsgData        6 bytes, always, whatever MsgLen says
+ * MsgData        in, 6 bytes, always, whatever MsgLen says
  * auth_rep_len   out, 1 byte, with result 0: count of bytes in auth_rep_data; 251 to 255 for a broken answer
  *                without any
  * auth_rep_data  out, with result 0: the reply, at most 250 bytes

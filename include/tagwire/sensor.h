@@ -1,9 +1,14 @@
 /* Tags that measure their temperature.
  *
- * address, ENum, EPC, the mask, Password, Errorcode, the waits and the results are those of tagwire/memory.h,
- * but for the limit of ENum, which each call names: a longer EPC gives 255, with nothing sent. Where a call
- * has no mask, 255 is too long too. What waiting times, selections and the bytes of a sensor mean is a matter
- * of tag and reader.
+ * EPC, MaskMem, MaskAdr, MaskLen, MaskData, Password, Errorcode and the results are those of
+ * tagwire/memory.h, and so is the waiting, where nothing else is said. What waiting times, selections and the
+ * bytes of a sensor mean is a matter of tag and reader: they are passed on as they are. An answer with status
+ * 0 and no data leaves its CRC bytes in outputs of fixed size.
+ *
+ * address  in and out, 1 byte. In: bus address of the reader; out, where the call says so: address of the
+ *          reader that answered
+ * ENum     as of tagwire/memory.h, with a limit that each call names: a longer EPC gives 255, with nothing
+ *          sent. Where a call has no mask, 255 is too long too
  */
 #ifndef TAGWIRE_SENSOR_H
 #define TAGWIRE_SENSOR_H
@@ -19,9 +24,11 @@ extern "C" {
  *
  * WordPtr       word that starts the measurement
  * WaitTime      how long the tag has power before it is read
- * tTime         6 bytes. They stand at bytes 6 to 11 of the frame, which is their place for ENum 0 only: with
- *               an EPC they cover part of it
+ * tTime         in, 6 bytes. They stand at bytes 6 to 11 of the frame, which is their place for ENum 0 only:
+ *               with an EPC they cover part of it
  * ReadWordFlag  1 sends ReadWordPtr and ReadWordCnt, any other value sends neither
+ * ReadWordPtr   first word to read
+ * ReadWordCnt   count of words to read
  * Data          out, with result 0: the answer's data, at most 250 bytes
  */
 TAGWIRE_API int GetTagTemperature(unsigned char* address, unsigned char* EPC, unsigned char ENum,
@@ -37,28 +44,32 @@ TAGWIRE_API int GetTagTemperatureByTime(unsigned char* address, unsigned char* E
                                         unsigned char ReadWordFlag, unsigned char* Data, int* Errorcode,
                                         int FrmHandle);
 
-/* Inventories that report temperatures (commands 0x17, 0xB0 and 0xB1). For the first two ENum is at most 14.
+/* Inventories that report temperatures (commands 0x17, 0xB0 and 0xB1). For the first two, which wait as
+ * TEMPERATURE (tagwire/calls.h), ENum is at most 14; the third waits as INVENTORY.
  *
- * address           in only
- * SelTarget         Select: target
- * SelAction         Select: action
- * QValue            bits 0-3 Q; bit 7 asks for the statistics variant
- * WaitTime          how long tags have power before they are read
- * Session, Target   of the inventory, as of Inventory_G2
- * inAnt, InAnt      antenna
- * Scantime          units of 100 ms
- * MaskFlag          1 sends MaskMem, MaskAdr, MaskLen and MaskData, any other value sends none
- * FastFlag          1 sends Target, InAnt and Scantime, any other value sends none
- * pEPCList          out: records back to back, as of tagwire/inventory.h; at most 65536 bytes, and 6 bytes of
- *                   statistics in front of them with a final status of 0x26 (not of 0xB1)
- * Ant               out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
- * Totallen          out: count of bytes in pEPCList
- * CardNum           out: count of records
+ * address          in, 1 byte
+ * SelTarget        Select: target
+ * SelAction        Select: action
+ * QValue           bits 0-3 Q; bit 7 asks for the statistics variant
+ * WaitTime         how long tags have power before they are read
+ * Session, Target  of the inventory, as of Inventory_G2
+ * inAnt, InAnt     antenna
+ * Scantime         how long the reader looks for tags, in units of 100 ms
+ * MaskFlag         1 sends MaskMem, MaskAdr, MaskLen and MaskData, any other value sends none
+ * FastFlag         1 sends Target, InAnt and Scantime, any other value sends none
+ * pEPCList         out: records back to back, as of tagwire/inventory.h; at most 65536 bytes, and 6 bytes of
+ *                  statistics in front of them with a final status of 0x26 (not of 0xB1)
+ * Ant              out, 1 byte: antenna byte of the last frame with tags; untouched when there was none
+ * Totallen         out: count of bytes in pEPCList
+ * CardNum          out: count of records
  *
  * With a callback registered, every record goes to it too; if it was registered with isBackUID true, pEPCList
- * and Ant are untouched and Totallen and CardNum are 0. 5 s of silence end the call with 48.
- * Inventory_Temperature_Ast010 makes a second thread wait; the others take no lock. Results as of
- * Inventory_G2.
+ * and Ant are untouched and Totallen and CardNum are 0. Inventory_Temperature_Ast010 makes a second thread
+ * wait; the others take no lock, and end by the reader's last frame, silence or a close only.
+ *
+ * Results as of Inventory_G2: 1 all found, 2 scan time over; 48 the reader fell silent, the link is gone, or
+ * the reader refused the command (echo 0xEE); 51, 55 and 255 as above; any other value is the reader's final
+ * status.
  */
 TAGWIRE_API int Inventory_Temperature(unsigned char* address, unsigned char ENum, unsigned char* EPC,
                                       unsigned char SelTarget, unsigned char SelAction,
@@ -86,7 +97,7 @@ TAGWIRE_API int Inventory_Temperature_Ast010(
  * UID         out: a byte of length and the ID, at most 251 bytes; without SendUID its first 12 bytes become
  *             0. An answer too short for an ID gives a length of 248 to 255, and no ID
  * SenserData  out, 4 bytes
- * UTC         out, 4 bytes
+ * UTC         out, 4 bytes: when it was measured, as received
  */
 TAGWIRE_API int GetEMTmpData(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                              unsigned char SendUID, unsigned char NewSample, unsigned char* Password,
@@ -94,11 +105,12 @@ TAGWIRE_API int GetEMTmpData(unsigned char* address, unsigned char* EPC, unsigne
                              unsigned char* MaskData, unsigned char* UID, unsigned char* SenserData,
                              unsigned char* UTC, int* Errorcode, int FrmHandle);
 
-/* Reads a temperature (command 0x8A). Any ENum, no mask.
+/* Reads a temperature (command 0x8A). No mask.
  *
+ * ENum       length of the EPC in words; any value is sent
  * TempData   out, 2 bytes, with result 0
  * Errorcode  out: 0 with result 0, else the answer's byte behind the status
- * ComAdr     bus address, in only
+ * ComAdr     in, 1 byte: bus address
  */
 TAGWIRE_API int GetBxTagTemperature(unsigned char* ComAdr, unsigned char ENum, unsigned char* EPC,
                                     unsigned char* TempData, int* Errorcode, int FrmHandle);
@@ -106,7 +118,7 @@ TAGWIRE_API int GetBxTagTemperature(unsigned char* ComAdr, unsigned char ENum, u
 /* Read a temperature (commands 0xCD and 0xE8). ENum at most 31, or the mask.
  *
  * Data     out, 2 bytes, with result 0
- * address  in only
+ * address  in, 1 byte
  */
 TAGWIRE_API int YL_GetTempData(unsigned char* address, unsigned char* EPC, unsigned char ENum,
                                unsigned char* Password, unsigned char MaskMem, unsigned char* MaskAdr,
@@ -119,14 +131,14 @@ TAGWIRE_API int ON_GetTempData(unsigned char* address, unsigned char* EPC, unsig
 
 /* Whether a sensor word is whole: 0 when its three parity bits are right, 1 otherwise. Needs no reader.
  *
- * sense  4 bytes
+ * sense  in, 4 bytes
  */
 TAGWIRE_API int CheckSense(unsigned char* sense);
 
 /* Degrees Celsius of a sensor word, in single precision and the same on every machine. Needs no reader.
  *
- * sense  4 bytes, as read from the tag
- * adj    3 bytes, the tag's calibration
+ * sense  in, 4 bytes: as read from the tag
+ * adj    in, 3 bytes: the tag's calibration
  *
  * 9999.0 for a word that is no measurement, 0.0 for an unknown kind of calibration.
  */

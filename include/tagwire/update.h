@@ -1,6 +1,9 @@
 /* Firmware update and parameter tables.
  *
- * ComAdr is the bus address, 1 byte, in only. The waits, outputs and results are those of tagwire/settings.h.
+ * The results are those of tagwire/settings.h, and so is the waiting, where nothing else is said. Outputs are
+ * written with result 0 only, where nothing else is said.
+ *
+ * ComAdr  in, 1 byte: bus address of the reader
  *
  * An update is: ChangeToUpdateMode, WriteBinData for each block in order, CheckCRC32 to compare, WriteMark.
  * Blocks, their numbers and the order are the application's.
@@ -19,16 +22,16 @@ TAGWIRE_API int ChangeToUpdateMode(unsigned char* ComAdr, int FrmHandle);
 
 /* The same command with bytes of one's own.
  *
- * SRFU  8 bytes
- * DATA  out, 8 bytes, with every answer, also where the reader refused
+ * SRFU  in, 8 bytes: passed on as they are
+ * DATA  out, 8 bytes, with every answer, also where the reader refused: as received
  */
 TAGWIRE_API int FwUpdate(unsigned char* ComAdr, unsigned char* SRFU, unsigned char* DATA, int FrmHandle);
 
-/* Writes a block of the image (command 0xF9). A block that the reader takes longer to store than the answer
- * may take (2 s) gives 48.
+/* Writes a block of the image (command 0xF9). A block that the reader takes longer to store than an ANSWER
+ * may take (tagwire/calls.h) gives 48.
  *
  * Index  number of the block
- * data   len bytes
+ * data   in, len bytes
  * len    0 to 250; with any other the frame's length byte wraps and the frame is no block
  */
 TAGWIRE_API int WriteBinData(unsigned char* ComAdr, unsigned char Index, unsigned char* data, int len,
@@ -43,22 +46,25 @@ TAGWIRE_API int CheckCRC32(unsigned char* ComAdr, unsigned char* crc32, int FrmH
 /* Marks the new image as valid (command 0xFB). */
 TAGWIRE_API int WriteMark(unsigned char* ComAdr, int FrmHandle);
 
-/* Reads a parameter table (command 0xE6, function 0x0D).
+/* Reads a parameter table (command 0xE6, function 0x0D). Waits as TABLE (tagwire/calls.h).
  *
  * ParemTab  number of the table
  * pdat      out: the table, at most 65535 bytes
  * ParamLen  out, 2 bytes: length of the table, high byte first
  *
- * 48 also when 300 ms pass without a frame, when a stop or a close ends it, when the table is not as long as
- * its last frame says, or when frames come from another address than the one the library knows for the reader
- * (see SetAddress).
+ * 48 also when a stop or a close ends it, when the reader refuses the command (echo 0xEE), when the table is
+ * not as long as its last frame says, or when frames come from another address than the one the library knows
+ * for the reader (see SetAddress). 49 and 238 do not occur: such frames are passed over.
  */
 TAGWIRE_API int ReadParameterTable(unsigned char* ComAdr, unsigned char ParemTab, unsigned char* pdat,
                                    unsigned char* ParamLen, int FrmHandle);
 
-/* Writes a parameter table, 240 bytes a frame and a closing frame without any (function 0x0E).
+/* Writes a parameter table, 240 bytes a frame and a closing frame without any (function 0x0E), each with an
+ * answer of its own to wait for.
  *
- * PDat     PDatLen bytes; a length below 0 counts as 0
+ * ParemTab  number of the table
+ * PDat      in, PDatLen bytes: the table
+ * PDatLen   count of bytes; below 0 counts as 0
  *
  * The status of the answers does not show: 0 means that every frame was answered. 238 also when an answer
  * belongs to another function.
@@ -67,8 +73,10 @@ TAGWIRE_API int WriteParameterTable(unsigned char* ComAdr, unsigned char ParemTa
                                     int PDatLen, int FrmHandle);
 
 /* Makes the parameters in use the factory's (function 0x0F), restores the factory's (0x10), and clears
- * parameters (0x10 with an option; option 0 restores). 238 also when the answer belongs to another function.
- * */
+ * parameters (0x10 with an option). 238 also when the answer belongs to another function.
+ *
+ * Opt  what is cleared, passed on as it is; 0 restores
+ */
 TAGWIRE_API int OverwriteFactoryDefaultParameterTable(unsigned char* ComAdr, int FrmHandle);
 TAGWIRE_API int RestoreFactoryDefaultParameterTable(unsigned char* ComAdr, int FrmHandle);
 TAGWIRE_API int ClearAllParameters(unsigned char* ComAdr, unsigned char Opt, int FrmHandle);
