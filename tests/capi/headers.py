@@ -9,7 +9,9 @@ name, alone or with others, and goes on behind two spaces:
 
 or by a sentence that says "... MaskAdr ... are those of tagwire/OTHER.h", where the first comment of the other
 header has the entry. Pointers tell their direction, and pointers to bytes how many there are. Results are
-numbers in one of the comments that apply; "those of tagwire/OTHER.h" brings in that header's first comment.
+entries with a number for a name, "else" for the reader's own status, or numbers in a paragraph that speaks of
+results. A comment with such entries speaks for itself; otherwise the results of the header count, and those of
+another one with "results ... are those of tagwire/OTHER.h".
 
 Usage: headers.py SOURCE_DIRECTORY
 """
@@ -23,34 +25,35 @@ EXPORTS = 243
 ENTRY = re.compile(r"^ \*\s+((?:\w+, )*\w+)  +(\S.*)$")
 REFERENCE = re.compile(r"([^.]*?)\b(?:are|is) those of tagwire/(\w+\.h)")
 
-# What a call can return, by the kind that calls.h gives it, besides the status of the reader.
+# What a call can return, by the kind that calls.h gives it; "else" is the status of the reader.
 RESULTS = {
-    "ANSWER": {0, 48, 49, 51, 55, 238},
-    "PICKED": {0, 48, 49, 51, 55, 238},
-    "INVENTORY": {1, 2, 48, 51, 55},
-    "SWITCHING": {0, 48, 51, 55, 238},
-    "TEMPERATURE": {1, 2, 48, 51, 55},
-    "COUNT": {0, 48, 49, 51, 55, 238},
+    "ANSWER": {0, 48, 49, 51, 55, 238, "else"},
+    "PICKED": {0, 48, 49, 51, 55, 238, "else"},
+    "INVENTORY": {1, 2, 48, 51, 55, "else"},
+    "SWITCHING": {0, 48, 51, 55, 238, "else"},
+    "TEMPERATURE": {1, 2, 48, 51, 55, "else"},
+    "COUNT": {0, 48, 49, 51, 55, 238, "else"},
     "BUFFER": {1, 48, 51, 55, 254},
     "RECORDS": {0, 48, 51, 55},
-    "MEMORY": {1, 48, 51, 55, 176},
-    "SCAN": {0, 48, 51, 55},
+    "MEMORY": {1, 48, 51, 55, 176, "else"},
+    "SCAN": {0, 48, 51, 55, "else"},
     "TABLE": {0, 48, 51, 55},
-    "MODULE": {0, 48, 49, 51, 55, 238},
+    "MODULE": {0, 48, 49, 51, 55, 238, "else"},
     "RAW": {0, 51, 55, 251},
     "SEND": {0, 48, 51, 55},
     "OPEN": {0, 48, 51},
     "CLOSE": {0, 48, 51, 55},
 }
-# The results of calls that are no operations, or that do not know 51.
+# The results of calls that are no operations, or unlike their kind's.
 OWN_RESULTS = {
-    "OpenComPort": {0, 48, 51, 57, 249},
+    "SingleTagInventory_G2": {1, 48, 49, 51, 55, 238, "else"},
+    "OpenComPort": {0, 48, 51, 57, 249, "else"},
     "AutoOpenComPort": {0, 48},
     "CloseComPort": {0},
     "InitRFIDCallBack": set(),
     "CheckSense": {0, 1},
     "GetTemperature": set(),
-    "StopRead": {0, 48, 49, 55, 238},
+    "StopRead": {0, 48, 49, 55, 238, "else"},
 }
 # These have arguments out of range, and so has every call that names one tag.
 RANGED = {"InventoryExtMix_G2", "SetAntennaPower", "GetCustomRegion", "Find_epc_list_cfg"}
@@ -151,11 +154,32 @@ def faults_of_parameter(kind, name, text):
     return out
 
 
-def results_told(comments, headers):
-    text = " ".join(comments)
-    for comment in comments:
-        text += " ".join(other for words, other in referred(comment, headers) if "results" in words)
-    return {int(number) for number in re.findall(r"\b\d+\b", text)}
+@functools.cache
+def results_listed(comment):
+    names = entries(comment)
+    return {int(name) for name in names if name.isdigit()} | ({"else"} if "else" in names else set())
+
+
+@functools.cache
+def results_in_prose(comment):
+    out = set()
+    for paragraph in re.split(r"\n \*\n", comment):
+        if not re.search(r"\b(Results?|result is|gives?|returns|Always|also when|255:)(?!\w)", paragraph):
+            continue
+        out |= {int(number) for number in re.findall(r"\b\d+\b", paragraph)}
+        if "status" in paragraph:
+            out.add("else")
+    return out
+
+
+def results_told(comment, header, headers):
+    if len(results_listed(comment)) > 1:
+        return results_listed(comment)
+    out = results_in_prose(comment)
+    first = [header.first] + [other for words, other in referred(header.first, headers) if "results" in words]
+    for each in first:
+        out = out | results_listed(each) | results_in_prose(each)
+    return out
 
 
 def results_wanted(name, parameters, kind, is_operation):
@@ -184,14 +208,16 @@ def kinds(calls_header):
 def faults_of_call(call, header, headers, operation, kind):
     name, result, parameters, comment = call
     comments = [comment, header.first]
+    shared = [headers["calls.h"].first]
     if operation and (result, parameters) != operation:
         yield f"declared otherwise than its operation: {parameters} for {operation[1]}"
     for parameter_kind, parameter in parameters:
-        text = explanation(parameter, comments + [headers["calls.h"].first], headers)
+        by_value = not parameter_kind.endswith("*")
+        text = explanation(parameter, comments + (shared if by_value else []), headers)
         yield from faults_of_parameter(parameter_kind, parameter, text)
-    missing = results_wanted(name, parameters, kind, operation is not None) - results_told(comments, headers)
+    missing = results_wanted(name, parameters, kind, operation is not None) - results_told(comment, header, headers)
     if missing:
-        yield f"no word about results {sorted(missing)}"
+        yield f"no word about results {sorted(missing, key=str)}"
 
 
 def main():
