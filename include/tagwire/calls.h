@@ -69,6 +69,75 @@
  * that it can open, CloseComPort a CLOSE for each serial connection, and OpenNetPort a CLOSE more where it
  * replaces a connection. InitRFIDCallBack, CheckSense, GetTemperature and the calls of tagwire/reserved.h wait
  * for nothing.
+ *
+ * What a call does while something else runs. Calls on different handles never meet: they may all run at once.
+ * On one handle:
+ *
+ *   reading    continuous reading runs; the same inside its callback
+ *   locked     the caller is inside a callback of an inventory that holds the command lock: Inventory_G2,
+ *              InventoryMix_G2, InventoryExtMix_G2, Inventory_EPC_G2, Inventory_QT_G2,
+ *              Inventory_Temperature_Ast010
+ *   callback   the caller is inside a callback of any other inventory
+ *   beside     another thread is inside a command
+ *   closing    another thread is inside a close
+ *
+ * What it returns then ("own" is what it returns at other times, too):
+ *
+ *                        reading    locked     callback   beside     closing
+ *   command              51         51         51         any        own 48 55
+ *   locked inventory     51         51         51         own any    own 48 55
+ *   StartRead            51         51         51         any        own 48 55
+ *   StopRead             own        48         48         own 48     own 48 55
+ *   StopImmediately      51         own        own        own        own 48 55
+ *   ReadActiveModeData   51         51         51         any        own 55
+ *   CloseNetPort         0          51         0          0 51       48 55
+ *   CloseSpecComPort     0          51         51         0 51       48
+ *   OpenNetPort          0          51         0          0 51       0
+ *
+ * The longest that it waits then for what runs, and for its own answer if that is still to come, in
+ * milliseconds on a serial line / over TCP:
+ *
+ *                        reading    locked     callback   beside     closing
+ *   command              0/0        0/0        0/0        own        own
+ *   locked inventory     0/0        0/0        0/0        end        end
+ *   StartRead            0/0        0/0        0/0        own        own
+ *   StopRead             220/1220   0/0        0/0        420/1420   420/1420
+ *   StopImmediately      0/0        0/0        0/0        0/0        0/0
+ *   ReadActiveModeData   0/0        0/0        0/0        own        own
+ *   CloseNetPort         -/200      -/0        -/200      -/end      -/0
+ *   CloseSpecComPort     600/-      200/-      200/-      600/-      0/-
+ *   OpenNetPort          -/2420     -/0        -/2420     -/end      -/2220
+ *
+ * command            Every call that sends something and is not named in another row.
+ * any                Two commands at once are the caller's mistake: what they return is not told, and what they
+ *                    wait for neither; nothing is written outside of the outputs of either.
+ * locked inventory   waits until another one on the handle has ended, and until a close has: end.
+ * StopRead           While a StartRead waits for its answer, that one returns what the reader says, without
+ *                    reading having begun. Where another command does not end within 200 ms, or the caller is
+ *                    inside a callback, the stop is sent and its answer left to that command, which skips it
+ *                    if it is an inventory, and returns 49 or 238 if it is not: 48. Once StopRead has
+ *                    returned, reading does not run and the reader was told, whatever was under way.
+ * InitRFIDCallBack   may be called at any time and waits for nothing. It counts from the next tag on; what the
+ *                    inventory in progress does with its list was decided as it began.
+ * CloseNetPort       51 for Inventory_G2, Inventory_Temperature_Ast010 and Find_epc_by_list of another thread,
+ *                    which then end at once with 48. It waits for the end of the other four that hold the
+ *                    lock, which comes as soon as their callback returns: end. It does not wait for any other
+ *                    command, nor for a callback of one.
+ * CloseSpecComPort   51 after 200 ms for a command of another thread that is answered at length: inventories
+ *                    but those of kind TEMPERATURE, ReadData_G2, WriteData_G2, WriteEPC_G2, ReadData_GB,
+ *                    WriteData_GB, ReadData_JB, WriteData_JB and Fd_ExtReadMemory. Inventories then end with
+ *                    48. Inside a callback of kind TEMPERATURE it closes: 0. CloseComPort does the same for
+ *                    each serial connection.
+ * OpenNetPort        to the address of the handle: it replaces the connection, and no inventory refuses it;
+ *                    it waits for the end of one that holds the lock. A connection that is being closed is
+ *                    not waited for. Opening anything else, with OpenComPort and AutoOpenComPort too, meets
+ *                    nothing but another OpenNetPort: 51.
+ *
+ * Behind a close that has returned 0 no callback of the connection begins, but for one that was just being
+ * entered, and a callback that runs is waited for only where the table says end: what a callback uses must
+ * outlive it. A command that a close meets ends with 48 or 55 by the time the close returns, or as soon as its
+ * callback has returned. After a close refused with 51 the connection stays open and its stop flag set: every
+ * inventory on it ends with 48 and reading delivers next to nothing, until it is closed and opened again.
  */
 #ifndef TAGWIRE_CALLS_H
 #define TAGWIRE_CALLS_H

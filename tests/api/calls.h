@@ -142,4 +142,27 @@ class Callback {
     std::function<void()> what_;
 };
 
+// The library's pauses of 200 ms, shortened. The call stays replaced behind it: threads may be inside.
+class ShortPauses {
+  public:
+    ShortPauses()
+    {
+        if (sys::calls.sleep_until != pause) sys::calls.sleep_until = pause;
+        wanted_ = true;
+    }
+    ~ShortPauses() { wanted_ = false; }
+    ShortPauses(const ShortPauses&) = delete;
+    ShortPauses& operator=(const ShortPauses&) = delete;
+
+  private:
+    static int pause(const timespec* end)
+    {
+        if (!wanted_) return sys::Direct::sleep_until(end);
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
+        return 0;
+    }
+
+    static inline std::atomic<bool> wanted_ = false;
+};
+
 }  // namespace tagwire::test

@@ -14,28 +14,8 @@ namespace {
 
 using testing::AnyOf;
 
-std::atomic<bool> pauses_are_short = false;
-
-int pause_until(const timespec* end)
-{
-    if (!pauses_are_short) return sys::Direct::sleep_until(end);
-    std::this_thread::sleep_for(std::chrono::microseconds(500));
-    return 0;
-}
-
-// The library's pauses of 200 ms, shortened.
-class ShortPauses {
-  public:
-    ShortPauses() { pauses_are_short = true; }
-    ~ShortPauses() { pauses_are_short = false; }
-    ShortPauses(const ShortPauses&) = delete;
-    ShortPauses& operator=(const ShortPauses&) = delete;
-};
-
 class CloseRace : public testing::Test {
   protected:
-    static void SetUpTestSuite() { sys::calls.sleep_until = pause_until; }
-
     void TearDown() override
     {
         for (const Reader* reader : EthReader) EXPECT_EQ(reader, nullptr);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "link/system_seam.h"
+#include "support/every_call.h"
 #include "support/exchanges.h"
 #include "support/virtual_time.h"
 #include "tagwire/tagwire.h"
@@ -72,56 +73,14 @@ std::map<std::string, std::string> kind_by_call()
     return out;
 }
 
-// ---- the calls ----
-
-// An argument that every call takes: bytes and counts of 1, and room for any output.
-u8 room[3][buffer_size];
-int number;
-template <class T> T plausible(std::size_t place);
-template <> u8 plausible<u8>(std::size_t /*place*/) { return 1; }
-template <> u8* plausible<u8*>(std::size_t place) { return room[place % 3]; }
-template <> bool plausible<bool>(std::size_t /*place*/) { return true; }
-template <> int plausible<int>(std::size_t /*place*/) { return 1; }
-template <> int* plausible<int*>(std::size_t /*place*/) { return &number; }
-
-template <class... Arguments, std::size_t... Places>
-int call_by(int (*exported)(Arguments...), std::index_sequence<Places...> /*places*/)
-{
-    const auto argument = [](auto type, std::size_t place) {
-        const bool is_handle = place + 1 == sizeof...(Places);
-        using Type = typename decltype(type)::type;
-        if constexpr (std::is_same_v<Type, int>)
-            return is_handle ? OpenHandle::number : plausible<int>(place);
-        else
-            return plausible<Type>(place);
-    };
-    return exported(argument(std::type_identity<Arguments>{}, Places)...);
-}
-template <class... Arguments> int call(int (*exported)(Arguments...))
-{
-    return call_by(exported, std::index_sequence_for<Arguments...>{});
-}
-
 using Call = std::function<void()>;
 
-const std::map<std::string, Call>& calls()
+std::map<std::string, Call> calls()
 {
-    static const std::map<std::string, Call> all = {
-#define INTERNAL(name)
-#define PLAIN(name) {#name, [] { call(::name); }},
-#define LOCKED(name) PLAIN(name)
-#define ASIDE(name) PLAIN(name)
-#define UNBUSY(name) PLAIN(name)
-#define TAGWIRE_OPERATION(exported, result, name, ...) exported(name)
-#include "reader/operations.def"
-#undef TAGWIRE_OPERATION
-#undef UNBUSY
-#undef ASIDE
-#undef LOCKED
-#undef PLAIN
-#undef INTERNAL
-    };
-    return all;
+    std::map<std::string, Call> out;
+    for (const auto& [name, call] : every_exported_call())
+        out[name] = [run = call.run] { run(OpenHandle::number); };
+    return out;
 }
 
 // ---- measuring ----

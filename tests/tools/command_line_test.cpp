@@ -148,6 +148,14 @@ TEST(CommandLine, SaysThatADeviceIsMissing)
     EXPECT_NE(ended.err.find("No such file or directory"), std::string::npos) << ended.err;
 }
 
+TEST(CommandLine, ShowsNoControlCharactersOfItsArguments)
+{
+    const auto ended = tool({"info", "--reader", "tcp://\x1B[31m:1"});
+    EXPECT_EQ(ended.exit_code == 1 || ended.exit_code == 2, true);
+    EXPECT_NE(ended.err.find("\\x1B[31m"), std::string::npos) << ended.err;
+    EXPECT_EQ(ended.err.find('\x1B'), std::string::npos) << ended.err;
+}
+
 TEST(CommandLine, SaysThatANameIsUnknown)
 {
     const auto ended = tool({"info", "--reader", "tcp://no-such-host.invalid:1"});

@@ -138,7 +138,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Arguments{"power"}, Arguments{"power", "set"}, Arguments{"power", "set", "41"},
         Arguments{"power", "set", "-1"}, Arguments{"power", "set", "20dBm"},
-        Arguments{"power", "set", "20", "--antenna", "0"}, Arguments{"power", "set", "20", "--antenna", "65"},
+        Arguments{"power", "set", "20", "--antenna", ""}, Arguments{"power", "set", "20", "--antenna", "0"},
+        Arguments{"power", "set", "20", "--antenna", "65"},
         Arguments{"power", "set", "20", "--antenna", "1", "--write-power"}, Arguments{"region", "set"},
         Arguments{"region", "set", "fr"}, Arguments{"region", "set", "255"}, Arguments{"region", "set", "5"},
         Arguments{"region", "set", "5", "--lowest", "900", "--highest-channel", "1"},

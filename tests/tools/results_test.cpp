@@ -4,6 +4,7 @@
 
 #include <array>
 #include <map>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -86,6 +87,18 @@ TEST(ResultText, PassesOnTheStatusOfAReader)
               "starting to read: the reader on /dev/ttyUSB0 answered with its own status 0x26 (38): see the "
               "reader's "
               "manual");
+}
+
+TEST(ResultText, TakesTheEndsOfInventoriesForOnesOnlyWhereAnswersHaveSeveralFrames)
+{
+    for (const int code : {1, 2, 3, 251}) {
+        const auto own = "own status 0x" + std::string(code == 251 ? "FB" : "0" + std::to_string(code));
+        for (const auto operation : {Operation::PowerSetting, Operation::Settings, Operation::AtCommand,
+                                     Operation::ReaderRestart, Operation::TableControl})
+            EXPECT_NE(result_text(code, operation, serial).find(own), std::string::npos) << code;
+        for (const auto operation : {Operation::Inventory, Operation::ListSearch, Operation::TableRead})
+            EXPECT_EQ(result_text(code, operation, serial).find("own status"), std::string::npos) << code;
+    }
 }
 
 TEST(ResultText, DiffersBetweenOperations)

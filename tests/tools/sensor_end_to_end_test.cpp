@@ -358,6 +358,8 @@ TEST_P(SensorEndToEnd, SwitchLeds)
                           "LED of the tag: no such tag answered");
     reader.expect_failure(joined({"led", "on", "--chip", "yl", "--password", "99999999"}, second), "(5)");
     EXPECT_EQ(reader.output({"led", "carrier-time", "20"}), "the reader's carrier time is 20\n");
+    reader->inject(sim::Fault::parse("error:command=0x84,status=255"));
+    reader.expect_failure({"led", "carrier-time", "33"}, ", not 33: it may have refused the new one");
 }
 
 }  // namespace
