@@ -26,6 +26,17 @@ constexpr const char* footer = R"(Examples:
 Exit codes: 0 success, 1 failure, 2 wrong usage.
 'tagwire COMMAND --help' tells more about a command.)";
 
+// A value that is empty is seldom meant: a variable of a script was not set.
+void refuse_empty_values(const CLI::App& command)
+{
+    for (const auto* const option : command.get_options()) {
+        const auto& values = option->results();
+        if (option->get_expected_min() > 0 && std::find(values.begin(), values.end(), "") != values.end())
+            throw UsageError(fmt::format("{}: the value is empty", option->get_name()));
+    }
+    for (const auto* const chosen : command.get_subcommands()) refuse_empty_values(*chosen);
+}
+
 }  // namespace
 
 ReaderUrl GlobalOptions::reader_url() const
@@ -127,21 +138,6 @@ int Application::run(int argc, const char* const* argv)
         return exit_failure;
     }
 }
-
-namespace {
-
-// A value that is empty is seldom meant: a variable of a script was not set.
-void refuse_empty_values(const CLI::App& command)
-{
-    for (const auto* const option : command.get_options()) {
-        const auto& values = option->results();
-        if (option->get_expected_min() > 0 && std::find(values.begin(), values.end(), "") != values.end())
-            throw UsageError(fmt::format("{}: the value is empty", option->get_name()));
-    }
-    for (const auto* const chosen : command.get_subcommands()) refuse_empty_values(*chosen);
-}
-
-}  // namespace
 
 int Application::execute()
 {

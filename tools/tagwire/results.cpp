@@ -13,11 +13,14 @@ namespace tagwire::tool {
 
 namespace {
 
+// Which operations are meant where none is named.
+enum class Kind { Any, OfATag, InFrames };
+
 struct Situation {
     int code;
     std::optional<Operation> operation;
     std::optional<Link> link;
-    bool of_a_tag = false;
+    Kind kind = Kind::Any;
 };
 
 // {place} is where the reader is, {task} what was being done.
@@ -121,7 +124,7 @@ constexpr std::array entries{
     Entry{{TAGWIRE_NO_DATA, Operation::Inventory, {}},
           "{task}: no tag answered the reader {place}",
           "bring a tag closer to the antenna; a larger --q helps when there are many"},
-    Entry{{TAGWIRE_NO_DATA, {}, {}, true},
+    Entry{{TAGWIRE_NO_DATA, {}, {}, Kind::OfATag},
           "{task}: no such tag answered the reader {place}",
           "is the tag close to the antenna, and its ID or mask right? see tagwire inventory"},
     Entry{{TAGWIRE_NO_DATA, Operation::ListSearch, {}},
@@ -130,7 +133,9 @@ constexpr std::array entries{
     Entry{{TAGWIRE_NO_DATA, Operation::BufferInventory, {}},
           "{task}: no tag answered the reader {place}",
           "bring a tag closer to the antenna; a larger --q helps when there are many"},
-    Entry{{TAGWIRE_NO_DATA, {}, {}}, "{task}: the reader {place} had nothing to deliver", "try again later"},
+    Entry{{TAGWIRE_NO_DATA, {}, {}, Kind::InFrames},
+          "{task}: the reader {place} had nothing to deliver",
+          "try again later"},
     Entry{{TAGWIRE_TAG_ERROR, {}, {}},
           "{task}: the tag refused, says the reader {place}",
           "check the access password and whether that memory is locked"},
@@ -138,13 +143,13 @@ constexpr std::array entries{
           "{task}: a value is out of range for the reader {place}",
           "check the options against tagwire --help"},
 
-    Entry{{TAGWIRE_INVENTORY_DONE, {}, {}},
+    Entry{{TAGWIRE_INVENTORY_DONE, {}, {}, Kind::InFrames},
           "{task}: the reader {place} has found all it could",
           "nothing to do"},
-    Entry{{TAGWIRE_INVENTORY_TIME_OVER, {}, {}},
+    Entry{{TAGWIRE_INVENTORY_TIME_OVER, {}, {}, Kind::InFrames},
           "{task}: the scan time of the reader {place} is over",
           "a longer --scan-time may find more"},
-    Entry{{TAGWIRE_INVENTORY_MORE, {}, {}},
+    Entry{{TAGWIRE_INVENTORY_MORE, {}, {}, Kind::InFrames},
           "{task}: the reader {place} announced more data and sent none",
           "try again"},
     Entry{{TAGWIRE_INVENTORY_ANTENNA, Operation::AntennaSetting, {}},
@@ -162,7 +167,7 @@ constexpr std::array entries{
     Entry{{packets_refused, Operation::ReadMemory, {}},
           "{task}: the tag refused to send so much, says the reader {place}",
           "check the first byte, the count and the passwords"},
-    Entry{{wrong_password, {}, {}, true},
+    Entry{{wrong_password, {}, {}, Kind::OfATag},
           "{task}: the reader {place} says that the password is wrong",
           "check the password; too many wrong ones may block a tag for a while"},
 };
@@ -189,25 +194,30 @@ constexpr std::array tag_errors{
     TagErrorEntry{0x0F, "it does not say why", "bring it closer to the antenna and try again"},
 };
 
-// The end of an answer in several frames, which elsewhere is a status of the reader's own.
-bool is_misplaced_end(int code, Operation operation)
+// Elsewhere their numbers are a status of the reader's own.
+bool is_answered_in_frames(Operation operation)
 {
-    constexpr std::array single{
-        Operation::PowerSetting,  Operation::RegionSetting,  Operation::AntennaSetting, Operation::IoLines,
-        Operation::RelaySwitch,   Operation::Beeper,         Operation::ReaderClock,    Operation::WorkModes,
-        Operation::ReaderRestart, Operation::FactoryRestore, Operation::Settings,       Operation::AtMode,
-        Operation::AtCommand,     Operation::LeaveAtMode,    Operation::Network,        Operation::Position,
-        Operation::Modem,         Operation::TableControl};
-    constexpr std::array<int, 4> ends{TAGWIRE_INVENTORY_DONE, TAGWIRE_INVENTORY_TIME_OVER,
-                                      TAGWIRE_INVENTORY_MORE, TAGWIRE_NO_DATA};
-    return std::find(ends.begin(), ends.end(), code) != ends.end() &&
-           std::find(single.begin(), single.end(), operation) != single.end();
+    constexpr std::array operations{Operation::Inventory,       Operation::StartRead,
+                                    Operation::BufferInventory, Operation::BufferRead,
+                                    Operation::ListSearch,      Operation::WifiScan,
+                                    Operation::TableRead,       Operation::SensorTemperature};
+    return std::find(operations.begin(), operations.end(), operation) != operations.end();
+}
+
+bool is_of(Kind kind, Operation operation)
+{
+    switch (kind) {
+    case Kind::Any: return true;
+    case Kind::OfATag: return operation >= Operation::ReadMemory;
+    case Kind::InFrames: return is_answered_in_frames(operation);
+    }
+    return false;
 }
 
 bool fits(const Situation& when, int code, Operation operation, Link link)
 {
     return when.code == code && when.operation.value_or(operation) == operation &&
-           when.link.value_or(link) == link && (!when.of_a_tag || operation >= Operation::ReadMemory);
+           when.link.value_or(link) == link && is_of(when.kind, operation);
 }
 
 std::string_view task_name(Operation operation)
@@ -279,7 +289,7 @@ std::string result_text(int code, Operation operation, const ReaderUrl& reader)
     const auto* const entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& candidate) {
         return fits(candidate.when, code, operation, reader.link);
     });
-    if (entry == entries.end() || is_misplaced_end(code, operation)) {
+    if (entry == entries.end()) {
         return fmt::format(
             "{}: the reader {} answered with its own status 0x{:02X} ({}): see the reader's manual", task,
             reader.place(), static_cast<unsigned>(code), code);
