@@ -8,8 +8,8 @@
  * The calls take no lock: one command at a time on a handle is the caller's duty. Outputs are written with
  * result 0 only, where nothing else is said. They wait as tagwire/calls.h says.
  *
- * Results where nothing else is said: 0 done; 48 no answer in time; 49 its CRC is wrong; 51 continuous
- * reading runs; 55 no such handle, or its link is gone; 238 the answer belongs to another command; any other
+ * Results where nothing else is said: 0 done; 48 no answer in time; 49 its CRC is wrong; 51 busy
+ * (tagwire/calls.h); 55 no such handle, or its link is gone; 238 the answer belongs to another command; any other
  * value is the status of the reader. The calls that are not of the kind ANSWER give 48 in the place of 55
  * when the link is gone.
  */

@@ -2,13 +2,10 @@
  *
  * Handles: an open connection is named by its handle, FrmHandle, 1 to 255. The lowest free one is given out.
  *
- * Threads: all calls on different handles may run at the same time. On one handle, one command at a time is
+ * Threads: calls on different handles may all run at the same time. On one handle, one command at a time is
  * the caller's duty; StopRead, StopImmediately, the close functions and InitRFIDCallBack may come from any
- * thread at any time, also from inside a callback. When a close function has returned 0, no callback of that
- * connection starts any more. A callback that is running is not waited for, with one exception: an inventory
- * that holds the command lock (Inventory_G2, InventoryMix_G2, InventoryExtMix_G2, Inventory_EPC_G2,
- * Inventory_QT_G2) ends first, and a callback inside it with it. So a callback must not wait for a thread
- * that closes its connection.
+ * thread at any time, also from inside a callback. What each of them then does, and what it waits for, stands
+ * in tagwire/calls.h.
  *
  * Descriptors: an open connection holds two (its link and an event descriptor); child processes inherit
  * neither.
@@ -78,9 +75,8 @@ TAGWIRE_API int AutoOpenComPort(char* port, unsigned char* address, unsigned cha
  * 48  the address is not valid, nobody answered in time (OPEN, see tagwire/calls.h), the reader did not
  *     answer the handshake (whatever the handshake returned), all 255 handles are in use, or memory or
  *     descriptors ran out
- * 51  another OpenNetPort is running; this thread is inside an inventory callback of the older connection; or
- *     the reader behind the handle given in FrmHandle is in an inventory and an older connection to this
- *     address was closed. In the last case the handle of the older connection stays taken for the life of the
+ * 51  another OpenNetPort is running; busy (tagwire/calls.h); or the reader behind the handle given in
+ *     FrmHandle is in an inventory and an older connection to this address was closed. In the last case the handle of the older connection stays taken for the life of the
  *     process: commands on it give 48 or 55, closing it gives 48
  */
 TAGWIRE_API int OpenNetPort(int Port, char* IPaddr, unsigned char* ComAdr, int* FrmHandle);
@@ -89,7 +85,7 @@ TAGWIRE_API int OpenNetPort(int Port, char* IPaddr, unsigned char* ComAdr, int* 
  *
  * 0   closed; the handle is free
  * 48  no reader has this handle, it is not open, another thread is closing it, or it is a TCP connection
- * 51  a command that the reader answers at length (an inventory) is in progress; the connection stays open
+ * 51  an inventory is in progress (tagwire/calls.h); the connection stays open
  * 55  FrmHandle is outside 1..255
  *
  * A connection stays stopped after a result of 51, as long as it is open. Inventories and ReadParameterTable
@@ -106,8 +102,7 @@ TAGWIRE_API int CloseComPort(void);
  *
  * 0   closed; the handle is free
  * 48  the handle is not open, another thread is closing it, or it is a serial connection
- * 51  Inventory_G2, Inventory_Temperature_Ast010 or Find_epc_by_list is in progress, or the caller is inside
- *     a callback of an inventory that holds the command lock; the connection stays open, and stopped, as
+ * 51  an inventory is in progress (tagwire/calls.h); the connection stays open, and stopped, as
  *     CloseSpecComPort says
  * 55  FrmHandle is outside 1..255, or no reader has it
  */
@@ -118,7 +113,7 @@ TAGWIRE_API int CloseNetPort(int FrmHandle);
  * pRFIDback  the callback; a null pointer changes nothing. It stays registered until the connection is closed
  * isBackUID  true: inventories deliver tags to the callback only, and return no list. false: they do both
  *
- * Does nothing when FrmHandle names no reader. Takes no lock, and may be called while reading runs.
+ * Does nothing when FrmHandle names no reader.
  */
 TAGWIRE_API void InitRFIDCallBack(pRFIDCallBack pRFIDback, bool isBackUID, int FrmHandle);
 

@@ -24,7 +24,7 @@
  * (tagwire/calls.h).
  *
  * Results of the single-tag calls: 0; 0xFC the tag refused, see Errorcode; 48 no answer in time; 49 its CRC
- * is wrong; 51 continuous reading runs; 55 no such handle, or its link is gone; 238 the answer belongs to
+ * is wrong; 51 busy (tagwire/calls.h); 55 no such handle, or its link is gone; 238 the answer belongs to
  * another command; 255 TNum is out of range; any other value is the status of the reader.
  */
 #ifndef TAGWIRE_GB_H

@@ -8,7 +8,7 @@
  *   0     done
  *   48    no answer in time
  *   49    the answer's CRC is wrong (GetModuleDetails)
- *   51    continuous reading runs
+ *   51    busy (tagwire/calls.h)
  *   55    no such handle, or its link is gone
  *   238   the answer belongs to another command (GetModuleDetails)
  *   else  the status of the reader: it refused

@@ -44,7 +44,7 @@
  *   48    the reader fell silent, the link is gone, the connection is being closed, or more than 65534 bytes
  *         came and no callback takes them. Also where the reader does not know the command: its frame with
  *         the echo 0xEE is passed over, and the silence after it ends the call
- *   51    continuous reading runs, or the caller is inside a callback of an inventory on this handle
+ *   51    busy (tagwire/calls.h)
  *   55    no such handle
  *   255   a parameter is out of range, nothing was sent (InventoryExtMix_G2)
  *   else  the reader's final status, for example 0xFB: no tag answered
@@ -64,8 +64,7 @@ extern "C" {
  * LenTID   count of its words
  * TIDFlag  1 sends AdrTID and LenTID, any other value sends neither
  *
- * pEPCList, Ant, Totallen and CardNum may be null. One inventory of this kind at a time on a handle: a second
- * thread waits.
+ * pEPCList, Ant, Totallen and CardNum may be null.
  */
 TAGWIRE_API int Inventory_G2(unsigned char* address, unsigned char QValue, unsigned char Session,
                              unsigned char MaskMem, unsigned char* MaskAdr, unsigned char MaskLen,
@@ -83,7 +82,7 @@ TAGWIRE_API int Inventory_G2(unsigned char* address, unsigned char QValue, unsig
  * ReadLen  count of words
  * Psd      in, 4 bytes: access password
  *
- * pEPCList, Ant, Totallen and CardNum may be null. A second thread waits.
+ * pEPCList, Ant, Totallen and CardNum may be null.
  */
 TAGWIRE_API int InventoryMix_G2(unsigned char* address, unsigned char QValue, unsigned char Session,
                                 unsigned char MaskMem, unsigned char* MaskAdr, unsigned char MaskLen,
@@ -100,7 +99,7 @@ TAGWIRE_API int InventoryMix_G2(unsigned char* address, unsigned char QValue, un
  *             place
  * Psd         in, 4 bytes: access password
  *
- * No pointer may be null but those of a mask that is not sent. A second thread waits.
+ * No pointer may be null but those of a mask that is not sent.
  */
 TAGWIRE_API int InventoryExtMix_G2(unsigned char* address, unsigned char QValue, unsigned char Session,
                                    unsigned char ParamCount, unsigned char* param, unsigned char MaskMem,
@@ -118,21 +117,21 @@ TAGWIRE_API int InventoryExtMix_G2(unsigned char* address, unsigned char QValue,
  * EPCData      in, MatchLen / 8 bytes, rounded up: the bits to match. A frame has room for 246; with more,
  *              its length byte wraps and the frame is cut accordingly
  *
- * No pointer may be null. A second thread waits.
+ * No pointer may be null.
  */
 TAGWIRE_API int Inventory_EPC_G2(unsigned char* address, unsigned char MatchType, unsigned char* MatchLen,
                                  unsigned char* MatchOffset, unsigned char* EPCData, unsigned char* pEPCList,
                                  unsigned char* Ant, int* Totallen, int* CardNum, int FrmHandle);
 
-/* Inventory of tags in QT private or public mode (command 0x1B). No pointer may be null. A second thread
- * waits. With isBackUID true Totallen is untouched. */
+/* Inventory of tags in QT private or public mode (command 0x1B). No pointer may be null. With isBackUID true
+ * Totallen is untouched. */
 TAGWIRE_API int Inventory_QT_G2(unsigned char* address, unsigned char QValue, unsigned char Session,
                                 unsigned char Target, unsigned char InAnt, unsigned char Scantime,
                                 unsigned char FastFlag, unsigned char* pEPCList, unsigned char* Ant,
                                 int* Totallen, int* CardNum, int FrmHandle);
 
-/* Inventory by FastBID (command 0x96) and by FastTID (command 0x97). No pointer may be null. They take no
- * lock: one at a time on a handle is the caller's duty. With isBackUID true Totallen is untouched. */
+/* Inventory by FastBID (command 0x96) and by FastTID (command 0x97). No pointer may be null. With
+ * isBackUID true Totallen is untouched. */
 TAGWIRE_API int Inventory_FastBID_NXP(unsigned char* address, unsigned char QValue, unsigned char Session,
                                       unsigned char Target, unsigned char InAnt, unsigned char Scantime,
                                       unsigned char FastFlag, unsigned char* pEPCList, unsigned char* Ant,
@@ -152,7 +151,7 @@ TAGWIRE_API int Inventory_FastTID_NXP(unsigned char* address, unsigned char QVal
  * 1     a tag was found; the only result with outputs
  * 48    no answer in time
  * 49    the answer's CRC is wrong
- * 51    continuous reading runs
+ * 51    busy (tagwire/calls.h)
  * 55    no such handle, or its link is gone
  * 238   the answer belongs to another command
  * else  the reader's status, 0 included
@@ -170,7 +169,7 @@ TAGWIRE_API int SingleTagInventory_G2(unsigned char* address, unsigned char* EPC
  *
  * 0     the connection is being closed
  * 48    the reader fell silent, the link is gone, or more than 65534 bytes came and there is no callback
- * 51    continuous reading runs
+ * 51    busy (tagwire/calls.h)
  * 55    no such handle
  * 238   the reader refused the command (echo 0xEE)
  * else  the reader's final status, as above

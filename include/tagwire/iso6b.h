@@ -13,7 +13,7 @@
  * caller's duty. No pointer may be null.
  *
  * Results: the reader's status, 0 for success where nothing else is said; 0xFC the tag refused, see
- * Errorcode; 48 no answer in time; 49 its CRC is wrong; 51 continuous reading runs; 55 no such handle, or its
+ * Errorcode; 48 no answer in time; 49 its CRC is wrong; 51 busy (tagwire/calls.h); 55 no such handle, or its
  * link is gone; 238 the answer belongs to another command.
  */
 #ifndef TAGWIRE_ISO6B_H

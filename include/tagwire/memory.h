@@ -28,7 +28,7 @@
  *   0xFC  the tag refused, see Errorcode
  *   48    no answer in time, or the link is broken
  *   49    the answer's CRC is wrong
- *   51    continuous reading runs
+ *   51    busy (tagwire/calls.h)
  *   55    no such handle, or its link is gone
  *   238   the answer belongs to another command
  *   255   ENum is out of range, nothing was sent

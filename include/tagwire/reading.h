@@ -1,7 +1,7 @@
 /* Continuous reading: the reader inventories on its own and pushes a report for every tag it reads.
  *
  * StartRead asks the reader to begin and starts one thread that hands each report to the registered callback,
- * until StopRead or a close. Meanwhile every other command on that handle is refused with 51.
+ * until StopRead or a close.
  *
  * A close tells the reader nothing: on a serial line it pushes on. Call StopRead before closing, and after
  * opening when the reader may still be pushing; a StartRead among pushed reports ends with 48, 49 or 238.
@@ -34,8 +34,8 @@ extern "C" {
  */
 TAGWIRE_API int StartRead(unsigned char* address, unsigned char target, int FrmHandle);
 
-/* Stops continuous reading (command 0x51). Never waits for a callback, and may be called from one. Waits as
- * PICKED (tagwire/calls.h) for the reader's answer.
+/* Stops continuous reading (command 0x51). Never waits for a callback. Waits as PICKED (tagwire/calls.h) for
+ * the reader's answer.
  *
  * The chunk of reports that the library had read before the stop, at most 2048 bytes over TCP and 256 from a
  * serial line, is still delivered, also after the call has returned. What had come behind it and was not read
@@ -48,7 +48,8 @@ TAGWIRE_API int StartRead(unsigned char* address, unsigned char target, int FrmH
  * address  in, 1 byte: bus address
  *
  * 0     stopped
- * 48    the reader did not answer in time, or another command was using the connection
+ * 48    the reader did not answer in time, or another command kept the connection (tagwire/calls.h): the stop
+ *       was sent all the same
  * 49    kept for a damaged answer; such frames are passed over
  * 55    no such handle, or its link is gone
  * 238   kept for an answer to another command; such frames are passed over
@@ -56,14 +57,14 @@ TAGWIRE_API int StartRead(unsigned char* address, unsigned char target, int FrmH
  */
 TAGWIRE_API int StopRead(unsigned char* address, int FrmHandle);
 
-/* Sends the reader an abort (command 0x93) and waits for no answer. May be called while another thread is
- * inside an inventory of the same handle, which the reader then ends.
+/* Sends the reader an abort (command 0x93) and waits for no answer. An inventory of the same handle is then
+ * ended by the reader.
  *
  * address  in, 1 byte: bus address
  *
  * 0   sent
  * 48  it could not be sent
- * 51  continuous reading runs: use StopRead
+ * 51  busy (tagwire/calls.h): use StopRead
  * 55  no such handle, or its link is of no known type
  */
 TAGWIRE_API int StopImmediately(unsigned char* address, int FrmHandle);
@@ -76,7 +77,7 @@ TAGWIRE_API int StopImmediately(unsigned char* address, int FrmHandle);
  * ValidDatalength  out: how many bytes
  *
  * 0    there are some
- * 51   continuous reading runs
+ * 51   busy (tagwire/calls.h)
  * 55   no such handle
  * 251  nothing was there; outputs untouched
  */

@@ -14,8 +14,8 @@
  * Waits as ANSWER (tagwire/calls.h). The calls take no lock: one command at a time on a handle is the
  * caller's duty.
  *
- * Results: the reader's status, 0 for success; 48 no answer in time; 49 its CRC is wrong; 51 continuous
- * reading runs; 55 no such handle, or its link is gone; 238 the answer belongs to another command.
+ * Results: the reader's status, 0 for success; 48 no answer in time; 49 its CRC is wrong; 51 busy
+ * (tagwire/calls.h); 55 no such handle, or its link is gone; 238 the answer belongs to another command.
  */
 #ifndef TAGWIRE_SELECT_H
 #define TAGWIRE_SELECT_H

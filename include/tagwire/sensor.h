@@ -64,8 +64,8 @@ TAGWIRE_API int GetTagTemperatureByTime(unsigned char* address, unsigned char* E
  * CardNum          out: count of records
  *
  * With a callback registered, every record goes to it too; if it was registered with isBackUID true, pEPCList
- * and Ant are untouched and Totallen and CardNum are 0. Inventory_Temperature_Ast010 makes a second thread
- * wait; the others take no lock, and end by the reader's last frame, silence or a close only.
+ * and Ant are untouched and Totallen and CardNum are 0. Inventory_Temperature and
+ * Inventory_Temperature_ltu32 end by the reader's last frame, silence or a close only.
  *
  * Results as of Inventory_G2: 1 all found, 2 scan time over; 48 the reader fell silent, the link is gone, or
  * the reader refused the command (echo 0xEE); 51, 55 and 255 as above; any other value is the reader's final

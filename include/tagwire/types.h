@@ -44,9 +44,7 @@ typedef MyStruct RFIDTag;
  * Runs on the thread that received the frame: the caller's thread during an inventory, the library's reading
  * thread between StartRead and StopRead. That thread has every asynchronous signal blocked and, on 32-bit
  * systems, a stack of 1 MiB. Return soon: while the callback runs, no further report is taken from the link.
- * From inside the callback it is safe to stop (StopRead), to close (the close functions, which answer 51
- * where an inventory of the same thread is still under way) and to register another callback. Commands on the
- * same connection do not belong in a callback. It must not throw. */
+ * What a call from inside the callback does stands in tagwire/calls.h. It must not throw. */
 typedef void (*pRFIDCallBack)(RFIDTagStruct record, int kind);
 
 #ifdef __cplusplus
