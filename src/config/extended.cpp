@@ -25,7 +25,7 @@ int I_GetModuleDescribe(Reader* sthis, u8* address, u8* describeInfor)
     constexpr int length_with_description = 23;
     return Command(sthis, address, 0xE6)
         .byte(0x02)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Answer& d) {
+        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) {
             if (d.length() == length_with_description) d.copy(1, describeInfor, 16);
         });
 }

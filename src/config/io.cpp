@@ -24,9 +24,9 @@ int I_RelaysControll(Reader* sthis, u8* address, u8 num, u8 status, u8 ntime)
 
 int I_RelayControll(Reader* sthis, u8* address, u8* RelayTime)
 {
-    return Command(sthis, address, 0x92).byte(*RelayTime).exchange(AddressEcho::never, [&](const Answer& d) {
-        *RelayTime = d[0];
-    });
+    return Command(sthis, address, 0x92)
+        .byte(*RelayTime)
+        .exchange(AddressEcho::never, [&](const Response& d) { *RelayTime = d[0]; });
 }
 
 int I_SetGPIO(Reader* sthis, u8* address, u8 OutputPin)
@@ -36,7 +36,7 @@ int I_SetGPIO(Reader* sthis, u8* address, u8 OutputPin)
 
 int I_GetGPIOStatus(Reader* sthis, u8* address, u8* OutputPin)
 {
-    return Command(sthis, address, 0x47).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x47).exchange(AddressEcho::never, [&](const Response& d) {
         *OutputPin = d[0];
     });
 }
@@ -53,7 +53,7 @@ int I_SetGPOParam(Reader* sthis, u8* address, u8 Enableflag, u8 ActiveTime)
 
 int I_GetGPOParam(Reader* sthis, u8* address, u8* Enableflag, u8* ActiveTime)
 {
-    return Command(sthis, address, 0xB1).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0xB1).exchange(AddressEcho::on_success, [&](const Response& d) {
         *Enableflag = d[0];
         *ActiveTime = d[1];
     });
@@ -75,7 +75,7 @@ int I_SetWieGandParam(Reader* sthis, u8* address, u8 WgCfg, u8 DataInvl, u8 PulW
 int I_GetWieGandParam(Reader* sthis, u8* address, u8* WgCfg, u8* DataInvl, u8* PulWidth, u8* PulsInvl,
                       u8* OffsetAdr)
 {
-    return Command(sthis, address, 0x39).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x39).drop_received().exchange(AddressEcho::never, [&](const Response& d) {
         *WgCfg = d[0];
         *DataInvl = d[1];
         *PulWidth = d[2];
@@ -96,7 +96,7 @@ int I_SetFilterParam(Reader* sthis, u8* address, u8 FilterTime, u8 MinReadCount,
 
 int I_GetFilterParam(Reader* sthis, u8* address, u8* FilterTime, u8* MinReadCount, u8* MinRssi)
 {
-    return Command(sthis, address, 0xB1).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB1).drop_received().exchange(AddressEcho::never, [&](const Response& d) {
         *FilterTime = d[0];
         *MinReadCount = d[1];
         *MinRssi = d[2];
@@ -118,9 +118,9 @@ int I_SetTriggerLinkageParam(Reader* sthis, u8* address, u8 Action, u8 mode, u8 
         .byte(Condition2);
     command.send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer[0] != write) return TAGWIRE_WRONG_COMMAND;
-    return answer.status();
+    const Response response = command.response();
+    if (response[0] != write) return TAGWIRE_WRONG_COMMAND;
+    return response.status();
 }
 
 // The echo of the sub-command decides, and not the status, whether the outputs are written.
@@ -131,13 +131,13 @@ int I_GetTriggerLinkageParam(Reader* sthis, u8* address, u8 Action, u8* mode, u8
     Command command(sthis, address, 0xE6);
     command.byte(read).byte(Action).send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer[0] != read) return TAGWIRE_WRONG_COMMAND;
-    *mode = answer[1];
-    *mtime = answer[2];
-    *RFU = answer[3];
-    *Union = answer[4];
-    *Condition1 = answer[5];
-    *Condition2 = answer[6];
-    return answer.status();
+    const Response response = command.response();
+    if (response[0] != read) return TAGWIRE_WRONG_COMMAND;
+    *mode = response[1];
+    *mtime = response[2];
+    *RFU = response[3];
+    *Union = response[4];
+    *Condition1 = response[5];
+    *Condition2 = response[6];
+    return response.status();
 }

@@ -14,7 +14,7 @@ int I_GetSystemParameter(Reader* sthis, u8* address, u8* Read_mode, u8* Accuracy
                          u8* MaskLen, u8* MaskData, u8* TriggerTime, u8* AdrTID, u8* LenTID)
 {
     constexpr u8 len_of_short_form = 47;
-    return Command(sthis, address, 0x36).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x36).exchange(AddressEcho::never, [&](const Response& d) {
         *Read_mode = d[0];
         *Accuracy = d[1];
         *RepCondition = d[2];
@@ -49,7 +49,7 @@ int I_SetReadParameter(Reader* sthis, u8* address, u8* Parameter, u8 MaskMem, u8
 
 int I_GetReadParameter(Reader* sthis, u8* address, u8* Parameter)
 {
-    return Command(sthis, address, 0x77).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x77).exchange(AddressEcho::never, [&](const Response& d) {
         d.copy(0, Parameter, d.length() - 6);
     });
 }
@@ -65,7 +65,7 @@ int I_SetCfgParameter(Reader* sthis, u8* address, u8 opt, u8 cfgNo, u8* cfgData,
 
 int I_GetCfgParameter(Reader* sthis, u8* address, u8 cfgNo, u8* cfgData, int* len)
 {
-    return Command(sthis, address, 0xEB).byte(cfgNo).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xEB).byte(cfgNo).exchange(AddressEcho::never, [&](const Response& d) {
         *len = d.length() - 6;
         d.copy(0, cfgData, d.length() - 6);
     });

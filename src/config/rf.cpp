@@ -35,11 +35,12 @@ int I_SetCustomRegion(Reader* sthis, u8* address, u8 FLAG, u8 freSpace, u8 freNu
 
 int I_ExtGetRegion(Reader* sthis, u8* address, u8* Band, u8* dmaxfre, u8* dminfre)
 {
-    return Command(sthis, address, 0x9E).exchange(AddressEcho::always, Outputs::always, [&](const Answer& d) {
-        *Band = d[0];
-        *dmaxfre = d[1];
-        *dminfre = d[2];
-    });
+    return Command(sthis, address, 0x9E)
+        .exchange(AddressEcho::always, Outputs::always, [&](const Response& d) {
+            *Band = d[0];
+            *dmaxfre = d[1];
+            *dminfre = d[2];
+        });
 }
 
 // How long the answer is tells which kind of region the reader has.
@@ -50,14 +51,14 @@ int I_GetCustomRegion(Reader* sthis, u8* address, u8* freSpace, u8* freNum, u8* 
     Command command(sthis, address, 0x9E);
     command.send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer.length() == standard_region) return TAGWIRE_BAD_ARGUMENT;
-    if (answer.length() == custom_region) {
-        *freSpace = answer[1];
-        *freNum = answer[2];
-        answer.copy(3, freStart, 3);
+    const Response response = command.response();
+    if (response.length() == standard_region) return TAGWIRE_BAD_ARGUMENT;
+    if (response.length() == custom_region) {
+        *freSpace = response[1];
+        *freNum = response[2];
+        response.copy(3, freStart, 3);
     }
-    return answer.status();
+    return response.status();
 }
 
 int I_SetRfPower(Reader* sthis, u8* address, u8 PowerDbm)
@@ -80,14 +81,14 @@ int I_SetAntennaPower(Reader* sthis, u8* address, u8* PowerDbm, int length)
 
 int I_GetRfPowerByAnt(Reader* sthis, u8* address, u8* PowerDbm)
 {
-    return Command(sthis, address, 0x94).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x94).exchange(AddressEcho::on_success, [&](const Response& d) {
         d.copy(0, PowerDbm, 4);
     });
 }
 
 int I_GetAntennaPower(Reader* sthis, u8* address, u8* PowerDbm, int* length)
 {
-    return Command(sthis, address, 0x94).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x94).exchange(AddressEcho::on_success, [&](const Response& d) {
         *length = d.len() - 5;
         d.copy(0, PowerDbm, d.len() - 5);
     });
@@ -100,7 +101,7 @@ int I_WriteRfPower(Reader* sthis, u8* address, u8 PowerDbm)
 
 int I_ReadRfPower(Reader* sthis, u8* address, u8* PowerDbm)
 {
-    return Command(sthis, address, 0x7A).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x7A).exchange(AddressEcho::on_success, [&](const Response& d) {
         *PowerDbm = d[0];
     });
 }
@@ -132,7 +133,7 @@ int I_OptAntenna(Reader* sthis, u8* address, u8 opt, u8 SetOnce, u8* AntCfg)
         .byte(opt)
         .byte(SetOnce)
         .bytes(AntCfg, 8)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Answer& d) {
+        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) {
             if (opt == 0 && d.len() == len_with_configuration) d.copy(0, AntCfg, 8);
         });
 }
@@ -153,7 +154,7 @@ int I_MutipleAntennaSwitch(Reader* sthis, u8* address, u8 TargetAddr, u8 antenna
 
 int I_ConfigAntNum(Reader* sthis, u8* address, u8* AntNum)
 {
-    return Command(sthis, address, 0x7C).byte(*AntNum).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x7C).byte(*AntNum).exchange(AddressEcho::never, [&](const Response& d) {
         *AntNum = d[0];
     });
 }
@@ -163,7 +164,7 @@ int I_MeasureReturnLoss(Reader* sthis, u8* address, u8* TestFreq, u8 Ant, u8* Re
     return Command(sthis, address, 0x91)
         .bytes(TestFreq, 4)
         .byte(Ant)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *ReturnLoss = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *ReturnLoss = d[0]; });
 }
 
 int I_SetDwellTime(Reader* sthis, u8* address, u8 flag, u8 FCCOnTime, u8 S1Times)
@@ -180,7 +181,7 @@ int I_GetDwellTime(Reader* sthis, u8* address, u8* FCCOnTime, u8* S1Times)
 {
     return Command(sthis, address, 0xD3)
         .byte(0x00)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Answer& d) {
+        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) {
             *FCCOnTime = d[0];
             *S1Times = d[1];
         });

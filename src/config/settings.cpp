@@ -11,7 +11,7 @@ int I_SetAddress(Reader* sthis, u8* address, u8 ComAdrData)
     return Command(sthis, address, 0x24)
         .byte(ComAdrData)
         .exchange(AddressEcho::always, Outputs::always,
-                  [&](const Answer& answer) { sthis->ReaderAddr = answer.address(); });
+                  [&](const Response& response) { sthis->ReaderAddr = response.address(); });
 }
 
 int I_SetInventoryScanTime(Reader* sthis, u8* address, u8 ScanTime)
@@ -19,7 +19,7 @@ int I_SetInventoryScanTime(Reader* sthis, u8* address, u8 ScanTime)
     return Command(sthis, address, 0x25)
         .byte(ScanTime)
         .exchange(AddressEcho::always, Outputs::always,
-                  [&](const Answer&) { sthis->inventoryScanTime = ScanTime; });
+                  [&](const Response&) { sthis->inventoryScanTime = ScanTime; });
 }
 
 // The test mode is left by one raw byte, which is no frame.
@@ -33,10 +33,10 @@ int I_InSelfTestMode(Reader* sthis, u8* address, bool IsSelfTestMode)
     else
         command.send_raw(leave);
     if (const int result = command.receive_any()) return result;
-    const Answer answer = command.answer();
-    if (answer.command() != enter && answer.command() != leave) return TAGWIRE_WRONG_COMMAND;
-    *address = answer.address();
-    return answer.status();
+    const Response response = command.response();
+    if (response.command() != enter && response.command() != leave) return TAGWIRE_WRONG_COMMAND;
+    *address = response.address();
+    return response.status();
 }
 
 int I_SetRevDelay(Reader* sthis, u8* address, u8 RevDelay)
@@ -50,7 +50,7 @@ int I_SetBaudRate(Reader* sthis, u8* address, u8 baud)
     Command command(sthis, address, 0x28);
     command.byte(baud).send();
     if (const int result = command.receive_any()) return result;
-    const u8 status = command.answer().status();
+    const u8 status = command.response().status();
     if (sthis->m_type != serial_link || status != 0) return status;
 
     const LinkUse link(sthis);
@@ -67,14 +67,14 @@ int I_SetDAC(Reader* sthis, u8* address, u8 DACdata)
 
 int I_GetDAC(Reader* sthis, u8* address, u8* DACdata)
 {
-    return Command(sthis, address, 0x2A).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x2A).exchange(AddressEcho::on_success, [&](const Response& d) {
         *DACdata = d[0];
     });
 }
 
 int I_CheckPowerParameter(Reader* sthis, u8* address, u8* code)
 {
-    return Command(sthis, address, 0x2B).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x2B).exchange(AddressEcho::on_success, [&](const Response& d) {
         *code = d[0];
     });
 }
@@ -83,13 +83,13 @@ int I_SolidifyDACandPowerlist(Reader* sthis, u8* address, u8* dBm_list, u8* code
 {
     return Command(sthis, address, 0x2C)
         .bytes(dBm_list, 31)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *code = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *code = d[0]; });
 }
 
 int I_GetStartInformation(Reader* sthis, u8* address, u8* FreE, u8* addrE, u8* scnE, u8* xpwrE, u8* wgE,
                           u8* xRreadModeE, u8* xModeParaE, u8* xbpsE, u8* xEasAccuE)
 {
-    return Command(sthis, address, 0x2D).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x2D).exchange(AddressEcho::on_success, [&](const Response& d) {
         *FreE = d[0];
         *addrE = d[1];
         *scnE = d[2];
@@ -104,7 +104,7 @@ int I_GetStartInformation(Reader* sthis, u8* address, u8* FreE, u8* addrE, u8* s
 
 int I_GetRevDelay(Reader* sthis, u8* address, u8* RevDelay)
 {
-    return Command(sthis, address, 0x31).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x31).exchange(AddressEcho::never, [&](const Response& d) {
         *RevDelay = d[0];
     });
 }
@@ -118,7 +118,7 @@ int I_SetTagCustomFunction(Reader* sthis, u8* address, u8* InlayType)
 {
     return Command(sthis, address, 0x3A)
         .byte(*InlayType)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *InlayType = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *InlayType = d[0]; });
 }
 
 int I_SetMask(Reader* sthis, u8* address, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData)
@@ -155,7 +155,7 @@ int I_SetReal_timeClock(Reader* sthis, u8* address, u8* paramer)
 
 int I_GetTime(Reader* sthis, u8* address, u8* paramer)
 {
-    return Command(sthis, address, 0x42).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x42).exchange(AddressEcho::never, [&](const Response& d) {
         d.copy(0, paramer, 6);
     });
 }
@@ -181,7 +181,7 @@ int I_SetSeriaNo(Reader* sthis, u8* address, u8* SeriaNo)
 
 int I_GetSeriaNo(Reader* sthis, u8* address, u8* SeriaNo)
 {
-    return Command(sthis, address, 0x4C).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x4C).exchange(AddressEcho::on_success, [&](const Response& d) {
         d.copy(0, SeriaNo, 4);
     });
 }
@@ -200,21 +200,21 @@ int I_SetPowerMode(Reader* sthis, u8* address, u8* PowerMode)
 {
     return Command(sthis, address, 0x6B)
         .byte(*PowerMode)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *PowerMode = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *PowerMode = d[0]; });
 }
 
 int I_SetHeartBeatTime(Reader* sthis, u8* address, u8* HeartBeatTime)
 {
     return Command(sthis, address, 0x78)
         .byte(*HeartBeatTime)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *HeartBeatTime = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *HeartBeatTime = d[0]; });
 }
 
 int I_RetryTimes(Reader* sthis, u8* address, u8* Times)
 {
-    return Command(sthis, address, 0x7B).byte(*Times).exchange(AddressEcho::on_success, [&](const Answer& d) {
-        *Times = d[0];
-    });
+    return Command(sthis, address, 0x7B)
+        .byte(*Times)
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *Times = d[0]; });
 }
 
 int I_SetUserPwd(Reader* sthis, u8* address, u8* UserPwd)
@@ -224,16 +224,15 @@ int I_SetUserPwd(Reader* sthis, u8* address, u8* UserPwd)
 
 int I_GetUserPwd(Reader* sthis, u8* address, u8* UserPwd)
 {
-    return Command(sthis, address, 0x7E).exchange(AddressEcho::always, Outputs::always, [&](const Answer& d) {
-        d.copy(0, UserPwd, 4);
-    });
+    return Command(sthis, address, 0x7E)
+        .exchange(AddressEcho::always, Outputs::always, [&](const Response& d) { d.copy(0, UserPwd, 4); });
 }
 
 int I_SetProfile(Reader* sthis, u8* address, u8* Profile)
 {
     return Command(sthis, address, 0x7F)
         .byte(*Profile)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *Profile = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *Profile = d[0]; });
 }
 
 int I_SetExtProfile(Reader* sthis, u8* address, u8 Opt, int* Profile)
@@ -241,7 +240,7 @@ int I_SetExtProfile(Reader* sthis, u8* address, u8 Opt, int* Profile)
     return Command(sthis, address, 0x7F)
         .byte(Opt)
         .word(static_cast<unsigned>(*Profile))
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *Profile = d.word(0); });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *Profile = d.word(0); });
 }
 
 int I_SetQS(Reader* sthis, u8* address, u8 Qvalue, u8 Session)
@@ -251,7 +250,7 @@ int I_SetQS(Reader* sthis, u8* address, u8 Qvalue, u8 Session)
 
 int I_GetQS(Reader* sthis, u8* address, u8* Qvalue, u8* Session)
 {
-    return Command(sthis, address, 0x82).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x82).exchange(AddressEcho::on_success, [&](const Response& d) {
         *Qvalue = d[0];
         *Session = d[1];
     });
@@ -259,7 +258,7 @@ int I_GetQS(Reader* sthis, u8* address, u8* Qvalue, u8* Session)
 
 int I_GetModuleVersion(Reader* sthis, u8* address, u8* Version)
 {
-    return Command(sthis, address, 0x83).exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0x83).exchange(AddressEcho::never, [&](const Response& d) {
         d.copy(0, Version, 2);
     });
 }
@@ -281,7 +280,7 @@ int I_SetFTime(Reader* sthis, u8* address, u8 FTime)
 
 int I_GetFTime(Reader* sthis, u8* address, u8* FTime)
 {
-    return Command(sthis, address, 0x87).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x87).exchange(AddressEcho::on_success, [&](const Response& d) {
         *FTime = d[0];
     });
 }
@@ -293,14 +292,14 @@ int I_SetDRM(Reader* sthis, u8* address, u8 DRM)
 
 int I_GetDRM(Reader* sthis, u8* address, u8* DRM)
 {
-    return Command(sthis, address, 0x90).byte(0x00).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x90).byte(0x00).exchange(AddressEcho::on_success, [&](const Response& d) {
         *DRM = d[0];
     });
 }
 
 int I_GetReaderTemperature(Reader* sthis, u8* address, u8* PlusMinus, u8* Temperature)
 {
-    return Command(sthis, address, 0x92).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x92).exchange(AddressEcho::on_success, [&](const Response& d) {
         *PlusMinus = d[0];
         *Temperature = d[1];
     });
@@ -313,7 +312,7 @@ int I_SetFilterTime(Reader* sthis, u8* address, u8 FilterTime)
 
 int I_GetFilterTime(Reader* sthis, u8* address, u8* FilterTime)
 {
-    return Command(sthis, address, 0x93).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0x93).exchange(AddressEcho::on_success, [&](const Response& d) {
         *FilterTime = d[0];
     });
 }
@@ -330,7 +329,7 @@ int I_GetReaderPwd(Reader* sthis, u8* address, u8* Password)
     return Command(sthis, address, 0x92)
         .byte(0x00)
         .bytes(Password, 4)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Answer& d) { d.copy(0, Password, 4); });
+        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) { d.copy(0, Password, 4); });
 }
 
 int I_ResetReader(Reader* sthis, u8* address)
@@ -342,12 +341,12 @@ int I_SwitchProtocol(Reader* sthis, u8* address, u8* protocol)
 {
     return Command(sthis, address, 0xCE)
         .byte(*protocol)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { *protocol = d[0]; });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { *protocol = d[0]; });
 }
 
 int I_GetEx10Version(Reader* sthis, u8* address, u8* TVersion, u8* Ex10Type)
 {
-    return Command(sthis, address, 0xEC).byte(0x00).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, address, 0xEC).byte(0x00).exchange(AddressEcho::on_success, [&](const Response& d) {
         d.copy(1, TVersion, 2);
         *Ex10Type = d[3];
     });
@@ -359,8 +358,8 @@ int I_GetEx10InternalVersion(Reader* sthis, u8* address, u8* Version, u8* type)
     Command command(sthis, address, 0xEC);
     command.byte(0x00).send();
     if (const int result = command.receive()) return result;
-    if (command.answer()[0] != 0x00) return TAGWIRE_WRONG_COMMAND;
-    return command.finish(AddressEcho::never, Outputs::on_success, [&](const Answer& d) {
+    if (command.response()[0] != 0x00) return TAGWIRE_WRONG_COMMAND;
+    return command.finish(AddressEcho::never, Outputs::on_success, [&](const Response& d) {
         d.copy(1, Version, 2);
         *type = d[3];
     });

@@ -44,7 +44,7 @@ int I_InventoryBuffer_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 M
     sthis->isInventoryCmd = false;
     if (result != TAGWIRE_OK) return result;
     if (const int problem = command.check()) return problem;
-    return command.finish(AddressEcho::on_success, Outputs::on_success, [&](const Answer& d) {
+    return command.finish(AddressEcho::on_success, Outputs::on_success, [&](const Response& d) {
         *BufferCount = d.word(0);
         *TagNum = d.word(2);
     });
@@ -73,7 +73,7 @@ int I_ReadBuffer_G2(Reader* sthis, u8* ComAdr, int* Totallen, int* CardNum, u8* 
 
 int I_GetBufferCnt_G2(Reader* sthis, u8* ComAdr, int* Count)
 {
-    return Command(sthis, ComAdr, 0x74).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, ComAdr, 0x74).exchange(AddressEcho::on_success, [&](const Response& d) {
         *Count = d.word(0);
     });
 }
@@ -90,7 +90,7 @@ int I_SetSaveLen(Reader* sthis, u8* ComAdr, u8 SaveLen)
 
 int I_GetSaveLen(Reader* sthis, u8* ComAdr, u8* SaveLen)
 {
-    return Command(sthis, ComAdr, 0x71).exchange(AddressEcho::on_success, [&](const Answer& d) {
+    return Command(sthis, ComAdr, 0x71).exchange(AddressEcho::on_success, [&](const Response& d) {
         *SaveLen = d[0];
     });
 }

@@ -204,7 +204,7 @@ int start(Reader* sthis, u8* address, u8 target, Stream* stream, bool& runs)
     Command command(sthis, address, start_command);
     ask_to_start(sthis, stream, command.byte(target));
     const int result = command.receive();
-    const int status = result != TAGWIRE_OK ? result : command.answer().status();
+    const int status = result != TAGWIRE_OK ? result : command.response().status();
     runs = status != TAGWIRE_OK || let_run(sthis, stream);
     if (status != TAGWIRE_OK) leave_stream(stream);
     return status;

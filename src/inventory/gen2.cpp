@@ -114,14 +114,14 @@ int I_SingleTagInventory_G2(Reader* sthis, u8* address, u8* EPC, int* EPCLength,
     command.send();
     if (const int result = command.receive()) return result;
 
-    const Answer answer = command.answer();
-    if (answer.status() != 0x01) return answer.status();
-    *address = answer.address();
-    *CardNum = answer[1];
-    *EPCLength = answer[2];
-    EPC[0] = answer[0];
-    answer.copy(3, EPC + 1, answer.length() - 9);
-    return answer.status();
+    const Response response = command.response();
+    if (response.status() != 0x01) return response.status();
+    *address = response.address();
+    *CardNum = response[1];
+    *EPCLength = response[2];
+    EPC[0] = response[0];
+    response.copy(3, EPC + 1, response.length() - 9);
+    return response.status();
 }
 
 // Its tags reach the callback only.

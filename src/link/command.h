@@ -1,16 +1,16 @@
 // How a command is written: code, fields in frame order, then the exchange and what is copied out.
 //
 //   return Command(sthis, address, 0x7B).byte(*Times).exchange(AddressEcho::on_success,
-//                                                              [&](const Answer& d) { *Times = d[0]; });
+//                                                              [&](const Response& d) { *Times = d[0]; });
 //
 // or, where more than that happens,
 //
 //   Command command(sthis, address, 0x83);
 //   command.byte(0x00).send();
 //   if (const int result = command.receive()) return result;
-//   const Answer answer = command.answer();
-//   if (answer.status() != 0) return answer.status();
-//   answer.copy(0, Version, 2);
+//   const Response response = command.response();
+//   if (response.status() != 0) return response.status();
+//   response.copy(0, Version, 2);
 //
 // The frame grows in the Reader's own send buffer. Len is one byte and wraps; the bytes on the wire are those
 // that it announces, and what would fall behind the buffer is dropped.
@@ -28,9 +28,9 @@ namespace tagwire {
 inline constexpr int cleared_by_command = 5000;
 
 // The data of an answer in the receive buffer, counted from the byte behind the status.
-class Answer {
+class Response {
   public:
-    explicit Answer(const Reader* reader) : frame_(reader->recvBuff), length_(reader->recvLength) {}
+    explicit Response(const Reader* reader) : frame_(reader->recvBuff), length_(reader->recvLength) {}
 
     u8 len() const { return frame_[frame::len]; }
     u8 address() const { return frame_[frame::address]; }
@@ -61,7 +61,7 @@ class Answer {
     int length_;
 };
 
-// What the flag isInventoryCmd becomes before the frame is sent. It is cleared behind the answer.
+// What the flag isInventoryCmd becomes before the frame is sent. It is cleared behind the response.
 enum class Inventory { no, yes };
 enum class Clear { no, yes };
 
@@ -162,7 +162,7 @@ class Command {
         return result != TAGWIRE_OK ? result : check_command();
     }
 
-    Answer answer() const { return Answer(reader_); }
+    Response response() const { return Response(reader_); }
 
     // Sends, receives one answer and returns its status; `put_out` gets the answer.
     template <class PutOut> int exchange(AddressEcho echo, Outputs outputs, PutOut put_out)
@@ -177,7 +177,7 @@ class Command {
     }
     int exchange(AddressEcho echo)
     {
-        return exchange(echo, [](const Answer&) {});
+        return exchange(echo, [](const Response&) {});
     }
 
     // The same for a reader that may be reporting by itself: other frames are skipped until the answer is
@@ -190,13 +190,13 @@ class Command {
         reader_->isInventoryCmd = false;
         if (result != TAGWIRE_OK) return result;
         const int problem = check();
-        return problem != TAGWIRE_OK ? problem : finish(echo, Outputs::on_success, [](const Answer&) {});
+        return problem != TAGWIRE_OK ? problem : finish(echo, Outputs::on_success, [](const Response&) {});
     }
 
     // What exchange() does with the answer once it is there.
     template <class PutOut> int finish(AddressEcho echo, Outputs outputs, PutOut put_out)
     {
-        const Answer received = answer();
+        const Response received = response();
         const bool success = received.status() == TAGWIRE_OK;
         if (echo == AddressEcho::always || (echo == AddressEcho::on_success && success))
             *address_ = received.address();

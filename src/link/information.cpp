@@ -14,23 +14,23 @@ int I_GetReaderInformation(Reader* sthis, u8* ComAdr, u8* VersionInfo, u8* Reade
         return result;
     if (const int result = command.check()) return result;
 
-    const Answer answer = command.answer();
-    if (answer.status() != 0) return answer.status();
-    *ComAdr = answer.address();
-    answer.copy(0, VersionInfo, 2);
-    *ReaderType = answer[2];
-    *TrType = answer[3];
-    *dmaxfre = answer[4];
-    *dminfre = answer[5];
-    *powerdBm = answer[6];
-    *ScanTime = answer[7];
-    *Ant = answer[8];
-    *BeepEn = answer[9];
-    *OutputRep = answer[10];
-    *CheckAnt = answer[11];
-    sthis->ReaderAddr = answer.address();
-    sthis->inventoryScanTime = answer[7];
-    return answer.status();
+    const Response response = command.response();
+    if (response.status() != 0) return response.status();
+    *ComAdr = response.address();
+    response.copy(0, VersionInfo, 2);
+    *ReaderType = response[2];
+    *TrType = response[3];
+    *dmaxfre = response[4];
+    *dminfre = response[5];
+    *powerdBm = response[6];
+    *ScanTime = response[7];
+    *Ant = response[8];
+    *BeepEn = response[9];
+    *OutputRep = response[10];
+    *CheckAnt = response[11];
+    sthis->ReaderAddr = response.address();
+    sthis->inventoryScanTime = response[7];
+    return response.status();
 }
 
 int I_GetModuleDetails(Reader* sthis, u8* address, u8* Version, u8* mType, u8* Tr_Type)
@@ -39,10 +39,10 @@ int I_GetModuleDetails(Reader* sthis, u8* address, u8* Version, u8* mType, u8* T
     command.byte(0x00).send();
     if (const int result = command.receive()) return result;
 
-    const Answer answer = command.answer();
-    if (answer.status() != 0) return answer.status();
-    answer.copy(0, Version, 2);
-    *mType = answer[2];
-    *Tr_Type = answer[3];
-    return answer.status();
+    const Response response = command.response();
+    if (response.status() != 0) return response.status();
+    response.copy(0, Version, 2);
+    *mType = response[2];
+    *Tr_Type = response[3];
+    return response.status();
 }

@@ -11,9 +11,9 @@ int led_result(Command& command, int* Errorcode)
 {
     command.send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer.status() == TAGWIRE_TAG_ERROR) *Errorcode = answer[0];
-    return answer.status();
+    const Response response = command.response();
+    if (response.status() == TAGWIRE_TAG_ERROR) *Errorcode = response[0];
+    return response.status();
 }
 
 int switch_led(Reader* sthis, u8* address, u8 code, const OneTag& tag, u8 ENum, u8 CarrTime, u8* Password,
@@ -64,9 +64,9 @@ int I_GetSPI(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 SPICmdSize, u8 SPI
     Command command(sthis, address, 0x87);
     command.byte(SPICmdSize).byte(ENum).add(tag.id()).byte(SPIResSize).byte(SPISclk).byte(SPIInitDelay);
     command.byte(SPIInterval).bytes(SPICmd, SPICmdSize).bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        if (SPIResSize <= 7) answer.copy(0, SPIResData, SPIResSize);
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        if (SPIResSize <= 7) response.copy(0, SPIResData, SPIResSize);
     });
 }
 
@@ -77,7 +77,7 @@ int I_ResetAlarm(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 
     if (!tag.is_at_most(longest_epc_of_peripheral_tag)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x88);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 // 0 whatever the status, here and in the two steps of the identification.
@@ -86,7 +86,7 @@ int I_SetCarrierTime(Reader* sthis, u8* address, u8* CarrierTime)
     Command command(sthis, address, 0x84);
     command.byte(*CarrierTime).send();
     if (const int result = command.receive()) return result;
-    command.finish(AddressEcho::always, Outputs::always, [&](const Answer& d) { *CarrierTime = d[0]; });
+    command.finish(AddressEcho::always, Outputs::always, [&](const Response& d) { *CarrierTime = d[0]; });
     return TAGWIRE_OK;
 }
 
@@ -97,7 +97,7 @@ int I_QueryAndIdentify(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* EPCLen,
     return Command(sthis, address, 0x80)
         .byte(ENum)
         .bytes(EPC, 2 * ENum)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) {
+        .exchange(AddressEcho::on_success, [&](const Response& d) {
             const u8 length = d[1];
             *EPCLen = length;
             d.copy(2, NewEPC, length);
@@ -112,7 +112,7 @@ int I_FirstIdentify(Reader* sthis, u8* address, u8* RT)
     Command command(sthis, address, 0x81);
     command.send();
     if (const int result = command.receive()) return result;
-    command.finish(AddressEcho::always, Outputs::always, [&](const Answer& d) { d.copy(0, RT, 4); });
+    command.finish(AddressEcho::always, Outputs::always, [&](const Response& d) { d.copy(0, RT, 4); });
     return TAGWIRE_OK;
 }
 
@@ -121,7 +121,7 @@ int I_SecondIdentify(Reader* sthis, u8* address, u8* Token1, u8* Token2, u8* Han
     Command command(sthis, address, 0x82);
     command.bytes(Token1, 8).send();
     if (const int result = command.receive()) return result;
-    command.finish(AddressEcho::always, Outputs::always, [&](const Answer& d) {
+    command.finish(AddressEcho::always, Outputs::always, [&](const Response& d) {
         d.copy(0, Token2, 8);
         d.copy(8, Handle, 2);
     });

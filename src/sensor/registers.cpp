@@ -22,15 +22,15 @@ int plain_result(Command& command, int* Errorcode)
 {
     if (const int result = exchange(command)) return result;
     *Errorcode = 0;
-    return command.answer().status();
+    return command.response().status();
 }
 
 // The tag's code comes back with every status.
 int result_with_code(Command& command, int* Errorcode)
 {
     if (const int result = exchange(command)) return result;
-    *Errorcode = command.answer()[0];
-    return command.answer().status();
+    *Errorcode = command.response()[0];
+    return command.response().status();
 }
 
 // Two bytes come back with every status.
@@ -38,8 +38,8 @@ int result_with_word(Command& command, u8* word, int* Errorcode)
 {
     if (const int result = exchange(command)) return result;
     *Errorcode = 0;
-    command.answer().copy(0, word, 2);
-    return command.answer().status();
+    command.response().copy(0, word, 2);
+    return command.response().status();
 }
 
 bool ends_memory_read(u8 status)
@@ -149,9 +149,9 @@ int I_Fd_ReadReg(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* RegAddr, u8* 
     command.byte(ENum).add(tag.id()).bytes(RegAddr, 2).bytes(Password, 4).add(tag.mask());
     if (const int result = exchange(command)) return result;
     *Errorcode = 0;
-    const Answer answer = command.answer();
-    if (answer.status() == 0) answer.copy(0, Data, 2);
-    return answer.status();
+    const Response response = command.response();
+    if (response.status() == 0) response.copy(0, Data, 2);
+    return response.status();
 }
 
 int I_Fd_WriteReg(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* RegAddr, u8* RegData, u8* Password,
@@ -176,9 +176,9 @@ int I_Fd_ReadMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr,
     command.bytes(AuthPwd, 4).add(tag.mask());
     if (const int result = exchange(command)) return result;
     *Errorcode = 0;
-    const Answer answer = command.answer();
-    if (answer.status() == 0) answer.copy(0, Data, ReadLen);
-    return answer.status();
+    const Response response = command.response();
+    if (response.status() == 0) response.copy(0, Data, ReadLen);
+    return response.status();
 }
 
 int I_Fd_WriteMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr, u8 WriteLen, u8* WriteData,

@@ -11,9 +11,9 @@ constexpr u8 longest_epc_with_uid = 15;
 int temperature_words(Command& command, u8* address, u8* Data, int* Errorcode)
 {
     command.send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        answer.copy(0, Data, answer.length() - 6);
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        response.copy(0, Data, response.length() - 6);
     });
 }
 
@@ -34,18 +34,18 @@ int temperature_inventory(Reader* sthis, u8* address, u8 code, u8 ENum, u8* EPC,
 }
 
 // Where the tag's ID comes back, it is in front of the 8 bytes of sensor data and time.
-void put_sensor_data(const Answer& answer, bool with_uid, u8* UID, u8* SenserData, u8* UTC)
+void put_sensor_data(const Response& response, bool with_uid, u8* UID, u8* SenserData, u8* UTC)
 {
-    const int uid_size = with_uid ? answer.length() - 14 : 0;
+    const int uid_size = with_uid ? response.length() - 14 : 0;
     if (with_uid) {
         UID[0] = static_cast<u8>(uid_size);
-        answer.copy(0, UID + 1, uid_size);
+        response.copy(0, UID + 1, uid_size);
     } else {
         std::memset(UID, 0, 12);
     }
     for (int i = 0; i < 4; ++i) {
-        SenserData[i] = answer.byte_or_zero(uid_size + i);
-        UTC[i] = answer.byte_or_zero(uid_size + 4 + i);
+        SenserData[i] = response.byte_or_zero(uid_size + i);
+        UTC[i] = response.byte_or_zero(uid_size + 4 + i);
     }
 }
 
@@ -56,9 +56,9 @@ int sensor_data(Reader* sthis, u8* address, const OneTag& tag, u8 ENum, u8 SendU
     Command command(sthis, address, 0x86);
     command.byte(ENum).add(tag.id()).byte(SendUID).byte(NewSample).bytes(Password, 4).add(tag.mask());
     command.send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        put_sensor_data(answer, SendUID != 0, UID, SenserData, UTC);
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        put_sensor_data(response, SendUID != 0, UID, SenserData, UTC);
     });
 }
 
@@ -68,7 +68,7 @@ int two_bytes(Reader* sthis, u8* address, u8 code, const OneTag& tag, u8 ENum, u
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, code);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { answer.copy(0, Data, 2); });
+    return tag_result(command, Errorcode, [&](const Response& response) { response.copy(0, Data, 2); });
 }
 
 }  // namespace
@@ -166,14 +166,14 @@ int I_GetBxTagTemperature(Reader* sthis, u8* ComAdr, u8 ENum, u8* EPC, u8* TempD
     Command command(sthis, ComAdr, 0x8A);
     command.byte(ENum).bytes(EPC, 2 * ENum).send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    if (answer.status() == 0) {
+    const Response response = command.response();
+    if (response.status() == 0) {
         *Errorcode = 0;
-        answer.copy(0, TempData, 2);
+        response.copy(0, TempData, 2);
     } else {
-        *Errorcode = answer[0];
+        *Errorcode = response[0];
     }
-    return answer.status();
+    return response.status();
 }
 
 int I_YL_GetTempData(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 MaskMem, u8* MaskAdr,

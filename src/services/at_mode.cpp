@@ -90,7 +90,7 @@ int I_ChangeATMode(Reader* sthis, u8* address, u8 ATMode)
     sthis->ATstate = mode_change;
     command.byte(ATMode).send();
     if (const int result = receive(sthis, command)) return result;
-    return command.finish(AddressEcho::on_success, Outputs::on_success, [](const Answer&) {});
+    return command.finish(AddressEcho::on_success, Outputs::on_success, [](const Response&) {});
 }
 
 int I_TransparentCMD(Reader* sthis, u8* address, u8 timeout, u8* cmddata, int nlen, u8* recvdata,
@@ -100,7 +100,7 @@ int I_TransparentCMD(Reader* sthis, u8* address, u8 timeout, u8* cmddata, int nl
     sthis->ATstate = pass_through;
     command.byte(timeout).bytes(cmddata, nlen).send();
     if (const int result = receive(sthis, command)) return result;
-    return command.finish(AddressEcho::never, Outputs::on_success, [&](const Answer& d) {
+    return command.finish(AddressEcho::never, Outputs::on_success, [&](const Response& d) {
         *recvLen = d.length() - 6;
         d.copy(0, recvdata, d.length() - 6);
     });

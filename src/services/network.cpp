@@ -23,7 +23,7 @@ int get_mac(Reader* sthis, u8* address, u8 interface, u8* mac)
     return Command(sthis, address, 0xF2)
         .byte(guard)
         .byte(interface)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) { d.copy(0, mac, 6); });
+        .exchange(AddressEcho::on_success, [&](const Response& d) { d.copy(0, mac, 6); });
 }
 
 int get_link(Reader* sthis, u8* address, u8 interface, u8* state, u8* localIP, u8* subnet, u8* gatewayIp)
@@ -31,7 +31,7 @@ int get_link(Reader* sthis, u8* address, u8 interface, u8* state, u8* localIP, u
     return Command(sthis, address, 0xE6)
         .byte(0x0C)
         .byte(interface)
-        .exchange(AddressEcho::on_success, [&](const Answer& d) {
+        .exchange(AddressEcho::on_success, [&](const Response& d) {
             *state = d[1];
             d.copy(2, localIP, 4);
             d.copy(6, subnet, 4);
@@ -190,7 +190,7 @@ int I_GetGPSInformation(Reader* sthis, u8* address, u8* NUM_SV, u8* GPS_State, u
                         u8* Longitude_dd, u8* Longitude_mm, u8* Longitude_mmFraction, u8* Date_Year,
                         u8* Date_Month, u8* Date_Day, u8* UTC_hh, u8* UTC_mm, u8* UTC_ss)
 {
-    return Command(sthis, address, 0xB0).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB0).drop_received().exchange(AddressEcho::never, [&](const Response& d) {
         *NUM_SV = d[0];
         *GPS_State = d[1];
         *NorthSouth = d[2];
@@ -214,7 +214,7 @@ int I_GetGPSInformation(Reader* sthis, u8* address, u8* NUM_SV, u8* GPS_State, u
 int I_Get4GConnectStatus(Reader* sthis, u8* address, u8* State4G, u8* RSSI, u8* IMEILen, u8* IMEI,
                          u8* IMSILen, u8* IMSI, u8* ICCIDLen, u8* ICCID)
 {
-    return Command(sthis, address, 0xB1).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB1).drop_received().exchange(AddressEcho::never, [&](const Response& d) {
         std::size_t at = 2;
         const auto take_text = [&](u8* length, u8* text) {
             const u8 size = d[at];
@@ -244,7 +244,7 @@ int I_Set4GRemoteServerInformation(Reader* sthis, u8* address, u8 ServerAddrLen,
 int I_Get4GRemoteServerInformation(Reader* sthis, u8* address, u8* ServerAddrLen, u8* ServerAddr,
                                    int* ServerPort)
 {
-    return Command(sthis, address, 0xB3).drop_received().exchange(AddressEcho::never, [&](const Answer& d) {
+    return Command(sthis, address, 0xB3).drop_received().exchange(AddressEcho::never, [&](const Response& d) {
         const u8 size = d[0];
         *ServerAddrLen = size;
         d.copy(1, ServerAddr, size);

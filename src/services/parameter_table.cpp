@@ -14,7 +14,7 @@ int exchange(Command& command, u8 function)
 {
     command.send();
     if (const int result = command.receive()) return result;
-    return command.answer()[0] == function ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
+    return command.response()[0] == function ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
 }
 
 int change_defaults(Reader* sthis, u8* ComAdr, u8 function, u8 option)
@@ -22,7 +22,7 @@ int change_defaults(Reader* sthis, u8* ComAdr, u8 function, u8 option)
     Command command(sthis, ComAdr, extension);
     command.drop_received().byte(function).byte(option);
     if (const int result = exchange(command, function)) return result;
-    return command.answer().status();
+    return command.response().status();
 }
 
 // The bytes of a table as its frames bring them, gathered in btRecvArr.
@@ -142,7 +142,7 @@ int I_WriteParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* PDat, int 
         command.drop_received().byte(function).byte(ParemTab).byte(number).bytes(PDat + at, count);
         if (command.send() != TAGWIRE_OK) return TAGWIRE_NO_ANSWER;
         if (const int result = command.receive()) return result;
-        if (command.answer()[0] != function) return TAGWIRE_WRONG_COMMAND;
+        if (command.response()[0] != function) return TAGWIRE_WRONG_COMMAND;
         at += count;
     }
     return TAGWIRE_OK;

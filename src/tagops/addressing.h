@@ -45,27 +45,27 @@ inline constexpr u8 longest_gb_id = 15;
 
 // What the status of a tag's answer means: *Errorcode becomes -1 with status 0 and the tag's own code with
 // status 0xFC, and stays with any other. `on_success` gets the answer with status 0.
-template <class OnSuccess> int tag_status(const Answer& answer, int* Errorcode, OnSuccess on_success)
+template <class OnSuccess> int tag_status(const Response& response, int* Errorcode, OnSuccess on_success)
 {
-    if (answer.status() == TAGWIRE_OK) {
+    if (response.status() == TAGWIRE_OK) {
         *Errorcode = -1;
-        on_success(answer);
-    } else if (answer.status() == TAGWIRE_TAG_ERROR) {
-        *Errorcode = answer[0];
+        on_success(response);
+    } else if (response.status() == TAGWIRE_TAG_ERROR) {
+        *Errorcode = response[0];
     }
-    return answer.status();
+    return response.status();
 }
 
 // Receives the answer of a tag and looks at it.
 template <class OnSuccess> int tag_result(Command& command, int* Errorcode, OnSuccess on_success)
 {
     const int result = command.receive();
-    return result != TAGWIRE_OK ? result : tag_status(command.answer(), Errorcode, on_success);
+    return result != TAGWIRE_OK ? result : tag_status(command.response(), Errorcode, on_success);
 }
 
 inline int tag_result(Command& command, int* Errorcode)
 {
-    return tag_result(command, Errorcode, [](const Answer&) {});
+    return tag_result(command, Errorcode, [](const Response&) {});
 }
 
 }  // namespace tagwire

@@ -80,9 +80,9 @@ int I_ReadData_GB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8 ReadMem, u8
     Command command(sthis, address, 0x58);
     command.byte(TNum).add(tag.id()).byte(ReadMem).bytes(WordPtr, 2).byte(WordNum).bytes(Password, 4);
     command.add(tag.mask()).send(Inventory::yes);
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        answer.copy(0, Data, answer.length() - 6);
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        response.copy(0, Data, response.length() - 6);
     });
 }
 
@@ -94,7 +94,7 @@ int I_WriteData_GB(Reader* sthis, u8* address, u8* TagID, u8 WNum, u8 TNum, u8 W
     Command command(sthis, address, 0x59);
     command.byte(WNum).byte(TNum).add(tag.id()).byte(WMem).bytes(WordPtr, 2).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::yes);
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 // ENum is the count of words to erase, 2 bytes.

@@ -17,12 +17,12 @@ int I_InventorySingle_6B(Reader* sthis, u8* address, u8* Ant, u8* ID_6B)
     Command command(sthis, address, 0x50);
     command.send(Inventory::yes);
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    *address = answer.address();
-    if (answer.len() <= len_without_data) return answer.status();
-    *Ant = answer[0];
-    answer.copy(1, ID_6B, 10);
-    return answer.status();
+    const Response response = command.response();
+    *address = response.address();
+    if (response.len() <= len_without_data) return response.status();
+    *Ant = response[0];
+    response.copy(1, ID_6B, 10);
+    return response.status();
 }
 
 int I_InventoryMultiple_6B(Reader* sthis, u8* address, u8 Condition, u8 StartAddress, u8 mask,
@@ -31,13 +31,13 @@ int I_InventoryMultiple_6B(Reader* sthis, u8* address, u8 Condition, u8 StartAdd
     Command command(sthis, address, 0x51);
     command.byte(Condition).byte(StartAddress).byte(mask).bytes(ConditionContent, 8).send(Inventory::yes);
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    *address = answer.address();
-    if (answer.len() <= len_without_data) return answer.status();
-    *Ant = answer[0];
-    *Cardnum = answer[1];
-    answer.copy(2, ID_6B, answer.length() - 8);
-    return answer.status();
+    const Response response = command.response();
+    *address = response.address();
+    if (response.len() <= len_without_data) return response.status();
+    *Ant = response[0];
+    *Cardnum = response[1];
+    response.copy(2, ID_6B, response.length() - 8);
+    return response.status();
 }
 
 // Copies as many bytes as were asked for, not as many as came.
@@ -46,10 +46,10 @@ int I_ReadData_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8 Num
     Command command(sthis, address, 0x52);
     command.byte(StartAddress).bytes(ID_6B, id_size).byte(Num).send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    *address = answer.address();
-    return tag_status(answer, Errorcode, [&](const Answer&) {
-        if (answer.len() > len_without_data) answer.copy(0, Data, Num);
+    const Response response = command.response();
+    *address = response.address();
+    return tag_status(response, Errorcode, [&](const Response&) {
+        if (response.len() > len_without_data) response.copy(0, Data, Num);
     });
 }
 
@@ -60,9 +60,9 @@ int I_WriteData_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8* W
     Command command(sthis, address, 0x53);
     command.byte(StartAddress).bytes(ID_6B, id_size).bytes(Writedata, Writedatalen).send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    *address = answer.address();
-    return tag_status(answer, Errorcode, [&](const Answer&) { *writtenbyte = Writedatalen; });
+    const Response response = command.response();
+    *address = response.address();
+    return tag_status(response, Errorcode, [&](const Response&) { *writtenbyte = Writedatalen; });
 }
 
 int I_Lock_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, int* Errorcode)
@@ -70,17 +70,17 @@ int I_Lock_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, int* Error
     Command command(sthis, address, 0x55);
     command.byte(StartAddress).bytes(ID_6B, id_size).send();
     if (const int result = command.receive()) return result;
-    const Answer answer = command.answer();
-    *address = answer.address();
-    return tag_status(answer, Errorcode, [](const Answer&) {});
+    const Response response = command.response();
+    *address = response.address();
+    return tag_status(response, Errorcode, [](const Response&) {});
 }
 
 int I_CheckLock_6B(Reader* sthis, u8* address, u8* ID_6B, u8 StartAddress, u8* ReLockState, int* Errorcode)
 {
     Command command(sthis, address, 0x54);
     command.byte(StartAddress).bytes(ID_6B, id_size).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        *ReLockState = answer[0];
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        *ReLockState = response[0];
     });
 }

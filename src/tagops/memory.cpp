@@ -11,9 +11,9 @@ int I_ReadData_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8 WordP
     Command command(sthis, address, 0x02);
     command.byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).byte(Num).bytes(Password, 4).add(tag.mask());
     command.send(Inventory::yes);
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        answer.copy(0, Data, answer.length() - 6);
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        response.copy(0, Data, response.length() - 6);
     });
 }
 
@@ -25,9 +25,9 @@ int I_ExtReadData_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8* W
     Command command(sthis, address, 0x15);
     command.byte(ENum).add(tag.id()).byte(Mem).bytes(WordPtr, 2).byte(Num).bytes(Password, 4).add(tag.mask());
     command.send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        answer.copy(0, Data, answer.length() - 6);
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        response.copy(0, Data, response.length() - 6);
     });
 }
 
@@ -39,7 +39,7 @@ int I_WriteData_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Mem
     Command command(sthis, address, 0x03);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send(Inventory::yes);
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 int I_BlockWrite_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Mem, u8 WordPtr, u8* Wdt,
@@ -50,7 +50,7 @@ int I_BlockWrite_G2(Reader* sthis, u8* address, u8* EPC, u8 WNum, u8 ENum, u8 Me
     Command command(sthis, address, 0x10);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).byte(WordPtr).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 namespace {
@@ -62,7 +62,7 @@ int write_with_long_pointer(Reader* sthis, u8* address, u8 code, const OneTag& t
     Command command(sthis, address, code);
     command.byte(WNum).byte(ENum).add(tag.id()).byte(Mem).bytes(WordPtr, 2).bytes(Wdt, 2 * WNum);
     command.bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ int I_CheckPrivacy_G2(Reader* sthis, u8* address, u8* readpro, int* Errorcode)
 {
     Command command(sthis, address, 0x0B);
     command.send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *readpro = answer[0]; });
+    return tag_result(command, Errorcode, [&](const Response& response) { *readpro = response[0]; });
 }
 
 int I_EASConfigure_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 EAS, u8 MaskMem,
@@ -62,14 +62,14 @@ int I_EASConfigure_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x0C);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).byte(EAS).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 int I_EASAlarm_G2(Reader* sthis, u8* address, int* Errorcode)
 {
     Command command(sthis, address, 0x0D);
     command.send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 int I_BlockLock_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 WrdPointer, u8 MaskMem,
@@ -89,9 +89,9 @@ int I_GetMonza4QTWorkParamter_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u
     if (!tag.is_at_most(longest_epc)) return TAGWIRE_BAD_ARGUMENT;
     Command command(sthis, address, 0x11);
     command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        *address = answer.address();
-        *QTcontrol = answer[1];
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        *address = response.address();
+        *QTcontrol = response[1];
     });
 }
 
@@ -104,7 +104,7 @@ int I_SetMonza4QTWorkParamter_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u
     Command command(sthis, address, 0x12);
     command.byte(ENum).add(tag.id()).byte(0x00).byte(QTcontrol).bytes(Password, 4).add(tag.mask());
     command.send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) { *address = answer.address(); });
+    return tag_result(command, Errorcode, [&](const Response& response) { *address = response.address(); });
 }
 
 int I_Untraceable_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 UFlag, u8 EPCHide, u8 NewEPCLen,
@@ -129,10 +129,10 @@ int I_Authenticate_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 sendRep, 
     Command command(sthis, address, 0xE4);
     command.byte(ENum).add(tag.id()).byte(sendRep).byte(increpLen).byte(CSI).byte(MsgLen).bytes(MsgData, 6);
     command.bytes(Password, 4).add(tag.mask()).send();
-    return tag_result(command, Errorcode, [&](const Answer& answer) {
-        const int count = answer.len() - 5;
+    return tag_result(command, Errorcode, [&](const Response& response) {
+        const int count = response.len() - 5;
         *auth_rep_len = static_cast<u8>(count);
-        answer.copy(0, auth_rep_data, count);
+        response.copy(0, auth_rep_data, count);
     });
 }
 

@@ -17,7 +17,7 @@ int select(Command& command)
 {
     command.send();
     if (const int result = command.receive()) return result;
-    return command.answer().status();
+    return command.response().status();
 }
 
 }  // namespace

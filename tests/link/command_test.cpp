@@ -268,12 +268,12 @@ TEST(AnswerData, never_copies_more_than_one_frame_holds)
     const TestReader reader;
     for (int i = 0; i < 300; ++i) reader->recvBuff[i] = static_cast<u8>(i);
     Bytes out = repeat(0xA5, 300);
-    const Answer answer(reader);
-    answer.copy(0, out.data(), 300);
+    const Response response(reader);
+    response.copy(0, out.data(), 300);
     EXPECT_EQ(out[0], 4);
     EXPECT_EQ(out[249], 253);
     EXPECT_EQ(out[250], 0xA5);
-    answer.copy(249, out.data(), 2);
+    response.copy(249, out.data(), 2);
     EXPECT_EQ(out[0], 253);
     EXPECT_EQ(out[1], 5);
 }
@@ -282,11 +282,11 @@ TEST(AnswerData, copies_nothing_for_a_count_below_one_or_a_place_behind_the_fram
 {
     const TestReader reader;
     u8 out = 0xA5;
-    const Answer answer(reader);
-    answer.copy(0, &out, 0);
-    answer.copy(0, &out, -1);
-    answer.copy(250, &out, 1);
-    answer.copy(1000, &out, 1);
+    const Response response(reader);
+    response.copy(0, &out, 0);
+    response.copy(0, &out, -1);
+    response.copy(250, &out, 1);
+    response.copy(1000, &out, 1);
     EXPECT_EQ(out, 0xA5);
 }
 
