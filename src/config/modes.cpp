@@ -1,5 +1,5 @@
 // Work modes, the parameters of reading without a host, and numbered parameters.
-#include "link/command.h"
+#include "tagops/addressing.h"
 
 using namespace tagwire;
 
@@ -42,31 +42,24 @@ int I_SetReadParameter(Reader* sthis, u8* address, u8* Parameter, u8 MaskMem, u8
 {
     Command command(sthis, address, 0x75);
     command.bytes(Parameter, 5);
-    if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
-    if (TIDFlag == 1) command.byte(AdrTID).byte(LenTID);
+    command.add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData}).add_if(TIDFlag, {AdrTID, LenTID});
     return command.exchange(AddressEcho::never);
 }
 
 int I_GetReadParameter(Reader* sthis, u8* address, u8* Parameter)
 {
-    return Command(sthis, address, 0x77).exchange(AddressEcho::never, [&](const Response& d) {
-        d.copy(0, Parameter, d.length() - 6);
-    });
+    return Command(sthis, address, 0x77).exchange(AddressEcho::never, all_data_to(Parameter));
 }
 
 int I_SetCfgParameter(Reader* sthis, u8* address, u8 opt, u8 cfgNo, u8* cfgData, int len)
 {
-    return Command(sthis, address, 0xEA)
-        .byte(opt)
-        .byte(cfgNo)
-        .bytes(cfgData, len)
-        .exchange(AddressEcho::never);
+    return Command(sthis, address, 0xEA).bytes({opt, cfgNo}).bytes(cfgData, len).exchange(AddressEcho::never);
 }
 
 int I_GetCfgParameter(Reader* sthis, u8* address, u8 cfgNo, u8* cfgData, int* len)
 {
     return Command(sthis, address, 0xEB).byte(cfgNo).exchange(AddressEcho::never, [&](const Response& d) {
-        *len = d.length() - 6;
-        d.copy(0, cfgData, d.length() - 6);
+        *len = d.data_length();
+        d.copy(0, cfgData, d.data_length());
     });
 }

@@ -1,8 +1,8 @@
 // The reader's plain settings: one request, one answer each.
-#include "link/command.h"
 #include "link/descriptor.h"
 #include "link/serial.h"
 #include "link/system.h"
+#include "tagops/addressing.h"
 
 using namespace tagwire;
 
@@ -67,46 +67,32 @@ int I_SetDAC(Reader* sthis, u8* address, u8 DACdata)
 
 int I_GetDAC(Reader* sthis, u8* address, u8* DACdata)
 {
-    return Command(sthis, address, 0x2A).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *DACdata = d[0];
-    });
+    return Command(sthis, address, 0x2A).exchange(AddressEcho::on_success, bytes_to(DACdata));
 }
 
 int I_CheckPowerParameter(Reader* sthis, u8* address, u8* code)
 {
-    return Command(sthis, address, 0x2B).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *code = d[0];
-    });
+    return Command(sthis, address, 0x2B).exchange(AddressEcho::on_success, bytes_to(code));
 }
 
 int I_SolidifyDACandPowerlist(Reader* sthis, u8* address, u8* dBm_list, u8* code)
 {
     return Command(sthis, address, 0x2C)
         .bytes(dBm_list, 31)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *code = d[0]; });
+        .exchange(AddressEcho::on_success, bytes_to(code));
 }
 
 int I_GetStartInformation(Reader* sthis, u8* address, u8* FreE, u8* addrE, u8* scnE, u8* xpwrE, u8* wgE,
                           u8* xRreadModeE, u8* xModeParaE, u8* xbpsE, u8* xEasAccuE)
 {
-    return Command(sthis, address, 0x2D).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *FreE = d[0];
-        *addrE = d[1];
-        *scnE = d[2];
-        *xpwrE = d[3];
-        *wgE = d[4];
-        *xRreadModeE = d[5];
-        *xModeParaE = d[6];
-        *xbpsE = d[7];
-        *xEasAccuE = d[8];
-    });
+    return Command(sthis, address, 0x2D)
+        .exchange(AddressEcho::on_success,
+                  bytes_to(FreE, addrE, scnE, xpwrE, wgE, xRreadModeE, xModeParaE, xbpsE, xEasAccuE));
 }
 
 int I_GetRevDelay(Reader* sthis, u8* address, u8* RevDelay)
 {
-    return Command(sthis, address, 0x31).exchange(AddressEcho::never, [&](const Response& d) {
-        *RevDelay = d[0];
-    });
+    return Command(sthis, address, 0x31).exchange(AddressEcho::never, bytes_to(RevDelay));
 }
 
 int I_SetEASSensitivity(Reader* sthis, u8* address, u8 Accuracy)
@@ -118,7 +104,7 @@ int I_SetTagCustomFunction(Reader* sthis, u8* address, u8* InlayType)
 {
     return Command(sthis, address, 0x3A)
         .byte(*InlayType)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *InlayType = d[0]; });
+        .exchange(AddressEcho::on_success, bytes_to(InlayType));
 }
 
 int I_SetMask(Reader* sthis, u8* address, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData)
@@ -130,7 +116,7 @@ int I_SetMask(Reader* sthis, u8* address, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u
 
 int I_SetResponsePamametersofAuto_runningMode(Reader* sthis, u8* address, u8 RepCondition, u8 RepPauseTime)
 {
-    return Command(sthis, address, 0x3C).byte(RepCondition).byte(RepPauseTime).exchange(AddressEcho::never);
+    return Command(sthis, address, 0x3C).bytes({RepCondition, RepPauseTime}).exchange(AddressEcho::never);
 }
 
 int I_SetInventoryInterval(Reader* sthis, u8* address, u8 ReadPauseTim)
@@ -155,9 +141,7 @@ int I_SetReal_timeClock(Reader* sthis, u8* address, u8* paramer)
 
 int I_GetTime(Reader* sthis, u8* address, u8* paramer)
 {
-    return Command(sthis, address, 0x42).exchange(AddressEcho::never, [&](const Response& d) {
-        d.copy(0, paramer, 6);
-    });
+    return Command(sthis, address, 0x42).exchange(AddressEcho::never, data_to(paramer, 6));
 }
 
 int I_SetTriggerTime(Reader* sthis, u8* address, u8 TriggerTime)
@@ -167,23 +151,20 @@ int I_SetTriggerTime(Reader* sthis, u8* address, u8 TriggerTime)
 
 int I_SetTIDParameter(Reader* sthis, u8* address, u8 AdrTID, u8 LenTID)
 {
-    return Command(sthis, address, 0x4A).byte(AdrTID).byte(LenTID).exchange(AddressEcho::on_success);
+    return Command(sthis, address, 0x4A).bytes({AdrTID, LenTID}).exchange(AddressEcho::on_success);
 }
 
 int I_SetSeriaNo(Reader* sthis, u8* address, u8* SeriaNo)
 {
     return Command(sthis, address, 0x4B)
-        .byte(0x52)
-        .byte(0x52)
+        .bytes({0x52, 0x52})
         .bytes(SeriaNo, 4)
         .exchange(AddressEcho::on_success);
 }
 
 int I_GetSeriaNo(Reader* sthis, u8* address, u8* SeriaNo)
 {
-    return Command(sthis, address, 0x4C).exchange(AddressEcho::on_success, [&](const Response& d) {
-        d.copy(0, SeriaNo, 4);
-    });
+    return Command(sthis, address, 0x4C).exchange(AddressEcho::on_success, data_to(SeriaNo, 4));
 }
 
 int I_SetCheckAnt(Reader* sthis, u8* address, u8 CheckAnt)
@@ -200,21 +181,19 @@ int I_SetPowerMode(Reader* sthis, u8* address, u8* PowerMode)
 {
     return Command(sthis, address, 0x6B)
         .byte(*PowerMode)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *PowerMode = d[0]; });
+        .exchange(AddressEcho::on_success, bytes_to(PowerMode));
 }
 
 int I_SetHeartBeatTime(Reader* sthis, u8* address, u8* HeartBeatTime)
 {
     return Command(sthis, address, 0x78)
         .byte(*HeartBeatTime)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *HeartBeatTime = d[0]; });
+        .exchange(AddressEcho::on_success, bytes_to(HeartBeatTime));
 }
 
 int I_RetryTimes(Reader* sthis, u8* address, u8* Times)
 {
-    return Command(sthis, address, 0x7B)
-        .byte(*Times)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *Times = d[0]; });
+    return Command(sthis, address, 0x7B).byte(*Times).exchange(AddressEcho::on_success, bytes_to(Times));
 }
 
 int I_SetUserPwd(Reader* sthis, u8* address, u8* UserPwd)
@@ -224,15 +203,12 @@ int I_SetUserPwd(Reader* sthis, u8* address, u8* UserPwd)
 
 int I_GetUserPwd(Reader* sthis, u8* address, u8* UserPwd)
 {
-    return Command(sthis, address, 0x7E)
-        .exchange(AddressEcho::always, Outputs::always, [&](const Response& d) { d.copy(0, UserPwd, 4); });
+    return Command(sthis, address, 0x7E).exchange(AddressEcho::always, Outputs::always, data_to(UserPwd, 4));
 }
 
 int I_SetProfile(Reader* sthis, u8* address, u8* Profile)
 {
-    return Command(sthis, address, 0x7F)
-        .byte(*Profile)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *Profile = d[0]; });
+    return Command(sthis, address, 0x7F).byte(*Profile).exchange(AddressEcho::on_success, bytes_to(Profile));
 }
 
 int I_SetExtProfile(Reader* sthis, u8* address, u8 Opt, int* Profile)
@@ -245,22 +221,17 @@ int I_SetExtProfile(Reader* sthis, u8* address, u8 Opt, int* Profile)
 
 int I_SetQS(Reader* sthis, u8* address, u8 Qvalue, u8 Session)
 {
-    return Command(sthis, address, 0x81).byte(Qvalue).byte(Session).exchange(AddressEcho::on_success);
+    return Command(sthis, address, 0x81).bytes({Qvalue, Session}).exchange(AddressEcho::on_success);
 }
 
 int I_GetQS(Reader* sthis, u8* address, u8* Qvalue, u8* Session)
 {
-    return Command(sthis, address, 0x82).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *Qvalue = d[0];
-        *Session = d[1];
-    });
+    return Command(sthis, address, 0x82).exchange(AddressEcho::on_success, bytes_to(Qvalue, Session));
 }
 
 int I_GetModuleVersion(Reader* sthis, u8* address, u8* Version)
 {
-    return Command(sthis, address, 0x83).exchange(AddressEcho::never, [&](const Response& d) {
-        d.copy(0, Version, 2);
-    });
+    return Command(sthis, address, 0x83).exchange(AddressEcho::never, data_to(Version, 2));
 }
 
 int I_SetFlashRom(Reader* sthis, u8* address)
@@ -280,9 +251,7 @@ int I_SetFTime(Reader* sthis, u8* address, u8 FTime)
 
 int I_GetFTime(Reader* sthis, u8* address, u8* FTime)
 {
-    return Command(sthis, address, 0x87).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *FTime = d[0];
-    });
+    return Command(sthis, address, 0x87).exchange(AddressEcho::on_success, bytes_to(FTime));
 }
 
 int I_SetDRM(Reader* sthis, u8* address, u8 DRM)
@@ -292,17 +261,12 @@ int I_SetDRM(Reader* sthis, u8* address, u8 DRM)
 
 int I_GetDRM(Reader* sthis, u8* address, u8* DRM)
 {
-    return Command(sthis, address, 0x90).byte(0x00).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *DRM = d[0];
-    });
+    return Command(sthis, address, 0x90).byte(0x00).exchange(AddressEcho::on_success, bytes_to(DRM));
 }
 
 int I_GetReaderTemperature(Reader* sthis, u8* address, u8* PlusMinus, u8* Temperature)
 {
-    return Command(sthis, address, 0x92).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *PlusMinus = d[0];
-        *Temperature = d[1];
-    });
+    return Command(sthis, address, 0x92).exchange(AddressEcho::on_success, bytes_to(PlusMinus, Temperature));
 }
 
 int I_SetFilterTime(Reader* sthis, u8* address, u8 FilterTime)
@@ -312,9 +276,7 @@ int I_SetFilterTime(Reader* sthis, u8* address, u8 FilterTime)
 
 int I_GetFilterTime(Reader* sthis, u8* address, u8* FilterTime)
 {
-    return Command(sthis, address, 0x93).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *FilterTime = d[0];
-    });
+    return Command(sthis, address, 0x93).exchange(AddressEcho::on_success, bytes_to(FilterTime));
 }
 
 int I_SetReaderPwd(Reader* sthis, u8* address, u8* Password)
@@ -329,19 +291,19 @@ int I_GetReaderPwd(Reader* sthis, u8* address, u8* Password)
     return Command(sthis, address, 0x92)
         .byte(0x00)
         .bytes(Password, 4)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) { d.copy(0, Password, 4); });
+        .exchange(AddressEcho::never, Outputs::always, data_to(Password, 4));
 }
 
 int I_ResetReader(Reader* sthis, u8* address)
 {
-    return Command(sthis, address, 0x99).byte(0x52).byte(0x25).exchange(AddressEcho::on_success);
+    return Command(sthis, address, 0x99).bytes({0x52, 0x25}).exchange(AddressEcho::on_success);
 }
 
 int I_SwitchProtocol(Reader* sthis, u8* address, u8* protocol)
 {
     return Command(sthis, address, 0xCE)
         .byte(*protocol)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *protocol = d[0]; });
+        .exchange(AddressEcho::on_success, bytes_to(protocol));
 }
 
 int I_GetEx10Version(Reader* sthis, u8* address, u8* TVersion, u8* Ex10Type)
@@ -357,8 +319,7 @@ int I_GetEx10InternalVersion(Reader* sthis, u8* address, u8* Version, u8* type)
 {
     Command command(sthis, address, 0xEC);
     command.byte(0x00).send();
-    if (const int result = command.receive()) return result;
-    if (command.response()[0] != 0x00) return TAGWIRE_WRONG_COMMAND;
+    if (const int result = command.receive_repeating(0x00)) return result;
     return command.finish(AddressEcho::never, Outputs::on_success, [&](const Response& d) {
         d.copy(1, Version, 2);
         *type = d[3];

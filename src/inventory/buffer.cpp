@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "inventory/gen2_request.h"
 #include "inventory/tag_frames.h"
+#include "tagops/addressing.h"
 
 namespace tagwire {
 namespace {
@@ -30,24 +30,14 @@ int I_InventoryBuffer_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 M
                          u8 MaskLen, u8* MaskData, u8 MaskFlag, u8 AdrTID, u8 LenTID, u8 TIDFlag, u8 Target,
                          u8 InAnt, u8 Scantime, u8 FastFlag, int* BufferCount, int* TagNum)
 {
-    Command command(sthis, address, 0x18);
-    command.add(Gen2Request{QValue,
-                            Session,
-                            MaskFlag,
-                            {MaskMem, MaskAdr, MaskLen, MaskData},
-                            TIDFlag,
-                            AdrTID,
-                            LenTID,
-                            {FastFlag, Target, InAnt, Scantime}});
-    command.send(Inventory::yes);
-    const int result = sthis->operations.GetDataFromPort_buff(sthis, sthis->recvBuff, &sthis->recvLength);
-    sthis->isInventoryCmd = false;
-    if (result != TAGWIRE_OK) return result;
-    if (const int problem = command.check()) return problem;
-    return command.finish(AddressEcho::on_success, Outputs::on_success, [&](const Response& d) {
-        *BufferCount = d.word(0);
-        *TagNum = d.word(2);
-    });
+    Command command(sthis, address, 0x18, Inventory::yes);
+    command.bytes({QValue, Session}).add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData});
+    command.add_if(TIDFlag, {AdrTID, LenTID}).add_if(FastFlag, {Target, InAnt, Scantime});
+    return command.exchange_by(&Operations::GetDataFromPort_buff, AddressEcho::on_success,
+                               Outputs::on_success, [&](const Response& r) {
+                                   *BufferCount = r.word(0);
+                                   *TagNum = r.word(2);
+                               });
 }
 
 int I_ReadBuffer_G2(Reader* sthis, u8* ComAdr, int* Totallen, int* CardNum, u8* pEPCList)
@@ -55,8 +45,7 @@ int I_ReadBuffer_G2(Reader* sthis, u8* ComAdr, int* Totallen, int* CardNum, u8* 
     constexpr int longest_without_tags = 10;
     Command command(sthis, ComAdr, 0x72);
     command.send();
-    const int result = sthis->operations.GetBufferDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
-    if (result != TAGWIRE_OK) return result;
+    if (const int result = command.receive_by(&Operations::GetBufferDataFromPort)) return result;
 
     *Totallen = 0;
     if (sthis->recvLength <= longest_without_tags) {
@@ -90,9 +79,7 @@ int I_SetSaveLen(Reader* sthis, u8* ComAdr, u8 SaveLen)
 
 int I_GetSaveLen(Reader* sthis, u8* ComAdr, u8* SaveLen)
 {
-    return Command(sthis, ComAdr, 0x71).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *SaveLen = d[0];
-    });
+    return Command(sthis, ComAdr, 0x71).exchange(AddressEcho::on_success, bytes_to(SaveLen));
 }
 
 // A record is 11 bytes, a length byte and so many bytes; it may be longer than its frame.
@@ -103,8 +90,7 @@ int I_GetTagBufferInfo(Reader* sthis, u8* ComAdr, u8* Data, int* dataLength)
     constexpr int fixed_size = 12;
     Command command(sthis, ComAdr, 0x43);
     command.send();
-    const int result = sthis->operations.GetDataFromPort1(sthis, sthis->recvBuff, &sthis->recvLength);
-    if (result != TAGWIRE_OK) return result;
+    if (const int result = command.receive_by(&Operations::GetDataFromPort1)) return result;
     if (sthis->recvLength < static_cast<int>(frame::shortest_response)) return TAGWIRE_NO_ANSWER;
 
     int length = 0;
@@ -127,9 +113,10 @@ int I_ClearTagBuffer(Reader* sthis, u8* ComAdr)
 int I_Find_epc_list_cfg(Reader* sthis, u8* address, u8 opt, u8 CardNum, u8* epc, int epclen)
 {
     if (CardNum >= 31 || opt >= 2 || epclen >= 247) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xE6);
-    command.byte(0x01).byte(opt).byte(CardNum).bytes(epc, epclen);
-    return command.exchange(AddressEcho::on_success);
+    return Command(sthis, address, 0xE6)
+        .bytes({0x01, opt, CardNum})
+        .bytes(epc, epclen)
+        .exchange(AddressEcho::on_success);
 }
 
 // The tags never go to the callback.
@@ -137,12 +124,10 @@ int I_Find_epc_by_list(Reader* sthis, u8* address, u8 Fixed_Q, int Antenna, int*
                        int* epclen)
 {
     const FlagRaised reading(sthis->Reading);
-    Command command(sthis, address, 0xE7);
+    Command command(sthis, address, 0xE7, Inventory::yes);
     clear_scratch(sthis);
-    command.byte(0x01).byte(Fixed_Q).word(static_cast<unsigned>(Antenna)).send(Inventory::yes);
-    const int result =
-        sthis->operations.GetInventory_FindEPC_DataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0xE7);
-    sthis->isInventoryCmd = false;
+    command.bytes({0x01, Fixed_Q}).word(static_cast<unsigned>(Antenna)).send();
+    const int result = command.receive_by(&Operations::GetInventory_FindEPC_DataFromPort);
     *CardNum = 0;
     if (result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_HANDLE || result == TAGWIRE_WRONG_COMMAND)
         return result;

@@ -1,29 +1,26 @@
 // The Gen2 inventory commands.
-#include "inventory/gen2_request.h"
 #include "inventory/tag_frames.h"
+#include "tagops/addressing.h"
 
 namespace tagwire {
 namespace {
 
-// Bit 7 of QValue asks for the variant with statistics.
-InventoryRules rules_for(u8 code, u8 QValue, ListLength callback_only)
+InventoryRules rules_for(u8 QValue, ListLength callback_only)
 {
-    if ((QValue & 0x80) == 0)
-        return {code,           &Operations::GetInventoryDataFromPort1,
-                Inventory::yes, WalkEnd::at_final_status,
-                callback_only,  Statistics::with_status_26};
-    return {code,           &Operations::GetInventoryDataFromPort2,
-            Inventory::yes, WalkEnd::at_last_byte,
-            callback_only,  Statistics::with_status_26};
+    const bool statistics = asks_for_statistics(QValue);
+    return {.receiver =
+                statistics ? &Operations::GetInventoryDataFromPort2 : &Operations::GetInventoryDataFromPort1,
+            .end = statistics ? WalkEnd::at_last_byte : WalkEnd::at_final_status,
+            .callback_only = callback_only,
+            .statistics = Statistics::with_status_26};
 }
 
 int fast_inventory(Reader* sthis, u8* address, u8 code, u8 QValue, u8 Session, u8 Target, u8 InAnt,
                    u8 Scantime, u8 FastFlag, const TagOutputs& out)
 {
-    Command command(sthis, address, code);
-    command.byte(QValue).byte(Session);
-    command.add(FastTail{FastFlag, Target, InAnt, Scantime});
-    return run_inventory(sthis, command, rules_for(code, QValue, ListLength::kept), out);
+    Command command(sthis, address, code, Inventory::yes);
+    command.bytes({QValue, Session}).add_if(FastFlag, {Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(QValue, ListLength::kept), out);
 }
 
 }  // namespace
@@ -36,16 +33,10 @@ int I_Inventory_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem
                    u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
     const FlagRaised reading(sthis->Reading);
-    Command command(sthis, address, 0x01);
-    command.add(Gen2Request{QValue,
-                            Session,
-                            MaskFlag,
-                            {MaskMem, MaskAdr, MaskLen, MaskData},
-                            TIDFlag,
-                            AdrTID,
-                            LenTID,
-                            {FastFlag, Target, InAnt, Scantime}});
-    return run_inventory(sthis, command, rules_for(0x01, QValue, ListLength::zeroed),
+    Command command(sthis, address, 0x01, Inventory::yes);
+    command.bytes({QValue, Session}).add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData});
+    command.add_if(TIDFlag, {AdrTID, LenTID}).add_if(FastFlag, {Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(QValue, ListLength::zeroed),
                          {pEPCList, Ant, Totallen, CardNum});
 }
 
@@ -53,12 +44,11 @@ int I_InventoryMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 Mask
                       u8* MaskData, u8 MaskFlag, u8 ReadMem, u8* ReadAdr, u8 ReadLen, u8* Psd, u8 Target,
                       u8 InAnt, u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    Command command(sthis, address, 0x19);
-    command.byte(QValue).byte(Session);
-    if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
+    Command command(sthis, address, 0x19, Inventory::yes);
+    command.bytes({QValue, Session}).add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.byte(ReadMem).bytes(ReadAdr, 2).byte(ReadLen).bytes(Psd, 4);
-    command.add(FastTail{FastFlag, Target, InAnt, Scantime});
-    return run_inventory(sthis, command, rules_for(0x19, QValue, ListLength::zeroed),
+    command.add_if(FastFlag, {Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(QValue, ListLength::zeroed),
                          {pEPCList, Ant, Totallen, CardNum});
 }
 
@@ -68,12 +58,11 @@ int I_InventoryExtMix_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 P
                          int* CardNum)
 {
     if (ParamCount < 1 || ParamCount > 3) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0x20);
-    command.byte(QValue).byte(Session).byte(ParamCount).bytes(param, 4 * ParamCount);
-    if (MaskFlag == 1) command.add(Mask{MaskMem, MaskAdr, MaskLen, MaskData});
-    command.bytes(Psd, 4);
-    command.add(FastTail{FastFlag, Target, InAnt, Scantime});
-    return run_inventory(sthis, command, rules_for(0x20, QValue, ListLength::zeroed),
+    Command command(sthis, address, 0x20, Inventory::yes);
+    command.bytes({QValue, Session, ParamCount}).bytes(param, 4 * ParamCount);
+    command.add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData});
+    command.bytes(Psd, 4).add_if(FastFlag, {Target, InAnt, Scantime});
+    return run_inventory(sthis, command, rules_for(QValue, ListLength::zeroed),
                          {pEPCList, Ant, Totallen, CardNum});
 }
 
@@ -81,9 +70,9 @@ int I_Inventory_EPC_G2(Reader* sthis, u8* address, u8 MatchType, u8* MatchLen, u
                        u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
     const int bits = MatchLen[0] << 8 | MatchLen[1];
-    Command command(sthis, address, 0x1A);
+    Command command(sthis, address, 0x1A, Inventory::yes);
     command.byte(MatchType).bytes(MatchLen, 2).bytes(MatchOffset, 2).bytes(EPCData, (bits + 7) / 8);
-    return run_inventory(sthis, command, rules_for(0x1A, 0, ListLength::zeroed),
+    return run_inventory(sthis, command, rules_for(0, ListLength::zeroed),
                          {pEPCList, Ant, Totallen, CardNum});
 }
 
@@ -128,12 +117,8 @@ int I_SingleTagInventory_G2(Reader* sthis, u8* address, u8* EPC, int* EPCLength,
 int I_Fast_switch_ant_inventory(Reader* sthis, u8* address, u8 AntA, u8 StayA, u8 AntB, u8 StayB, u8 AntC,
                                 u8 StayC, u8 AntD, u8 StayD, u8 Interval, u8 Repeat)
 {
-    Command command(sthis, address, 0x1C);
+    Command command(sthis, address, 0x1C, Inventory::yes);
     clear_scratch(sthis);
-    command.byte(AntA).byte(StayA).byte(AntB).byte(StayB).byte(AntC).byte(StayC).byte(AntD).byte(StayD);
-    command.byte(Interval).byte(Repeat).send(Inventory::yes);
-    const int result =
-        sthis->operations.GetInventoryDataFromPort3(sthis, sthis->recvBuff, &sthis->recvLength, 0x1C);
-    sthis->isInventoryCmd = false;
-    return result;
+    command.bytes({AntA, StayA, AntB, StayB, AntC, StayC, AntD, StayD, Interval, Repeat}).send();
+    return command.receive_by(&Operations::GetInventoryDataFromPort3);
 }

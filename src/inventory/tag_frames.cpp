@@ -67,10 +67,8 @@ int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, 
 
     clear_scratch(sthis);
     const TagsDecision tags(sthis);
-    command.send(rules.mark);
-    const int result =
-        (sthis->operations.*rules.receiver)(sthis, sthis->recvBuff, &sthis->recvLength, rules.code);
-    sthis->isInventoryCmd = false;
+    command.send();
+    const int result = command.receive_by(rules.receiver);
 
     put(out.tag_count, 0);
     if (result == TAGWIRE_NO_ANSWER) return result;

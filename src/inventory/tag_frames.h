@@ -105,13 +105,18 @@ enum class Statistics { none, with_status_26 };
 
 // How one inventory differs from another.
 struct InventoryRules {
-    u8 code;
-    int (*Operations::*receiver)(Reader*, u8*, int*, int);
-    Inventory mark;
+    ReceiverOfCode receiver;
     WalkEnd end;
     ListLength callback_only;
     Statistics statistics;
 };
+inline constexpr InventoryRules plain_inventory{.receiver = &Operations::GetInventoryDataFromPort1,
+                                                .end = WalkEnd::at_final_status,
+                                                .callback_only = ListLength::zeroed,
+                                                .statistics = Statistics::none};
+
+// Bit 7 of QValue asks for the variant with statistics.
+inline bool asks_for_statistics(u8 QValue) { return (QValue & 0x80) != 0; }
 
 // Sends the inventory, receives its frames and hands them out.
 int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, const TagOutputs& out);

@@ -8,7 +8,7 @@ int I_GetReaderInformation(Reader* sthis, u8* ComAdr, u8* VersionInfo, u8* Reade
                            u8* OutputRep, u8* CheckAnt)
 {
     Command command(sthis, ComAdr, 0x21);
-    command.send(Inventory::no, Clear::no);
+    command.send(Clear::no);
     if (const int result =
             sthis->operations.AutoGetDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0x21))
         return result;

@@ -8,40 +8,6 @@
 namespace tagwire {
 namespace {
 
-constexpr u8 longest_epc_of_register_tag = 14;
-
-// Receives the answer, 0 or what went wrong with it.
-int exchange(Command& command)
-{
-    command.send();
-    return command.receive();
-}
-
-// Nothing but the status comes back.
-int plain_result(Command& command, int* Errorcode)
-{
-    if (const int result = exchange(command)) return result;
-    *Errorcode = 0;
-    return command.response().status();
-}
-
-// The tag's code comes back with every status.
-int result_with_code(Command& command, int* Errorcode)
-{
-    if (const int result = exchange(command)) return result;
-    *Errorcode = command.response()[0];
-    return command.response().status();
-}
-
-// Two bytes come back with every status.
-int result_with_word(Command& command, u8* word, int* Errorcode)
-{
-    if (const int result = exchange(command)) return result;
-    *Errorcode = 0;
-    command.response().copy(0, word, 2);
-    return command.response().status();
-}
-
 bool ends_memory_read(u8 status)
 {
     switch (status) {
@@ -133,35 +99,28 @@ using namespace tagwire;
 int I_Fd_InitRegfile(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 MaskMem, u8* MaskAdr,
                      u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC0);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask());
-    return plain_result(command, Errorcode);
+    TagCommand command(sthis, address, 0xC0, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(Password, 4);
+    return command.exchange(AddressEcho::never, no_error, Errorcode);
 }
 
 int I_Fd_ReadReg(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* RegAddr, u8* Password, u8 MaskMem,
                  u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC1);
-    command.byte(ENum).add(tag.id()).bytes(RegAddr, 2).bytes(Password, 4).add(tag.mask());
-    if (const int result = exchange(command)) return result;
-    *Errorcode = 0;
-    const Response response = command.response();
-    if (response.status() == 0) response.copy(0, Data, 2);
-    return response.status();
+    TagCommand command(sthis, address, 0xC1, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(RegAddr, 2).bytes(Password, 4);
+    return command.exchange(AddressEcho::never, no_error, Errorcode, data_to(Data, 2));
 }
 
 int I_Fd_WriteReg(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* RegAddr, u8* RegData, u8* Password,
                   u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC2);
-    command.byte(ENum).add(tag.id()).bytes(RegAddr, 2).bytes(RegData, 2).bytes(Password, 4).add(tag.mask());
-    return result_with_code(command, Errorcode);
+    TagCommand command(sthis, address, 0xC2, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(RegAddr, 2).bytes(RegData, 2).bytes(Password, 4);
+    return command.exchange(AddressEcho::never, byte_error, Errorcode);
 }
 
 // Copies as many bytes as were asked for, not as many as came.
@@ -169,95 +128,82 @@ int I_Fd_ReadMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr,
                     u8 AuthType, u8* AuthPwd, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data,
                     int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC3);
-    command.byte(ENum).add(tag.id()).bytes(StartAddr, 2).byte(ReadLen).bytes(Password, 4).byte(AuthType);
-    command.bytes(AuthPwd, 4).add(tag.mask());
-    if (const int result = exchange(command)) return result;
-    *Errorcode = 0;
-    const Response response = command.response();
-    if (response.status() == 0) response.copy(0, Data, ReadLen);
-    return response.status();
+    TagCommand command(sthis, address, 0xC3, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(StartAddr, 2).byte(ReadLen).bytes(Password, 4).byte(AuthType).bytes(AuthPwd, 4);
+    return command.exchange(AddressEcho::never, no_error, Errorcode, data_to(Data, ReadLen));
 }
 
 int I_Fd_WriteMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAddr, u8 WriteLen, u8* WriteData,
                      u8* Password, u8 AuthType, u8* AuthPwd, u8 MaskMem, u8* MaskAdr, u8 MaskLen,
                      u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC4);
-    command.byte(WriteLen).byte(ENum).add(tag.id()).bytes(StartAddr, 2).bytes(WriteData, WriteLen);
-    command.bytes(Password, 4).byte(AuthType).bytes(AuthPwd, 4).add(tag.mask());
-    return result_with_code(command, Errorcode);
+    TagCommand command(sthis, address, 0xC4, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.byte(WriteLen).tag().bytes(StartAddr, 2).bytes(WriteData, WriteLen);
+    command.bytes(Password, 4).byte(AuthType).bytes(AuthPwd, 4);
+    return command.exchange(AddressEcho::never, byte_error, Errorcode);
 }
 
 int I_Fd_GetTemperature(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 MeaType, u8 ResultSel, u8 FieldChkEn,
                         u8 EPStorageEn, u8 UserBlockAddr, u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen,
                         u8* MaskData, u8* Temp, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC5);
-    command.byte(ENum).add(tag.id()).byte(MeaType).byte(ResultSel).byte(FieldChkEn).byte(EPStorageEn);
-    command.byte(UserBlockAddr).bytes(Password, 4).add(tag.mask());
-    return result_with_word(command, Temp, Errorcode);
+    TagCommand command(sthis, address, 0xC5, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes({MeaType, ResultSel, FieldChkEn, EPStorageEn, UserBlockAddr}).bytes(Password, 4);
+    return command.exchange(AddressEcho::never, Outputs::always, [&](const Response& r) {
+        *Errorcode = 0;
+        r.copy(0, Temp, 2);
+    });
 }
 
 int I_Fd_StartLogging(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartDelay, u8* VdetStep,
                       u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC6);
-    command.byte(ENum)
-        .add(tag.id())
-        .bytes(StartDelay, 2)
-        .bytes(VdetStep, 2)
-        .bytes(Password, 4)
-        .add(tag.mask());
-    return result_with_code(command, Errorcode);
+    TagCommand command(sthis, address, 0xC6, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(StartDelay, 2).bytes(VdetStep, 2).bytes(Password, 4);
+    return command.exchange(AddressEcho::never, byte_error, Errorcode);
 }
 
 int I_Fd_StopLogging(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8* StopPwd, u8 MaskMem,
                      u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC7);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).bytes(StopPwd, 4).add(tag.mask());
-    return plain_result(command, Errorcode);
+    TagCommand command(sthis, address, 0xC7, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(Password, 4).bytes(StopPwd, 4);
+    return command.exchange(AddressEcho::never, no_error, Errorcode);
 }
 
 int I_Fd_OP_Mode_Chk(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 RefreshCfg, u8* Password, u8 MaskMem,
                      u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* ModeStatus, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC8);
-    command.byte(ENum).add(tag.id()).byte(RefreshCfg).bytes(Password, 4).add(tag.mask());
-    return result_with_word(command, ModeStatus, Errorcode);
+    TagCommand command(sthis, address, 0xC8, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().byte(RefreshCfg).bytes(Password, 4);
+    return command.exchange(AddressEcho::never, Outputs::always, [&](const Response& r) {
+        *Errorcode = 0;
+        r.copy(0, ModeStatus, 2);
+    });
 }
 
 int I_Fd_LedCtr(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 LedCtrl, u8* Password, u8 MaskMem,
                 u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xC9);
-    command.byte(ENum).add(tag.id()).byte(LedCtrl).bytes(Password, 4).add(tag.mask());
-    return plain_result(command, Errorcode);
+    TagCommand command(sthis, address, 0xC9, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().byte(LedCtrl).bytes(Password, 4);
+    return command.exchange(AddressEcho::never, no_error, Errorcode);
 }
 
 int I_Fd_DeepSleep(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 MaskMem, u8* MaskAdr,
                    u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xCA);
-    command.byte(ENum).add(tag.id()).bytes(Password, 4).add(tag.mask());
-    return plain_result(command, Errorcode);
+    TagCommand command(sthis, address, 0xCA, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}});
+    command.tag().bytes(Password, 4);
+    return command.exchange(AddressEcho::never, no_error, Errorcode);
 }
 
 // Errorcode is not written.
@@ -265,14 +211,10 @@ int I_Fd_ExtReadMemory(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* StartAd
                        u8 AuthType, u8* AuthPwd, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data,
                        int* recvLen, int* /*Errorcode*/)
 {
-    const OneTag tag(ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData});
-    if (!tag.is_at_most(longest_epc_of_register_tag)) return TAGWIRE_BAD_ARGUMENT;
-    Command command(sthis, address, 0xCB);
-    command.byte(ENum).add(tag.id()).bytes(StartAddr, 2).bytes(ReadLen, 2).bytes(Password, 4).byte(AuthType);
-    command.bytes(AuthPwd, 4).add(tag.mask()).send(Inventory::yes);
-    const int result = sthis->operations.GetMemDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0xCB);
-    sthis->isInventoryCmd = false;
-    if (result != TAGWIRE_OK) return result;
+    TagCommand command(sthis, address, 0xCB, longest_epc_of_register_tag,
+                       {ENum, EPC, {MaskMem, MaskAdr, MaskLen, MaskData}}, Inventory::yes);
+    command.tag().bytes(StartAddr, 2).bytes(ReadLen, 2).bytes(Password, 4).byte(AuthType).bytes(AuthPwd, 4);
+    if (const int result = command.exchange_unchecked(&Operations::GetMemDataFromPort)) return result;
     return join_packets(sthis, Data, recvLen);
 }
 

@@ -148,7 +148,7 @@ TEST_F(CommandFrame, clears_the_inventory_mark)
 
 TEST_F(CommandFrame, of_an_inventory_sets_the_inventory_mark)
 {
-    Command(reader_, at(0x00), 0x01).send(Inventory::yes);
+    Command(reader_, at(0x00), 0x01, Inventory::yes).send();
     EXPECT_TRUE(Sent::inventory);
     EXPECT_TRUE(reader_->isInventoryCmd);
 }
@@ -164,7 +164,7 @@ TEST_F(CommandFrame, clears_the_first_5000_bytes_of_the_receive_buffer)
 TEST_F(CommandFrame, leaves_the_receive_buffer_to_the_send_when_told)
 {
     std::memset(reader_->recvBuff, 0xA5, 6000);
-    Command(reader_, at(0x00), 0x21).send(Inventory::no, Clear::no);
+    Command(reader_, at(0x00), 0x21).send(Clear::no);
     EXPECT_EQ(Bytes(reader_->recvBuff, reader_->recvBuff + 6000), repeat(0xA5, 6000));
 }
 
