@@ -90,34 +90,34 @@ int I_KillTag_GB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8* Killpwd, u8
 int I_ReadData_JB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8 ReadMem, u8* WordPtr, u8 WordNum,
                   u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data, int* Errorcode)
 {
-    return I_ReadData_GB(sthis, address, TagID, TNum, ReadMem, WordPtr, WordNum, Password,
+    return sthis->operations.ReadData_GB(sthis, address, TagID, TNum, ReadMem, WordPtr, WordNum, Password,
                                          MaskMem, MaskAdr, MaskLen, MaskData, Data, Errorcode);
 }
 
 int I_WriteData_JB(Reader* sthis, u8* address, u8* TagID, u8 WNum, u8 TNum, u8 WMem, u8* WordPtr, u8* Wdt,
                    u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    return I_WriteData_GB(sthis, address, TagID, WNum, TNum, WMem, WordPtr, Wdt, Password,
+    return sthis->operations.WriteData_GB(sthis, address, TagID, WNum, TNum, WMem, WordPtr, Wdt, Password,
                                           MaskMem, MaskAdr, MaskLen, MaskData, Errorcode);
 }
 
 int I_BlockErase_JB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8 EMem, u8* WordPtr, u8* ENum,
                     u8* Password, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    return I_BlockErase_GB(sthis, address, TagID, TNum, EMem, WordPtr, ENum, Password,
+    return sthis->operations.BlockErase_GB(sthis, address, TagID, TNum, EMem, WordPtr, ENum, Password,
                                            MaskMem, MaskAdr, MaskLen, MaskData, Errorcode);
 }
 
 int I_Lock_JB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8 LockMem, u8 Cfg, u8 Action, u8* Password,
               u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    return I_Lock_GB(sthis, address, TagID, TNum, LockMem, Cfg, Action, Password, MaskMem,
+    return sthis->operations.Lock_GB(sthis, address, TagID, TNum, LockMem, Cfg, Action, Password, MaskMem,
                                      MaskAdr, MaskLen, MaskData, Errorcode);
 }
 
 int I_KillTag_JB(Reader* sthis, u8* address, u8* TagID, u8 TNum, u8* Killpwd, u8 MaskMem, u8* MaskAdr,
                  u8 MaskLen, u8* MaskData, int* Errorcode)
 {
-    return I_KillTag_GB(sthis, address, TagID, TNum, Killpwd, MaskMem, MaskAdr, MaskLen,
+    return sthis->operations.KillTag_GB(sthis, address, TagID, TNum, Killpwd, MaskMem, MaskAdr, MaskLen,
                                         MaskData, Errorcode);
 }

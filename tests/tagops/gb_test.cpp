@@ -307,6 +307,18 @@ TEST_F(GbTag, read_over_the_link)
     EXPECT_EQ(arguments_.error, -1);
 }
 
+TEST_F(GbTag, command_of_jb_is_the_one_in_the_slot_of_gb)
+{
+    reader_->operations.ReadData_GB = [](auto...) { return 101; };
+    reader_->operations.WriteData_GB = [](auto...) { return 102; };
+    reader_->operations.BlockErase_GB = [](auto...) { return 103; };
+    reader_->operations.Lock_GB = [](auto...) { return 104; };
+    reader_->operations.KillTag_GB = [](auto...) { return 105; };
+    const Call of_jb[] = {read_jb, write_jb, erase_jb, lock_jb, kill_jb};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(of_jb[i](reader_, arguments_), 101 + i);
+    sends_.expect_none();
+}
+
 TEST_F(GbTag, read_without_an_answer)
 {
     const VirtualTime time;
