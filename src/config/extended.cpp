@@ -6,17 +6,17 @@ using namespace tagwire;
 
 int I_SetCalibrationPowerType(Reader* sthis, u8* address, u8 powerType)
 {
-    return Command(sthis, address, 0xE6).byte(0x03).byte(powerType).exchange(AddressEcho::never);
+    return Command(sthis, address, 0xE6).bytes({0x03, powerType}).exchange(AddressEcho::never);
 }
 
 int I_SetRegionType(Reader* sthis, u8* address, u8 regionType)
 {
-    return Command(sthis, address, 0xE6).byte(0x04).byte(regionType).exchange(AddressEcho::always);
+    return Command(sthis, address, 0xE6).bytes({0x04, regionType}).exchange(AddressEcho::always);
 }
 
 int I_SetTempSelect(Reader* sthis, u8* address, u8 TempSelect)
 {
-    return Command(sthis, address, 0xE6).byte(0x09).byte(TempSelect).exchange(AddressEcho::never);
+    return Command(sthis, address, 0xE6).bytes({0x09, TempSelect}).exchange(AddressEcho::never);
 }
 
 // An answer of another length has no description; the status does not matter.

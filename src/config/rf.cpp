@@ -8,27 +8,19 @@ using namespace tagwire;
 
 int I_SetRegion(Reader* sthis, u8* address, u8 dmaxfre, u8 dminfre)
 {
-    return Command(sthis, address, 0x22).byte(dmaxfre).byte(dminfre).exchange(AddressEcho::always);
+    return Command(sthis, address, 0x22).bytes({dmaxfre, dminfre}).exchange(AddressEcho::always);
 }
 
 int I_ExtSetRegion(Reader* sthis, u8* address, u8 FLAG, u8 Band, u8 dmaxfre, u8 dminfre)
 {
-    return Command(sthis, address, 0x22)
-        .byte(FLAG)
-        .byte(Band)
-        .byte(dmaxfre)
-        .byte(dminfre)
-        .exchange(AddressEcho::always);
+    return Command(sthis, address, 0x22).bytes({FLAG, Band, dmaxfre, dminfre}).exchange(AddressEcho::always);
 }
 
 // 0xFF in the place of the band marks a channel plan of one's own.
 int I_SetCustomRegion(Reader* sthis, u8* address, u8 FLAG, u8 freSpace, u8 freNum, u8* freStart)
 {
     return Command(sthis, address, 0x22)
-        .byte(FLAG)
-        .byte(0xFF)
-        .byte(freSpace)
-        .byte(freNum)
+        .bytes({FLAG, 0xFF, freSpace, freNum})
         .bytes(freStart, 3)
         .exchange(AddressEcho::never);
 }
@@ -36,11 +28,7 @@ int I_SetCustomRegion(Reader* sthis, u8* address, u8 FLAG, u8 freSpace, u8 freNu
 int I_ExtGetRegion(Reader* sthis, u8* address, u8* Band, u8* dmaxfre, u8* dminfre)
 {
     return Command(sthis, address, 0x9E)
-        .exchange(AddressEcho::always, Outputs::always, [&](const Response& d) {
-            *Band = d[0];
-            *dmaxfre = d[1];
-            *dminfre = d[2];
-        });
+        .exchange(AddressEcho::always, Outputs::always, bytes_to(Band, dmaxfre, dminfre));
 }
 
 // How long the answer is tells which kind of region the reader has.
@@ -81,9 +69,7 @@ int I_SetAntennaPower(Reader* sthis, u8* address, u8* PowerDbm, int length)
 
 int I_GetRfPowerByAnt(Reader* sthis, u8* address, u8* PowerDbm)
 {
-    return Command(sthis, address, 0x94).exchange(AddressEcho::on_success, [&](const Response& d) {
-        d.copy(0, PowerDbm, 4);
-    });
+    return Command(sthis, address, 0x94).exchange(AddressEcho::on_success, data_to(PowerDbm, 4));
 }
 
 int I_GetAntennaPower(Reader* sthis, u8* address, u8* PowerDbm, int* length)
@@ -101,9 +87,7 @@ int I_WriteRfPower(Reader* sthis, u8* address, u8 PowerDbm)
 
 int I_ReadRfPower(Reader* sthis, u8* address, u8* PowerDbm)
 {
-    return Command(sthis, address, 0x7A).exchange(AddressEcho::on_success, [&](const Response& d) {
-        *PowerDbm = d[0];
-    });
+    return Command(sthis, address, 0x7A).exchange(AddressEcho::on_success, bytes_to(PowerDbm));
 }
 
 int I_RfOutput(Reader* sthis, u8* address, u8 OnOff)
@@ -118,11 +102,7 @@ int I_SetAntennaMultiplexing(Reader* sthis, u8* address, u8 Ant)
 
 int I_SetAntenna(Reader* sthis, u8* address, u8 SetOnce, u8 AntCfg1, u8 AntCfg2)
 {
-    return Command(sthis, address, 0x3F)
-        .byte(SetOnce)
-        .byte(AntCfg1)
-        .byte(AntCfg2)
-        .exchange(AddressEcho::never);
+    return Command(sthis, address, 0x3F).bytes({SetOnce, AntCfg1, AntCfg2}).exchange(AddressEcho::never);
 }
 
 // `opt` 0 reads, any other value writes. What a read brings is copied whatever the status.
@@ -130,8 +110,7 @@ int I_OptAntenna(Reader* sthis, u8* address, u8 opt, u8 SetOnce, u8* AntCfg)
 {
     constexpr u8 len_with_configuration = 13;
     return Command(sthis, address, 0x3F)
-        .byte(opt)
-        .byte(SetOnce)
+        .bytes({opt, SetOnce})
         .bytes(AntCfg, 8)
         .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) {
             if (opt == 0 && d.len() == len_with_configuration) d.copy(0, AntCfg, 8);
@@ -140,23 +119,17 @@ int I_OptAntenna(Reader* sthis, u8* address, u8 opt, u8 SetOnce, u8* AntCfg)
 
 int I_SetAntennaA12(Reader* sthis, u8* address, u8 SetOnce, u8 AntCfg1, u8 AntCfg2)
 {
-    return Command(sthis, address, 0x85)
-        .byte(SetOnce)
-        .byte(AntCfg1)
-        .byte(AntCfg2)
-        .exchange(AddressEcho::never);
+    return Command(sthis, address, 0x85).bytes({SetOnce, AntCfg1, AntCfg2}).exchange(AddressEcho::never);
 }
 
 int I_MutipleAntennaSwitch(Reader* sthis, u8* address, u8 TargetAddr, u8 antenna)
 {
-    return Command(sthis, address, 0xB0).byte(TargetAddr).byte(antenna).exchange(AddressEcho::never);
+    return Command(sthis, address, 0xB0).bytes({TargetAddr, antenna}).exchange(AddressEcho::never);
 }
 
 int I_ConfigAntNum(Reader* sthis, u8* address, u8* AntNum)
 {
-    return Command(sthis, address, 0x7C).byte(*AntNum).exchange(AddressEcho::never, [&](const Response& d) {
-        *AntNum = d[0];
-    });
+    return Command(sthis, address, 0x7C).byte(*AntNum).exchange(AddressEcho::never, bytes_to(AntNum));
 }
 
 int I_MeasureReturnLoss(Reader* sthis, u8* address, u8* TestFreq, u8 Ant, u8* ReturnLoss)
@@ -164,16 +137,14 @@ int I_MeasureReturnLoss(Reader* sthis, u8* address, u8* TestFreq, u8 Ant, u8* Re
     return Command(sthis, address, 0x91)
         .bytes(TestFreq, 4)
         .byte(Ant)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { *ReturnLoss = d[0]; });
+        .exchange(AddressEcho::on_success, bytes_to(ReturnLoss));
 }
 
 int I_SetDwellTime(Reader* sthis, u8* address, u8 flag, u8 FCCOnTime, u8 S1Times)
 {
     constexpr u8 write = 0x10;
     return Command(sthis, address, 0xD3)
-        .byte(flag | write)
-        .byte(FCCOnTime)
-        .byte(S1Times)
+        .bytes({static_cast<u8>(flag | write), FCCOnTime, S1Times})
         .exchange(AddressEcho::never);
 }
 
@@ -181,8 +152,5 @@ int I_GetDwellTime(Reader* sthis, u8* address, u8* FCCOnTime, u8* S1Times)
 {
     return Command(sthis, address, 0xD3)
         .byte(0x00)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) {
-            *FCCOnTime = d[0];
-            *S1Times = d[1];
-        });
+        .exchange(AddressEcho::never, Outputs::always, bytes_to(FCCOnTime, S1Times));
 }

@@ -71,14 +71,6 @@ int find_answer(const RecentBytes& bytes, int at_state)
     return 0;
 }
 
-// One answer by the receiver of this mode: its error, 49, 238 or 0.
-int receive(Reader* sthis, Command& command)
-{
-    const int result = sthis->operations.ATGetDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
-    sthis->isInventoryCmd = false;
-    return result != TAGWIRE_OK ? result : command.check();
-}
-
 }  // namespace
 }  // namespace tagwire
 
@@ -88,9 +80,8 @@ int I_ChangeATMode(Reader* sthis, u8* address, u8 ATMode)
 {
     Command command(sthis, address, 0x4D);
     sthis->ATstate = mode_change;
-    command.byte(ATMode).send();
-    if (const int result = receive(sthis, command)) return result;
-    return command.finish(AddressEcho::on_success, Outputs::on_success, [](const Response&) {});
+    return command.byte(ATMode).exchange_by(&Operations::ATGetDataFromPort, AddressEcho::on_success,
+                                            Outputs::on_success, no_output);
 }
 
 int I_TransparentCMD(Reader* sthis, u8* address, u8 timeout, u8* cmddata, int nlen, u8* recvdata,
@@ -98,12 +89,12 @@ int I_TransparentCMD(Reader* sthis, u8* address, u8 timeout, u8* cmddata, int nl
 {
     Command command(sthis, address, 0x4E);
     sthis->ATstate = pass_through;
-    command.byte(timeout).bytes(cmddata, nlen).send();
-    if (const int result = receive(sthis, command)) return result;
-    return command.finish(AddressEcho::never, Outputs::on_success, [&](const Response& d) {
-        *recvLen = d.length() - 6;
-        d.copy(0, recvdata, d.length() - 6);
-    });
+    command.byte(timeout).bytes(cmddata, nlen);
+    return command.exchange_by(&Operations::ATGetDataFromPort, AddressEcho::never, Outputs::on_success,
+                               [&](const Response& r) {
+                                   *recvLen = r.data_length();
+                                   r.copy(0, recvdata, r.data_length());
+                               });
 }
 
 // Bytes behind a good frame hide it, until the time limit. The serial descriptor is asked for on TCP too.

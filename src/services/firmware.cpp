@@ -14,7 +14,7 @@ int I_FwUpdate(Reader* sthis, u8* ComAdr, u8* SRFU, u8* DATA)
     return Command(sthis, ComAdr, 0xF8)
         .drop_received()
         .bytes(SRFU, 8)
-        .exchange(AddressEcho::never, Outputs::always, [&](const Response& d) { d.copy(0, DATA, 8); });
+        .exchange(AddressEcho::never, Outputs::always, data_to(DATA, 8));
 }
 
 int I_WriteBinData(Reader* sthis, u8* ComAdr, u8 Index, u8* data, int len)
@@ -28,9 +28,7 @@ int I_WriteBinData(Reader* sthis, u8* ComAdr, u8 Index, u8* data, int len)
 
 int I_CheckCRC32(Reader* sthis, u8* ComAdr, u8* crc32)
 {
-    return Command(sthis, ComAdr, 0xFA).drop_received().exchange(AddressEcho::never, [&](const Response& d) {
-        d.copy(0, crc32, 4);
-    });
+    return Command(sthis, ComAdr, 0xFA).drop_received().exchange(AddressEcho::never, data_to(crc32, 4));
 }
 
 int I_WriteMark(Reader* sthis, u8* ComAdr)

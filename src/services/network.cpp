@@ -15,22 +15,20 @@ constexpr u8 low_energy = 0x55;
 
 int set_mac(Reader* sthis, u8* address, u8* mac, AddressEcho echo)
 {
-    return Command(sthis, address, 0xF1).byte(guard).byte(ethernet).bytes(mac, 6).exchange(echo);
+    return Command(sthis, address, 0xF1).bytes({guard, ethernet}).bytes(mac, 6).exchange(echo);
 }
 
 int get_mac(Reader* sthis, u8* address, u8 interface, u8* mac)
 {
     return Command(sthis, address, 0xF2)
-        .byte(guard)
-        .byte(interface)
-        .exchange(AddressEcho::on_success, [&](const Response& d) { d.copy(0, mac, 6); });
+        .bytes({guard, interface})
+        .exchange(AddressEcho::on_success, data_to(mac, 6));
 }
 
 int get_link(Reader* sthis, u8* address, u8 interface, u8* state, u8* localIP, u8* subnet, u8* gatewayIp)
 {
     return Command(sthis, address, 0xE6)
-        .byte(0x0C)
-        .byte(interface)
+        .bytes({0x0C, interface})
         .exchange(AddressEcho::on_success, [&](const Response& d) {
             *state = d[1];
             d.copy(2, localIP, 4);
@@ -140,8 +138,7 @@ int I_SearchWIFI(Reader* sthis, u8* address, u8* APInfo, int* length, int* Count
     command.byte(0x0B).send();
     u8* frames = sthis->szBuff;
     std::memset(frames, 0, sizeof sthis->szBuff);
-    const int result = sthis->operations.GetWifiDataFromPort(sthis, frames, &sthis->recvLength);
-    sthis->isInventoryCmd = false;
+    const int result = command.receive_by(&Operations::GetWifiDataFromPort, frames);
     if (result == TAGWIRE_NO_ANSWER) return result;
 
     u8* records = sthis->szBuff1;

@@ -9,19 +9,11 @@ namespace {
 
 constexpr u8 extension = 0xE6;
 
-// One exchange whose answer must repeat the function: its error, 49, 238 or 0.
-int exchange(Command& command, u8 function)
-{
-    command.send();
-    if (const int result = command.receive()) return result;
-    return command.response()[0] == function ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
-}
-
 int change_defaults(Reader* sthis, u8* ComAdr, u8 function, u8 option)
 {
     Command command(sthis, ComAdr, extension);
-    command.drop_received().byte(function).byte(option);
-    if (const int result = exchange(command, function)) return result;
+    command.drop_received().bytes({function, option}).send();
+    if (const int result = command.receive_repeating(function)) return result;
     return command.response().status();
 }
 
@@ -94,10 +86,8 @@ using namespace tagwire;
 int I_ReadParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* pdat, u8* ParamLen)
 {
     Command command(sthis, ComAdr, extension);
-    command.drop_received().byte(0x0D).byte(ParemTab).send();
-    const int result = sthis->operations.GetParemTabDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength);
-    sthis->isInventoryCmd = false;
-    if (result != TAGWIRE_OK) return result;
+    command.drop_received().bytes({0x0D, ParemTab}).send();
+    if (const int result = command.receive_by(&Operations::GetParemTabDataFromPort)) return result;
     const int length = sthis->recvLength;
     if (length > 0) std::memcpy(pdat, sthis->recvBuff, static_cast<std::size_t>(length));
     ParamLen[0] = static_cast<u8>(length >> 8);
@@ -139,10 +129,9 @@ int I_WriteParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* PDat, int 
         const int count = size - at < chunk ? size - at : chunk;
         closing = count == 0;
         Command command(sthis, ComAdr, extension);
-        command.drop_received().byte(function).byte(ParemTab).byte(number).bytes(PDat + at, count);
+        command.drop_received().bytes({function, ParemTab, number}).bytes(PDat + at, count);
         if (command.send() != TAGWIRE_OK) return TAGWIRE_NO_ANSWER;
-        if (const int result = command.receive()) return result;
-        if (command.response()[0] != function) return TAGWIRE_WRONG_COMMAND;
+        if (const int result = command.receive_repeating(function)) return result;
         at += count;
     }
     return TAGWIRE_OK;
