@@ -130,7 +130,8 @@ int I_ReadWIFIConnectStatus(Reader* sthis, u8* address, u8* WIFIstate, u8* local
     return get_link(sthis, address, 0x01, WIFIstate, localIP, subnet, gatewayIp);
 }
 
-// A frame with status 3 carries one access point; outputs stay as they were when there is none.
+// A frame with status 3 carries one access point; outputs stay as they were when there is none. A reader
+// that does not know the scan has given no complete answer.
 int I_SearchWIFI(Reader* sthis, u8* address, u8* APInfo, int* length, int* Count)
 {
     constexpr int record_at = 5;
@@ -144,7 +145,7 @@ int I_SearchWIFI(Reader* sthis, u8* address, u8* APInfo, int* length, int* Count
     u8* records = sthis->szBuff1;
     int size = 0;
     int count = 0;
-    int last = result;
+    int last = result == TAGWIRE_WRONG_COMMAND ? int{TAGWIRE_NO_ANSWER} : result;
     for (int front = 0; front < sthis->recvLength && front < most_scan_bytes; front += frames[front] + 1) {
         last = frames[front + static_cast<int>(frame::status)];
         if (last != more_follows) continue;

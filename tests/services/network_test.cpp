@@ -323,7 +323,9 @@ TEST_F(WifiScan, a_frame_is_told_by_its_code_or_by_its_function)
 
 TEST_F(WifiScan, a_reader_that_does_not_know_it)
 {
-    EXPECT_EQ(scan_of({point(hex("11")) + answer(7, 0xEE, 3, {0x0B}) + three_points}), TAGWIRE_WRONG_COMMAND);
+    EXPECT_EQ(scan_of({answer(7, 0xEE, 3, {0x0B})}), TAGWIRE_NO_ANSWER);
+    expect_untouched();
+    EXPECT_EQ(scan_of({point(hex("11")) + answer(7, 0xEE, 3, {0x0B}) + three_points}), TAGWIRE_NO_ANSWER);
     expect_untouched();
     EXPECT_EQ(scan_of({point(hex("11")) + answer(7, 0xEE, 5, {0x0B})}), 5);
     expect_found(hex("11"), 1);
