@@ -29,12 +29,13 @@ class MemoryPackets {
         : reader_(reader), bytes_(assembly_of(reader)), command_(command)
     {}
 
-    // True when the read is over; result() then tells how.
-    bool feed(const u8* chunk, int count)
+    Outcome feed(const u8* chunk, int count)
     {
-        return bytes_.feed(chunk, count, [this] { return scan(); });
+        return take_frames(
+            bytes_, chunk, count,
+            [&](FrameCopy& packet) { return find_frame(reader_, bytes_, is_addressed, command_, packet); },
+            [&](const FrameCopy& packet) { return accept(packet); });
     }
-    int result() const { return result_; }
     void copy_out(u8* to, int* length) const
     {
         std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(count_));
@@ -42,31 +43,20 @@ class MemoryPackets {
     }
 
   private:
-    bool scan()
+    Outcome accept(const FrameCopy& packet)
     {
-        FrameCopy packet;
-        while (find_frame(reader_, bytes_, is_addressed, command_, packet)) {
-            if (accept(packet)) return true;
-            bytes_.drop(packet.length());
-        }
-        return false;
-    }
-    bool accept(const FrameCopy& packet)
-    {
-        result_ = TAGWIRE_NO_ANSWER;
-        if (packet.length() > buffer_size - count_) return true;
+        if (packet.length() > buffer_size - count_) return TAGWIRE_NO_ANSWER;
         std::memcpy(reader_->btRecvArr + count_, packet.bytes, static_cast<std::size_t>(packet.length()));
         count_ += packet.length();
-        const bool last = ends_memory_read(packet.status());
-        result_ = last ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
-        return last || packet.bytes[frame::command] == error_echo;
+        if (ends_memory_read(packet.status())) return TAGWIRE_OK;
+        if (packet.bytes[frame::command] == error_echo) return TAGWIRE_WRONG_COMMAND;
+        return {};
     }
 
     Reader* reader_;
     Assembly bytes_;
     int command_;
     int count_ = 0;
-    int result_ = TAGWIRE_NO_ANSWER;
 };
 
 // Puts the data of numbered packets together. 176 at the first number out of order.
@@ -228,10 +218,9 @@ int I_GetMemDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
     do {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n <= 0) pause_for_input(sthis, 10);
-        if (n > 0 && packets.feed(sthis->recvBuff, n)) {
-            if (packets.result() == TAGWIRE_OK) packets.copy_out(Recv, pLengthOfRecved);
-            return packets.result();
-        }
+        const Outcome outcome = packets.feed(sthis->recvBuff, n);
+        if (outcome == TAGWIRE_OK) packets.copy_out(Recv, pLengthOfRecved);
+        if (outcome) return *outcome;
         sthis->time2 = getCurrentTimeMsec();
     } while (sthis->time2 - sthis->time1 <= limit_ms && !sthis->keeping.retired);
     return TAGWIRE_NO_ANSWER;

@@ -53,43 +53,35 @@ class ScanFrames {
         : reader_(reader), bytes_(reader->btArBuff, assembly_size), list_(list)
     {}
 
-    // True when the scan is over; result() then tells how.
-    bool feed(const u8* chunk, int count)
+    Outcome feed(const u8* chunk, int count)
     {
-        return bytes_.feed(chunk, count, [this] { return scan(); });
+        return take_frames(
+            bytes_, chunk, count,
+            [&](FrameCopy& found) { return find_frame(reader_, bytes_, is_scan_frame, 0xE6, found); },
+            [&](const FrameCopy& found) {
+                reader_->time1 = getCurrentTimeMsec();
+                return accept(found);
+            });
     }
-    int result() const { return result_; }
     int length() const { return length_; }
 
   private:
     static constexpr int assembly_size = 600;
 
-    bool scan()
+    Outcome accept(const FrameCopy& found)
     {
-        FrameCopy found;
-        while (find_frame(reader_, bytes_, is_scan_frame, 0xE6, found)) {
-            reader_->time1 = getCurrentTimeMsec();
-            if (accept(found)) return true;
-            bytes_.drop(found.length());
-        }
-        return false;
-    }
-    bool accept(const FrameCopy& found)
-    {
-        result_ = TAGWIRE_NO_ANSWER;
-        if (found.length() > most_scan_bytes - length_) return true;
+        if (found.length() > most_scan_bytes - length_) return TAGWIRE_NO_ANSWER;
         std::memcpy(list_ + length_, found.bytes, static_cast<std::size_t>(found.length()));
         length_ += found.length();
-        const bool last = found.status() != more_follows;
-        result_ = last ? TAGWIRE_OK : TAGWIRE_WRONG_COMMAND;
-        return last || found.bytes[frame::command] == error_echo;
+        if (found.status() != more_follows) return TAGWIRE_OK;
+        if (found.bytes[frame::command] == error_echo) return TAGWIRE_WRONG_COMMAND;
+        return {};
     }
 
     Reader* reader_;
     Assembly bytes_;
     u8* list_;
     int length_ = 0;
-    int result_ = TAGWIRE_NO_ANSWER;
 };
 
 }  // namespace
@@ -174,10 +166,9 @@ int I_GetWifiDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n < 0) return TAGWIRE_NO_ANSWER;
         if (n == 0) pause_for_input(sthis, 1);
-        if (n > 0 && frames.feed(sthis->recvBuff, n)) {
-            if (frames.result() == TAGWIRE_OK) *pLengthOfRecved = frames.length();
-            return frames.result();
-        }
+        const Outcome outcome = frames.feed(sthis->recvBuff, n);
+        if (outcome == TAGWIRE_OK) *pLengthOfRecved = frames.length();
+        if (outcome) return *outcome;
         sthis->time2 = getCurrentTimeMsec();
     } while (sthis->time2 - sthis->time1 <= silence_limit_ms && !sthis->keeping.retired);
     return TAGWIRE_NO_ANSWER;

@@ -22,12 +22,16 @@ class TableBytes {
   public:
     explicit TableBytes(Reader* reader) : reader_(reader), bytes_(assembly_of(reader)) {}
 
-    // True when the table is over; result() then tells how.
-    bool feed(const u8* chunk, int count)
+    Outcome feed(const u8* chunk, int count)
     {
-        return bytes_.feed(chunk, count, [this] { return scan(); });
+        return take_frames(
+            bytes_, chunk, count,
+            [&](FrameCopy& found) { return find_frame(reader_, bytes_, is_addressed, extension, found); },
+            [&](const FrameCopy& found) {
+                reader_->time1 = getCurrentTimeMsec();
+                return accept(found);
+            });
     }
-    int result() const { return result_; }
     void copy_out(u8* to, int* length) const
     {
         std::memcpy(to, reader_->btRecvArr, static_cast<std::size_t>(count_));
@@ -39,27 +43,15 @@ class TableBytes {
     static constexpr u8 closing_frame = 0x00;
     static constexpr std::size_t data_at = 5;
 
-    bool scan()
+    Outcome accept(const FrameCopy& found)
     {
-        FrameCopy found;
-        while (find_frame(reader_, bytes_, is_addressed, extension, found)) {
-            reader_->time1 = getCurrentTimeMsec();
-            if (accept(found)) return true;
-            bytes_.drop(found.length());
-        }
-        return false;
-    }
-    bool accept(const FrameCopy& found)
-    {
-        result_ = TAGWIRE_NO_ANSWER;
         if (found.status() == closing_frame) {
             const int announced = found.bytes[data_at] << 8 | found.bytes[data_at + 1];
-            if (announced == count_) result_ = TAGWIRE_OK;
-            return true;
+            return announced == count_ ? TAGWIRE_OK : TAGWIRE_NO_ANSWER;
         }
-        if (found.status() == data_frame && !take(found)) return true;
-        result_ = TAGWIRE_WRONG_COMMAND;
-        return found.bytes[frame::command] == error_echo;
+        if (found.status() == data_frame && !take(found)) return TAGWIRE_NO_ANSWER;
+        if (found.bytes[frame::command] == error_echo) return TAGWIRE_WRONG_COMMAND;
+        return {};
     }
     // False when the table is longer than its length could say.
     bool take(const FrameCopy& found)
@@ -75,7 +67,6 @@ class TableBytes {
     Reader* reader_;
     Assembly bytes_;
     int count_ = 0;
-    int result_ = TAGWIRE_NO_ANSWER;
 };
 
 }  // namespace
@@ -106,10 +97,9 @@ int I_GetParemTabDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n < 0) return TAGWIRE_NO_ANSWER;
         if (n == 0) pause_for_input(sthis, 10);
-        if (n > 0 && table.feed(sthis->recvBuff, n)) {
-            if (table.result() == TAGWIRE_OK) table.copy_out(Recv, pLengthOfRecved);
-            return table.result();
-        }
+        const Outcome outcome = table.feed(sthis->recvBuff, n);
+        if (outcome == TAGWIRE_OK) table.copy_out(Recv, pLengthOfRecved);
+        if (outcome) return *outcome;
         pause_for_input(sthis, 1);
         sthis->time2 = getCurrentTimeMsec();
     } while (sthis->time2 - sthis->time1 <= silence_limit_ms && !sthis->isStopCmd);
