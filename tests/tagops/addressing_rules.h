@@ -79,6 +79,7 @@ TEST_P(AddressingRules, epc_of_32_to_254_words_is_refused_with_nothing_sent)
 {
     reader_->isInventoryCmd = true;
     std::memset(reader_->recvBuff, 0xA5, 6000);
+    std::memset(&reader_->sendBuff, 0xA5, sizeof reader_->sendBuff);
     for (int words = 32; words <= 254; ++words) {
         TagCall call = TagCall::by_epc(words);
         ASSERT_EQ(finish(GetParam().command, call), nothing_but(TAGWIRE_BAD_ARGUMENT)) << words;
@@ -86,6 +87,8 @@ TEST_P(AddressingRules, epc_of_32_to_254_words_is_refused_with_nothing_sent)
     EXPECT_EQ(to_hex(reader_.sent()), "");
     EXPECT_TRUE(reader_->isInventoryCmd);
     EXPECT_EQ(reader_->recvBuff[0], 0xA5);
+    EXPECT_EQ(reader_->sendBuff.comData.ComAddr, 0xA5);
+    EXPECT_EQ(reader_->sendBuff.comData.CMD, 0xA5);
 }
 
 }  // namespace tagwire::test
