@@ -109,6 +109,8 @@ struct Kind {
     const char* lead = "";
 };
 
+std::ostream& operator<<(std::ostream& out, const Kind& kind) { return out << kind.name; }
+
 template <auto Slot, int command> int by_command(Reader* reader, u8* to, int* length)
 {
     return (reader->operations.*Slot)(reader, to, length, command);
