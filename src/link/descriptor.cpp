@@ -67,7 +67,10 @@ Wait wait_for_input(Reader* reader, int limit_ms)
     return wait == Wait::hung_up ? wait : Wait::failed;
 }
 
-void wait_for_wake(Reader* reader, int limit_ms) { wait_for(reader, no_descriptor, 0, limit_ms); }
+void wait_for_wake(Reader* reader, int limit_ms)
+{
+    if (wait_for(reader, no_descriptor, 0, limit_ms) != Wait::timeout) sleep_ms(short_rest_ms);
+}
 
 }  // namespace
 
