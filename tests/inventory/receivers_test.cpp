@@ -1238,5 +1238,50 @@ TEST_F(BufferInformationReceiver, ends_when_the_reader_is_destroyed)
     });
 }
 
+// ---- A count of received bytes that a second command of the caller's has changed
+
+int count_found = 0;
+
+class ChangedCount : public Receiving, public testing::WithParamInterface<std::tuple<PlainReceiver, int>> {
+  protected:
+    // Ten bytes come, and the count is another one by then.
+    static int read(Reader* reader, u8* to)
+    {
+        std::memset(to, 0xA5, 10);
+        reader->recvLength = count_found;
+        return 10;
+    }
+    static bool is_untouched(const Bytes& bytes) { return bytes == repeat(0x99, bytes.size()); }
+};
+
+TEST_P(ChangedCount, outside_the_buffer_gives_48_and_writes_nothing)
+{
+    count_found = std::get<int>(GetParam());
+    reader_->operations.ReadRfidData = read;
+    constexpr std::size_t around = 200;
+    Bytes room = repeat(0x99, around + buffer_size + 2 * around + 70'000);
+    std::memset(&reader_->portDCB, 0x99, sizeof reader_->portDCB);
+    std::memset(reader_->btArBuff, 0x99, sizeof reader_->btArBuff);
+    std::memset(reader_->recvBuff, 0x99, sizeof reader_->recvBuff);
+    int length = -1;
+    EXPECT_EQ(
+        (reader_.operations().*std::get<PlainReceiver>(GetParam()))(reader_, room.data() + around, &length),
+        TAGWIRE_NO_ANSWER);
+    EXPECT_EQ(length, 0);
+    EXPECT_TRUE(is_untouched(room));
+    // The receiver of the tag buffer gathers in the Reader itself.
+    const auto* line = reinterpret_cast<const u8*>(&reader_->portDCB);
+    EXPECT_TRUE(is_untouched(Bytes(line, line + sizeof reader_->portDCB)));
+    EXPECT_TRUE(is_untouched(Bytes(reader_->recvBuff, reader_->recvBuff + buffer_size)));
+    EXPECT_TRUE(is_untouched(Bytes(reader_->btArBuff, reader_->btArBuff + buffer_size)));
+    EXPECT_EQ(reader_->recvLength, count_found);
+}
+
+INSTANTIATE_TEST_SUITE_P(Receivers, ChangedCount,
+                         testing::Combine(testing::Values(&Operations::GetBufferDataFromPort,
+                                                          &Operations::GetDataFromPort_buff,
+                                                          &Operations::GetDataFromPort1),
+                                          testing::Values(-100, -1, buffer_size + 1, 70'000)));
+
 }  // namespace
 }  // namespace tagwire::test

@@ -8,6 +8,7 @@
 #include <pty.h>
 #include <string>
 #include <sys/wait.h>
+#include <thread>
 
 #include "link/descriptor.h"
 #include "link/serial.h"
@@ -729,6 +730,29 @@ TEST_F(SerialPort, that_was_closed_is_not_touched_any_more)
     EXPECT_EQ(send_stop(request_frame), TAGWIRE_NO_ANSWER);
     EXPECT_FALSE(close_port(reader_));
     EXPECT_TRUE(SystemSeam::recorded().empty());
+}
+
+// A second close, which finds the port shut, meanwhile completes the reset.
+TEST_F(SerialPort, that_is_in_use_is_closed_by_the_number_it_had_before_the_wait)
+{
+    ASSERT_EQ(open(), TAGWIRE_OK);
+    const int fd = reader_->hCommPort;
+    sys::calls.close = [](int number) {
+        SystemSeam::record(number);
+        return sys::Direct::close(number);
+    };
+    bool closed = false;
+    std::thread closer;
+    {
+        const LinkUse use(reader_);
+        closer = std::thread([&] { closed = close_port(reader_); });
+        while (!reader_->keeping.link.is_shut()) std::this_thread::yield();
+        reader_->hCommPort = -1;
+    }
+    closer.join();
+    EXPECT_TRUE(closed);
+    EXPECT_THAT(SystemSeam::recorded(), ElementsAre(fd));
+    EXPECT_EQ(::fcntl(fd, F_GETFD), -1);
 }
 
 }  // namespace
