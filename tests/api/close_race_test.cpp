@@ -240,6 +240,32 @@ TEST_F(CloseRace, does_not_await_a_callback_of_an_unlocked_inventory)
     EXPECT_EQ(callback_.calls(), 1);
 }
 
+// A thread that found the Reader before the close registers behind it.
+TEST_F(CloseRace, a_registration_that_comes_late_begins_no_callback)
+{
+    for (const bool reads : {true, false}) {
+        Callback callback;
+        callback.hold_first();
+        answer_with_tags(net_, unlocked_command, 20);
+        const int handle = open(net_);
+        InitRFIDCallBack(Callback::call, false, handle);
+        const Kept reader(handle);
+        std::future<int> running;
+        if (reads) {
+            ASSERT_EQ(start_reading(handle), 0);
+            for (int i = 0; i < 20; ++i) net_.push(report_frame());
+        } else {
+            running = std::async(std::launch::async, unlocked_inventory, handle);
+        }
+        ASSERT_TRUE(callback.await_first());
+        EXPECT_EQ(CloseNetPort(handle), 0);
+        reader->MypCallBack = Callback::other_call;
+        callback.let_go();
+        EXPECT_TRUE(eventually([&] { return reader.alone(); }));
+        EXPECT_EQ(callback.calls(), 1);
+    }
+}
+
 TEST_F(CloseRace, gives_the_handle_away_while_the_old_callback_still_runs)
 {
     callback_.hold_first();
