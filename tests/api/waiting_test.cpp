@@ -36,6 +36,8 @@ int open(PtyDevice& device)
     return handle;
 }
 
+bool is_long(const timespec* limit) { return limit->tv_sec > 0 || limit->tv_nsec > 500'000'000; }
+
 // ---- the inventory of a refused close
 
 // The waits for input of one thread: they begin only when they are let through, and then have no limit, so
@@ -75,8 +77,7 @@ class HeldWaits {
             changed_.notify_all();
             changed_.wait(lock, [] { return !held_; });
         }
-        const bool is_long = limit->tv_sec > 0 || limit->tv_nsec > 500'000'000;
-        return sys::Direct::ppoll(fds, count, is_long ? nullptr : limit);
+        return sys::Direct::ppoll(fds, count, is_long(limit) ? nullptr : limit);
     }
 
     static inline thread_local bool applies_ = false;
@@ -195,15 +196,20 @@ TEST_F(RefusedClose, may_come_from_the_inventorys_own_callback)
 
 // ---- the waits of continuous reading
 
-// Counted, and without limit while reading is what waits: a busy machine adds none.
+// Counted while reading is what waits; long ones are without limit, so that a busy machine adds none.
 std::atomic<bool> reading_waits = false;
 std::atomic<int> waits = 0;
+std::atomic<bool> rests = false;  // in a long wait
 
 int counted_ppoll(pollfd* fds, nfds_t count, const timespec* limit)
 {
     if (!reading_waits) return sys::Direct::ppoll(fds, count, limit);
     ++waits;
-    return sys::Direct::ppoll(fds, count, nullptr);
+    if (!is_long(limit)) return sys::Direct::ppoll(fds, count, limit);
+    rests = true;
+    const int ready = sys::Direct::ppoll(fds, count, nullptr);
+    rests = false;
+    return ready;
 }
 
 std::atomic<int> reports = 0;
@@ -213,18 +219,19 @@ void count_report(RFIDTagStruct /*tag*/, int /*kind*/) { ++reports; }
 template <class AnyDevice, auto close> void expect_one_wait_a_report()
 {
     constexpr int sent = 200;
-    constexpr int few = 10;
+    constexpr int few = 10;  // and those of the start
     const CallsRestored restored;
     AnyDevice device;
     sys::calls.ppoll = counted_ppoll;
     const int handle = open(device);
     InitRFIDCallBack(count_report, false, handle);
     u8 address = device_address;
-    reports = 0;
-    waits = 0;
-    ASSERT_EQ(StartRead(&address, 0, handle), 0);
+    reports = waits = 0;
+    rests = false;
     reading_waits = true;
+    ASSERT_EQ(StartRead(&address, 0, handle), 0);
     for (int i = 1; i <= sent; ++i) {
+        ASSERT_TRUE(eventually([] { return rests.load(); }));
         device.push(report_frame());
         ASSERT_TRUE(eventually([&] { return reports == i; }));
     }

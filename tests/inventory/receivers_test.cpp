@@ -1247,6 +1247,7 @@ class ChangedCount : public Receiving, public testing::WithParamInterface<std::t
     // Ten bytes come, and the count is another one by then.
     static int read(Reader* reader, u8* to)
     {
+        VirtualTime::advance_ms(1000);
         std::memset(to, 0xA5, 10);
         reader->recvLength = count_found;
         return 10;
