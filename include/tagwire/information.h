@@ -1,8 +1,8 @@
 /* Who is the reader?
  *
  * Outputs are written with result 0 only. For GetReaderInformation, which waits as PICKED (tagwire/calls.h;
- * GetModuleDetails as ANSWER), frames that are damaged or answer another command do not count: it gives 48 in
- * the place of 49 and 238.
+ * GetModuleDetails as ANSWER), frames that are damaged or answer another command do not count: it ends
+ * with 48 in the place of 49 and 238.
  *
  * Results:
  *   0     done

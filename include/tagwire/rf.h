@@ -83,8 +83,10 @@ TAGWIRE_API int GetRfPowerByAnt(unsigned char* address, unsigned char* PowerDbm,
 /* Output power of each antenna (commands 0x2F, 0x94). Address: ok.
  *
  * PowerDbm  in, length bytes: dBm; out of GetAntennaPower at most 250 bytes
- * length    in, and out of GetAntennaPower: count of antennas; -1 can come from a broken answer. To be set:
- *           1, 2, 4, 8, 9, 12, 16 or 64, any other gives 255 and nothing is sent
+ * length    in, and out of GetAntennaPower: count of antennas; -1 can come from a broken answer. In: 1, 2, 4,
+ *           8, 9, 12, 16 or 64
+ *
+ * SetAntennaPower gives 255 for any other length, and sends nothing.
  */
 TAGWIRE_API int SetAntennaPower(unsigned char* address, unsigned char* PowerDbm, int length, int FrmHandle);
 TAGWIRE_API int GetAntennaPower(unsigned char* address, unsigned char* PowerDbm, int* length, int FrmHandle);

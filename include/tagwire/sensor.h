@@ -129,9 +129,12 @@ TAGWIRE_API int ON_GetTempData(unsigned char* address, unsigned char* EPC, unsig
                                unsigned char MaskLen, unsigned char* MaskData, unsigned char* Data,
                                int* Errorcode, int FrmHandle);
 
-/* Whether a sensor word is whole: 0 when its three parity bits are right, 1 otherwise. Needs no reader.
+/* Whether a sensor word is whole. Needs no reader.
  *
  * sense  in, 4 bytes
+ *
+ * 0  its three parity bits are right
+ * 1  they are not
  */
 TAGWIRE_API int CheckSense(unsigned char* sense);
 

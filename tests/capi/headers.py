@@ -164,6 +164,8 @@ def results_listed(comment):
 def results_in_prose(comment):
     out = set()
     for paragraph in re.split(r"\n \*\n", comment):
+        if any(ENTRY.match(line) for line in paragraph.splitlines()):
+            continue
         if not re.search(r"\b(Results?|result is|gives?|returns|Always|also when|255:)(?!\w)", paragraph):
             continue
         out |= {int(number) for number in re.findall(r"\b\d+\b", paragraph)}
