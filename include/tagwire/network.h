@@ -111,8 +111,8 @@ TAGWIRE_API int Get4GRemoteServerInformation(unsigned char* address, unsigned ch
  * ATMode  on or off
  *
  * Serial links only. Over TCP the call gives 55, but only after the command was sent: the reader carries it
- * out, and its answer stays on the link, where the next command takes it for its own and gives 238, and the
- * one after that takes that one's; GetReaderInformation skips what is left over.
+ * out, and its answer stays on the link. The next command takes it for its own, with 49 or 238, and may leave
+ * its own behind in turn; GetReaderInformation passes over what is left.
  */
 TAGWIRE_API int ChangeATMode(unsigned char* address, unsigned char ATMode, int FrmHandle);
 
