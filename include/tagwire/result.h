@@ -11,7 +11,7 @@ enum tagwire_result {
     TAGWIRE_OK = 0,
     TAGWIRE_NO_ANSWER = 48,      /* no complete valid answer in time, or the link could not be used */
     TAGWIRE_BAD_CRC = 49,        /* an answer came, its CRC-16 is wrong */
-    TAGWIRE_BUSY = 51,           /* continuous reading runs, an open runs, or an inventory is in progress */
+    TAGWIRE_BUSY = 51,           /* reading, an open or an inventory is in progress, see calls.h */
     TAGWIRE_ALREADY_OPEN = 53,   /* the connection is open already; the exported functions never return it */
     TAGWIRE_BAD_HANDLE = 55,     /* no open reader has this handle, or its link is gone */
     TAGWIRE_NO_DEVICE = 57,      /* the serial device could not be opened, or is in use */
@@ -20,7 +20,7 @@ enum tagwire_result {
     TAGWIRE_LINE_SETTINGS = 249, /* the serial line settings could not be applied */
     TAGWIRE_NO_DATA = 251,       /* nothing was there to be read */
     TAGWIRE_TAG_ERROR = 252,     /* status of the reader: the tag refused, see Errorcode */
-    TAGWIRE_BAD_ARGUMENT = 255   /* an argument is out of range, nothing was sent */
+    TAGWIRE_BAD_ARGUMENT = 255   /* out of range, nothing was sent (of GetCustomRegion: no plan) */
 };
 
 /* Status bytes of a reader that have a meaning for the multi-frame answers of inventories. */
