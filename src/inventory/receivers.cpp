@@ -36,7 +36,7 @@ bool ends_inventory(u8 status)
 enum class Tags { to_callback, to_list_only };
 
 // The frames of an answer, back to back in btRecvArr. When a callback takes the tags, more may come than there
-// is room for: the list keeps what came first and, in place of its last frames, the frame that ends the answer.
+// is room for: the list keeps what came first and, in place of its last frames, the one that ends the answer.
 class FrameList {
   public:
     FrameList(Reader* reader, Tags tags) : reader_(reader), tags_(tags) {}

@@ -9,40 +9,32 @@ int I_GetReaderInformation(Reader* sthis, u8* ComAdr, u8* VersionInfo, u8* Reade
 {
     Command command(sthis, ComAdr, 0x21);
     command.send(Clear::no);
-    if (const int result =
-            sthis->operations.AutoGetDataFromPort(sthis, sthis->recvBuff, &sthis->recvLength, 0x21))
-        return result;
+    if (const int result = command.receive_by(&Operations::AutoGetDataFromPort)) return result;
     if (const int result = command.check()) return result;
-
-    const Response response = command.response();
-    if (response.status() != 0) return response.status();
-    *ComAdr = response.address();
-    response.copy(0, VersionInfo, 2);
-    *ReaderType = response[2];
-    *TrType = response[3];
-    *dmaxfre = response[4];
-    *dminfre = response[5];
-    *powerdBm = response[6];
-    *ScanTime = response[7];
-    *Ant = response[8];
-    *BeepEn = response[9];
-    *OutputRep = response[10];
-    *CheckAnt = response[11];
-    sthis->ReaderAddr = response.address();
-    sthis->inventoryScanTime = response[7];
-    return response.status();
+    return command.finish(AddressEcho::on_success, Outputs::on_success, [&](const Response& response) {
+        response.copy(0, VersionInfo, 2);
+        *ReaderType = response[2];
+        *TrType = response[3];
+        *dmaxfre = response[4];
+        *dminfre = response[5];
+        *powerdBm = response[6];
+        *ScanTime = response[7];
+        *Ant = response[8];
+        *BeepEn = response[9];
+        *OutputRep = response[10];
+        *CheckAnt = response[11];
+        sthis->ReaderAddr = response.address();
+        sthis->inventoryScanTime = response[7];
+    });
 }
 
 int I_GetModuleDetails(Reader* sthis, u8* address, u8* Version, u8* mType, u8* Tr_Type)
 {
-    Command command(sthis, address, 0x83);
-    command.byte(0x00).send();
-    if (const int result = command.receive()) return result;
-
-    const Response response = command.response();
-    if (response.status() != 0) return response.status();
-    response.copy(0, Version, 2);
-    *mType = response[2];
-    *Tr_Type = response[3];
-    return response.status();
+    return Command(sthis, address, 0x83)
+        .byte(0x00)
+        .exchange(AddressEcho::never, [&](const Response& response) {
+            response.copy(0, Version, 2);
+            *mType = response[2];
+            *Tr_Type = response[3];
+        });
 }

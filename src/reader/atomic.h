@@ -9,17 +9,17 @@ template <class T> class Atomic {
     Atomic() = default;
 
     // Whole, and no order promised: the flags of a Reader.
-    T load() const { return __atomic_load_n(&value_, __ATOMIC_RELAXED); }
+    T load() const { return loaded<__ATOMIC_RELAXED>(); }
     operator T() const { return load(); }
     Atomic& operator=(T value)
     {
-        __atomic_store_n(&value_, value, __ATOMIC_RELAXED);
+        __atomic_store(&value_, &value, __ATOMIC_RELAXED);
         return *this;
     }
 
     // In one order with all others of this kind: what hands something over from one thread to another.
-    T ordered_load() const { return __atomic_load_n(&value_, __ATOMIC_SEQ_CST); }
-    void ordered_store(T value) { __atomic_store_n(&value_, value, __ATOMIC_SEQ_CST); }
+    T ordered_load() const { return loaded<__ATOMIC_SEQ_CST>(); }
+    void ordered_store(T value) { __atomic_store(&value_, &value, __ATOMIC_SEQ_CST); }
     T exchange(T value) { return __atomic_exchange_n(&value_, value, __ATOMIC_SEQ_CST); }
     T add(T count) { return __atomic_add_fetch(&value_, count, __ATOMIC_SEQ_CST); }       // the new value
     T subtract(T count) { return __atomic_sub_fetch(&value_, count, __ATOMIC_SEQ_CST); }  // the new value
@@ -35,6 +35,13 @@ template <class T> class Atomic {
     Atomic& operator=(const Atomic&) = delete;
 
   private:
+    template <int Order> T loaded() const
+    {
+        T value;
+        __atomic_load(&value_, &value, Order);
+        return value;
+    }
+
     T value_;
 };
 
