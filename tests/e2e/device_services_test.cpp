@@ -136,7 +136,7 @@ TEST_P(Services, tell_the_links)
     EXPECT_EQ(ReadRJ45ConnectStatus(address(), &state, &ip[0], &ip[4], &ip[8], handle), 0);
     EXPECT_EQ(request(), "07E60C00");
     EXPECT_EQ(state, 1);
-    EXPECT_EQ(text_of({ip.begin(), ip.end()}), "C0A80114FFFFFF00C0A80101");
+    EXPECT_EQ(text_of({ip.begin(), ip.end()}), "C0000214FFFFFF00C0000201");
     EXPECT_EQ(ReadWIFIConnectStatus(address(), &state, &ip[0], &ip[4], &ip[8], handle), 0);
     EXPECT_EQ(request(), "07E60C01");
     EXPECT_EQ(state, 0);

@@ -69,7 +69,7 @@ TEST(Network, MacAddressesNeedGuardAndInterface)
 TEST(Network, Links)
 {
     Bench bench(portal);
-    run(bench, {{0xE6, "0C 00", {"00 0C 01 C0 A8 01 14 FF FF FF 00 C0 A8 01 01"}},
+    run(bench, {{0xE6, "0C 00", {"00 0C 01 C0 00 02 14 FF FF FF 00 C0 00 02 01"}},
                 {0xE6, "0C 01", {"00 0C 00 0A 00 00 07 00 00 00 00 00 00 00 00"}},
                 {0xE6, "0C 02", {"FF 0C"}},
                 {0xE6, "0C", {"FF 0C"}}});
