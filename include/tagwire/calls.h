@@ -135,9 +135,9 @@
  *
  * Behind a close that has returned 0 no callback of the connection begins, but for one that was just being
  * entered, and a callback that runs is waited for only where the table says end: what a callback uses must
- * outlive it. A command that a close meets ends with 48 or 55 by the time the close returns, or as soon as its
- * callback has returned. After a close refused with 51 the connection stays open and its stop flag set: every
- * inventory on it ends with 48 and reading delivers next to nothing, until it is closed and opened again.
+ * outlive it. A command that a close meets ends with 48 or 55 by the time the close returns, or as soon as
+ * its callback has returned. After a close refused with 51 the connection stays open, and stopped, as
+ * CloseSpecComPort says.
  */
 #ifndef TAGWIRE_CALLS_H
 #define TAGWIRE_CALLS_H
