@@ -85,6 +85,7 @@ class Turn {
         const std::int64_t end = monotonic_ns() + longest_stop_ms * std::int64_t{1'000'000};
         while (!taken_ && stop_in_progress() && !take() && !reader_->keeping.retired && monotonic_ns() < end)
             sleep_ms(1);
+        if (!taken_) take();  // one that has ended by itself
     }
 
     Reader* reader_;

@@ -7,6 +7,7 @@
 
 #include "link/descriptor.h"
 #include "link/system_seam.h"
+#include "link/turn.h"
 #include "support/test_reader.h"
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
@@ -63,6 +64,27 @@ TEST(Wake, on_two_threads_is_neither_lost_nor_left)
     std::thread other(pairs);
     pairs();
     other.join();
+}
+
+// ---- a command that begins as a stop ends
+
+Reader* stopped = nullptr;
+
+TEST(Turn, is_taken_by_a_command_that_finds_a_stop_at_its_end)
+{
+    const SystemSeam seam;
+    const TestReader reader;
+    stopped = reader;
+    constexpr unsigned long another_threads_stop = 0x1001;
+    reader->keeping.turn_owner.ordered_store(another_threads_stop);
+    // The first look at the clock is behind the first attempt.
+    sys::calls.clock = [](timespec* now) {
+        stopped->keeping.turn_owner.ordered_store(0);
+        sys::calls.clock = sys::Direct::clock;
+        return sys::Direct::clock(now);
+    };
+    const Turn turn(reader, Purpose::command);
+    EXPECT_TRUE(turn.taken());
 }
 
 // ---- a loop never spins, whatever the descriptors say
