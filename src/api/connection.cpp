@@ -87,7 +87,8 @@ void publish(Reader* reader, int handle, int* FrmHandle)
 int refuse(Reader* reader)
 {
     if (reader->keeping.calm_with_turn.exchange(true)) calm(reader);  // one of an earlier request is enough
-    if (reader->keeping.turn_owner.ordered_load() == 0) calm_after_turn(reader);
+    const bool awaited = reader->keeping.turn_owner.ordered_load() != 0 || reader->Reading;
+    if (!awaited) calm_after_turn(reader);
     reader->keeping.closing.ordered_store(false);
     return TAGWIRE_BUSY;
 }

@@ -42,8 +42,8 @@ class Turn {
   public:
     Turn(Reader* reader, Purpose purpose) : reader_(reader), purpose_(purpose)
     {
-        take();
-        if (purpose == Purpose::command) wait_for_stop();
+        const unsigned long owner = take();
+        if (purpose == Purpose::command && is_anothers_stop(owner)) wait_for_stop();
     }
     ~Turn()
     {
@@ -61,7 +61,7 @@ class Turn {
     bool take_within(int milliseconds)
     {
         const std::int64_t end = monotonic_ns() + milliseconds * std::int64_t{1'000'000};
-        while (!taken_ && !take() && monotonic_ns() < end) sleep_ms(1);
+        while (!taken_ && take() != 0 && monotonic_ns() < end) sleep_ms(1);
         return taken_;
     }
 
@@ -69,23 +69,24 @@ class Turn {
     // Longer than a stop takes on any link.
     static constexpr int longest_stop_ms = 1500;
 
-    // True with a turn, or with nobody's stop to wait for.
-    bool take()
+    // Who has it instead; 0 when it was free, and is taken now.
+    unsigned long take()
     {
         unsigned long owner = 0;
         taken_ =
             reader_->keeping.turn_owner.replace(owner, pthread_self() | static_cast<unsigned long>(purpose_));
-        return taken_ || detail::is_this_thread(owner);
+        return owner;
     }
 
-    bool stop_in_progress() const { return (reader_->keeping.turn_owner & detail::stop_mark) != 0; }
+    static bool is_anothers_stop(unsigned long owner)
+    {
+        return (owner & detail::stop_mark) != 0 && !detail::is_this_thread(owner);
+    }
 
     void wait_for_stop()
     {
         const std::int64_t end = monotonic_ns() + longest_stop_ms * std::int64_t{1'000'000};
-        while (!taken_ && stop_in_progress() && !take() && !reader_->keeping.retired && monotonic_ns() < end)
-            sleep_ms(1);
-        if (!taken_) take();  // one that has ended by itself
+        while (is_anothers_stop(take()) && !reader_->keeping.retired && monotonic_ns() < end) sleep_ms(1);
     }
 
     Reader* reader_;
