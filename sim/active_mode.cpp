@@ -106,7 +106,8 @@ bool ActiveMode::passes_filter(const Device& device, const Sighting& sighting, T
     const Settings& config = device.config();
     if (sighting.rssi < config.least_rssi) return false;
     if (config.filter_time == 0 && config.least_readings <= 1) return true;
-    Noted& noted = noted_[sighting.tag->epc()];
+    const Bytes& epc = sighting.tag->epc();
+    Noted& noted = noted_[{epc.begin(), epc.end()}];
     if (++noted.readings < config.least_readings) return false;
     if (noted.reported && now - *noted.reported < std::chrono::seconds(config.filter_time)) return false;
     noted.reported = now;

@@ -4,8 +4,8 @@
 
 #include <map>
 #include <optional>
+#include <string>
 
-#include "bytes.h"
 #include "passes.h"
 
 namespace tagwire::sim {
@@ -34,7 +34,7 @@ class ActiveMode {
     bool running_ = false;
     Time due_{};
     Passes passes_;
-    std::map<Bytes, Noted> noted_;  // by EPC
+    std::map<std::string, Noted> noted_;  // by the bytes of the EPC
 };
 
 }  // namespace tagwire::sim
