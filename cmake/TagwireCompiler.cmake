@@ -2,7 +2,8 @@
 add_library(tagwire_compiler INTERFACE)
 add_library(tagwire::compiler ALIAS tagwire_compiler)
 target_compile_options(tagwire_compiler INTERFACE
-  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wcast-align -Wpointer-arith -Wvla -Wformat=2 -Wundef
+  -Wall -Wextra -Wpedantic -Wshadow -Wcast-align -Wpointer-arith -Wvla -Wformat=2 -Wundef
+  $<$<BOOL:${TAGWIRE_WERROR}>:-Werror>
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>)
 
 if(TAGWIRE_SANITIZE STREQUAL "address")
@@ -20,3 +21,10 @@ if(sanitize)
   add_compile_options(${sanitize})
   add_link_options(${sanitize})
 endif()
+
+# Compiles sources of a target as one, since what they include takes longer than they do. Their unnamed namespaces are
+# one then, too. A source that is in no group is compiled alone.
+function(tagwire_compile_together target group)
+  set_source_files_properties(${ARGN} PROPERTIES UNITY_GROUP ${group})
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${TAGWIRE_UNITY} UNITY_BUILD_MODE GROUP)
+endfunction()
