@@ -65,7 +65,7 @@ void Output::write_all(std::string_view text)
             closed_ = true;
             return;
         }
-        const auto written = write(fd_, text.data(), std::min(text.size(), chunk_size));
+        const auto written = ::write(fd_, text.data(), std::min(text.size(), chunk_size));
         if (written > 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
             continue;
