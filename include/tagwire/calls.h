@@ -39,7 +39,7 @@
  * within 4 s and the reader's scan time. MODULE works on serial lines only.
  *
  * Over TCP a call that sends first waits for room to send, if the reader takes no bytes: up to 1000 ms, which
- * come on top. All but WriteParameterTable and StopImmediately then wait for an answer all the same.
+ * come on top. Those that wait for an answer then wait for it all the same, but for WriteParameterTable.
  *
  * PICKED passes over frames that are damaged or answer another command: where 49 and 238 are told of such a
  * call, it gives 48 in their place.
@@ -84,15 +84,15 @@
  * What it returns then ("own" is what it returns at other times, too):
  *
  *                        reading    locked     callback   beside     closing
- *   command              51         51         51         any        own 48 55
- *   locked inventory     51         51         51         own any    own 48 55
- *   StartRead            51         51         51         any        own 48 55
+ *   command              51         51         51         any        own 48 55 51
+ *   locked inventory     51         51         51         own any    own 48 55 51
+ *   StartRead            51         51         51         any        own 48 55 51
  *   StopRead             own        48         48         own 48     own 48 55
- *   StopImmediately      51         own        own        own        own 48 55
- *   ReadActiveModeData   51         51         51         any        own 55
+ *   StopImmediately      51         own        own        own        own 48 55 51
+ *   ReadActiveModeData   51         51         51         any        own 55 51
  *   CloseNetPort         0          51         0          0 51       48 55
  *   CloseSpecComPort     0          51         51         0 51       48
- *   OpenNetPort          0          51         0          0 51       0
+ *   OpenNetPort          0          51         0 51       0 51       0
  *
  * The longest that it waits then for what runs, and for its own answer if that is still to come, in
  * milliseconds on a serial line / over TCP:
@@ -113,30 +113,34 @@
  *                    wait for neither; nothing is written outside of the outputs of either.
  * locked inventory   waits until another one on the handle has ended, and until a close has: end.
  * StopRead           While a StartRead waits for its answer, that one returns what the reader says, without
- *                    reading having begun. Where another command does not end within 200 ms, or the caller is
- *                    inside a callback, the stop is sent and its answer left to that command, which skips it
- *                    if it is an inventory, and returns 49 or 238 if it is not: 48. Once StopRead has
- *                    returned, reading does not run and the reader was told, whatever was under way.
+ *                    reading having begun. Where another command does not leave the connection within 200 ms,
+ *                    or the caller is inside a callback, the stop is sent and 48 returned. Its answer is left
+ *                    to that command: inventories of the kinds INVENTORY, SWITCHING and TEMPERATURE skip it, so
+ *                    do PICKED, MEMORY, SCAN and TABLE; others take it for their own and give 49, 238 or what
+ *                    it says. Once StopRead has returned, reading does not run and the reader was told,
+ *                    whatever was under way.
  * InitRFIDCallBack   may be called at any time and waits for nothing. It counts from the next tag on; what the
  *                    inventory in progress does with its list was decided as it began.
  * CloseNetPort       51 for Inventory_G2, Inventory_Temperature_Ast010 and Find_epc_by_list of another thread,
- *                    which then end at once with 48. It waits for the end of the other four that hold the
- *                    lock, which comes as soon as their callback returns: end. It does not wait for any other
- *                    command, nor for a callback of one.
- * CloseSpecComPort   51 after 200 ms for a command of another thread that is answered at length: inventories
- *                    but those of kind TEMPERATURE, ReadData_G2, WriteData_G2, WriteEPC_G2, ReadData_GB,
- *                    WriteData_GB, ReadData_JB, WriteData_JB and Fd_ExtReadMemory. Inventories then end with
- *                    48. Inside a callback of kind TEMPERATURE it closes: 0. CloseComPort does the same for
- *                    each serial connection.
- * OpenNetPort        to the address of the handle: it replaces the connection, and no inventory refuses it;
- *                    it waits for the end of one that holds the lock. A connection that is being closed is
- *                    not waited for. Opening anything else, with OpenComPort and AutoOpenComPort too, meets
- *                    nothing but another OpenNetPort: 51.
+ *                    which end with 48 as soon as no callback of theirs runs. It waits for the end of the other
+ *                    four that hold the lock, which comes as soon: end. It does not wait for any other command,
+ *                    nor for a callback of one.
+ * CloseSpecComPort   51 where a command that is answered at length is still in progress after 200 ms: an
+ *                    inventory in its callback, but of kind TEMPERATURE, which is closed under; or one that
+ *                    does not look for a stop: InventoryBuffer_G2, InventorySingle_6B, InventoryMultiple_6B,
+ *                    ReadData_G2, WriteData_G2, WriteEPC_G2, ReadData_GB, WriteData_GB, ReadData_JB,
+ *                    WriteData_JB and Fd_ExtReadMemory. Inside a callback of kind TEMPERATURE it closes: 0.
+ *                    CloseComPort does the same for each serial connection.
+ * OpenNetPort        to the address of the handle: it replaces the connection, and waits for the end of an
+ *                    inventory that holds the lock; 51 as connection.h says where FrmHandle names a reader in
+ *                    an inventory. A connection that is being closed is not waited for. Opening anything else,
+ *                    with OpenComPort and AutoOpenComPort too, meets nothing but another OpenNetPort: 51.
  *
  * Behind a close that has returned 0 no callback of the connection begins, but for one that was just being
  * entered, and a callback that runs is waited for only where the table says end: what a callback uses must
- * outlive it. A command that a close meets ends with 48 or 55 by the time the close returns, or as soon as
- * its callback has returned. After a close refused with 51 the connection stays open, and stopped, as
+ * outlive it. A command that a close meets ends some 10 ms behind the close at the latest, or as soon as its
+ * callback has returned: with 48 or 55, Fast_switch_ant_inventory with 0, ReadActiveModeData with 251, or with
+ * its answer if that had just come. After a close refused with 51 the connection stays open, and stopped, as
  * CloseSpecComPort says.
  */
 #ifndef TAGWIRE_CALLS_H

@@ -76,8 +76,9 @@ TAGWIRE_API int AutoOpenComPort(char* port, unsigned char* address, unsigned cha
  *     answer the handshake (whatever the handshake returned), all 255 handles are in use, or memory or
  *     descriptors ran out
  * 51  another OpenNetPort is running; busy (tagwire/calls.h); or the reader behind the handle given in
- *     FrmHandle is in an inventory and an older connection to this address was closed. In the last case the handle of the older connection stays taken for the life of the
- *     process: commands on it give 48 or 55, closing it gives 48
+ *     FrmHandle is in an inventory and an older connection to this address was closed. In the last case the
+ *     handle of the older connection stays taken for the life of the process: commands on it give 48, 51 or
+ *     55, closing it gives 48
  */
 TAGWIRE_API int OpenNetPort(int Port, char* IPaddr, unsigned char* ComAdr, int* FrmHandle);
 

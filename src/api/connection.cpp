@@ -87,8 +87,7 @@ void publish(Reader* reader, int handle, int* FrmHandle)
 int refuse(Reader* reader)
 {
     if (reader->keeping.calm_with_turn.exchange(true)) calm(reader);  // one of an earlier request is enough
-    const bool awaited = reader->keeping.turn_owner.ordered_load() != 0 || reader->Reading;
-    if (!awaited) calm_after_turn(reader);
+    if (!command_in_progress(reader)) calm_after_turn(reader);
     reader->keeping.closing.ordered_store(false);
     return TAGWIRE_BUSY;
 }
@@ -115,7 +114,10 @@ int replace_connection(const char* ip_address, int callers_handle)
     reader->operations.UNLOCK(reader);
     reader->ipPort = 0;
     set_ip_address(reader, "");
-    if (is_in_inventory(callers_handle)) return refuse(reader);
+    if (is_in_inventory(callers_handle)) {
+        reader->keeping.closing.ordered_store(false);  // closed for good all the same, and so is its wake
+        return TAGWIRE_BUSY;
+    }
     destroy(handle, reader);
     return TAGWIRE_OK;
 }

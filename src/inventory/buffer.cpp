@@ -123,8 +123,8 @@ int I_Find_epc_list_cfg(Reader* sthis, u8* address, u8 opt, u8 CardNum, u8* epc,
 int I_Find_epc_by_list(Reader* sthis, u8* address, u8 Fixed_Q, int Antenna, int* CardNum, u8* epc,
                        int* epclen)
 {
-    const FlagRaised reading(sthis->Reading);
     Command command(sthis, address, 0xE7, Inventory::yes);
+    const FlagRaised reading(sthis->Reading);
     clear_scratch(sthis);
     command.bytes({0x01, Fixed_Q}).word(static_cast<unsigned>(Antenna)).send();
     const int result = command.receive_by(&Operations::GetInventory_FindEPC_DataFromPort);

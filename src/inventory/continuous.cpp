@@ -46,37 +46,39 @@ void drop(Stream* stream)
     std::free(stream);
 }
 
-// The run in progress, or the one being started, marked as over, for the caller to drop; null when there is
-// none.
-Stream* take_stream(Reader* reader)
+// A run that is over, unless a stop was quicker.
+void leave_stream(Stream* stream)
 {
-    const Lock lock(reader->keeping.stream_mutex);
-    reader->isStopStocktaking = true;
-    Stream* stream = std::exchange(reader->keeping.stream, nullptr);
-    if (stream != nullptr) stream->over = true;
-    return stream;
+    Keeping& keeping = stream->reader->keeping;
+    if (keeping.stream != stream) return;
+    keeping.stream = nullptr;
+    drop(stream);
 }
 
-// Ends that run. When this returns, its worker does not read the link any more, and will not begin; it may
-// still be handing out what it has read.
+// Ends the run in progress, or the one being started. When this returns, its worker does not read the link
+// any more, and will not begin; it may still be handing out what it has read.
 void end_stream(Reader* reader)
 {
-    Stream* stream = take_stream(reader);
-    if (stream == nullptr) return;
+    Stream* stream = nullptr;
+    {
+        const Lock lock(reader->keeping.stream_mutex);
+        stream = reader->keeping.stream;
+        if (stream == nullptr) {
+            reader->isStopStocktaking = true;
+            return;
+        }
+        stream->over = true;
+        stream->users.add(1);
+    }
     stream->reading.shut();
     wake(reader);
     stream->reading.await_empty();
     calm(reader);
-    drop(stream);
-}
-
-// A run that is over by itself.
-void leave_stream(Stream* stream)
-{
-    Keeping& keeping = stream->reader->keeping;
-    const Lock lock(keeping.stream_mutex);
-    if (keeping.stream != stream) return;
-    keeping.stream = nullptr;
+    {
+        const Lock lock(reader->keeping.stream_mutex);
+        leave_stream(stream);
+        if (reader->keeping.stream == nullptr) reader->isStopStocktaking = true;
+    }
     drop(stream);
 }
 
@@ -124,7 +126,10 @@ void* worker(void* argument)
     auto* stream = static_cast<Stream*>(argument);
     Reader* reader = stream->reader;
     run(stream);
-    leave_stream(stream);
+    {
+        const Lock lock(reader->keeping.stream_mutex);
+        leave_stream(stream);
+    }
     drop(stream);
     release(reader);
     return nullptr;
@@ -179,35 +184,48 @@ void ask_to_start(Reader* reader, Stream* stream, Command& command)
     command.send();
 }
 
-// Starts the worker, unless the stream was stopped since. False when there is no thread to be had.
-bool let_run(Reader* reader, Stream* stream)
+enum class Worker { runs, not_wanted, missing };
+
+// Starts the worker, unless the stream or the connection has ended since.
+Worker start_worker_of(Reader* reader, Stream* stream)
 {
-    const Lock lock(reader->keeping.stream_mutex);
-    if (stream->over) return true;
+    if (stream->over || reader->keeping.retired) return Worker::not_wanted;
     reader->isStopStocktaking = false;
     retain(reader);
     stream->users.add(1);
-    if (start_worker(stream)) return true;
+    if (start_worker(stream)) return Worker::runs;
     reader->isStopStocktaking = true;
     drop(stream);
     release(reader);
-    return false;
+    return Worker::missing;
 }
 
 constexpr u8 start_command = 0x50;
 constexpr u8 stop_command = 0x51;
 constexpr u8 abort_command = 0x93;
 
-// The reader's status, or what went wrong with its answer; `runs` is false where only the thread was missing.
-int start(Reader* sthis, u8* address, u8 target, Stream* stream, bool& runs)
+// Asks the reader to begin and starts the worker if it does. Its status, or what went wrong with its answer.
+int begin_reading(Reader* sthis, u8* address, u8 target, Stream* stream, Worker& worker)
 {
     Command command(sthis, address, start_command);
     ask_to_start(sthis, stream, command.byte(target));
     const int result = command.receive();
     const int status = result != TAGWIRE_OK ? result : command.response().status();
-    runs = status != TAGWIRE_OK || let_run(sthis, stream);
-    if (status != TAGWIRE_OK) leave_stream(stream);
-    return status;
+    const Lock lock(sthis->keeping.stream_mutex);
+    worker = status == TAGWIRE_OK ? start_worker_of(sthis, stream) : Worker::not_wanted;
+    if (worker != Worker::runs) leave_stream(stream);
+    return status == TAGWIRE_OK && sthis->keeping.retired ? TAGWIRE_NO_ANSWER : status;
+}
+
+// Ends whatever streams, and sends in one step with finding that nothing does: a start behind it sends behind
+// it.
+template <class Send> int send_stop(Reader* reader, Send send)
+{
+    for (;;) {
+        end_stream(reader);
+        const Lock lock(reader->keeping.stream_mutex);
+        if (reader->keeping.stream == nullptr) return send();
+    }
 }
 
 // Sends a frame without data past the command in progress, whose buffers it leaves alone, and waits for
@@ -240,27 +258,31 @@ int I_StartRead(Reader* sthis, u8* address, u8 target)
     // Before the reader is asked, so that there is no reading without a worker.
     Stream* stream = make_stream(sthis);
     if (stream == nullptr) return TAGWIRE_NO_ANSWER;
-    bool runs = false;
-    const int status = start(sthis, address, target, stream, runs);
+    Worker worker = Worker::not_wanted;
+    const int status = begin_reading(sthis, address, target, stream, worker);
     drop(stream);
-    if (runs) return status;
+    if (worker != Worker::missing) return status;
     sthis->operations.StopRead(sthis, address);
     return TAGWIRE_NO_ANSWER;
 }
 
-// The reader is told in any case. Where another command has its turn too long, or this is a callback of it,
-// its receiver is left to skip the answer.
+// The reader is told in any case. Where another command does not leave its turn, or this is a callback of it,
+// the answer is left to its receiver.
 int I_StopRead(Reader* sthis, u8* address)
 {
     constexpr int turn_limit_ms = 200;
-    end_stream(sthis);
     const bool inside = inside_own_turn(sthis);
     Turn turn(sthis, Purpose::stop);
-    const bool alone = !inside && turn.take_within(turn_limit_ms);
-    end_stream(sthis);  // one that was being started meanwhile
-    if (alone) return Command(sthis, address, stop_command).exchange_amid_reports(AddressEcho::never);
-    send_aside(sthis, *address, stop_command);
-    return TAGWIRE_NO_ANSWER;
+    end_stream(sthis);
+    if (inside || !turn.take_within(turn_limit_ms)) {
+        send_stop(sthis, [&] { return send_aside(sthis, *address, stop_command); });
+        return TAGWIRE_NO_ANSWER;
+    }
+    Command command(sthis, address, stop_command);
+    send_stop(sthis, [&] { return command.send(); });
+    if (const int result = command.receive_by(&Operations::AutoGetDataFromPort)) return result;
+    if (const int problem = command.check()) return problem;
+    return command.response().status();
 }
 
 int I_StopImmediately(Reader* sthis, u8* address)

@@ -32,8 +32,8 @@ int I_Inventory_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem
                    u8* MaskData, u8 MaskFlag, u8 AdrTID, u8 LenTID, u8 TIDFlag, u8 Target, u8 InAnt,
                    u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    const FlagRaised reading(sthis->Reading);
     Command command(sthis, address, 0x01, Inventory::yes);
+    const FlagRaised reading(sthis->Reading);
     command.bytes({QValue, Session}).add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.add_if(TIDFlag, {AdrTID, LenTID}).add_if(FastFlag, {Target, InAnt, Scantime});
     return run_inventory(sthis, command, rules_for(QValue, ListLength::zeroed),

@@ -41,7 +41,9 @@ Wait wait_until(Reader* reader, int fd, short events, std::int64_t end)
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) return Wait::failed;
         if (ready == 0) return Wait::timeout;
-        if (watched[0].revents != 0 && inside_own_turn(reader)) calm_after_turn(reader);
+        const bool is_receiver =
+            (events & POLLIN) != 0 && inside_own_turn(reader) && command_in_progress(reader);
+        if (watched[0].revents != 0 && is_receiver) calm_after_turn(reader);
         const int seen = watched[1].revents;
         if ((seen & POLLNVAL) != 0) return Wait::failed;
         if ((seen & (POLLHUP | POLLRDHUP | POLLERR)) != 0) return Wait::hung_up;

@@ -31,6 +31,13 @@ inline bool inside_own_turn(const Reader* reader)
 // comes from inside the command that uses them.
 void clear_received(Reader* reader, Purpose purpose);
 
+// A command has its turn, no stop.
+inline bool command_in_progress(const Reader* reader)
+{
+    const unsigned long owner = reader->keeping.turn_owner.ordered_load();
+    return owner != 0 && (owner & detail::stop_mark) == 0;
+}
+
 // Ends a wake() that was to last until the command in progress has seen it.
 inline void calm_after_turn(Reader* reader)
 {
@@ -49,7 +56,7 @@ class Turn {
     {
         if (!taken_) return;
         reader_->keeping.turn_owner.ordered_store(0);
-        calm_after_turn(reader_);
+        if (purpose_ == Purpose::command) calm_after_turn(reader_);
     }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
@@ -66,8 +73,8 @@ class Turn {
     }
 
   private:
-    // Longer than a stop takes on any link.
-    static constexpr int longest_stop_ms = 1500;
+    // Longer than a stop takes on any link: room to send, its answer, and the end of what streamed.
+    static constexpr int longest_stop_ms = 4000;
 
     // Who has it instead; 0 when it was free, and is taken now.
     unsigned long take()

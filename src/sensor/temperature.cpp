@@ -106,8 +106,8 @@ int I_Inventory_Temperature_Ast010(Reader* sthis, u8* address, u8 QValue, u8 Ses
                                    u8 MaskLen, u8* MaskData, u8 MaskFlag, u8 Target, u8 InAnt, u8 Scantime,
                                    u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)
 {
-    const FlagRaised reading(sthis->Reading);
     Command command(sthis, address, 0xB1, Inventory::yes);
+    const FlagRaised reading(sthis->Reading);
     command.bytes({QValue, Session}).add_if(MaskFlag, Mask{MaskMem, MaskAdr, MaskLen, MaskData});
     command.add_if(FastFlag, {Target, InAnt, Scantime});
     return run_inventory(sthis, command, plain_inventory, {pEPCList, Ant, Totallen, CardNum});

@@ -259,7 +259,10 @@ void expect_beside_as_told(std::uint8_t command, int (*other)(int))
 {
     const ShortPauses short_pauses;
     for_all_calls([&](const RowCall& call, Link link) {
-        if (told_results().at(call.row).at("beside") == "any") return;
+        const std::string& told = told_results().at(call.row).at("beside");
+        const bool takes_turns =
+            other != unlocked_inventory && std::string_view(call.row) == "locked inventory";
+        if (told.find("any") != std::string::npos && !takes_turns) return;
         Place place(link);
         Callback callback;
         callback.hold_first();
