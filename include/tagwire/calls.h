@@ -109,39 +109,40 @@
  *   OpenNetPort          -/2420     -/0        -/2420     -/end      -/2220
  *
  * command            Every call that sends something and is not named in another row.
- * any                Two commands at once are the caller's mistake: what they return is not told, and what they
- *                    wait for neither; nothing is written outside of the outputs of either.
+ * any                Two commands at once are the caller's mistake: what they return is not told, and what
+ *                    they wait for neither; nothing is written outside of the outputs of either.
  * locked inventory   waits until another one on the handle has ended, and until a close has: end.
- * StopRead           While a StartRead waits for its answer, that one returns what the reader says, without
- *                    reading having begun. Where another command does not leave the connection within 200 ms,
- *                    or the caller is inside a callback, the stop is sent and 48 returned. Its answer is left
- *                    to that command: inventories of the kinds INVENTORY, SWITCHING and TEMPERATURE skip it, so
- *                    do PICKED, MEMORY, SCAN and TABLE; others take it for their own and give 49, 238 or what
- *                    it says. Once StopRead has returned, reading does not run and the reader was told,
- *                    whatever was under way.
- * InitRFIDCallBack   may be called at any time and waits for nothing. It counts from the next tag on; what the
- *                    inventory in progress does with its list was decided as it began.
- * CloseNetPort       51 for Inventory_G2, Inventory_Temperature_Ast010 and Find_epc_by_list of another thread,
- *                    which end with 48 as soon as no callback of theirs runs. It waits for the end of the other
- *                    four that hold the lock, which comes as soon: end. It does not wait for any other command,
- *                    nor for a callback of one.
+ * StopRead           While a StartRead waits for its answer, that one returns what the reader says,
+ *                    without reading having begun. Where another command does not leave the connection
+ *                    within 200 ms, or the caller is inside a callback, the stop is sent and 48 returned.
+ *                    Its answer is left to that command: inventories of the kinds INVENTORY, SWITCHING and
+ *                    TEMPERATURE skip it, so do PICKED, MEMORY, SCAN and TABLE; others take it for their
+ *                    own and give 49, 238 or what it says. Once StopRead has returned, reading does not
+ *                    run and the reader was told, whatever was under way.
+ * InitRFIDCallBack   may be called at any time and waits for nothing. It counts from the next tag on; what
+ *                    the inventory in progress does with its list was decided as it began.
+ * CloseNetPort       51 for Inventory_G2, Inventory_Temperature_Ast010 and Find_epc_by_list of another
+ *                    thread, which end with 48 as soon as no callback of theirs runs. It waits for the end
+ *                    of the other four that hold the lock, which comes as soon: end. It does not wait for
+ *                    any other command, nor for a callback of one.
  * CloseSpecComPort   51 where a command that is answered at length is still in progress after 200 ms: an
- *                    inventory in its callback, but of kind TEMPERATURE, which is closed under; or one that
- *                    does not look for a stop: InventoryBuffer_G2, InventorySingle_6B, InventoryMultiple_6B,
- *                    ReadData_G2, WriteData_G2, WriteEPC_G2, ReadData_GB, WriteData_GB, ReadData_JB,
- *                    WriteData_JB and Fd_ExtReadMemory. Inside a callback of kind TEMPERATURE it closes: 0.
- *                    CloseComPort does the same for each serial connection.
+ *                    inventory in its callback, but of kind TEMPERATURE, which is closed under; or one
+ *                    that does not look for a stop: InventoryBuffer_G2, InventorySingle_6B,
+ *                    InventoryMultiple_6B, ReadData_G2, WriteData_G2, WriteEPC_G2, ReadData_GB,
+ *                    WriteData_GB, ReadData_JB, WriteData_JB and Fd_ExtReadMemory. Inside a callback of
+ *                    kind TEMPERATURE it closes: 0. CloseComPort does the same for each serial connection.
  * OpenNetPort        to the address of the handle: it replaces the connection, and waits for the end of an
- *                    inventory that holds the lock; 51 as connection.h says where FrmHandle names a reader in
- *                    an inventory. A connection that is being closed is not waited for. Opening anything else,
- *                    with OpenComPort and AutoOpenComPort too, meets nothing but another OpenNetPort: 51.
+ *                    inventory that holds the lock; 51 as connection.h says where FrmHandle names a reader
+ *                    in an inventory. A connection that is being closed is not waited for. Opening
+ *                    anything else, with OpenComPort and AutoOpenComPort too, meets nothing but another
+ *                    OpenNetPort: 51.
  *
  * Behind a close that has returned 0 no callback of the connection begins, but for one that was just being
  * entered, and a callback that runs is waited for only where the table says end: what a callback uses must
  * outlive it. A command that a close meets ends some 10 ms behind the close at the latest, or as soon as its
- * callback has returned: with 48 or 55, Fast_switch_ant_inventory with 0, ReadActiveModeData with 251, or with
- * its answer if that had just come. After a close refused with 51 the connection stays open, and stopped, as
- * CloseSpecComPort says.
+ * callback has returned: with 48 or 55, Fast_switch_ant_inventory with 0, ReadActiveModeData with 251, or
+ * with its answer if that had just come. After a close refused with 51 the connection stays open, and
+ * stopped, as CloseSpecComPort says.
  */
 #ifndef TAGWIRE_CALLS_H
 #define TAGWIRE_CALLS_H
