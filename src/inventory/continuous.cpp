@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
-#include <utility>
 
 #include "link/clock.h"
 #include "link/command.h"
