@@ -1,9 +1,9 @@
 // Continuous reading: the reader pushes a report for every tag, a worker thread hands them to the callback.
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
+#include "inventory/stream.h"
 #include "link/clock.h"
 #include "link/command.h"
 #include "link/descriptor.h"
@@ -12,38 +12,9 @@
 
 namespace tagwire {
 
-// One run of continuous reading, from the question to the reader until its worker ends. A later run has a
-// Stream of its own, so that a worker that was stopped inside its callback finds its own run over, whatever
-// was started since.
-struct Stream {
-    Reader* reader;
-    Atomic<unsigned> users;  // whoever starts it, then its worker; the Reader; a StopRead that waits for it
-    Atomic<bool> over;       // stopped: no worker, or no further cycle
-    Gate reading;            // around the worker's reads of the link
-    u8 chunk[buffer_size];
-    u8 assembly[buffer_size];
-};
-
 namespace {
 
 constexpr u8 report_command = 0xEE;
-
-Stream* make_stream(Reader* reader)
-{
-    auto* stream = static_cast<Stream*>(std::calloc(1, sizeof(Stream)));
-    if (stream == nullptr) return nullptr;
-    stream->reader = reader;
-    stream->users = 1;
-    stream->reading.init();
-    return stream;
-}
-
-void drop(Stream* stream)
-{
-    if (stream->users.subtract(1) != 0) return;
-    stream->reading.destroy();
-    std::free(stream);
-}
 
 // A run that is over, unless a stop was quicker.
 void leave_stream(Stream* stream)
