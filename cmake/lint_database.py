@@ -10,7 +10,7 @@ import pathlib
 import re
 import sys
 
-SHIPPED = re.compile(r"CMakeFiles/(tagwire|tagwire_sim|tagwire-sim|tagwire_tool|tagwire-tool)\.dir/")
+SHIPPED = re.compile(r"CMakeFiles/(tagwire|tagwire_engine|tagwirexx|tagwire_sim|tagwire-sim|tagwire_tool|tagwire-tool)\.dir/")
 INCLUDED = re.compile(r'^#include "(.*\.cpp)"', re.MULTILINE)
 
 
@@ -27,7 +27,7 @@ def main():
     build, database = map(pathlib.Path, sys.argv[1:])
     entries = json.loads((build / "compile_commands.json").read_text())
     units = [entry for entry in entries if SHIPPED.search(entry["command"]) and entry["file"][-2:] in ("pp", "xx")]
-    sources = [source for unit in units for source in members(unit)]
+    sources = [source for unit in units if "tagwire_tool" not in unit["command"] for source in members(unit)]
     database.mkdir(exist_ok=True)
     both = {entry["file"]: entry for entry in units + sources}
     (database / "compile_commands.json").write_text(json.dumps(list(both.values())))
