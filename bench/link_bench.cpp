@@ -11,7 +11,7 @@
 #include "support/bytes.h"
 #include "support/test_reader.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 void crc_of_a_frame(benchmark::State& state)
@@ -139,4 +139,4 @@ void the_same_bytes_without_the_library(benchmark::State& state)
 BENCHMARK(the_same_bytes_without_the_library)->UseRealTime();
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static Reader* reader = Create_Reader();
     reader->MypCallBack = check;
     // On the heap, so that a read past its end is seen.
-    auto* frame = new tagwire::FrameCopy{};
+    auto* frame = new tagwire::engine::FrameCopy{};
     std::memcpy(frame->bytes, data + 1, std::min<std::size_t>(size - 1, 256));
     reader->operations.parserRidTag(reader, frame->bytes, data[0]);
     delete frame;

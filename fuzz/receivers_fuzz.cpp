@@ -24,7 +24,7 @@ int read_chunk(Reader* /*sthis*/, u8* to)
 {
     if (input.at == input.end) {
         // Nothing comes any more: no reason to wait for the end of a limit in steps of some milliseconds.
-        tagwire::test::VirtualTime::advance_ms(500);
+        tagwire::engine::test::VirtualTime::advance_ms(500);
         return 0;
     }
     const auto left = static_cast<std::size_t>(input.end - input.at);
@@ -37,7 +37,8 @@ int read_chunk(Reader* /*sthis*/, u8* to)
 // There is no link to look at: a wait is time that passes.
 int wait_in_vain(pollfd* /*fds*/, nfds_t /*count*/, const timespec* limit)
 {
-    tagwire::test::VirtualTime::advance_ms(limit->tv_sec * 1000 + (limit->tv_nsec + 999'999) / 1'000'000);
+    tagwire::engine::test::VirtualTime::advance_ms(limit->tv_sec * 1000 +
+                                                   (limit->tv_nsec + 999'999) / 1'000'000);
     return 0;
 }
 
@@ -97,8 +98,8 @@ void inventory(Reader* reader, std::uint8_t q)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     if (size < 3) return 0;
-    const tagwire::test::VirtualTime time;
-    tagwire::sys::calls.ppoll = wait_in_vain;
+    const tagwire::engine::test::VirtualTime time;
+    tagwire::engine::sys::calls.ppoll = wait_in_vain;
     Reader* reader = fresh_reader();
     reader->m_type = data[1] & 1;
     reader->sServer = 1000000;  // never used: reads come from the input, sends fail
@@ -114,6 +115,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         inventory(reader, data[1]);
     else
         receive(reader, which, data[2]);
-    if (reader->recvLength < 0 || reader->recvLength > tagwire::buffer_size) std::abort();
+    if (reader->recvLength < 0 || reader->recvLength > tagwire::engine::buffer_size) std::abort();
     return 0;
 }

@@ -11,6 +11,8 @@
 
 namespace tagwire::sim {
 
+namespace frame = engine::frame;
+
 namespace {
 
 using Kind = Fault::Kind;

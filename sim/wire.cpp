@@ -7,11 +7,13 @@
 
 namespace tagwire::sim {
 
+namespace frame = engine::frame;
+
 void seal(Bytes& frame)
 {
     if (frame.size() < frame::crc_size) return;
     const std::size_t covered = frame.size() - frame::crc_size;
-    const std::uint16_t crc = crc16(frame.data(), covered);
+    const std::uint16_t crc = engine::crc16(frame.data(), covered);
     frame[covered] = static_cast<std::uint8_t>(crc & 0xFFU);
     frame[covered + 1] = static_cast<std::uint8_t>(crc >> 8U);
 }
@@ -89,7 +91,7 @@ bool RequestParser::is_good_frame(std::size_t at) const
 {
     const std::size_t size = frame::length(buffer_[at]);
     if (size < frame::shortest_request || size > buffer_.size() - at) return false;
-    return crc16(buffer_.data() + at, size) == 0;
+    return engine::crc16(buffer_.data() + at, size) == 0;
 }
 
 // In step, an incomplete frame may well hold bytes that look like another one.

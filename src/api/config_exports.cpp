@@ -5,7 +5,7 @@
 #include "tagwire/rf.h"
 #include "tagwire/settings.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int SetAddress(u8* address, u8 ComAdrData, int FrmHandle)
 {

@@ -6,7 +6,7 @@
 #include "link/turn.h"
 #include "tagwire/result.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // Continuous reading runs.
 inline bool reads(const Reader* reader) { return !reader->isStopStocktaking; }
@@ -53,4 +53,4 @@ template <auto Slot, class... Arguments> int unbusy(int FrmHandle, Arguments... 
     return (reader->operations.*Slot)(reader.get(), arguments...);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

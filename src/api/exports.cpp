@@ -5,7 +5,7 @@
 #include "api/exported.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 // The export of an operation has its parameters without the Reader, and the handle behind them.
@@ -29,9 +29,9 @@ template <class... Parameters> struct ExportOf<int(Reader*, Parameters...)> {
 #undef INTERNAL
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 // Reader information
 

@@ -1,11 +1,11 @@
 #include "api/handles.h"
 
-#include <cstring>
+#include "link/connection.h"
 
 Reader* EthReader[256];
 bool isOpening;
 
-namespace tagwire {
+namespace tagwire::engine {
 
 pthread_mutex_t table_mutex = PTHREAD_MUTEX_INITIALIZER;
 
@@ -57,11 +57,11 @@ Reader* find_by_address(const char* ip_address, int& handle)
     const Lock lock(table_mutex);
     for (handle = first_handle; handle <= last_handle; ++handle) {
         Reader* reader = slot(handle);
-        if (reader == nullptr || std::strcmp(reader->ipAddress, ip_address) != 0) continue;
+        if (reader == nullptr || !has_ip_address(reader, ip_address)) continue;
         retain(reader);
         return reader;
     }
     return nullptr;
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

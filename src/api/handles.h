@@ -10,7 +10,7 @@ TAGWIRE_API extern Reader* EthReader[256];
 TAGWIRE_API extern bool isOpening;
 }
 
-namespace tagwire {
+namespace tagwire::engine {
 
 inline constexpr int first_handle = 1;
 inline constexpr int last_handle = 255;
@@ -50,4 +50,4 @@ void clear_slot(int handle, const Reader* reader);
 // none.
 Reader* find_by_address(const char* ip_address, int& handle);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

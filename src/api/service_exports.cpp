@@ -6,7 +6,7 @@
 #include "tagwire/sensor.h"
 #include "tagwire/update.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int GetTagTemperature(u8* address, u8* EPC, u8 ENum, u8 WordPtr, u8 WaitTime, u8 ReadWordPtr, u8 ReadWordCnt,
                       u8 ReadWordFlag, u8* Data, int* Errorcode, int FrmHandle)

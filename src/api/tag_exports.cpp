@@ -7,7 +7,7 @@
 #include "tagwire/security.h"
 #include "tagwire/select.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int ReadData_G2(u8* address, u8* EPC, u8 ENum, u8 Mem, u8 WordPtr, u8 Num, u8* Password, u8 MaskMem,
                 u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data, int* Errorcode, int FrmHandle)

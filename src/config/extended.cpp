@@ -2,7 +2,7 @@
 // it.
 #include "link/command.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_SetCalibrationPowerType(Reader* sthis, u8* address, u8 powerType)
 {

@@ -1,7 +1,7 @@
 // Beeper and LED, relays, inputs and outputs, Wiegand output, triggers and the report filter.
 #include "link/command.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_BuzzerAndLEDControl(Reader* sthis, u8* address, u8 AvtiveTime, u8 SilentTime, u8 Times)
 {

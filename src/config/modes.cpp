@@ -1,7 +1,7 @@
 // Work modes, the parameters of reading without a host, and numbered parameters.
 #include "tagops/addressing.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_SetWorkMode(Reader* sthis, u8* address, u8 Read_mode)
 {

@@ -4,7 +4,7 @@
 
 #include "link/command.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_SetRegion(Reader* sthis, u8* address, u8 dmaxfre, u8 dminfre)
 {

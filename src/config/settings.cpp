@@ -4,7 +4,7 @@
 #include "link/system.h"
 #include "tagops/addressing.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_SetAddress(Reader* sthis, u8* address, u8 ComAdrData)
 {

@@ -5,7 +5,7 @@
 #include "inventory/tag_frames.h"
 #include "tagops/addressing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 // Bytes of the receive buffer; behind it are zeros.
@@ -22,9 +22,9 @@ void take_buffered(const Reader* reader, int front, u8* list, int* length, int* 
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_InventoryBuffer_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem, u8* MaskAdr,
                          u8 MaskLen, u8* MaskData, u8 MaskFlag, u8 AdrTID, u8 LenTID, u8 TIDFlag, u8 Target,

@@ -7,14 +7,12 @@
 #include "link/clock.h"
 #include "link/command.h"
 #include "link/descriptor.h"
-#include "link/framing.h"
+#include "link/questions.h"
 #include "link/system.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 namespace {
-
-constexpr u8 report_command = 0xEE;
 
 // A run that is over, unless a stop was quicker.
 void leave_stream(Stream* stream)
@@ -57,11 +55,6 @@ bool is_report_head(const Reader* /*reader*/, const Assembly& bytes, int command
     return bytes[0] > 3 && bytes[2] == command;
 }
 
-bool is_report(const FrameCopy& frame)
-{
-    return frame.bytes[frame::command] == report_command && frame.status() == 0;
-}
-
 // Reads one chunk and rests when there is none, unless the run was stopped meanwhile.
 int read_chunk(Stream* stream)
 {
@@ -81,7 +74,7 @@ void run(Stream* stream)
     };
     const auto accept = [&](FrameCopy& frame) -> Outcome {
         if (is_report(frame) && reader->MypCallBack != nullptr)
-            reader->operations.parserRidTag(reader, frame.bytes, 0x50);
+            reader->operations.parserRidTag(reader, frame.bytes, report_layout);
         return {};
     };
     do {
@@ -170,8 +163,6 @@ Worker start_worker_of(Reader* reader, Stream* stream)
     return Worker::missing;
 }
 
-constexpr u8 start_command = 0x50;
-constexpr u8 stop_command = 0x51;
 constexpr u8 abort_command = 0x93;
 
 // Asks the reader to begin and starts the worker if it does. Its status, or what went wrong with its answer.
@@ -219,9 +210,9 @@ int read_raw(Reader* sthis, u8* to, int* count)
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_StartRead(Reader* sthis, u8* address, u8 target)
 {

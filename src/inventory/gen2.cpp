@@ -2,7 +2,7 @@
 #include "inventory/tag_frames.h"
 #include "tagops/addressing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 InventoryRules rules_for(u8 QValue, ListLength callback_only)
@@ -24,9 +24,9 @@ int fast_inventory(Reader* sthis, u8* address, u8 code, u8 QValue, u8 Session, u
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_Inventory_G2(Reader* sthis, u8* address, u8 QValue, u8 Session, u8 MaskMem, u8* MaskAdr, u8 MaskLen,
                    u8* MaskData, u8 MaskFlag, u8 AdrTID, u8 LenTID, u8 TIDFlag, u8 Target, u8 InAnt,

@@ -9,7 +9,7 @@
 #include "link/descriptor.h"
 #include "link/framing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr int silence_limit_ms = 5000;
@@ -288,9 +288,9 @@ bool find_buffer_information(const u8* bytes, int& front, int& left)
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_GetInventoryDataFromPort1(Reader* sthis, u8* Recv, int* pLengthOfRecved, int cmd)
 {

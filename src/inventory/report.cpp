@@ -1,9 +1,8 @@
 // The tag decoder: one frame in, one callback per tag out.
-#include "link/framing.h"
-
 #include "link/hex.h"
+#include "link/questions.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr std::size_t first_record = 6;
@@ -96,15 +95,15 @@ void report_record(Reader* reader, Cursor& cursor, const Layout& layout, u8 ante
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
 // `btFrm` points to 300 bytes: the frame and zeros. A report of continuous reading (0x50) carries one tag and
 // no count.
 void I_parserRidTag(Reader* sthis, u8* btFrm, int cmd)
 {
-    using namespace tagwire;
+    using namespace tagwire::engine;
     const u8 antenna = btFrm[4];
-    if (cmd == 0x50) {
+    if (cmd == report_layout) {
         Cursor cursor(btFrm, first_record - 1);
         report_record(sthis, cursor, plain, antenna);
         return;

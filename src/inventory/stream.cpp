@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-namespace tagwire {
+namespace tagwire::engine {
 
 Stream* make_stream(Reader* reader)
 {
@@ -21,4 +21,4 @@ void drop(Stream* stream)
     std::free(stream);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

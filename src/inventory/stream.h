@@ -3,7 +3,7 @@
 
 #include "reader/reader.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // One run of continuous reading, from the question to the reader until its worker ends. A later run has a
 // Stream of its own, so that a worker that was stopped inside its callback finds its own run over, whatever
@@ -23,4 +23,4 @@ Stream* make_stream(Reader* reader);
 // One user less; the last one frees it.
 void drop(Stream* stream);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace tagwire {
+namespace tagwire::engine {
 
 FrameWalk::FrameWalk(Reader* reader, const TagFrameLayout& layout)
     : layout_(layout), frames_(reader->szBuff), list_(reader->szBuff1),
@@ -91,4 +91,4 @@ int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, 
     return walk.front_status();
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -4,7 +4,7 @@
 
 #include "link/command.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // Where an inventory's outcome goes. Null outputs are left out.
 struct TagOutputs {
@@ -121,4 +121,4 @@ inline bool asks_for_statistics(u8 QValue) { return (QValue & 0x80) != 0; }
 // Sends the inventory, receives its frames and hands them out.
 int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, const TagOutputs& out);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -5,7 +5,7 @@
 
 #include "reader/operations.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // A window over a buffer: bytes are dropped by moving a cursor, so that finding the next frame in noise takes
 // time in proportion to the noise.
@@ -57,4 +57,4 @@ class Assembly {
     int end_ = 0;
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

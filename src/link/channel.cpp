@@ -4,7 +4,7 @@
 #include "link/tcp.h"
 #include "tagwire/result.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 void I_LOCK(Reader* sthis)
 {

@@ -4,7 +4,7 @@
 
 #include "link/system.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr std::int64_t ns_per_s = 1'000'000'000;
@@ -29,13 +29,13 @@ void sleep_ms(int milliseconds)
     }
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
 std::int64_t getCurrentTimeMsec()
 {
     timespec now{};
-    tagwire::sys::calls.clock(&now);
+    tagwire::engine::sys::calls.clock(&now);
     const std::uint32_t wrapped = static_cast<std::uint32_t>(now.tv_sec) * 1000U +
-                                  static_cast<std::uint32_t>(now.tv_nsec / tagwire::ns_per_ms);
+                                  static_cast<std::uint32_t>(now.tv_nsec / tagwire::engine::ns_per_ms);
     return static_cast<std::int32_t>(wrapped);
 }

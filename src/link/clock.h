@@ -11,9 +11,9 @@ extern "C" {
 TAGWIRE_API std::int64_t getCurrentTimeMsec();
 }
 
-namespace tagwire {
+namespace tagwire::engine {
 
 std::int64_t monotonic_ns();      // does not wrap
 void sleep_ms(int milliseconds);  // whole, whatever signals arrive
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

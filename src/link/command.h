@@ -24,7 +24,7 @@
 #include "link/response.h"
 #include "link/turn.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // The first bytes of the receive buffer that a command clears before it sends.
 inline constexpr int cleared_by_command = 5000;
@@ -238,4 +238,4 @@ class Command {
     std::size_t end_ = frame::request_data;
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

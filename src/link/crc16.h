@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tagwire {
+namespace tagwire::engine {
 
 inline constexpr std::uint16_t crc16_preset = 0xFFFF;
 
@@ -35,4 +35,4 @@ constexpr std::uint16_t crc16(const std::uint8_t* bytes, std::size_t count, std:
     return crc;
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

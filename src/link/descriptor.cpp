@@ -7,7 +7,7 @@
 #include "link/system.h"
 #include "link/turn.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr std::int64_t ns_per_s = 1'000'000'000;
@@ -135,4 +135,4 @@ void rest_until_input(Reader* reader)
     }
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

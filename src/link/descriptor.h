@@ -3,7 +3,7 @@
 
 #include "reader/reader.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 inline constexpr int serial_link = 0;
 inline constexpr int tcp_link = 1;
@@ -54,4 +54,4 @@ void pause_for_input(Reader* reader, int limit_ms);
 // woken on one that can bring nothing any more.
 void rest_until_input(Reader* reader);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

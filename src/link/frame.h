@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tagwire::frame {
+namespace tagwire::engine::frame {
 
 inline constexpr std::size_t len = 0;
 inline constexpr std::size_t address = 1;
@@ -25,4 +25,4 @@ inline constexpr std::size_t shortest_response = 6;
 // The whole length of the frame that starts with this Len byte.
 constexpr std::size_t length(std::uint8_t len_byte) { return static_cast<std::size_t>(len_byte) + 1; }
 
-}  // namespace tagwire::frame
+}  // namespace tagwire::engine::frame

@@ -7,7 +7,7 @@
 // in front of the buffer is dropped.
 void I_GetCRC(Reader* /*sthis*/, u8* data, int n)
 {
-    const std::uint16_t crc = tagwire::crc16(data, n > 0 ? static_cast<std::size_t>(n) : 0);
+    const std::uint16_t crc = tagwire::engine::crc16(data, n > 0 ? static_cast<std::size_t>(n) : 0);
     if (n >= 0) data[n] = static_cast<u8>(crc & 0xFFU);
     if (n >= -1) data[n + 1] = static_cast<u8>(crc >> 8U);
 }

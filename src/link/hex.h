@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tagwire {
+namespace tagwire::engine {
 
 inline constexpr char hex_digits[] = "0123456789ABCDEF";
 
@@ -18,4 +18,4 @@ inline char* write_hex(char* to, const std::uint8_t* bytes, std::size_t count)
     return to;
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -1,13 +1,14 @@
 // Who is the reader? The first command is also the handshake of every open.
 #include "link/command.h"
+#include "link/questions.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_GetReaderInformation(Reader* sthis, u8* ComAdr, u8* VersionInfo, u8* ReaderType, u8* TrType,
                            u8* dmaxfre, u8* dminfre, u8* powerdBm, u8* ScanTime, u8* Ant, u8* BeepEn,
                            u8* OutputRep, u8* CheckAnt)
 {
-    Command command(sthis, ComAdr, 0x21);
+    Command command(sthis, ComAdr, information_command);
     command.send(Clear::no);
     if (const int result = command.receive_by(&Operations::AutoGetDataFromPort)) return result;
     if (const int result = command.check()) return result;

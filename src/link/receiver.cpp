@@ -6,7 +6,7 @@
 #include "link/frame.h"
 #include "tagwire/result.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr int first_byte_limit_ms = 1500;
@@ -16,9 +16,9 @@ constexpr int whole_frame_limit_ms = 2000;
 constexpr int receive_room = buffer_size - static_cast<int>(frame::crc_size);
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 // The frame is taken from the start of the buffer: bytes in front of it are not skipped. The count returned
 // is that of all bytes read, which may be more than the frame.

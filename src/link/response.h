@@ -7,7 +7,7 @@
 #include "reader/reader.h"
 #include "tagwire/result.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // The data of an answer in the receive buffer, counted from the byte behind the status.
 class Response {
@@ -82,4 +82,4 @@ struct ErrorRule {
     }
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

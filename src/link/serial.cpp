@@ -9,7 +9,7 @@
 #include "link/turn.h"
 #include "tagwire/result.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // A record lock does not refuse the process that holds it, and closing a second descriptor of a device would
 // drop the lock of the first. So the devices that are open here are kept in a list, and none is opened twice.
@@ -222,9 +222,9 @@ int send_stop_serial(Reader* reader, u8* frame, unsigned count)
     return write_frame(reader, link.fd(), frame, count);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_trylock_fd(Reader* /*sthis*/, int fd) { return set_region_lock(fd, F_WRLCK); }
 

@@ -5,7 +5,7 @@
 
 #include "reader/reader.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // The speed of a baud index: 0 9600, 1 19200, 2 38400, 5 57600, 6 115200, 7 921600, any other 57600.
 speed_t line_speed(u8 baud);
@@ -23,4 +23,4 @@ int send_stop_serial(Reader* reader, u8* frame, unsigned count);
 // Shuts the link and closes its device, whose number stays in hCommPort. False when it was closed already.
 bool close_port(Reader* reader);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

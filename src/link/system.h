@@ -16,7 +16,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace tagwire::sys {
+namespace tagwire::engine::sys {
 
 struct Direct {
     static int open(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
@@ -97,4 +97,4 @@ inline constexpr Direct calls;
 
 #endif
 
-}  // namespace tagwire::sys
+}  // namespace tagwire::engine::sys

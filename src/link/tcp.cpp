@@ -9,7 +9,7 @@
 #include "link/tcp.h"
 #include "tagwire/result.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr int tcp_limit_ms = 1000;
@@ -76,9 +76,9 @@ int send_tcp(Reader* reader, u8* frame, unsigned count, Purpose purpose)
     return TAGWIRE_OK;
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_Open_Net(Reader* sthis, int Port, char* IPaddr)
 {

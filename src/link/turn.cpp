@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace tagwire {
+namespace tagwire::engine {
 
 void clear_received(Reader* reader, Purpose purpose)
 {
@@ -16,4 +16,4 @@ void clear_received(Reader* reader, Purpose purpose)
     std::memset(reader->recvBuff, 0, cleared_by_send);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

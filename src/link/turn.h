@@ -9,7 +9,7 @@
 #include "link/clock.h"
 #include "reader/reader.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 enum class Purpose : unsigned long { command = 0, stop = 1 };
 
@@ -101,4 +101,4 @@ class Turn {
     bool taken_ = false;
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

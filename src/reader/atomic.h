@@ -2,7 +2,7 @@
 // Reader can start as zeroed memory.
 #pragma once
 
-namespace tagwire {
+namespace tagwire::engine {
 
 template <class T> class Atomic {
   public:
@@ -47,4 +47,4 @@ template <class T> class Atomic {
 
 static_assert(sizeof(Atomic<bool>) == 1);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -1,6 +1,6 @@
 #include "reader/gate.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 void Gate::init()
 {
@@ -29,4 +29,4 @@ void Gate::announce_empty()
     pthread_cond_broadcast(&emptied_);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -7,7 +7,7 @@
 #include "reader/atomic.h"
 #include "reader/lock.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 class Gate {
   public:
@@ -64,4 +64,4 @@ class Passage {
     bool inside_;
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -3,7 +3,7 @@
 
 #include <pthread.h>
 
-namespace tagwire {
+namespace tagwire::engine {
 
 class Lock {
   public:
@@ -16,4 +16,4 @@ class Lock {
     pthread_mutex_t& mutex_;
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

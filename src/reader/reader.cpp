@@ -8,7 +8,7 @@
 static_assert(std::is_trivially_default_constructible_v<Reader> && std::is_trivially_destructible_v<Reader>,
               "a Reader begins as zeroed memory and ends with free()");
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 void fill_operations(Operations& operations)
@@ -73,13 +73,13 @@ void request_stop(Reader* reader)
     wake(reader);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
 Reader* Create_Reader()
 {
     auto* reader = static_cast<Reader*>(std::calloc(1, sizeof(Reader)));
     if (reader == nullptr) return nullptr;
-    if (!tagwire::init_keeping(reader->keeping)) {
+    if (!tagwire::engine::init_keeping(reader->keeping)) {
         std::free(reader);
         return nullptr;
     }
@@ -88,7 +88,7 @@ Reader* Create_Reader()
     reader->hCommPort = -1;
     pthread_mutex_init(&reader->g_cs, nullptr);
     pthread_mutex_init(&reader->g_writecs, nullptr);
-    tagwire::fill_operations(reader->operations);
+    tagwire::engine::fill_operations(reader->operations);
     return reader;
 }
 
@@ -116,7 +116,7 @@ void Destroy_Reader(Reader** sthis)
     // recvLength, the scan time and the time stamps belong to a command that may still be in progress; they
     // go with the memory.
     reader->keeping.retired = true;
-    tagwire::wake(reader);
+    tagwire::engine::wake(reader);
     *sthis = nullptr;
-    tagwire::release(reader);
+    tagwire::engine::release(reader);
 }

@@ -16,7 +16,7 @@
 #include "reader/gate.h"
 #include "reader/operations.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 inline constexpr int buffer_size = 65536;
 
@@ -46,7 +46,7 @@ struct Keeping {
     Stream* stream;                    // the run that StopRead ends, or null
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
 struct Reader {
     union {
@@ -59,45 +59,45 @@ struct Reader {
         } comData;
         u8 whole[256];  // a frame with Len 255 has one byte more
     } sendBuff;
-    tagwire::Atomic<int> sServer;
+    tagwire::engine::Atomic<int> sServer;
     int netport;
     termios portDCB;
-    tagwire::Atomic<int> hCommPort;
+    tagwire::engine::Atomic<int> hCommPort;
     std::int64_t time1;
     std::int64_t time2;
     std::int64_t time3;
     u8 inventoryScanTime;
-    u8 recvBuff[tagwire::buffer_size];
-    u8 btRecvArr[tagwire::buffer_size];
-    u8 btArBuff[tagwire::buffer_size];
-    u8 szBuff[tagwire::buffer_size];
-    u8 szBuff1[tagwire::buffer_size];
+    u8 recvBuff[tagwire::engine::buffer_size];
+    u8 btRecvArr[tagwire::engine::buffer_size];
+    u8 btArBuff[tagwire::engine::buffer_size];
+    u8 szBuff[tagwire::engine::buffer_size];
+    u8 szBuff1[tagwire::engine::buffer_size];
     int recvLength;
-    tagwire::Atomic<bool> LogFileFlag;
-    tagwire::Atomic<int> ATstate;
-    tagwire::Atomic<bool> usbFlag;
+    tagwire::engine::Atomic<bool> LogFileFlag;
+    tagwire::engine::Atomic<int> ATstate;
+    tagwire::engine::Atomic<bool> usbFlag;
     bool fWriteStat;
     bool fReadStat;
     u8 ReaderAddr;
     pthread_mutex_t g_cs;
     pthread_mutex_t g_writecs;
-    tagwire::Atomic<bool> isInventoryCmd;
-    tagwire::Atomic<bool> isStopCmd;
-    tagwire::Atomic<bool> isStopStocktaking;
-    tagwire::Atomic<bool> Reading;
-    tagwire::Atomic<bool> DeviceIsOpen;
-    char ipAddress[64];  // guarded by the handle table's lock
+    tagwire::engine::Atomic<bool> isInventoryCmd;
+    tagwire::engine::Atomic<bool> isStopCmd;
+    tagwire::engine::Atomic<bool> isStopStocktaking;
+    tagwire::engine::Atomic<bool> Reading;
+    tagwire::engine::Atomic<bool> DeviceIsOpen;
+    char ipAddress[64];  // see link/connection.h
     int ipPort;
-    tagwire::Atomic<int> m_type;
-    tagwire::Atomic<int> FrmHandle;
+    tagwire::engine::Atomic<int> m_type;
+    tagwire::engine::Atomic<int> FrmHandle;
     int TagNumber;
     RFIDTag* lpRfid[5000];
-    tagwire::Atomic<bool> InventoryBackUID;
-    tagwire::Atomic<pRFIDCallBack> MypCallBack;
+    tagwire::engine::Atomic<bool> InventoryBackUID;
+    tagwire::engine::Atomic<pRFIDCallBack> MypCallBack;
 
     Operations operations;
 
-    tagwire::Keeping keeping;
+    tagwire::engine::Keeping keeping;
 };
 
 extern "C" {
@@ -108,7 +108,7 @@ TAGWIRE_API Reader* Create_Reader();
 TAGWIRE_API void Destroy_Reader(Reader** sthis);
 }
 
-namespace tagwire {
+namespace tagwire::engine {
 
 void retain(Reader* reader);   // while another reference is held
 void release(Reader* reader);  // frees the Reader when it was the last
@@ -120,4 +120,4 @@ void calm(Reader* reader);
 // Sets the stop flag and lets whoever waits on the link see it: a wake().
 void request_stop(Reader* reader);
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -3,7 +3,7 @@
 
 #include "tagwire/sensor.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr float invalid = 9999.0F;
@@ -58,9 +58,9 @@ float by_one_point(Single msb, Single lsb, Single a)
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int CheckSense(unsigned char* sense)
 {

@@ -1,7 +1,7 @@
 // Tags with an LED, an SPI peripheral or an alarm, and the identification of a tag.
 #include "tagops/addressing.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_YL_LED_Controll(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mode, u8 CarrTime, u8* Password,
                       u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, int* Errorcode)

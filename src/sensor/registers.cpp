@@ -5,7 +5,7 @@
 #include "link/framing.h"
 #include "tagops/addressing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 bool ends_memory_read(u8 status)
@@ -82,9 +82,9 @@ int join_packets(const Reader* reader, u8* Data, int* recvLen)
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_Fd_InitRegfile(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Password, u8 MaskMem, u8* MaskAdr,
                      u8 MaskLen, u8* MaskData, int* Errorcode)

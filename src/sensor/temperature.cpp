@@ -2,7 +2,7 @@
 #include "inventory/tag_frames.h"
 #include "tagops/addressing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 int temperature_inventory(Reader* sthis, u8* address, u8 code, u8 ENum, u8* EPC, u8 SelTarget, u8 SelAction,
@@ -47,9 +47,9 @@ int sensor_data(TagCommand& command, u8 SendUID, u8 NewSample, const u8* Passwor
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_GetTagTemperature(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 WordPtr, u8 WaitTime, u8 ReadWordPtr,
                         u8 ReadWordCnt, u8 ReadWordFlag, u8* Data, int* Errorcode)

@@ -3,7 +3,7 @@
 #include "link/command.h"
 #include "link/descriptor.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 // What the answer is to, in ATstate.
@@ -72,9 +72,9 @@ int find_answer(const RecentBytes& bytes, int at_state)
 }
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_ChangeATMode(Reader* sthis, u8* address, u8 ATMode)
 {

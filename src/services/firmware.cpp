@@ -1,7 +1,7 @@
 // Firmware update: the exchanges of which an application makes one.
 #include "link/command.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_ChangeToUpdateMode(Reader* sthis, u8* ComAdr)
 {

@@ -4,7 +4,7 @@
 #include "link/descriptor.h"
 #include "link/framing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr u8 guard = 0x52;
@@ -85,9 +85,9 @@ class ScanFrames {
 };
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_SetMacAddr(Reader* sthis, u8* address, u8* mac)
 {

@@ -4,7 +4,7 @@
 #include "link/descriptor.h"
 #include "link/framing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr u8 extension = 0xE6;
@@ -70,9 +70,9 @@ class TableBytes {
 };
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_ReadParameterTable(Reader* sthis, u8* ComAdr, u8 ParemTab, u8* pdat, u8* ParamLen)
 {

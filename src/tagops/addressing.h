@@ -5,7 +5,7 @@
 
 #include "link/command.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // Bits that tags must hold: the block of bank, bit address, count of bits and the bits, rounded up to bytes.
 struct Mask {
@@ -98,4 +98,4 @@ class TagCommand {
     std::optional<Command> command_;
 };
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

@@ -3,7 +3,7 @@
 #include "inventory/tag_frames.h"
 #include "tagops/words.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_Inventory_GB(Reader* sthis, u8* address, u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8 MaskFlag,
                    u8 InAnt, u8 Scantime, u8 FastFlag, u8* pEPCList, u8* Ant, int* Totallen, int* CardNum)

@@ -1,16 +1,16 @@
 // ISO 18000-6B tags: 8 bytes of ID, memory addressed by bytes.
 #include "tagops/addressing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 namespace {
 
 constexpr int id_size = 8;
 constexpr u8 len_without_data = 5;
 
 }  // namespace
-}  // namespace tagwire
+}  // namespace tagwire::engine
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_InventorySingle_6B(Reader* sthis, u8* address, u8* Ant, u8* ID_6B)
 {

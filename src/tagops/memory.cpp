@@ -1,7 +1,7 @@
 // Reading and writing the memory of one Gen2 tag.
 #include "tagops/words.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_ReadData_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8 Mem, u8 WordPtr, u8 Num, u8* Password,
                   u8 MaskMem, u8* MaskAdr, u8 MaskLen, u8* MaskData, u8* Data, int* Errorcode)

@@ -1,7 +1,7 @@
 // Locking and killing a Gen2 tag, and the features of particular chips.
 #include "tagops/addressing.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_KillTag_G2(Reader* sthis, u8* address, u8* EPC, u8 ENum, u8* Killpwd, u8 MaskMem, u8* MaskAdr,
                  u8 MaskLen, u8* MaskData, int* Errorcode)

@@ -1,7 +1,7 @@
 // The Select filter that the reader applies before its later operations.
 #include "tagops/addressing.h"
 
-using namespace tagwire;
+using namespace tagwire::engine;
 
 int I_SelectCMD(Reader* sthis, u8* address, u8 ant, u8 Session, u8 Selaction, u8 MaskMem, u8* MaskAdr,
                 u8 MaskLen, u8* MaskData, u8 Truncate)

@@ -3,7 +3,7 @@
 
 #include "tagops/addressing.h"
 
-namespace tagwire {
+namespace tagwire::engine {
 
 // A place in a memory bank; its pointer, in words, has 1 or 2 bytes.
 struct WordPlace {
@@ -27,4 +27,4 @@ inline int write_words(TagCommand& command, const WordPlace& to, u8 count, const
     return command.exchange(AddressEcho::on_success, tag_error, Errorcode);
 }
 
-}  // namespace tagwire
+}  // namespace tagwire::engine

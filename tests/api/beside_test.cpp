@@ -14,7 +14,7 @@
 #include "support/every_call.h"
 #include "support/virtual_time.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::AnyOf;
@@ -338,4 +338,4 @@ TEST(Beside, a_close_of_another_thread_is_as_told)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -10,7 +10,7 @@
 #include "api/reader_device.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 inline constexpr u8 baud = 6;
 
@@ -165,4 +165,4 @@ class ShortPauses {
     static inline std::atomic<bool> wanted_ = false;
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -9,7 +9,7 @@
 
 #include "api/calls.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::AnyOf;
@@ -722,4 +722,4 @@ TEST_F(CloseRace, closing_all_serial_connections_while_others_open_them)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -12,7 +12,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::Each;
@@ -1437,4 +1437,4 @@ TEST_F(Tcp, log_is_switched_at_the_moment_of_opening)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -16,7 +16,7 @@
 #include "link/turn.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr int handle = 201;
@@ -407,4 +407,4 @@ TEST(Reserved, write_nothing_also_with_an_open_and_a_busy_reader)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

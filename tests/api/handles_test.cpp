@@ -11,7 +11,7 @@
 #include "api/process.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr int bad_handles[] = {INT_MIN, -255, -1, 0, 256, 257, 999, INT_MAX};
@@ -314,4 +314,4 @@ TEST(Threads, find_one_slot_too_few_once)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

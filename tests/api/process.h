@@ -13,7 +13,7 @@
 #include "api/handles.h"
 #include "link/system.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 inline long open_descriptors()
 {
@@ -129,4 +129,4 @@ template <class Condition> bool eventually(Condition condition)
     return false;
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -19,7 +19,7 @@
 #include "link/system.h"
 #include "support/bytes.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 inline constexpr std::uint8_t device_address = 0x07;
 
@@ -313,4 +313,4 @@ class PtyDevice : public Device {
     dev_t device_ = 0;
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

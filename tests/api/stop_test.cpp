@@ -5,7 +5,7 @@
 
 #include "api/calls.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::AnyOf;
@@ -244,4 +244,4 @@ TYPED_TEST(InsideCallback, another_reader_is_opened_asked_and_closed)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

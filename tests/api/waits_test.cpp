@@ -16,7 +16,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // ---- what the header says ----
@@ -351,4 +351,4 @@ TEST(Waits, begin_with_the_wait_for_room_to_send)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -9,7 +9,7 @@
 #include "api/reader_device.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using std::chrono::seconds;
@@ -250,4 +250,4 @@ TEST(SparseReports, cost_one_wait_each_on_a_serial_line)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

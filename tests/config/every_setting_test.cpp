@@ -1,7 +1,7 @@
 // What holds for every command that sets or reads the reader device.
 #include "config/setting.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 other_code = 0x23;
@@ -89,4 +89,4 @@ TEST_P(SettingAmidReports, waits_200_ms_whatever_comes)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -2,7 +2,7 @@
 // channel.
 #include "config/setting.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using enum Written;
@@ -130,4 +130,4 @@ TEST_F(Io, module_description_is_there_in_one_length_only)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -3,7 +3,7 @@
 
 #include "config/setting.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using enum Written;
@@ -224,4 +224,4 @@ TEST_F(Modes, parameters_never_exceed_what_one_frame_holds)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

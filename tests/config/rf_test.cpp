@@ -3,7 +3,7 @@
 
 #include "config/setting.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using enum Written;
@@ -179,4 +179,4 @@ TEST_F(Rf, dwell_time_is_sent_with_the_bit_of_a_write_set)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -12,7 +12,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 inline constexpr u8 asked_address = 0x05;
 inline constexpr u8 answering_address = 0x0A;
@@ -177,4 +177,4 @@ inline std::vector<Setting> those_amid_reports(const std::vector<Setting>& setti
     return chosen;
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -2,7 +2,7 @@
 #include "config/setting.h"
 #include "link/system_seam.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using enum Written;
@@ -431,4 +431,4 @@ TEST_F(BaudRate, gives_the_status_also_where_the_line_cannot_be_set)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

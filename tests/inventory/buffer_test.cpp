@@ -9,7 +9,7 @@
 #include "tagwire/buffer.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // Inputs have just the size that a call may read, outputs the greatest that it may write.
@@ -700,4 +700,4 @@ TEST_F(ListSearch, ends_when_nothing_comes)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -15,7 +15,7 @@
 #include "tagwire/result.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr std::chrono::seconds patience{30};
@@ -843,4 +843,4 @@ TEST_F(RawReads, have_no_data_on_a_silent_broken_or_unknown_link)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

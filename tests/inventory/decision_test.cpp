@@ -6,7 +6,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 device = 0x05;
@@ -164,4 +164,4 @@ TEST_F(ListSearch, fills_its_list_whatever_is_registered)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -9,7 +9,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // Stands in for the receivers: notes how it was called, and answers with `frames` and `result`.
@@ -799,4 +799,4 @@ TEST_F(SingleTag, is_no_inventory_to_its_receiver)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

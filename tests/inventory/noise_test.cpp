@@ -8,7 +8,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 class Random {
@@ -193,4 +193,4 @@ TEST_F(AnyReceiver, returns_all_of_a_random_answer_in_random_chunks)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -8,7 +8,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using Receiver = int (*Operations::*)(Reader*, u8*, int*, int);
@@ -1285,4 +1285,4 @@ INSTANTIATE_TEST_SUITE_P(Receivers, ChangedCount,
                                           testing::Values(-100, -1, buffer_size + 1, 70'000)));
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

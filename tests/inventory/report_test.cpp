@@ -8,7 +8,7 @@
 #include "support/test_reader.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // Exactly what the decoder may read, so that a sanitizer sees one byte more.
@@ -408,4 +408,4 @@ TEST_F(Registration, works_while_continuous_reading_runs)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -11,7 +11,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using Chunks = std::vector<Bytes>;
@@ -416,4 +416,4 @@ TEST_F(ChunksThatMatter, module_answer_ends_where_its_chunk_ends)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -6,7 +6,7 @@
 #include "support/test_reader.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 class UnknownLinkType : public testing::TestWithParam<int> {};
@@ -101,4 +101,4 @@ TEST(SendLock, keeps_the_frames_of_two_threads_apart)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

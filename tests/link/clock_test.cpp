@@ -8,7 +8,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr std::int64_t half_cycle = std::int64_t{1} << 31;
@@ -143,4 +143,4 @@ TEST(Waits, are_whole_whatever_signals_arrive)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -7,7 +7,7 @@
 #include "support/test_reader.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // What the link was given; `result` is what it answers.
@@ -291,4 +291,4 @@ TEST(AnswerData, copies_nothing_for_a_count_below_one_or_a_place_behind_the_fram
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -6,7 +6,7 @@
 #include "support/test_reader.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 class Crc : public testing::Test {
@@ -158,4 +158,4 @@ TEST_F(Crc, check_goes_through_the_table)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

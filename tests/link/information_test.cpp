@@ -6,7 +6,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::Each;
@@ -369,4 +369,4 @@ TEST_P(ModuleDetails, are_not_had_in_silence)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

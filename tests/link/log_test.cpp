@@ -14,7 +14,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -323,4 +323,4 @@ TEST(IntToStr, gives_the_digit_or_a_space)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -8,7 +8,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 const Bytes frame = hex("09 05 83 00 01 02 2C 03 F8 38");
@@ -385,4 +385,4 @@ TEST(PlaceholderReceiver, returns_0_and_touches_nothing)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

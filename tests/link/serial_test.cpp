@@ -17,7 +17,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::ElementsAre;
@@ -756,4 +756,4 @@ TEST_F(SerialPort, that_is_in_use_is_closed_by_the_number_it_had_before_the_wait
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -7,7 +7,7 @@
 
 #include "link/system.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 // Puts the system calls back as they were before. Declare it in front of the replacements.
 class SystemSeam {
@@ -45,4 +45,4 @@ template <class Result = int> Result fail_with(int error)
     return Result{-1};
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

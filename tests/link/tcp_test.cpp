@@ -12,7 +12,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using testing::ElementsAre;
@@ -573,4 +573,4 @@ TEST_F(TcpLink, works_with_descriptor_numbers_above_1023)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

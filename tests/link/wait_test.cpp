@@ -12,7 +12,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 bool is_signalled(const Reader* reader)
@@ -337,4 +337,4 @@ INSTANTIATE_TEST_SUITE_P(Links, DeadLink, testing::Values(Far::socket, Far::seri
                          far_end);
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

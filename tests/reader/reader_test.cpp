@@ -12,7 +12,7 @@
 #include "support/test_reader.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // The 263 slots in their order, written out apart from the list.
@@ -180,4 +180,4 @@ TEST(FreshReader, is_idle_but_has_no_link)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

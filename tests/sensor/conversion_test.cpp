@@ -6,7 +6,7 @@
 
 #include "tagwire/sensor.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 using Byte = unsigned char;
@@ -131,4 +131,4 @@ TEST(GetTemperature, stretch_begins_at_125_degrees)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

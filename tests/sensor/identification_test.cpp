@@ -2,7 +2,7 @@
 #include "sensor/sensor_call.h"
 #include "tagwire/identification.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 MaskMem = 0x02;
@@ -224,4 +224,4 @@ TEST_F(Peripheral, query_with_a_length_beyond_the_frame_stays_inside_its_buffers
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

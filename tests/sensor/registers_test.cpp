@@ -3,7 +3,7 @@
 #include "sensor/sensor_call.h"
 #include "tagwire/registers.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 MaskMem = 0x02;
@@ -487,4 +487,4 @@ TEST_F(LongRead, exported_function_checks_handle_and_busy_flag)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -3,7 +3,7 @@
 
 #include "sensor/sensor_call.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 TEST_P(SensorFrames, name_the_tag_by_its_epc)
 {
@@ -105,4 +105,4 @@ TEST_P(SensorAnswers, exported_function_checks_handle_and_busy_flag)
     EXPECT_EQ(SensorCommands::answered(GetParam().run, call, own(0)), GetParam().success);
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

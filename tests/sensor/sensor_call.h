@@ -9,7 +9,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 // Everything that a call can change. The outputs are joined by bars, without the bytes at their ends that
 // were not written.
@@ -197,4 +197,4 @@ class SensorAnswers : public SensorCommands, public testing::WithParamInterface<
     }
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

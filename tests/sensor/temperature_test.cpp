@@ -5,7 +5,7 @@
 #include "support/tags.h"
 #include "tagwire/sensor.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 MaskMem = 0x02;
@@ -658,4 +658,4 @@ TEST_F(TemperatureInventory, exported_function_and_the_lock)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

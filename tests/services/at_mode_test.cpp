@@ -2,7 +2,7 @@
 #include "services/service_call.h"
 #include "tagwire/network.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 int change_mode(Call& c) { return c.run<&Operations::ChangeATMode, ::ChangeATMode>(u8{0x31}); }
@@ -273,4 +273,4 @@ TEST_F(AtMode, bytes_to_pass_of_any_number)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -2,7 +2,7 @@
 #include "services/service_call.h"
 #include "tagwire/update.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 int enter(Call& c) { return c.run<&Operations::ChangeToUpdateMode, ::ChangeToUpdateMode>(); }
@@ -105,4 +105,4 @@ TEST_F(Firmware, a_whole_update)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

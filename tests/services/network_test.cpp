@@ -2,7 +2,7 @@
 #include "services/service_call.h"
 #include "tagwire/network.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 const Bytes mac = hex("A1 A2 A3 A4 A5 A6");
@@ -425,4 +425,4 @@ TEST_F(WifiScan, walks_over_whatever_the_receiver_gathered)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

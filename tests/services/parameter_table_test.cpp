@@ -2,7 +2,7 @@
 #include "services/service_call.h"
 #include "tagwire/update.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 int overwrite(Call& c)
@@ -471,4 +471,4 @@ TEST_P(Defaults, the_answer_repeats_the_function)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -7,7 +7,7 @@
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 using Receiver = int (*Operations::*)(Reader*, u8*, int*);
 
@@ -180,4 +180,4 @@ class OneAnswer : public testing::TestWithParam<Service> {
 
 inline std::string service_name(const testing::TestParamInfo<Service>& info) { return info.param.name; }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

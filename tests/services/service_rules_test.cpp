@@ -3,7 +3,7 @@
 
 #include "services/service_call.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr std::uint8_t answering = 0x07;
@@ -103,4 +103,4 @@ TEST_P(OneAnswer, is_refused_on_a_bad_handle_and_while_reading)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

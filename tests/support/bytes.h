@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -84,4 +84,4 @@ inline Bytes request(std::uint8_t address, std::uint8_t command, const Bytes& da
     return with_crc(out + data);
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -6,7 +6,7 @@
 #include "reader/reader.h"
 #include "tagwire/tagwire.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // An argument that every call takes: bytes and counts of 1, and room for any output.
@@ -64,4 +64,4 @@ const std::map<std::string, ExportedCall>& every_exported_call()
     return all;
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

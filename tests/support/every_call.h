@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 enum class Exported { plain, locked, aside, unbusy };
 
@@ -17,4 +17,4 @@ struct ExportedCall {
 // By name.
 const std::map<std::string, ExportedCall>& every_exported_call();
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -8,7 +8,7 @@
 #include "api/handles.h"
 #include "support/test_reader.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 // Runs an operation, or with a handle above 0 the function exported for it.
 template <auto Slot, auto Exported, class... Arguments>
@@ -117,4 +117,4 @@ inline Bytes spoiled(Bytes frame)
     return frame;
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

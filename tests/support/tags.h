@@ -8,7 +8,7 @@
 
 #include "tagwire/types.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 struct SeenTag {
     RFIDTag tag;  // its UID pointer is dead: use `uid`
@@ -48,4 +48,4 @@ class SeenTags {
     }
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

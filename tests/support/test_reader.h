@@ -15,7 +15,7 @@
 #include "reader/reader.h"
 #include "support/bytes.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 enum class Link { serial, tcp };
 
@@ -128,4 +128,4 @@ class ScriptedReads {
     bool fail_at_end_ = false;
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

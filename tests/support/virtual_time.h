@@ -13,7 +13,7 @@
 
 #include "link/system.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 class VirtualTime {
   public:
@@ -97,4 +97,4 @@ class VirtualTime {
     sys::Calls before_;
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -3,7 +3,7 @@
 
 #include "tagops/answer_rules.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 // Behind the command code stand `ahead`, ENum, the EPC, `own` and the mask.
 struct Form {
@@ -91,4 +91,4 @@ TEST_P(AddressingRules, epc_of_32_to_254_words_is_refused_with_nothing_sent)
     EXPECT_EQ(reader_->sendBuff.comData.CMD, 0xA5);
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

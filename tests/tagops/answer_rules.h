@@ -5,7 +5,7 @@
 #include "tagops/tag_call.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 class TagCommands : public testing::Test {
   protected:
@@ -130,4 +130,4 @@ TEST_P(AnswerRules, exported_function_runs_the_operation_on_an_open_and_idle_rea
     EXPECT_EQ(to_hex(frame), to_hex(sent(command, TagCall::by_epc(6))));
 }
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -7,7 +7,7 @@
 #include "tagwire/gb.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 Bytes counting(std::uint8_t first, std::size_t count)
@@ -757,4 +757,4 @@ TEST_F(GbTag, inventories_take_null_outputs)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

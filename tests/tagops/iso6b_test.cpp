@@ -6,7 +6,7 @@
 #include "tagwire/iso6b.h"
 #include "tagwire/result.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 // Inputs have just the size that a call may read.
@@ -370,4 +370,4 @@ TEST_F(ByteTag, lock_writes_its_address)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -2,7 +2,7 @@
 #include "tagops/addressing_rules.h"
 #include "tagwire/memory.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 Mem = 0x03;
@@ -235,4 +235,4 @@ TEST_F(EpcWrite, announces_and_sends_a_len_that_wraps)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -3,7 +3,7 @@
 
 #include "tagops/addressing_rules.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 MaskMem = 0x02;
@@ -200,4 +200,4 @@ TEST_F(Security, authentication_takes_its_count_from_the_frame)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

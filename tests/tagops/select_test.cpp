@@ -3,7 +3,7 @@
 
 #include "tagops/answer_rules.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 namespace {
 
 constexpr u8 session = 0x11;
@@ -126,4 +126,4 @@ TEST_F(Select, filter_is_sent_with_the_inventory_mark_clear)
 }
 
 }  // namespace
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -6,7 +6,7 @@
 
 #include "support/exchanges.h"
 
-namespace tagwire::test {
+namespace tagwire::engine::test {
 
 inline constexpr u8 asked_address = 0x05;
 inline constexpr u8 answering_address = 0x0A;
@@ -106,4 +106,4 @@ struct TagCommand {
     friend std::ostream& operator<<(std::ostream& out, const TagCommand& c) { return out << c.name; }
 };
 
-}  // namespace tagwire::test
+}  // namespace tagwire::engine::test

@@ -1,0 +1,108 @@
+// The queue of a Stream: in the order of arrival over all sources, bounded for each of them.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <queue>
+#include <string>
+#include <vector>
+
+#include <tagwirexx/stream.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+
+// What one source has in the queue, and what became of the rest. Guarded by the queue's lock.
+class Lane {
+  public:
+    explicit Lane(const std::string& lasting_name) : name_(lasting_name) {}
+
+  private:
+    friend class EventQueue;
+
+    struct Item {
+        std::uint64_t ticket;  // the place in the order of all
+        Event event;           // without content: taken back, not to be handed out
+    };
+
+    bool is_full(std::size_t capacity) const { return level_ >= capacity; }
+
+    const std::string& name_;
+    std::deque<Item> items_;
+    std::size_t level_ = 0;      // events that count for the capacity
+    std::size_t raw_level_ = 0;  // those that are no reports
+    std::uint64_t sequence_ = 0;
+    Event* unread_state_ = nullptr;
+    bool waits_for_room_ = false;
+    Counters counters_;
+    Health health_;
+};
+
+class EventQueue {
+  public:
+    EventQueue(std::size_t capacity, Overflow overflow);
+    ~EventQueue();
+    EventQueue(const EventQueue&) = delete;
+    EventQueue& operator=(const EventQueue&) = delete;
+
+    // Runs `put` with the lock held: what it puts is seen at once, and as one.
+    template <class Put> void with_lock(Put put)
+    {
+        const std::lock_guard lock(mutex_);
+        put(*this);
+        announce();
+    }
+
+    // Inside with_lock() only.
+    bool has_room(const Lane& lane) const { return overflow_ != Overflow::block || !lane.is_full(capacity_); }
+    void wait_for_room(Lane& lane) { lane.waits_for_room_ = true; }
+    void put(const std::shared_ptr<Lane>& lane, Read read);
+    void put(const std::shared_ptr<Lane>& lane, State state, std::string reason, unsigned attempts);
+    void put(const std::shared_ptr<Lane>& lane, InputChange change);
+    void put(const std::shared_ptr<Lane>& lane, Raw raw);
+    static Counters& counters_of(Lane& lane) { return lane.counters_; }
+    // Nothing is taken in any more. Takers end when they have taken what is there.
+    void close() { closed_ = true; }
+    bool is_closed() const { return closed_; }
+
+    // Takes up to `most` events, waiting for the first one. Returns the lanes that have room again.
+    std::size_t take(Event* to, std::size_t most, std::chrono::milliseconds timeout,
+                     std::vector<Lane*>& relieved);
+    bool is_at_end() const;
+    int fd() const { return readable_; }
+    Counters counters(const Lane& lane) const;
+    Health health(const Lane& lane) const;
+
+  private:
+    struct Turn {
+        std::uint64_t ticket;
+        std::shared_ptr<Lane> lane;
+        friend bool operator<(const Turn& a, const Turn& b) { return a.ticket > b.ticket; }
+    };
+
+    Event& append(const std::shared_ptr<Lane>& lane, Event event);
+    void count_in(Lane& lane);
+    static void drop_oldest(Lane& lane);
+    static void count_as_dropped(Lane& lane, const Read& read, Event& gap);
+    static void remove(Lane& lane, std::size_t at);
+    void drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t sequence);
+    bool take_one(Event& to, std::vector<Lane*>& relieved);
+    void hand_out(Lane& lane, Event& to, std::vector<Lane*>& relieved);
+    void announce();
+
+    const std::size_t capacity_;
+    const Overflow overflow_;
+    mutable std::mutex mutex_;
+    std::condition_variable something_;
+    std::priority_queue<Turn> turns_;  // one for each lane that has items
+    std::uint64_t tickets_ = 0;
+    int readable_;
+    bool is_readable_ = false;
+    bool closed_ = false;
+};
+
+}  // namespace v1
+}  // namespace tagwire
