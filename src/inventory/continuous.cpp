@@ -9,6 +9,7 @@
 #include "link/descriptor.h"
 #include "link/questions.h"
 #include "link/system.h"
+#include "reader/hooks.h"
 
 namespace tagwire::engine {
 
@@ -73,7 +74,7 @@ void run(Stream* stream)
         return find_frame(reader, bytes, is_report_head, report_command, frame);
     };
     const auto accept = [&](FrameCopy& frame) -> Outcome {
-        if (is_report(frame) && reader->MypCallBack != nullptr)
+        if (is_report(frame) && has_tag_taker(reader))
             reader->operations.parserRidTag(reader, frame.bytes, report_layout);
         return {};
     };

@@ -8,13 +8,12 @@
 #include "link/clock.h"
 #include "link/descriptor.h"
 #include "link/framing.h"
+#include "reader/hooks.h"
 
 namespace tagwire::engine {
 namespace {
 
 constexpr int silence_limit_ms = 5000;
-
-bool has_callback(const Reader* reader) { return reader->MypCallBack != nullptr; }
 
 bool carries_tags(u8 status) { return status >= 0x01 && status <= 0x03; }
 
@@ -35,7 +34,7 @@ bool ends_inventory(u8 status)
 
 enum class Tags { to_callback, to_list_only };
 
-// The frames of an answer, back to back in btRecvArr. When a callback takes the tags, more may come than there
+// The frames of an answer, back to back in btRecvArr. When somebody takes the tags, more may come than there
 // is room for: the list keeps what came first and, in place of its last frames, the one that ends the answer.
 class FrameList {
   public:
@@ -64,7 +63,7 @@ class FrameList {
     }
 
   private:
-    bool tags_are_taken() const { return tags_ == Tags::to_callback && has_callback(reader_); }
+    bool tags_are_taken() const { return tags_ == Tags::to_callback && has_tag_taker(reader_); }
 
     Reader* reader_;
     Tags tags_;
@@ -125,7 +124,7 @@ class InventoryAnswer {
     Outcome accept(FrameCopy& frame, bool has_tags, bool last)
     {
         frames_.add(frame, last);
-        if (has_tags && tags_ == Tags::to_callback && has_callback(reader_))
+        if (has_tags && tags_ == Tags::to_callback && has_tag_taker(reader_))
             reader_->operations.parserRidTag(reader_, frame.bytes, command_);
         complete_ = last && !frames_.is_cut();
         if (last) return complete_ ? int{frame.status()} : int{TAGWIRE_NO_ANSWER};

@@ -7,6 +7,7 @@
 #include "link/serial.h"
 #include "link/system.h"
 #include "link/turn.h"
+#include "reader/hooks.h"
 #include "tagwire/result.h"
 
 namespace tagwire::engine {
@@ -138,7 +139,7 @@ int write_frame(Reader* reader, int fd, u8* frame, unsigned count)
 {
     const ssize_t written = write_once(fd, frame, count);
     if (written < 0 || static_cast<unsigned>(written) < count) return TAGWIRE_NO_ANSWER;
-    reader->operations.log(reader, 'W', frame, static_cast<int>(count));
+    note_traffic(reader, Direction::sent, frame, static_cast<int>(count));
     return TAGWIRE_OK;
 }
 
@@ -199,7 +200,7 @@ int read_serial(Reader* reader, u8* to)
         } while (count < 0 && errno == EINTR);
     }
     if (count <= 0) return 0;
-    reader->operations.log(reader, 'R', chunk, static_cast<int>(count));
+    note_traffic(reader, Direction::received, chunk, static_cast<int>(count));
     std::memcpy(to, chunk, static_cast<std::size_t>(count));
     return static_cast<int>(count);
 }

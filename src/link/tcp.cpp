@@ -7,6 +7,7 @@
 #include "link/descriptor.h"
 #include "link/system.h"
 #include "link/tcp.h"
+#include "reader/hooks.h"
 #include "tagwire/result.h"
 
 namespace tagwire::engine {
@@ -57,7 +58,7 @@ int read_tcp(Reader* reader, u8* to)
     }
     if (count <= 0) return 0;
     std::memcpy(to, chunk, static_cast<std::size_t>(count));
-    reader->operations.log(reader, 'R', chunk, static_cast<int>(count));
+    note_traffic(reader, Direction::received, chunk, static_cast<int>(count));
     return static_cast<int>(count);
 }
 
@@ -72,7 +73,7 @@ int send_tcp(Reader* reader, u8* frame, unsigned count, Purpose purpose)
     for (int attempt = 0; attempt < send_attempts && sent <= 0; ++attempt)
         sent = sys::calls.send(link.fd(), frame, count, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent <= 0) return TAGWIRE_NO_ANSWER;
-    reader->operations.log(reader, 'W', frame, static_cast<int>(count));
+    note_traffic(reader, Direction::sent, frame, static_cast<int>(count));
     return TAGWIRE_OK;
 }
 

@@ -22,6 +22,8 @@ inline constexpr int buffer_size = 65536;
 
 struct Stream;  // one run of continuous reading, owned by its worker
 
+struct Hooks;  // what the owner of a Reader looks at, see reader/hooks.h
+
 struct HeldPort;  // a serial device that this process has open
 
 // Who takes the tags of the inventory in progress; undecided where none runs.
@@ -44,6 +46,7 @@ struct Keeping {
     Atomic<unsigned long> lock_owner;  // thread that holds g_cs, 0 when free
     pthread_mutex_t stream_mutex;      // guards `stream`, and starting against stopping
     Stream* stream;                    // the run that StopRead ends, or null
+    const Hooks* hooks;                // its owner's, or null
 };
 
 }  // namespace tagwire::engine

@@ -10,6 +10,7 @@
 
 #include "api/handles.h"
 #include "link/system.h"
+#include "support/hooked.h"
 #include "support/test_reader.h"
 #include "support/virtual_time.h"
 #include "tagwire/result.h"
@@ -320,6 +321,19 @@ TEST_F(Continuous, reports_come_in_any_cut)
     }
     ASSERT_TRUE(Seen::await(99));
     EXPECT_EQ(Seen::take()[98], "62");
+}
+
+TEST_F(Continuous, reports_go_to_a_hook_without_a_callback)
+{
+    reader_->MypCallBack = nullptr;
+    Hooked hooked(reader_);
+    start_well();
+    reader_.feed(report(0x0A) + report(0x0B, 0x01) + report(0x0C));
+    ASSERT_TRUE(hooked.await_records(2));
+    EXPECT_EQ(stop(), 0);
+    ASSERT_TRUE(Workers::await_all_ended());
+    ASSERT_EQ(hooked.records().size(), 2U);
+    EXPECT_EQ(hooked.records()[1].id, hex("0C"));
 }
 
 TEST_F(Continuous, without_callback_the_stream_is_drained)

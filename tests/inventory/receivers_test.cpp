@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "support/hooked.h"
 #include "support/tags.h"
 #include "support/test_reader.h"
 #include "support/virtual_time.h"
@@ -542,6 +543,22 @@ TEST_P(InventoryReceiver, keeps_what_fits_and_calls_on_when_a_callback_takes_the
     for (std::size_t i = 0; i + 256 <= got.output.size(); i += 256)
         ASSERT_TRUE(std::equal(chunks[0].begin(), chunks[0].end(), got.output.begin() + static_cast<int>(i)));
     EXPECT_EQ(SeenTags::count(), 401U);
+}
+
+TEST_P(InventoryReceiver, hands_its_records_to_a_hook_as_to_a_callback)
+{
+    const Hooked hooked(reader_);
+    std::vector<Bytes> chunks(400, sized(0x03, 256));
+    chunks.push_back(last(2));
+    const Outcome got = get(chunks);
+    if (!GetParam().callback) {
+        EXPECT_TRUE(hooked.records().empty());
+        return expect_failed(got, TAGWIRE_NO_ANSWER);
+    }
+    EXPECT_EQ(got.result, 1);
+    ASSERT_EQ(hooked.records().size(), 401U);
+    EXPECT_EQ(hooked.records()[0].id, hex("AA"));
+    EXPECT_EQ(hooked.records()[400].id, hex("02"));
 }
 
 TEST_P(InventoryReceiver, takes_chunks_of_the_greatest_size)
