@@ -135,7 +135,7 @@ class InventoryAnswer {
     bool find_behind_lead(FrameCopy& frame)
     {
         constexpr u8 lead = 0xA0;
-        for (; bytes_.size() > 0 && !reader_->isStopCmd; bytes_.drop(1)) {
+        for (; bytes_.size() > 0 && !reader_->isStopCmd; skip_byte()) {
             if (bytes_[0] != lead) continue;
             if (bytes_.size() < 2 || bytes_.size() <= bytes_[1] + 1) return false;
             if (!frame.take(reader_, bytes_.front() + 1, bytes_[1] + 1)) continue;
@@ -143,6 +143,12 @@ class InventoryAnswer {
             return true;
         }
         return false;
+    }
+
+    void skip_byte()
+    {
+        bytes_.drop(1);
+        count_skipped(reader_, 1);
     }
 
     Reader* reader_;
@@ -220,18 +226,21 @@ class ExpectedAnswer {
     {
         while (bytes_.size() > 4) {
             const int len = bytes_[0];
-            // With a bad CRC this position is not left: it is looked at again when more bytes have come,
-            // until the time limit ends it.
-            if (len == len_ && bytes_[2] == command_)
-                return bytes_.size() > len && frame_.take(reader_, bytes_.front(), len + 1);
-            bytes_.drop(is_other_frame(len) ? len + 1 : 1);
+            if (len == len_ && bytes_[2] == command_) return is_whole(len) && takes_answer(len);
+            const bool is_other = len > 3 && is_whole(len) && frame_.take(reader_, bytes_.front(), len + 1);
+            if (!is_other) count_skipped(reader_, 1);
+            bytes_.drop(is_other ? len + 1 : 1);
         }
         return false;
     }
 
-    bool is_other_frame(int len)
+    bool is_whole(int len) const { return bytes_.size() > len; }
+
+    // With a bad CRC this position is never left, until the time limit ends it.
+    bool takes_answer(int len)
     {
-        return len > 3 && bytes_.size() > len && frame_.take(reader_, bytes_.front(), len + 1);
+        stuck_ = stuck_ || !frame_.take(reader_, bytes_.front(), len + 1);
+        return !stuck_;
     }
 
     Reader* reader_;
@@ -239,6 +248,7 @@ class ExpectedAnswer {
     FrameCopy frame_;
     int len_;
     int command_;
+    bool stuck_ = false;
 };
 
 // Appends the chunk in btRecvArr to `to` at recvLength, `spare` bytes short of the buffer's end. False when

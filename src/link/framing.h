@@ -14,6 +14,20 @@ namespace tagwire::engine {
 // The command byte of a reader that knows no such command.
 inline constexpr u8 error_echo = 0xEE;
 
+// What may be a frame, by its CRC. What is shorter than any frame was none from the start.
+inline void count_frame(Reader* reader, int length, bool is_good)
+{
+    LinkCounters& counters = reader->keeping.counters;
+    if (is_good) counters.frames.count(1);
+    if (!is_good && length >= static_cast<int>(frame::shortest_response)) counters.bad_crc.count(1);
+}
+
+// Bytes that are in no frame.
+inline void count_skipped(Reader* reader, int count)
+{
+    reader->keeping.counters.skipped_bytes.count(static_cast<std::uint64_t>(count));
+}
+
 // A whole frame with zeros behind it. The decoder of tags trusts the counts in a frame and reads on into
 // these zeros, never past them.
 class FrameCopy {
@@ -28,7 +42,9 @@ class FrameCopy {
     bool take(Reader* reader, const u8* from, int length)
     {
         copy(from, length);
-        return end_behind(length, reader->operations.CheckCRC(reader, bytes, length) == 0);
+        const bool is_good = reader->operations.CheckCRC(reader, bytes, length) == 0;
+        count_frame(reader, length, is_good);
+        return end_behind(length, is_good);
     }
     // The same where no Reader is.
     bool take(const u8* from, int length)
@@ -76,9 +92,12 @@ template <class MayBegin, class Take> bool find_frame(Assembly& bytes, MayBegin 
 // The same for a receiver. A candidate with command byte 0 is let through to the CRC even with a bad header.
 inline bool find_frame(Reader* reader, Assembly& bytes, HeaderTest is_good, int command, FrameCopy& frame)
 {
-    return find_frame(
+    const int size = bytes.size();
+    const bool found = find_frame(
         bytes, [&] { return is_good(reader, bytes, command) || bytes[2] == 0; },
         [&](const u8* front, int length) { return frame.take(reader, front, length); });
+    count_skipped(reader, size - bytes.size());
+    return found;
 }
 
 // What an answer of several frames has come to: nothing while it goes on.

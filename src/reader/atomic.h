@@ -17,6 +17,9 @@ template <class T> class Atomic {
         return *this;
     }
 
+    // Counts on, in no order.
+    void count(T more) { __atomic_fetch_add(&value_, more, __ATOMIC_RELAXED); }
+
     // In one order with all others of this kind: what hands something over from one thread to another.
     T ordered_load() const { return loaded<__ATOMIC_SEQ_CST>(); }
     void ordered_store(T value) { __atomic_store(&value_, &value, __ATOMIC_SEQ_CST); }

@@ -29,10 +29,12 @@ inline bool has_tag_taker(const Reader* reader)
     return has_record_hook(reader) || reader->MypCallBack != nullptr;
 }
 
-// What came or went, for the log and the hook.
+// What came or went, for the log, the counters and the hook.
 inline void note_traffic(Reader* reader, Direction direction, u8* bytes, int count)
 {
     reader->operations.log(reader, direction == Direction::received ? 'R' : 'W', bytes, count);
+    if (direction == Direction::received)
+        reader->keeping.counters.bytes.count(static_cast<std::uint64_t>(count));
     const Hooks* hooks = reader->keeping.hooks;
     if (hooks != nullptr && hooks->traffic != nullptr) hooks->traffic(hooks->owner, direction, bytes, count);
 }

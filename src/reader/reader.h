@@ -29,6 +29,15 @@ struct HeldPort;  // a serial device that this process has open
 // Who takes the tags of the inventory in progress; undecided where none runs.
 enum class TagsGo : u8 { undecided, to_the_list, to_the_callback_only };
 
+// What came over the link since the Reader was made. Where an answer has no CRC that is looked at, only its bytes
+// count.
+struct LinkCounters {
+    Atomic<std::uint64_t> bytes;
+    Atomic<std::uint64_t> frames;         // with a good CRC
+    Atomic<std::uint64_t> bad_crc;        // damaged, or noise that looked like a frame
+    Atomic<std::uint64_t> skipped_bytes;  // that are in no frame
+};
+
 // What the library keeps about a Reader besides its documented fields.
 struct Keeping {
     Atomic<unsigned> users;       // references; the last one to go frees the Reader
@@ -47,6 +56,7 @@ struct Keeping {
     pthread_mutex_t stream_mutex;      // guards `stream`, and starting against stopping
     Stream* stream;                    // the run that StopRead ends, or null
     const Hooks* hooks;                // its owner's, or null
+    LinkCounters counters;
 };
 
 }  // namespace tagwire::engine

@@ -336,6 +336,22 @@ TEST_F(Continuous, reports_go_to_a_hook_without_a_callback)
     EXPECT_EQ(hooked.records()[1].id, hex("0C"));
 }
 
+TEST_F(Continuous, what_comes_is_counted)
+{
+    start_well();
+    const LinkCounters& counters = reader_->keeping.counters;
+    const std::uint64_t before = counters.frames;
+    const auto addressed = [](u8 id) { return answer(0x05, 0xEE, 0x00, {0x01, 0x01, id, 0x50}); };
+    Bytes damaged = addressed(0x0B);
+    damaged[6] ^= 0x10U;
+    reader_.feed(addressed(0x0A) + hex("13") + damaged + addressed(0x0C));
+    ASSERT_TRUE(Seen::await(2));
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(counters.frames - before, 3U);  // and the answer to the stop
+    EXPECT_EQ(counters.bad_crc, 2U);  // in it, too, a frame of command 0 seems to begin
+    EXPECT_EQ(counters.skipped_bytes, 1U + damaged.size());
+}
+
 TEST_F(Continuous, without_callback_the_stream_is_drained)
 {
     reader_->MypCallBack = nullptr;
