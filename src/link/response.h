@@ -1,6 +1,7 @@
 // What an answer says, and how it becomes the outputs of a command.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 
 #include "link/frame.h"
@@ -18,8 +19,14 @@ class Response {
     u8 address() const { return frame_[frame::address]; }
     u8 command() const { return frame_[frame::command]; }
     u8 status() const { return frame_[frame::status]; }
-    int length() const { return length_; }           // bytes received, the whole frame
-    int data_length() const { return length_ - 6; }  // those behind the status and in front of the CRC
+    int length() const { return length_; }                  // bytes received, the whole frame
+    int data_length() const { return length_ - overhead; }  // those behind the status and in front of the CRC
+    // Of the data that the length byte announces, what was received. The rest of what one reads is left over.
+    int came() const
+    {
+        constexpr int in_front = static_cast<int>(frame::response_data);
+        return std::max(0, std::min(static_cast<int>(len()) + 1 - overhead, length_ - in_front));
+    }
     u8 operator[](std::size_t i) const { return frame_[frame::response_data + i]; }
     // What lies in front of the buffer is 0.
     u8 byte_or_zero(int i) const
@@ -40,6 +47,7 @@ class Response {
 
   private:
     static constexpr int most_data = 250;
+    static constexpr int overhead = static_cast<int>(frame::shortest_response);
     const u8* frame_;
     int length_;
 };

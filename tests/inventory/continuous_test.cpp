@@ -348,7 +348,7 @@ TEST_F(Continuous, what_comes_is_counted)
     ASSERT_TRUE(Seen::await(2));
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(counters.frames - before, 3U);  // and the answer to the stop
-    EXPECT_EQ(counters.bad_crc, 2U);  // in it, too, a frame of command 0 seems to begin
+    EXPECT_EQ(counters.bad_crc, 2U);          // in it, too, a frame of command 0 seems to begin
     EXPECT_EQ(counters.skipped_bytes, 1U + damaged.size());
 }
 

@@ -278,6 +278,26 @@ TEST(AnswerData, never_copies_more_than_one_frame_holds)
     EXPECT_EQ(out[1], 5);
 }
 
+TEST(AnswerData, came_as_far_as_it_was_announced_and_received)
+{
+    const TestReader reader;
+    const auto came = [&](u8 len, int received) {
+        reader->recvBuff[0] = len;
+        reader->recvLength = received;
+        return Response(reader).came();
+    };
+    EXPECT_EQ(came(9, 10), 4);
+    EXPECT_EQ(came(9, 12), 4);  // bytes behind the frame
+    EXPECT_EQ(came(9, 8), 4);   // its CRC is missing
+    EXPECT_EQ(came(9, 7), 3);
+    EXPECT_EQ(came(9, 4), 0);
+    EXPECT_EQ(came(9, 0), 0);
+    EXPECT_EQ(came(9, -1), 0);
+    EXPECT_EQ(came(5, 6), 0);
+    EXPECT_EQ(came(0, 20), 0);
+    EXPECT_EQ(came(255, 256), 250);
+}
+
 TEST(AnswerData, copies_nothing_for_a_count_below_one_or_a_place_behind_the_frame)
 {
     const TestReader reader;
