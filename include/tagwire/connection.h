@@ -7,8 +7,10 @@
  * thread at any time, also from inside a callback. What each of them then does, and what it waits for, stands
  * in tagwire/calls.h.
  *
- * Descriptors: an open connection holds two (its link and an event descriptor); child processes inherit
- * neither.
+ * Descriptors: an open connection holds two (its link and an event descriptor), on a serial device a third
+ * one: an abstract local socket named tagwire-serial-MAJOR-MINOR after the device number, by which others see
+ * that the device is in use. Programs that are executed inherit none; a process that was forked meanwhile and
+ * executes nothing keeps the device in use as long as it lives.
  *
  * Files: when a file named writelog.txt lies in the current directory at the moment of opening, every chunk
  * of bytes written and read on that connection is logged there, in one file a minute (YYMMDDhhmm.log).

@@ -1,7 +1,11 @@
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <new>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
 
 #include "link/descriptor.h"
 #include "link/serial.h"
@@ -13,10 +17,12 @@
 namespace tagwire::engine {
 
 // A record lock does not refuse the process that holds it, and closing a second descriptor of a device would
-// drop the lock of the first. So the devices that are open here are kept in a list, and none is opened twice.
+// drop the lock of the first. So the devices that are open here are kept in a list, and none is opened twice. Others,
+// and other copies of this list in one process, see the claim: a local socket with the name of the device.
 struct HeldPort {
     std::uint64_t device;
     std::uint64_t node;  // 0 for a device; a plain file is told by its inode
+    int claim;           // the socket's descriptor; -1 for a plain file, and where there are no such sockets
     HeldPort* next;
 };
 
@@ -51,7 +57,28 @@ bool is_descriptor_of(const HeldPort& port, int fd)
     return opened.device == port.device && opened.node == port.node;
 }
 
-// Notes the device behind `path` as open in this process. Null when it is not there, or noted already.
+// False when another one has claimed it.
+bool claim_device(HeldPort& port)
+{
+    port.claim = -1;
+    const int fd = port.node == 0 ? sys::calls.local_socket() : -1;
+    if (fd < 0) return true;
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    const dev_t device = port.device;
+    const int length = std::snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "tagwire-serial-%u-%u",
+                                     major(device), minor(device));
+    const std::size_t size = offsetof(sockaddr_un, sun_path) + 1 + static_cast<std::size_t>(length);
+    if (sys::calls.bind(fd, reinterpret_cast<const sockaddr*>(&name), static_cast<socklen_t>(size)) == 0) {
+        port.claim = fd;
+        return true;
+    }
+    const bool is_claimed = errno == EADDRINUSE;
+    sys::calls.close(fd);
+    return !is_claimed;
+}
+
+// Notes the device behind `path` as open in this process. Null, with errno, when it is not there, or somebody has it.
 HeldPort* hold_port(const char* path)
 {
     struct stat about {};
@@ -60,8 +87,9 @@ HeldPort* hold_port(const char* path)
     if (port == nullptr) return nullptr;
     identify(*port, about);
     const Lock lock(held_ports_mutex);
-    if (is_held(*port)) {
+    if (is_held(*port) || !claim_device(*port)) {
         delete port;
+        errno = EBUSY;
         return nullptr;
     }
     port->next = held_ports;
@@ -77,6 +105,7 @@ void let_go(HeldPort* port)
     HeldPort** link = &held_ports;
     while (*link != port) link = &(*link)->next;
     *link = port->next;
+    if (port->claim >= 0) sys::calls.close(port->claim);
     delete port;
 }
 
@@ -102,6 +131,18 @@ int open_device(const char* path)
     return fd;
 }
 
+int open_held(const char* path, HeldPort** held)
+{
+    *held = hold_port(path);
+    if (*held == nullptr) return -1;
+    const int fd = open_device(path);
+    if (fd >= 0 && is_descriptor_of(**held, fd)) return fd;
+    const int error = fd < 0 ? errno : ENODEV;
+    close_port(fd, *held);
+    errno = error;
+    return -1;
+}
+
 int apply_settings(int fd, const termios& settings)
 {
     int result = -1;
@@ -120,12 +161,24 @@ ssize_t write_once(int fd, const u8* frame, unsigned count)
     return written;
 }
 
+struct flock whole_file(short type)
+{
+    struct flock region {};
+    region.l_type = type;
+    region.l_whence = SEEK_SET;
+    return region;
+}
+
 int set_region_lock(int fd, short type)
 {
-    struct flock whole_file {};
-    whole_file.l_type = type;
-    whole_file.l_whence = SEEK_SET;
-    return sys::calls.lock(fd, &whole_file) < 0 ? -1 : 0;
+    struct flock region = whole_file(type);
+    return sys::calls.lock(fd, &region) < 0 ? -1 : 0;
+}
+
+bool is_locked_by_another(int fd)
+{
+    struct flock region = whole_file(F_WRLCK);
+    return sys::calls.lock_file(fd, &region) < 0;
 }
 
 int prepare_device(Reader* reader, int fd, u8 baud)
@@ -175,6 +228,26 @@ int apply_line(int fd, const termios& line)
 {
     flush_standard_input();
     return apply_settings(fd, line);
+}
+
+int open_port(const char* path, u8 baud, HeldPort** held)
+{
+    const int fd = open_held(path, held);
+    if (fd < 0) return -1;
+    termios line{};
+    set_raw_8n1(line, baud);
+    const bool is_locked = is_locked_by_another(fd);
+    if (!is_locked && apply_settings(fd, line) == 0) return fd;
+    const int error = is_locked ? EBUSY : errno;
+    close_port(fd, *held);
+    errno = error;
+    return -1;
+}
+
+void close_port(int fd, HeldPort* held)
+{
+    if (fd >= 0) sys::calls.close(fd);
+    let_go(held);
 }
 
 bool close_port(Reader* reader)
@@ -234,17 +307,11 @@ int I_unlock_fd(Reader* /*sthis*/, int fd) { return set_region_lock(fd, F_UNLCK)
 int I_Open_Com(Reader* sthis, char* Port, u8 fbaud)
 {
     std::memset(&sthis->portDCB, 0, sizeof sthis->portDCB);
-    HeldPort* port = hold_port(Port);
-    if (port == nullptr) return TAGWIRE_NO_DEVICE;
-    const int fd = open_device(Port);
-    if (fd < 0) {
-        let_go(port);
-        return TAGWIRE_NO_DEVICE;
-    }
-    const int result = is_descriptor_of(*port, fd) ? prepare_device(sthis, fd, fbaud) : TAGWIRE_NO_DEVICE;
-    if (result != TAGWIRE_OK) {
-        sys::calls.close(fd);
-        let_go(port);
+    HeldPort* port = nullptr;
+    const int fd = open_held(Port, &port);
+    if (fd < 0) return TAGWIRE_NO_DEVICE;
+    if (const int result = prepare_device(sthis, fd, fbaud)) {
+        close_port(fd, port);
         return result;
     }
     sthis->keeping.port = port;

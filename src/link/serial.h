@@ -20,6 +20,11 @@ int read_serial(Reader* reader, u8* to);
 int send_serial(Reader* reader, u8* frame, unsigned count);
 int send_stop_serial(Reader* reader, u8* frame, unsigned count);
 
+// A device for who has no Reader, with its line set: the descriptor, or -1 with errno, EBUSY where another one has it.
+// `held` goes back to close_port().
+int open_port(const char* path, u8 baud, HeldPort** held);
+void close_port(int fd, HeldPort* held);
+
 // Shuts the link and closes its device, whose number stays in hCommPort. False when it was closed already.
 bool close_port(Reader* reader);
 

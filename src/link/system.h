@@ -24,6 +24,8 @@ struct Direct {
     static int stat(const char* path, struct stat* out) { return ::stat(path, out); }
     static int fstat(int fd, struct stat* out) { return ::fstat(fd, out); }
     static int lock(int fd, struct flock* region) { return ::fcntl(fd, F_SETLK, region); }
+    // Goes with the open file, not with the process.
+    static int lock_file(int fd, struct flock* region) { return ::fcntl(fd, F_OFD_SETLK, region); }
     static ssize_t read(int fd, void* to, std::size_t count) { return ::read(fd, to, count); }
     static ssize_t write(int fd, const void* from, std::size_t count) { return ::write(fd, from, count); }
     static int ioctl(int fd, unsigned long request, int* value) { return ::ioctl(fd, request, value); }
@@ -31,6 +33,8 @@ struct Direct {
     static int tcgetattr(int fd, termios* settings) { return ::tcgetattr(fd, settings); }
     static int tcsetattr(int fd, const termios* settings) { return ::tcsetattr(fd, TCSANOW, settings); }
     static int socket() { return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
+    static int local_socket() { return ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }
+    static int bind(int fd, const sockaddr* to, socklen_t size) { return ::bind(fd, to, size); }
     static int connect(int fd, const sockaddr* to, socklen_t size) { return ::connect(fd, to, size); }
     static int getsockopt(int fd, int level, int name, void* value, socklen_t* size)
     {
@@ -71,6 +75,7 @@ struct Calls {
     decltype(&Direct::stat) stat = Direct::stat;
     decltype(&Direct::fstat) fstat = Direct::fstat;
     decltype(&Direct::lock) lock = Direct::lock;
+    decltype(&Direct::lock_file) lock_file = Direct::lock_file;
     decltype(&Direct::read) read = Direct::read;
     decltype(&Direct::write) write = Direct::write;
     decltype(&Direct::ioctl) ioctl = Direct::ioctl;
@@ -78,6 +83,8 @@ struct Calls {
     decltype(&Direct::tcgetattr) tcgetattr = Direct::tcgetattr;
     decltype(&Direct::tcsetattr) tcsetattr = Direct::tcsetattr;
     decltype(&Direct::socket) socket = Direct::socket;
+    decltype(&Direct::local_socket) local_socket = Direct::local_socket;
+    decltype(&Direct::bind) bind = Direct::bind;
     decltype(&Direct::connect) connect = Direct::connect;
     decltype(&Direct::getsockopt) getsockopt = Direct::getsockopt;
     decltype(&Direct::send) send = Direct::send;

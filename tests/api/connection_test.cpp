@@ -807,13 +807,16 @@ TEST_F(Serial, close_all_goes_up_and_leaves_tcp_and_busy_connections)
     ASSERT_EQ(handle_, 4);
     EthReader[3]->isInventoryCmd = true;
     static int first_number;
+    static int last_number;
     first_number = EthReader[1]->hCommPort;
+    last_number = EthReader[4]->hCommPort;
     sys::calls.close = [](int fd) {
-        steps.emplace_back(fd == first_number ? "first" : "later");
+        if (fd == first_number) steps.emplace_back("first");
+        if (fd == last_number) steps.emplace_back("last");
         return ::close(fd);
     };
     EXPECT_EQ(CloseComPort(), 0);
-    EXPECT_THAT(steps, ElementsAre("first", "later"));
+    EXPECT_THAT(steps, ElementsAre("first", "last"));
     EXPECT_EQ(EthReader[1], nullptr);
     ASSERT_NE(EthReader[2], nullptr);
     EXPECT_TRUE(EthReader[2]->DeviceIsOpen);
@@ -1349,7 +1352,7 @@ TEST_F(Tcp, close_as_serial_gives_48_and_touches_nothing)
     EXPECT_EQ(CloseSpecComPort(1), 48);
 }
 
-TEST_F(Tcp, open_connections_have_two_descriptors_closed_on_exec)
+TEST_F(Tcp, open_connections_have_two_descriptors_and_a_serial_claim_closed_on_exec)
 {
     const InTemporaryDirectory directory;
     InTemporaryDirectory::create("writelog.txt");
@@ -1369,9 +1372,9 @@ TEST_F(Tcp, open_connections_have_two_descriptors_closed_on_exec)
     EXPECT_TRUE(is_close_on_exec(EthReader[2]->keeping.wake_fd));
     const long with_both = open_descriptors();
     CloseSpecComPort(2);
-    EXPECT_EQ(open_descriptors(), with_both - 2);
+    EXPECT_EQ(open_descriptors(), with_both - 3);
     CloseNetPort(1);
-    EXPECT_EQ(open_descriptors(), with_both - 4);
+    EXPECT_EQ(open_descriptors(), with_both - 5);
 }
 
 TEST_F(Tcp, open_works_with_descriptors_beyond_1024)

@@ -7,6 +7,8 @@
 #include <iterator>
 #include <pty.h>
 #include <string>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -346,6 +348,151 @@ TEST_F(SerialPort, does_not_hinder_the_use_of_another_device)
     close_port(second);
     Destroy_Reader(&second);
 }
+
+// --- The claim ---
+
+// A local socket with the name of a device.
+class Claim {
+  public:
+    explicit Claim(const char* path) : fd_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        struct stat about {};
+        if (::stat(path, &about) != 0) std::abort();
+        const std::string name = "tagwire-serial-" + std::to_string(major(about.st_rdev)) + "-" +
+                                 std::to_string(minor(about.st_rdev));
+        sockaddr_un at{};
+        at.sun_family = AF_UNIX;
+        name.copy(at.sun_path + 1, name.size());
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+        got_ = ::bind(fd_, reinterpret_cast<const sockaddr*>(&at), size) == 0;
+    }
+    ~Claim() { ::close(fd_); }
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+    bool got() const { return got_; }
+
+  private:
+    int fd_;
+    bool got_ = false;
+};
+
+TEST_F(SerialPort, is_claimed_while_open)
+{
+    EXPECT_TRUE(Claim(terminal_.path()).got());
+    sys::calls.local_socket = [] {
+        const int fd = sys::Direct::local_socket();
+        SystemSeam::record(::fcntl(fd, F_GETFD));
+        return fd;
+    };
+    ASSERT_EQ(open(), TAGWIRE_OK);
+    EXPECT_THAT(SystemSeam::recorded(), ElementsAre(FD_CLOEXEC));
+    EXPECT_FALSE(Claim(terminal_.path()).got());
+    EXPECT_EQ(ask_other_process([this] { return Claim(terminal_.path()).got() ? 1 : 0; }), 0);
+    close();
+    EXPECT_TRUE(Claim(terminal_.path()).got());
+}
+
+TEST_F(SerialPort, that_another_one_has_claimed_gives_57_and_is_not_opened)
+{
+    const auto before = open_descriptors();
+    {
+        const Claim other(terminal_.path());
+        ASSERT_TRUE(other.got());
+        sys::calls.open = [](const char*, int, mode_t) { return fail_with(EIO); };
+        EXPECT_EQ(open(), TAGWIRE_NO_DEVICE);
+        EXPECT_EQ(reader_->hCommPort, -1);
+        HeldPort* held = nullptr;
+        EXPECT_EQ(open_port(terminal_.path(), 5, &held), -1);
+        EXPECT_EQ(errno, EBUSY);
+        sys::calls.open = sys::Direct::open;
+    }
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(open(), TAGWIRE_OK);
+}
+
+TEST_F(SerialPort, keeps_no_claim_when_it_cannot_be_opened)
+{
+    sys::calls.open = [](const char*, int, mode_t) { return fail_with(EIO); };
+    EXPECT_EQ(open(), TAGWIRE_NO_DEVICE);
+    EXPECT_TRUE(Claim(terminal_.path()).got());
+}
+
+TEST_F(SerialPort, needs_no_claim_where_there_are_none)
+{
+    sys::calls.local_socket = [] { return fail_with(EAFNOSUPPORT); };
+    ASSERT_EQ(open(), TAGWIRE_OK);
+    close();
+    sys::calls.local_socket = sys::Direct::local_socket;
+    sys::calls.bind = [](int, const sockaddr*, socklen_t) { return fail_with(EPERM); };
+    const auto before = open_descriptors();
+    ASSERT_EQ(open(), TAGWIRE_OK);
+    EXPECT_EQ(open_descriptors(), before + 1);
+}
+
+// --- Without a Reader ---
+
+TEST_F(SerialPort, is_opened_without_a_reader)
+{
+    const auto before = open_descriptors();
+    sys::calls.tcflush = [](int, int) {
+        SystemSeam::record(1);
+        return 0;
+    };
+    HeldPort* held = nullptr;
+    const int fd = open_port(terminal_.path(), 6, &held);
+    ASSERT_GE(fd, 0);
+    termios line{};
+    ASSERT_EQ(::tcgetattr(fd, &line), 0);
+    EXPECT_EQ(line.c_iflag | line.c_oflag | line.c_lflag, 0U);
+    EXPECT_EQ(line.c_cflag & (CSIZE | PARENB | CSTOPB), static_cast<tcflag_t>(CS8));
+    EXPECT_EQ(line.c_cc[VMIN], 0);
+    EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_TRUE(is_locked_for_others(terminal_.path()));
+    EXPECT_FALSE(Claim(terminal_.path()).got());
+    EXPECT_TRUE(SystemSeam::recorded().empty());
+    close_port(fd, held);
+    EXPECT_FALSE(is_locked_for_others(terminal_.path()));
+    EXPECT_TRUE(Claim(terminal_.path()).got());
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(SerialPort, is_opened_once_with_or_without_a_reader)
+{
+    HeldPort* held = nullptr;
+    const int fd = open_port(terminal_.path(), 5, &held);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(open(), TAGWIRE_NO_DEVICE);
+    HeldPort* second = nullptr;
+    EXPECT_EQ(open_port(terminal_.path(), 5, &second), -1);
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_TRUE(is_locked_for_others(terminal_.path()));
+    close_port(fd, held);
+    ASSERT_EQ(open(), TAGWIRE_OK);
+    EXPECT_EQ(open_port(terminal_.path(), 5, &second), -1);
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_TRUE(is_locked_for_others(terminal_.path()));
+}
+
+TEST_F(SerialPort, without_a_reader_says_why_it_cannot_be_opened)
+{
+    const auto before = open_descriptors();
+    HeldPort* held = nullptr;
+    EXPECT_EQ(open_port("/dev/no_such_reader", 5, &held), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(open_port("/dev", 5, &held), -1);
+    EXPECT_EQ(errno, EISDIR);
+    EXPECT_EQ(open_port("/dev/null", 5, &held), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    {
+        const OtherProcess other(terminal_.path());
+        ASSERT_TRUE(other.has_lock());
+        EXPECT_EQ(open_port(terminal_.path(), 5, &held), -1);
+        EXPECT_EQ(errno, EBUSY);
+    }
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+// --- What cannot be opened ---
 
 TEST_F(SerialPort, that_is_missing_gives_57)
 {
@@ -751,7 +898,7 @@ TEST_F(SerialPort, that_is_in_use_is_closed_by_the_number_it_had_before_the_wait
     }
     closer.join();
     EXPECT_TRUE(closed);
-    EXPECT_THAT(SystemSeam::recorded(), ElementsAre(fd));
+    EXPECT_THAT(SystemSeam::recorded(), ElementsAre(fd, testing::_));  // and its claim
     EXPECT_EQ(::fcntl(fd, F_GETFD), -1);
 }
 
