@@ -6,6 +6,10 @@
 struct Reader;
 using u8 = unsigned char;
 
+namespace tagwire::engine {
+using ::Reader;  // whatever else is called so in the namespaces around this one
+}
+
 // One slot per operation. Operations call one another through the table of their Reader, never directly.
 struct Operations {
 #define TAGWIRE_OPERATION(exported, result, name, ...)                                                       \
