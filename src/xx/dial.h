@@ -17,7 +17,7 @@ using LookUp = int (*)(const std::string& host, std::vector<in_addr>& out);
 int look_up(const std::string& host, std::vector<in_addr>& out);
 
 // A look-up that is not over in time is left behind, and ends by itself. Throws Error.
-std::vector<in_addr> resolve(const Url& url, std::chrono::milliseconds limit, LookUp look_up = look_up);
+std::vector<in_addr> resolve(const Url& url, std::chrono::milliseconds limit, LookUp find = look_up);
 
 // A socket that never blocks, on its way to the address; a peer that dies is noticed within 15 s. Throws
 // Error where no descriptor is left. Otherwise `error` is what connect() gave.

@@ -37,9 +37,10 @@ namespace {
     case ENXIO: fail(Errc::cannot_open, url, " is not there: is the reader plugged in and powered?");
     case EACCES:
     case EPERM:
-        fail(Errc::cannot_open, url,
-             " may not be opened by this user: add the user to the device's group (often dialout), and log in "
-             "again");
+        fail(
+            Errc::cannot_open, url,
+            " may not be opened by this user: add the user to the device's group (often dialout), and log in "
+            "again");
     case EBUSY: fail(Errc::in_use, url, " is in use by another program");
     default: fail(Errc::cannot_open, url, ": " + std::generic_category().message(error));
     }

@@ -37,10 +37,10 @@ struct Search {
     std::vector<in_addr> hosts;
 };
 
-void search(const std::shared_ptr<Search>& state, const std::string& host, LookUp look_up)
+void search(const std::shared_ptr<Search>& state, const std::string& host, LookUp find)
 {
     std::vector<in_addr> hosts;
-    const int error = look_up(host, hosts);
+    const int error = find(host, hosts);
     const std::lock_guard lock(state->mutex);
     state->error = error;
     state->hosts = std::move(hosts);
@@ -48,13 +48,13 @@ void search(const std::shared_ptr<Search>& state, const std::string& host, LookU
     state->ended.notify_all();
 }
 
-void start_search(const std::shared_ptr<Search>& state, const std::string& host, LookUp look_up)
+void start_search(const std::shared_ptr<Search>& state, const std::string& host, LookUp find)
 {
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread(search, state, host, look_up).detach();
+    std::thread(search, state, host, find).detach();
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -110,12 +110,12 @@ int look_up(const std::string& host, std::vector<in_addr>& out)
     return 0;
 }
 
-std::vector<in_addr> resolve(const Url& url, std::chrono::milliseconds limit, LookUp look_up)
+std::vector<in_addr> resolve(const Url& url, std::chrono::milliseconds limit, LookUp find)
 {
     in_addr literal{};
     if (::inet_pton(AF_INET, url.host.c_str(), &literal) == 1) return {literal};
     const auto state = std::make_shared<Search>();
-    start_search(state, url.host, look_up);
+    start_search(state, url.host, find);
     std::unique_lock lock(state->mutex);
     if (!state->ended.wait_for(lock, limit, [&] { return state->over; }))
         fail(url, "no answer about the name '" + url.host +
@@ -142,14 +142,12 @@ Descriptor begin_connect(const in_addr& host, std::uint16_t port, int& error)
 std::string connect_failure_text(const std::string& place, int error)
 {
     switch (error) {
-    case ETIMEDOUT:
-        return "nobody answers at " + place + ": is the reader powered and on this network?";
+    case ETIMEDOUT: return "nobody answers at " + place + ": is the reader powered and on this network?";
     case ECONNREFUSED:
         return place + " refuses the connection: is the port right, and has no other computer the reader's "
                        "connection?";
     case ENETUNREACH:
-    case EHOSTUNREACH:
-        return place + " cannot be reached: is the reader on a network of this computer's?";
+    case EHOSTUNREACH: return place + " cannot be reached: is the reader on a network of this computer's?";
     default: return place + ": " + std::generic_category().message(error);
     }
 }

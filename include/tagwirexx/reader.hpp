@@ -1,0 +1,71 @@
+// One reader, asked and told.
+//
+//     tagwire::Reader reader("tcp://192.0.2.10:6000");
+//     for (const auto& read : reader.inventory().reads) std::cout << read.epc << '\n';
+//
+// URLs: tcp://HOST[:PORT], where HOST is a name or an IPv4 address and PORT is 6000 when left out;
+// serial:/dev/DEVICE; serial:auto, which takes the first serial device that a reader answers on and leaves
+// consoles alone. Behind them ?KEY=VALUE&KEY=VALUE...:
+//
+//     baud          9600, 19200, 38400, 57600 (when left out), 115200 or 921600
+//     address       on the bus, 0 to 255; 255, when left out, is for whoever is there
+//     antenna_byte  mask or number: how the reader tells ports
+//
+// Any thread may call a Reader; calls take turns. abort() comes past them. Two Readers of one address, or of
+// two ports of one address, have nothing to do with each other; a serial device belongs to one Reader.
+//
+// Every call throws Error when the reader, the link or a value is at fault. Every value is looked at before
+// anything is sent (Errc::invalid_value). Nothing is repeated silently: where a change was sent and no answer
+// came, outcome() is Outcome::unknown.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <tagwirexx/api.hpp>
+#include <tagwirexx/error.hpp>
+#include <tagwirexx/info.hpp>
+#include <tagwirexx/inventory.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+
+class ReaderInside;
+
+class TAGWIREXX_API Reader final {
+  public:
+    // Opens the link within 3 s (5 s more for a name) and asks the reader who it is. One that is still
+    // reading, for a program that ended, is stopped first.
+    explicit Reader(std::string_view url);
+    explicit Reader(const std::string& url) : Reader(std::string_view(url)) {}
+    explicit Reader(const char* url) : Reader(url == nullptr ? std::string_view() : std::string_view(url)) {}
+    // One that was moved from can be assigned to and destroyed, nothing else.
+    Reader(Reader&& other) noexcept;
+    Reader& operator=(Reader&& other) noexcept;
+    // Closes the link. No call may be in progress.
+    ~Reader();
+
+    // As it was written; of serial:auto the device that was found.
+    const std::string& url() const noexcept;
+    ReaderInfo info();
+
+    InventoryResult inventory(const InventoryPlan& plan = {});
+    // Inventories with sessions and targets in turn, until nothing new comes.
+    StocktakeResult stocktake(const StocktakePlan& plan = {});
+
+    // Ends the call in progress, which throws Error with Errc::aborted; does nothing without one. From any
+    // thread.
+    void abort() noexcept;
+
+    using Inside = ReaderInside;
+
+  private:
+    friend class ReaderInside;
+    explicit Reader(std::unique_ptr<Inside> inside);
+
+    std::unique_ptr<Inside> inside_;
+};
+
+}  // namespace v1
+}  // namespace tagwire
