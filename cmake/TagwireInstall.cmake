@@ -6,7 +6,8 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tagwire)
 set(made_dir ${CMAKE_CURRENT_BINARY_DIR}/package)
 
 install(TARGETS tagwire EXPORT tagwire_targets COMPONENT library)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tagwire TYPE INCLUDE COMPONENT library)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tagwire ${tagwire_made_headers}/tagwire TYPE INCLUDE
+  COMPONENT library)
 install(EXPORT tagwire_targets FILE tagwireTargets.cmake NAMESPACE tagwire:: DESTINATION ${package_dir}
   COMPONENT library)
 

@@ -2,7 +2,7 @@
  *
  * 0 is success. The library's own codes are below. Any other value is the status byte of the reader, passed
  * through as it came. A few values are used by both sides (249, 251, 255): which one it was follows from the
- * call that returned it.
+ * call that returned it. tagwire/result_text.h says in words what they mean and what to do.
  */
 #ifndef TAGWIRE_RESULT_H
 #define TAGWIRE_RESULT_H

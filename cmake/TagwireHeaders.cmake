@@ -1,0 +1,17 @@
+# The public C headers that are made: the version, and the texts of results from the one list of them.
+set(tagwire_made_headers ${PROJECT_BINARY_DIR}/include)
+set(results ${PROJECT_SOURCE_DIR}/src/link/results.def)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${results})
+
+file(READ ${results} list)
+string(REGEX MATCHALL "\nTAGWIRE_RESULT_FAMILY\\([^\n]*" families "${list}")
+string(REGEX REPLACE ".*\n\n(TAGWIRE_RESULT\\(shared, .*)\n\n#undef .*" "\\1" rows "${list}")
+string(REPLACE "(shared, " "(-1, " rows "${rows}")
+foreach(family ${families})
+  string(REGEX MATCH "\\((.*), \"(.*)\"\\)" found "${family}")
+  string(TOUPPER "TAGWIRE_FAMILY_${CMAKE_MATCH_1}" constant)
+  string(APPEND constants "    ${constant}, /* ${CMAKE_MATCH_2} */\n")
+  string(REPLACE "(${CMAKE_MATCH_1}, " "(${constant}, " rows "${rows}")
+endforeach()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/result_text.h.in ${tagwire_made_headers}/tagwire/result_text.h @ONLY)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/version.h.in ${tagwire_made_headers}/tagwire/version.h @ONLY)
