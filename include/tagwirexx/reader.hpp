@@ -20,18 +20,21 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include <tagwirexx/api.hpp>
+#include <tagwirexx/buffer.hpp>
 #include <tagwirexx/error.hpp>
 #include <tagwirexx/info.hpp>
 #include <tagwirexx/inventory.hpp>
+#include <tagwirexx/lines.hpp>
+#include <tagwirexx/modes.hpp>
+#include <tagwirexx/radio.hpp>
 
 namespace tagwire {
 inline namespace v1 {
-
-class ReaderInside;
 
 class TAGWIREXX_API Reader final {
   public:
@@ -53,6 +56,18 @@ class TAGWIREXX_API Reader final {
     InventoryResult inventory(const InventoryPlan& plan = {});
     // Inventories with sessions and targets in turn, until nothing new comes.
     StocktakeResult stocktake(const StocktakePlan& plan = {});
+    // One 6B tag, or all whose memory meets a condition.
+    InventoryResult inventory_6b(const std::optional<Condition6b>& condition = {});
+    InventoryResult inventory_gb(const OtherTagsPlan& plan = {});
+    InventoryResult inventory_jb(const OtherTagsPlan& plan = {});
+
+    Radio radio() { return Radio(*inside_); }
+    Antennas antennas() { return Antennas(*inside_); }
+    Lines lines() { return Lines(*inside_); }
+    Clock clock() { return Clock(*inside_); }
+    Modes modes() { return Modes(*inside_); }
+    Filter filter() { return Filter(*inside_); }
+    Buffer buffer() { return Buffer(*inside_); }
 
     // Ends the call in progress, which throws Error with Errc::aborted; does nothing without one. From any
     // thread.

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <netinet/in.h>
 #include <string>
 #include <vector>
 
+#include "link/serial.h"
 #include "xx/descriptors.h"
 #include "xx/url.h"
 
@@ -29,12 +31,17 @@ std::string connect_failure_text(const std::string& place, int error);
 // Tries one address after the other. Throws Error.
 Descriptor connect(const Url& url, const std::vector<in_addr>& hosts, std::chrono::milliseconds limit);
 
-// Open, set to its speed, and nobody else's as long as both descriptors are.
-struct SerialLine {
-    Descriptor fd = {};
-    Descriptor claim = {};
+// A serial device that is this connection's and nobody else's, until it is let go: behind its descriptor.
+struct LetGo {
+    void operator()(engine::HeldPort* held) const { engine::close_port(-1, held); }
 };
-// Throws Error.
+using Claim = std::unique_ptr<engine::HeldPort, LetGo>;
+
+struct SerialLine {
+    Claim claim = {};
+    Descriptor fd = {};
+};
+// With its speed set and nothing unread on it. Throws Error.
 SerialLine open_serial(const Url& url);
 
 // Where a reader may be: USB and board serial lines, without those that serve as a console or as standard

@@ -11,7 +11,8 @@ namespace tagwire {
 inline namespace v1 {
 namespace {
 
-constexpr Call inventory_call{.name = "inventory", .is_inventory = true};
+constexpr Call inventory_call{
+    .name = "inventory", .is_inventory = true, .family = engine::ResultFamily::inventory};
 constexpr unsigned most_plain_words = 31;
 
 // What an inventory sends besides where and how long.

@@ -17,30 +17,20 @@ inline namespace v1 {
 namespace {
 
 constexpr Call open_call{"open"};
+constexpr const char* lost_text = "the link to the reader is gone: open it again";
 constexpr Call information_call{"ask who the reader is"};
 
-struct Meaning {
-    Errc code;
-    const char* text;
-};
-
-Meaning meaning_of(int result, bool is_unknown)
+Errc code_of(int result, bool is_unknown)
 {
-    if (is_unknown) return {Errc::no_such_feature, "the reader does not know this command"};
+    if (is_unknown) return Errc::no_such_feature;
     switch (result) {
-    case TAGWIRE_NO_ANSWER:
-        return {Errc::no_answer, "no answer in time: is the reader powered and connected, and does it know "
-                                 "this command?"};
-    case TAGWIRE_BAD_CRC: return {Errc::bad_answer, "the answer was damaged: check cable and network"};
+    case TAGWIRE_NO_ANSWER: return Errc::no_answer;
+    case TAGWIRE_BAD_CRC:
     case TAGWIRE_BAD_SEQUENCE:
-    case TAGWIRE_WRONG_COMMAND: return {Errc::bad_answer, "something else than the answer came: try again"};
-    case TAGWIRE_BAD_HANDLE: return {Errc::lost, "the link to the reader is gone: open it again"};
-    case TAGWIRE_TAG_ERROR: return {Errc::tag_refused, "the tag refused"};
-    case TAGWIRE_INVENTORY_UNKNOWN:
-        return {Errc::no_such_feature, "the reader does not know this, or its buffer is empty"};
-    case TAGWIRE_INVENTORY_ANTENNA:
-        return {Errc::refused, "an antenna is missing or not connected: check which antennas are asked for"};
-    default: return {Errc::refused, "the reader refused: the value may be one that it does not have"};
+    case TAGWIRE_WRONG_COMMAND: return Errc::bad_answer;
+    case TAGWIRE_TAG_ERROR: return Errc::tag_refused;
+    case TAGWIRE_INVENTORY_UNKNOWN: return Errc::no_such_feature;
+    default: return Errc::refused;
     }
 }
 
@@ -100,16 +90,18 @@ OpenLink ReaderInside::take_back(Reader reader)
 void ReaderInside::shake_hands()
 {
     constexpr int attempts = 4;
+    constexpr int most_silences = 2;
     int result = TAGWIRE_NO_ANSWER;
+    int silences = 0;
     bool is_stopped = !link_.serial;
-    for (int i = 0; i < attempts && !is_lost(); ++i) {
+    for (int i = 0; i < attempts && silences < most_silences && !is_lost(); ++i) {
         received_ = 0;
         result = ask_information(told_);
         const bool answered = result == TAGWIRE_OK;
         const bool more_came = received_ > (answered ? engine::ReaderInformation::frame_length : 0);
         if (answered && is_stopped && !more_came) break;
         u8 address = link_.address;
-        if (answered || more_came) engine_->operations.StopRead(engine_.get(), &address);
+        answered || more_came ? engine_->operations.StopRead(engine_.get(), &address) : ++silences;
         is_stopped |= answered;
     }
     if (result != TAGWIRE_OK)
@@ -177,7 +169,7 @@ void ReaderInside::abort() noexcept
 
 void ReaderInside::begin(const Call& call)
 {
-    if (is_lost()) fail_as(Errc::lost, {call.name}, "the link to the reader is gone: open it again");
+    if (is_lost()) fail_as(Errc::lost, {call.name}, lost_text);
     if (stale_) settle(call);
     discard_input();
     const std::lock_guard lock(state_);
@@ -278,10 +270,10 @@ void ReaderInside::fail(const Call& call, int result) const
 {
     const bool is_unknown =
         result == TAGWIRE_WRONG_COMMAND && engine_->recvBuff[engine::frame::command] == engine::error_echo;
-    const Meaning meaning = meaning_of(result, is_unknown);
-    if (result == TAGWIRE_NO_ANSWER && is_lost())
-        fail_as(Errc::lost, call, "the link to the reader is gone: open it again", result);
-    fail_as(meaning.code, call, meaning.text, result);
+    if (result == TAGWIRE_BAD_HANDLE || (result == TAGWIRE_NO_ANSWER && is_lost()))
+        fail_as(Errc::lost, call, lost_text, result);
+    const engine::ResultText text = engine::result_text(call.family, result);
+    fail_as(code_of(result, is_unknown), call, std::string(text.what) + ": " + text.advice, result);
 }
 
 void ReaderInside::fail_as(Errc code, const Call& call, const std::string& text, int result) const

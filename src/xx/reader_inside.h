@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "inventory/records.h"
+#include "link/result_text.h"
 #include "reader/hooks.h"
 #include "xx/dial.h"
 
@@ -20,8 +21,8 @@ inline namespace v1 {
 
 struct OpenLink {
     bool serial = false;
+    Claim claim = {};  // of a serial device
     Descriptor fd = {};
-    Descriptor claim = {};  // of a serial device
     std::uint8_t address = 0xFF;
     std::optional<AntennaByte> antenna_byte = {};
     std::string name = {};  // for people: the URL
@@ -37,6 +38,7 @@ struct Call {
     Effect effect = Effect::none;
     int least = 0;
     bool is_inventory = false;  // which may last for as long as set_longest_job() says
+    engine::ResultFamily family = engine::ResultFamily::settings;
 };
 
 // Takes the records of an inventory as they come.

@@ -4,6 +4,8 @@
 
 #include "tagwire/result.h"
 
+#include <tagwirexx/error.hpp>
+
 namespace tagwire {
 inline namespace v1 {
 namespace {
@@ -13,6 +15,18 @@ constexpr u8 first_antenna = 0x80;
 u8 antenna_of(const ReaderInside& inside, const Call& call, Port port)
 {
     return static_cast<u8>(first_antenna + checked(inside, call, "an antenna", port.number(), 1, 128) - 1);
+}
+
+// Of a reader that does not tell its ports: the first one.
+std::vector<Port> ports_in_use(ReaderInside& inside)
+{
+    try {
+        const auto ports = ask_enabled_ports(inside);
+        return ports.empty() ? std::vector{Port(1)} : ports;
+    } catch (const Error& error) {
+        if (error.code() == Errc::aborted || error.code() == Errc::lost) throw;
+        return {Port(1)};
+    }
 }
 
 }  // namespace
@@ -52,7 +66,7 @@ std::vector<Place> places_of(ReaderInside& inside, const ScanPlan& plan, bool mu
     if (plan.antennas.empty() && !plan.scan_time && !must_be_given) return {Place{}};
     std::vector<u8> antennas = plan.antennas;
     if (antennas.empty())
-        for (const Port port : enabled_ports(inside))
+        for (const Port port : ports_in_use(inside))
             antennas.push_back(static_cast<u8>(first_antenna + port.number() - 1));
     std::vector<Place> out;
     out.reserve(antennas.size());
@@ -76,18 +90,16 @@ bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagC
     }
 }
 
-std::vector<Port> enabled_ports(ReaderInside& inside)
+std::vector<Port> ask_enabled_ports(ReaderInside& inside)
 {
     constexpr unsigned most_ports = 64;
     std::array<u8, most_ports / 8> bytes{};
-    const Call call{"ask for the antennas"};
-    const int result = inside.run(call, &Operations::OptAntenna, u8{0}, u8{0}, bytes.data());
+    inside.ask({"ask for the antennas", Effect::none, bytes.size()}, &Operations::OptAntenna, u8{0}, u8{0},
+               bytes.data());
     std::vector<Port> out;
-    if (result == TAGWIRE_OK && inside.came() >= static_cast<int>(bytes.size()))
-        for (unsigned port = 0; port < most_ports; ++port)
-            if ((bytes[bytes.size() - 1 - port / 8] >> (port % 8) & 1U) != 0)
-                out.emplace_back(static_cast<int>(port + 1));
-    if (out.empty()) out.emplace_back(1);
+    for (unsigned port = 0; port < most_ports; ++port)
+        if ((bytes[bytes.size() - 1 - port / 8] >> (port % 8) & 1U) != 0)
+            out.emplace_back(static_cast<int>(port + 1));
     return out;
 }
 

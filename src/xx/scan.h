@@ -43,7 +43,8 @@ std::vector<Place> places_of(ReaderInside& inside, const ScanPlan& plan, bool mu
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagCollection& tags,
                 const std::function<int(const Place&)>& send);
 
-std::vector<Port> enabled_ports(ReaderInside& inside);
+// Throws Error where the reader does not tell.
+std::vector<Port> ask_enabled_ports(ReaderInside& inside);
 
 inline std::chrono::milliseconds time_since(std::chrono::steady_clock::time_point start)
 {

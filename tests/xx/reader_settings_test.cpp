@@ -1,0 +1,360 @@
+// Radio, antennas, lines, clock, modes and filter, in units.
+#include <thread>
+
+#include "link/crc16.h"
+#include "xx/virtual_reader.h"
+
+namespace tagwire::test {
+namespace {
+
+using testing::ElementsAre;
+using namespace std::chrono_literals;
+using namespace std::chrono;
+
+class SettingsOf : public VirtualReader {
+  protected:
+    void SetUp() override { connect(make_scenario(2)); }
+
+    void connect_family(sim::ReaderFamily family)
+    {
+        sim::Scenario scenario = make_scenario(0);
+        scenario.reader.family = family;
+        connect(scenario);
+    }
+    // Refused before anything is sent.
+    template <class Act> void expect_invalid(Act act)
+    {
+        const std::uint64_t before = device->counters().requests;
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::invalid_value) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_EQ(device->counters().requests, before);
+    }
+    // A command whose answer has these bytes of data only.
+    template <class Act>
+    void expect_short_answer_refused(std::uint8_t command, const sim::Bytes& data, Act act)
+    {
+        sim::Bytes frame{static_cast<std::uint8_t>(data.size() + 5), 0x0A, command, 0};
+        frame.insert(frame.end(), data.begin(), data.end());
+        const std::uint16_t crc = engine::crc16(frame.data(), frame.size());
+        frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
+        frame.push_back(static_cast<std::uint8_t>(crc >> 8U));
+        Errc code = Errc::no_answer;
+        for (int attempt = 0; attempt < 20 && code == Errc::no_answer; ++attempt) {
+            sim::Fault lose = sim::Fault::lose();
+            lose.command = command;
+            device->inject(lose);
+            const std::uint64_t before = device->counters().commands[command];
+            std::thread answering([&] {
+                if (device->wait_for_command(command, before + 1)) device->send_raw(frame);
+            });
+            code = static_cast<Errc>(error_of(act)->code().value());
+            answering.join();
+        }
+        EXPECT_EQ(code, Errc::bad_answer);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Links, SettingsOf, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(SettingsOf, PowerOfAllAndOfOnePort)
+{
+    Radio radio = reader().radio();
+    patiently([&] { radio.set_power(Dbm(21)); });
+    EXPECT_THAT(patiently([&] { return radio.power(); }), ElementsAre(Dbm(21), Dbm(21), Dbm(21), Dbm(21)));
+    patiently([&] { radio.set_power(Dbm(9), Port(3)); });
+    EXPECT_THAT(device->settings().power, ElementsAre(21, 21, 9, 21));
+    patiently([&] { radio.set_write_power(Dbm(30)); });
+    EXPECT_EQ(patiently([&] { return radio.write_power(); }), Dbm(30));
+    EXPECT_EQ(device->settings().writing_power, 30);
+    expect_invalid([&] { radio.set_power(Dbm(-1)); });
+    expect_invalid([&] { radio.set_power(Dbm(41)); });
+    expect_invalid([&] { radio.set_write_power(Dbm(41)); });
+    expect_invalid([&] { radio.set_power(Dbm(9), Port(0)); });
+    expect_invalid([&] { radio.set_power(Dbm(9), Port(65)); });
+    EXPECT_EQ(error_of([&] { radio.set_power(Dbm(9), Port(5)); })->code(), Errc::invalid_value)
+        << "it has four";
+    const auto error = error_of([&] { patiently([&] { radio.set_power(Dbm(40), Port(1)); }); });
+    EXPECT_EQ(error->code(), Errc::refused);
+    EXPECT_EQ(error->result(), 0xFF);
+}
+
+TEST_P(SettingsOf, PowerOfManyPorts)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.reader.antennas = 10;
+    scenario.reader.antenna_byte = sim::AntennaByte::number;
+    connect(scenario);
+    patiently([&] { reader().radio().set_power(Dbm(17), Port(10)); });
+    EXPECT_THAT(device->settings().power, ElementsAre(30, 30, 30, 30, 30, 30, 30, 30, 30, 17));
+}
+
+TEST_P(SettingsOf, RegionsByName)
+{
+    Radio radio = reader().radio();
+    patiently([&] { radio.set_region("eu"); });
+    Region region = patiently([&] { return radio.region(); });
+    EXPECT_EQ(region.name, "eu");
+    EXPECT_EQ(region.from->value, 865'100U);
+    EXPECT_EQ(region.to->value, 867'900U);
+    EXPECT_EQ(device->settings().region, (sim::Region{4, 14, 0, 0, 0, {}}));
+    EXPECT_EQ(patiently([&] { return reader().info(); }).region.name, "eu");
+
+    patiently([&] { radio.set_region("us", {903'250}, {904'250}, Lasting::until_restart); });
+    region = patiently([&] { return radio.region(); });
+    EXPECT_EQ(region.lowest, 1U);
+    EXPECT_EQ(region.highest, 3U);
+    device->restart();
+    EXPECT_EQ(patiently([&] { return radio.region(); }).name, "eu");
+
+    expect_invalid([&] { radio.set_region("moon"); });
+    expect_invalid([&] { radio.set_region("us", {903'000}, {904'250}); });
+    expect_invalid([&] { radio.set_region("us", {902'250}, {904'250}); });
+    expect_invalid([&] { radio.set_region("us", {902'750}, {927'750}); });
+    expect_invalid([&] { radio.set_region("us", {904'250}, {903'250}); });
+}
+
+TEST_P(SettingsOf, ARegionOfOnesOwn)
+{
+    Radio radio = reader().radio();
+    patiently([&] { radio.set_custom_region({866'000}, {200}, 5); });
+    const Region region = patiently([&] { return radio.region(); });
+    EXPECT_EQ(region.band, Region::custom);
+    EXPECT_EQ(region.name, "custom");
+    EXPECT_EQ(region.from->value, 866'000U);
+    EXPECT_EQ(region.to->value, 866'800U);
+    EXPECT_EQ(device->settings().region.spacing, 20);
+    expect_invalid([&] { radio.set_custom_region({0}, {200}, 5); });
+    expect_invalid([&] { radio.set_custom_region({0x1000000}, {200}, 5); });
+    expect_invalid([&] { radio.set_custom_region({866'000}, {0}, 5); });
+    expect_invalid([&] { radio.set_custom_region({866'000}, {205}, 5); });
+    expect_invalid([&] { radio.set_custom_region({866'000}, {2560}, 5); });
+    expect_invalid([&] { radio.set_custom_region({866'000}, {200}, 0); });
+    expect_invalid([&] { radio.set_custom_region({866'000}, {200}, 256); });
+}
+
+TEST_P(SettingsOf, TheRestOfTheRadio)
+{
+    Radio radio = reader().radio();
+    EXPECT_EQ(patiently([&] { return radio.return_loss(Port(2), {915'250}); }), 20);
+    const sim::Bytes asked = device->last_request();
+    EXPECT_THAT(sim::Bytes(asked.begin() + 3, asked.begin() + 8), ElementsAre(0, 0x0D, 0xF7, 0x32, 1));
+    EXPECT_EQ(error_of([&] { radio.return_loss(Port(5), {915'250}); })->code(), Errc::refused);
+    expect_invalid([&] { radio.return_loss(Port(0), {915'250}); });
+
+    patiently([&] { radio.set_profile(0x0123); });
+    EXPECT_EQ(patiently([&] { return radio.profile(); }), 0x0123);
+    EXPECT_THAT(device->settings().profile, ElementsAre(0x01, 0x23));
+    expect_invalid([&] { radio.set_profile(0x10000); });
+    expect_invalid([&] { radio.set_profile(-1); });
+
+    patiently([&] { radio.set_q_and_session({.q = 7, .session = Session::s2}); });
+    QAndSession both = patiently([&] { return radio.q_and_session(); });
+    EXPECT_EQ(both.q, 7);
+    EXPECT_EQ(both.session, Session::s2);
+    patiently([&] { radio.set_q_and_session({.q = 3, .session = {}}); });
+    EXPECT_EQ(device->settings().session, 255);
+    EXPECT_FALSE(patiently([&] { return radio.q_and_session(); }).session);
+    expect_invalid([&] { radio.set_q_and_session({.q = 16}); });
+    expect_invalid([&] { radio.set_q_and_session({.session = static_cast<Session>(4)}); });
+
+    patiently([&] { radio.set_carrier(true); });
+    EXPECT_TRUE(device->panel().carrier);
+    patiently([&] { radio.set_carrier(false); });
+    EXPECT_FALSE(device->panel().carrier);
+}
+
+TEST_P(SettingsOf, AntennasInUse)
+{
+    Antennas antennas = reader().antennas();
+    EXPECT_THAT(patiently([&] { return antennas.enabled(); }),
+                ElementsAre(Port(1), Port(2), Port(3), Port(4)));
+    patiently([&] { antennas.enable({Port(4), Port(2)}, Lasting::until_restart); });
+    EXPECT_THAT(patiently([&] { return antennas.enabled(); }), ElementsAre(Port(2), Port(4)));
+    device->restart();
+    EXPECT_EQ(patiently([&] { return antennas.enabled(); }).size(), 4U);
+    EXPECT_EQ(error_of([&] { antennas.enable({Port(5)}); })->code(), Errc::refused);
+    expect_invalid([&] { antennas.enable({}); });
+    expect_invalid([&] { antennas.enable({Port(0)}); });
+    expect_invalid([&] { antennas.enable({Port(65)}); });
+    EXPECT_FALSE(patiently([&] { return antennas.are_checked(); }));
+    patiently([&] { antennas.set_check(true); });
+    EXPECT_TRUE(patiently([&] { return antennas.are_checked(); }));
+}
+
+TEST_P(SettingsOf, InputsAndOutputs)
+{
+    Lines lines = reader().lines();
+    device->set_input(2, true);
+    patiently([&] { lines.set_output(1, true); });
+    patiently([&] { lines.set_output(4, true); });
+    LineState state = patiently([&] { return lines.state(); });
+    EXPECT_EQ(state.outputs, 0b1001);
+    EXPECT_EQ(state.inputs, 0b0010);
+    EXPECT_TRUE(state.input(2));
+    EXPECT_FALSE(state.input(1) || state.input(0) || state.input(5) || state.output(2));
+    patiently([&] { lines.set_output(1, false); });
+    EXPECT_EQ(device->panel().outputs, 0b1000);
+    expect_invalid([&] { lines.set_output(0, true); });
+    expect_invalid([&] { lines.set_output(5, true); });
+}
+
+TEST_P(SettingsOf, RelaysAndBeeper)
+{
+    Lines lines = reader().lines();
+    patiently([&] { lines.close_relay(2); });
+    EXPECT_EQ(device->panel().closed_relays, 0b0010);
+    patiently([&] { lines.open_relay(2); });
+    EXPECT_EQ(device->panel().closed_relays, 0);
+    patiently([&] { lines.pulse_relay(250ms, 3); });
+    EXPECT_EQ(device->last_request().at(5), 3) << "rounded up";
+    expect_invalid([&] { lines.close_relay(0); });
+    expect_invalid([&] { lines.open_relay(256); });
+    expect_invalid([&] { lines.pulse_relay(0ms); });
+    expect_invalid([&] { lines.pulse_relay(25'501ms); });
+    EXPECT_TRUE(patiently([&] { return lines.beeps(); }));
+    patiently([&] { lines.set_beeper(false); });
+    EXPECT_FALSE(patiently([&] { return lines.beeps(); }));
+    const std::uint64_t before = device->panel().flashes;
+    lines.beep(3, 2, 1);
+    EXPECT_EQ(device->panel().flashes, before + 3);
+    expect_invalid([&] { lines.beep(0); });
+    expect_invalid([&] { lines.beep(1, 256); });
+    expect_invalid([&] { lines.beep(1, 1, 0); });
+}
+
+TEST_P(SettingsOf, TheClock)
+{
+    Clock clock = reader().clock();
+    const local_seconds time = local_days(2031y / February / 28) + 23h + 59min + 1s;
+    patiently([&] { clock.set(time); });
+    const local_seconds now = patiently([&] { return clock.time(); });
+    EXPECT_GE(now, time);
+    EXPECT_LT(now, time + 10min);
+    patiently([&] { clock.set_utc(sys_days(2040y / January / 1)); });
+    EXPECT_GE(patiently([&] { return clock.time(); }), local_days(2040y / January / 1));
+    expect_invalid([&] { clock.set(local_days(1999y / December / 31)); });
+    expect_invalid([&] { clock.set(local_days(2100y / January / 1)); });
+    expect_invalid([&] { clock.set_utc(sys_days(1999y / December / 31)); });
+}
+
+TEST_P(SettingsOf, ReadingAlone)
+{
+    Modes modes = reader().modes();
+    patiently([&] { modes.set_eas_sensitivity(3); });
+    patiently([&] { modes.set_reports(1, 4); });
+    patiently([&] { modes.set_inventory_interval(5); });
+    patiently([&] { modes.set_tag_protocol(1); });
+    patiently([&] { modes.set_mask(Mask{Bank::epc, 300, {0xAB, 0xC0}, 12}); });
+    patiently([&] { modes.set_trigger_time(9s); });
+    patiently([&] { modes.set_tid({2, 6}); });
+    patiently([&] { modes.set_work_mode(WorkMode::triggered); });
+    ReadingAlone now = patiently([&] { return modes.parameters(); });
+    EXPECT_EQ(now.mode, WorkMode::triggered);
+    EXPECT_EQ(now.eas_sensitivity, 3);
+    EXPECT_EQ(now.report_condition, 1);
+    EXPECT_EQ(now.report_pause, 4);
+    EXPECT_EQ(now.inventory_interval, 5);
+    EXPECT_EQ(now.tag_protocol, 1);
+    ASSERT_TRUE(now.mask);
+    EXPECT_EQ(now.mask->bank, Bank::epc);
+    EXPECT_EQ(now.mask->bit, 300U);
+    EXPECT_EQ(now.mask->bits, 12U);
+    EXPECT_THAT(now.mask->bytes, ElementsAre(0xAB, 0xC0));
+    EXPECT_EQ(now.trigger_time, 9s);
+    EXPECT_EQ(now.tid->first, 2U);
+    EXPECT_EQ(now.tid->count, 6U);
+    patiently([&] { modes.set_work_mode(WorkMode::answering); });
+    patiently([&] { modes.set_mask({}); });
+    now = patiently([&] { return modes.parameters(); });
+    EXPECT_EQ(now.mode, WorkMode::answering);
+    EXPECT_FALSE(now.mask);
+
+    expect_invalid([&] { modes.set_work_mode(static_cast<WorkMode>(3)); });
+    expect_invalid([&] { modes.set_eas_sensitivity(256); });
+    expect_invalid([&] { modes.set_reports(-1, 0); });
+    expect_invalid([&] { modes.set_reports(0, 256); });
+    expect_invalid([&] { modes.set_inventory_interval(-1); });
+    expect_invalid([&] { modes.set_tag_protocol(256); });
+    expect_invalid([&] { modes.set_mask(Mask{}); });
+    expect_invalid([&] { modes.set_trigger_time(256s); });
+    expect_invalid([&] { modes.set_tid({256, 1}); });
+    expect_invalid([&] { modes.set_tid({0, 256}); });
+}
+
+TEST_P(SettingsOf, AReaderThatReportsByItselfIsStillTold)
+{
+    sim::Scenario scenario = make_scenario(2);
+    scenario.reader.air_time = 1;
+    scenario.reader.report_rate = 100;
+    connect(scenario);
+    patiently([&] { reader().modes().set_work_mode(WorkMode::active); });
+    ASSERT_TRUE(device->wait_until([](const sim::Counters& now) { return now.reports_sent > 2; }));
+    patiently([&] { reader().modes().set_work_mode(WorkMode::answering); });
+    EXPECT_EQ(device->settings().work_mode, 0);
+    EXPECT_EQ(patiently([&] { return reader().inventory(); }).reads.size(), 2U);
+}
+
+TEST_P(SettingsOf, Filters)
+{
+    connect_family(sim::ReaderFamily::filter);
+    Filter filter = reader().filter();
+    patiently([&] { filter.set_time(12s); });
+    EXPECT_EQ(patiently([&] { return filter.time(); }), 12s);
+    patiently([&] { filter.set_rule({.window = 3s, .least_reads = 2, .least_rssi = 90}); });
+    const FilterRule rule = patiently([&] { return filter.rule(); });
+    EXPECT_EQ(rule.window, 3s);
+    EXPECT_EQ(rule.least_reads, 2);
+    EXPECT_EQ(rule.least_rssi, 90);
+    expect_invalid([&] { filter.set_time(256s); });
+    expect_invalid([&] { filter.set_time(-1s); });
+    expect_invalid([&] { filter.set_rule({.window = 256s}); });
+    expect_invalid([&] { filter.set_rule({.least_reads = 256}); });
+    expect_invalid([&] { filter.set_rule({.least_rssi = -1}); });
+}
+
+TEST_P(SettingsOf, ShortAnswersAreNotShown)
+{
+    expect_short_answer_refused(0x94, {}, [&] { reader().radio().power(); });
+    expect_short_answer_refused(0x7A, {}, [&] { reader().radio().write_power(); });
+    expect_short_answer_refused(0x9E, {4, 14}, [&] { reader().radio().region(); });
+    expect_short_answer_refused(0x91, {}, [&] { reader().radio().return_loss(Port(1), {915'250}); });
+    expect_short_answer_refused(0x7F, {1}, [&] { reader().radio().profile(); });
+    expect_short_answer_refused(0x82, {4}, [&] { reader().radio().q_and_session(); });
+    expect_short_answer_refused(0x3F, sim::Bytes(7), [&] { reader().antennas().enabled(); });
+    expect_short_answer_refused(0x47, {}, [&] { reader().lines().state(); });
+    expect_short_answer_refused(0x42, {31, 2, 28, 23, 59}, [&] { reader().clock().time(); });
+    expect_short_answer_refused(0x42, {31, 13, 28, 23, 59, 0}, [&] { reader().clock().time(); });
+    expect_short_answer_refused(0x36, sim::Bytes(41), [&] { reader().modes().parameters(); });
+    expect_short_answer_refused(0xB1, {1, 2}, [&] { reader().filter().rule(); });
+    expect_short_answer_refused(0x93, {}, [&] { reader().filter().time(); });
+}
+
+TEST_P(SettingsOf, AChangeWhoseAnswerIsLostMayHaveBeenMade)
+{
+    sim::Fault lose = sim::Fault::lose();
+    lose.command = 0x40;
+    device->inject(lose);
+    const auto error = error_of([&] { reader().lines().set_beeper(false); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_EQ(device->settings().beep, 0);
+    lose.command = 0x47;
+    device->inject(lose);
+    EXPECT_EQ(error_of([&] { reader().lines().state(); })->outcome(), Outcome::nothing);
+    // An answer that comes too late is nobody's.
+    EXPECT_EQ(patiently([&] { return reader().inventory(); }).reads.size(), 2U);
+}
+
+TEST_P(SettingsOf, ACommandThatTheReaderDoesNotKnow)
+{
+    sim::Fault unknown;
+    unknown.kind = sim::Fault::Kind::error;
+    unknown.command = 0x7A;
+    unknown.value = 0xFE;
+    device->inject(unknown);
+    EXPECT_EQ(error_of([&] { patiently([&] { return reader().radio().write_power(); }); })->code(),
+              Errc::no_such_feature);
+}
+
+}  // namespace
+}  // namespace tagwire::test
