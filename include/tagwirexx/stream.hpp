@@ -122,6 +122,12 @@ class TAGWIREXX_API Stream final {
     // function throws leaves afterwards. Throws Error (Errc::not_connected) when the reader is not there.
     void paused(std::string_view source, const std::function<void(Reader&)>& function);
 
+    // Every byte from now on goes to this file, see tagwirexx/recording.hpp; one file at a time. Throws Error.
+    // recording_lost() is how many bytes could not be written in time.
+    void record(const std::string& path);
+    void stop_recording();
+    std::uint64_t recording_lost() const;
+
     // Single-pass: a second loop goes on where the first one ended. `*it` is valid until `++it`.
     class Iterator {
       public:
@@ -152,6 +158,7 @@ class TAGWIREXX_API Stream final {
     class Inside;
 
   private:
+    friend TAGWIREXX_API void stop_on_signal(Stream& stream, std::initializer_list<int> signals);
     std::optional<Event> next_or_end();
 
     std::unique_ptr<Inside> inside_;

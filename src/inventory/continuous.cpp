@@ -1,13 +1,12 @@
 // Continuous reading: the reader pushes a report for every tag, a worker thread hands them to the callback.
-#include <csignal>
 #include <cstring>
-#include <initializer_list>
 
 #include "inventory/stream.h"
 #include "link/clock.h"
 #include "link/command.h"
 #include "link/descriptor.h"
 #include "link/questions.h"
+#include "link/signals.h"
 #include "link/system.h"
 #include "reader/hooks.h"
 
@@ -98,25 +97,6 @@ void* worker(void* argument)
     release(reader);
     return nullptr;
 }
-
-// The application's signal handlers stay on the application's threads. Faults keep their meaning.
-class AsynchronousSignalsBlocked {
-  public:
-    AsynchronousSignalsBlocked()
-    {
-        sigset_t blocked;
-        sigfillset(&blocked);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF})
-            sigdelset(&blocked, fault);
-        pthread_sigmask(SIG_SETMASK, &blocked, &before_);
-    }
-    ~AsynchronousSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    AsynchronousSignalsBlocked(const AsynchronousSignalsBlocked&) = delete;
-    AsynchronousSignalsBlocked& operator=(const AsynchronousSignalsBlocked&) = delete;
-
-  private:
-    sigset_t before_;
-};
 
 // On 32-bit systems 255 threads with stacks of the usual 8 MiB would fill the address space.
 void limit_stack(pthread_attr_t& attributes)

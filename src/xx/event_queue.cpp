@@ -42,8 +42,33 @@ void EventQueue::count_in(Lane& lane)
     lane.counters_.highest_level = std::max(lane.counters_.highest_level, lane.level_);
 }
 
+std::size_t EventQueue::room(const Lane& lane) const
+{
+    if (overflow_ != Overflow::block) return SIZE_MAX;
+    const std::lock_guard lock(mutex_);
+    return lane.level_ < capacity_ ? capacity_ - lane.level_ : 0;
+}
+
+bool EventQueue::wait_for_room(Lane& lane)
+{
+    const std::lock_guard lock(mutex_);
+    return lane.waits_for_room_ = lane.is_full(capacity_);
+}
+
+void EventQueue::count(Lane& lane, const Counters& more) const
+{
+    if (closed_) return;
+    lane.counters_.bytes += more.bytes;
+    lane.counters_.frames += more.frames;
+    lane.counters_.bad_crc += more.bad_crc;
+    lane.counters_.skipped_bytes += more.skipped_bytes;
+    lane.counters_.filtered += more.filtered;
+    lane.counters_.reconnects += more.reconnects;
+}
+
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)
 {
+    if (closed_) return;
     ++lane->counters_.received;
     read.sequence = ++lane->sequence_;
     lane->health_.last_read = read.received;
@@ -57,6 +82,7 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string reason, unsigned attempts)
 {
+    if (closed_) return;
     Health& health = lane->health_;
     health.attempts = attempts;
     const bool has_begun = health.since != std::chrono::steady_clock::time_point{};
@@ -74,14 +100,14 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
 {
-    if (lane->is_full(capacity_)) return;  // the next look at the lines shows them again
+    if (closed_ || lane->is_full(capacity_)) return;  // the next look at the lines shows them again
     append(lane, Event(lane->name_, change));
     count_in(*lane);
 }
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Raw raw)
 {
-    if (lane->raw_level_ >= most_raw || lane->is_full(capacity_)) return;
+    if (closed_ || lane->raw_level_ >= most_raw || lane->is_full(capacity_)) return;
     append(lane, Event(lane->name_, std::move(raw)));
     ++lane->raw_level_;
     count_in(*lane);

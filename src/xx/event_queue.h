@@ -56,14 +56,17 @@ class EventQueue {
         announce();
     }
 
-    // Inside with_lock() only.
-    bool has_room(const Lane& lane) const { return overflow_ != Overflow::block || !lane.is_full(capacity_); }
-    void wait_for_room(Lane& lane) { lane.waits_for_room_ = true; }
+    // Reports that the lane takes now; no end of them unless the stream blocks.
+    std::size_t room(const Lane& lane) const;
+    // False when there is room already; else the next taker tells when there is.
+    bool wait_for_room(Lane& lane);
+
+    // Inside with_lock() only; nothing happens behind close().
     void put(const std::shared_ptr<Lane>& lane, Read read);
     void put(const std::shared_ptr<Lane>& lane, State state, std::string reason, unsigned attempts);
     void put(const std::shared_ptr<Lane>& lane, InputChange change);
     void put(const std::shared_ptr<Lane>& lane, Raw raw);
-    static Counters& counters_of(Lane& lane) { return lane.counters_; }
+    void count(Lane& lane, const Counters& more) const;
     // Nothing is taken in any more. Takers end when they have taken what is there.
     void close() { closed_ = true; }
     bool is_closed() const { return closed_; }

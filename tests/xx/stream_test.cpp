@@ -1,0 +1,509 @@
+// Streams over virtual readers, on both kinds of link.
+#include <tagwirexx/stream.hpp>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include <tagwirexx/error.hpp>
+#include <tagwirexx/reader.hpp>
+#include <tagwirexx/recording.hpp>
+
+#include "simulator.h"
+
+namespace tagwire {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::IsEmpty;
+
+// What a test gives up after; nothing waits for it when all is well.
+constexpr std::chrono::milliseconds long_time = 60s;
+
+enum class Over { tcp, pty };
+
+std::string name_of(const testing::TestParamInfo<Over>& info)
+{
+    return info.param == Over::tcp ? "tcp" : "pty";
+}
+
+sim::Scenario portal(unsigned tags)
+{
+    sim::Scenario scenario;
+    scenario.tags.resize(tags);
+    for (unsigned i = 0; i < tags; ++i)
+        scenario.tags[i].epc = {0xE2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, std::uint8_t(i)};
+    return scenario;
+}
+
+std::string url_of(sim::Reader& reader, Over over)
+{
+    if (over == Over::pty) return "serial:" + reader.open_pty() + "?baud=115200";
+    return "tcp://127.0.0.1:" + std::to_string(reader.listen());
+}
+
+// Takes events until one is as wanted; that one, or none when it does not come.
+template <class Wanted> std::optional<Event> await(Stream& stream, Wanted wanted)
+{
+    const auto end = std::chrono::steady_clock::now() + long_time;
+    while (std::chrono::steady_clock::now() < end) {
+        auto event = stream.next(100ms);
+        if (event && wanted(*event)) return event;
+        if (!event && stream.stopped()) break;
+    }
+    return std::nullopt;
+}
+
+auto is_state(State state)
+{
+    return [state](const Event& event) { return event.state() != nullptr && event.state()->state == state; };
+}
+
+bool is_read(const Event& event) { return event.read() != nullptr; }
+
+class OneReader : public testing::TestWithParam<Over> {
+  protected:
+    void open(unsigned tags = 3, const StreamOptions& options = {}, SourceOptions source = {})
+    {
+        reader = &simulator.add_reader(portal(tags));
+        url = url_of(*reader, GetParam());
+        stream.emplace(options);
+        source.name = "gate";
+        stream->add(url, source);
+    }
+
+    sim::Simulator simulator;
+    sim::Reader* reader = nullptr;
+    std::string url;
+    std::optional<Stream> stream;
+};
+
+INSTANTIATE_TEST_SUITE_P(Links, OneReader, testing::Values(Over::tcp, Over::pty), name_of);
+
+TEST_P(OneReader, streams_its_reports_in_order)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    reader->set_batch(1000);
+    reader->set_report_rate(2000);
+    std::set<Epc> seen;
+    for (std::uint64_t expected = 1; expected <= 1000; ++expected) {
+        const auto event =
+            await(*stream, [](const Event& any) { return any.read() != nullptr || any.gap() != nullptr; });
+        ASSERT_TRUE(event && event->read() != nullptr) << expected;
+        ASSERT_EQ(event->read()->sequence, expected);
+        EXPECT_EQ(event->source(), "gate");
+        EXPECT_EQ(event->read()->port, Port(1));
+        seen.insert(event->read()->epc);
+    }
+    EXPECT_EQ(seen.size(), 3U);
+    const Counters counters = stream->counters("gate");
+    EXPECT_EQ(counters.received, 1000U);
+    EXPECT_EQ(counters.delivered, 1000U);
+    EXPECT_EQ(counters.dropped + counters.bad_crc + counters.skipped_bytes, 0U);
+    EXPECT_GE(counters.frames, 1002U);
+    EXPECT_EQ(stream->health("gate").state, State::streaming);
+    EXPECT_TRUE(stream->health("gate").last_read);
+}
+
+TEST_P(OneReader, is_told_to_stop_at_the_end)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    stream.reset();
+    EXPECT_TRUE(reader->wait_for_command(0x51));
+}
+
+TEST_P(OneReader, stops_from_another_thread_while_events_are_waited_for)
+{
+    open(0);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    std::thread stopper([&] { stream->stop(); });
+    std::vector<State> states;
+    for (const Event& event : *stream)
+        if (event.state() != nullptr) states.push_back(event.state()->state);
+    stopper.join();
+    EXPECT_THAT(states, testing::ElementsAre(State::stopped));
+    EXPECT_TRUE(stream->stopped());
+    EXPECT_FALSE(stream->next(long_time)) << "at once";
+}
+
+TEST_P(OneReader, is_started_again_when_it_was_restarted_behind_a_link_that_stays)
+{
+    SourceOptions source;
+    source.probe_after = 100ms;
+    open(3, {}, source);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    reader->restart();
+    ASSERT_TRUE(await(*stream, is_state(State::probing)));
+    EXPECT_TRUE(await(*stream, is_read));
+    EXPECT_EQ(stream->counters("gate").reconnects, 0U);
+}
+
+TEST(Streams, connect_again_when_the_reader_hangs_up)
+{
+    sim::Simulator simulator;
+    sim::Reader& reader = simulator.add_reader(portal(1));
+    Stream stream;
+    stream.add(url_of(reader, Over::tcp), {.name = "gate"});
+    stream.start();
+    ASSERT_TRUE(await(stream, is_read));
+    reader.restart();
+    reader.hang_up();
+    ASSERT_TRUE(await(stream, is_state(State::lost)));
+    ASSERT_TRUE(await(stream, is_read));
+    EXPECT_EQ(stream.counters("gate").reconnects, 1U);
+}
+
+TEST_P(OneReader, reading_for_somebody_who_is_gone_is_stopped_first)
+{
+    open();
+    {
+        Stream other;
+        other.add(url);
+        other.start();
+        ASSERT_TRUE(await(other, is_read));
+        // Not told to stop: its answers and the command are lost.
+        reader->inject(sim::Fault::silence(1));
+    }
+    stream->start();
+    const auto first = await(*stream, is_read);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->read()->sequence, 1U);
+}
+
+TEST_P(OneReader, is_probed_when_it_is_quiet_and_lost_when_it_does_not_answer)
+{
+    SourceOptions source;
+    source.probe_after = 100ms;
+    open(0, {}, source);
+    stream->start();
+    const auto quiet = await(*stream, is_state(State::quiet));
+    ASSERT_TRUE(quiet) << stream->health("gate").reason;
+    reader->inject(sim::Fault::silence());
+    EXPECT_TRUE(await(*stream, is_state(State::lost)));
+    reader->clear_faults();
+    EXPECT_TRUE(await(*stream, is_state(State::streaming)));
+}
+
+TEST_P(OneReader, drops_the_oldest_and_counts_exactly)
+{
+    open(3, {.capacity = 100});
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    reader->set_batch(5000);
+    reader->set_report_rate(5000);
+    ASSERT_TRUE(reader->wait_for_batch(60s));
+    while (stream->counters("gate").received < 5000) std::this_thread::yield();
+    const auto gap = await(*stream, [](const Event& event) { return event.gap() != nullptr; });
+    ASSERT_TRUE(gap);
+    EXPECT_EQ(gap->gap()->count, 4900U);
+    EXPECT_EQ(gap->gap()->first_sequence, 1U);
+    std::vector<Event> rest(200);
+    rest.resize(stream->take(rest, 0ms));
+    ASSERT_EQ(rest.size(), 100U);
+    EXPECT_EQ(rest.front().read()->sequence, 4901U);
+    EXPECT_EQ(rest.back().read()->sequence, 5000U);
+    const Counters counters = stream->counters("gate");
+    EXPECT_EQ(counters.received, counters.delivered + counters.dropped);
+}
+
+TEST_P(OneReader, holds_reports_back_in_the_reader_where_that_is_asked_for)
+{
+    open(3, {.capacity = 10, .overflow = Overflow::block});
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    reader->set_batch(2000);
+    reader->set_report_rate(20'000);
+    for (std::uint64_t expected = 1; expected <= 2000; ++expected) {
+        const auto read = await(*stream, is_read);
+        ASSERT_TRUE(read) << expected;
+        ASSERT_EQ(read->read()->sequence, expected);
+    }
+    const Counters counters = stream->counters("gate");
+    EXPECT_EQ(counters.dropped, 0U);
+    EXPECT_LE(counters.highest_level, 10U);
+}
+
+TEST_P(OneReader, finds_its_reports_in_noise)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    sim::Fault noise = sim::Fault::noise({0x55, 0x11, 0xFF, 0x02});
+    noise.target = sim::Fault::Target::reports;
+    noise.count = 100;
+    reader->inject(noise);
+    sim::Fault flipped = sim::Fault::flip(6);
+    flipped.target = sim::Fault::Target::reports;
+    flipped.count = 10;
+    flipped.skip = 100;
+    reader->inject(flipped);
+    reader->set_batch(500);
+    reader->set_report_rate(1000);
+    ASSERT_TRUE(reader->wait_for_batch(60s));
+    const auto end = std::chrono::steady_clock::now() + long_time;
+    while (stream->counters("gate").received < 490 && std::chrono::steady_clock::now() < end)
+        stream->next(10ms);
+    EXPECT_EQ(stream->counters("gate").received, 490U);
+    EXPECT_GE(stream->counters("gate").skipped_bytes, 400U);
+    EXPECT_GE(stream->counters("gate").bad_crc, 10U);
+}
+
+TEST_P(OneReader, leaves_tags_out_that_are_not_wanted)
+{
+    SourceOptions source;
+    source.only = Mask{.bank = Bank::epc, .bit = 32 + 88, .bytes = {1}};
+    open(3, {}, source);
+    stream->start();
+    for (int i = 0; i < 5; ++i) {
+        const auto read = await(*stream, is_read);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->read()->epc, Epc("E20000000000000000000001"));
+    }
+    EXPECT_GT(stream->counters("gate").filtered, 0U);
+}
+
+TEST_P(OneReader, reads_in_its_duty_cycle)
+{
+    SourceOptions source;
+    source.duty = Duty{.on = 50ms, .off = 50ms};
+    open(3, {}, source);
+    stream->start();
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(await(*stream, is_state(State::paused)));
+        ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    }
+    EXPECT_EQ(stream->counters("gate").reconnects, 0U);
+}
+
+TEST_P(OneReader, is_lent_to_the_program_and_goes_on)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    int calls = 0;
+    stream->paused("gate", [&](Reader& lent) {
+        EXPECT_FALSE(reader->is_reading());
+        const auto found = lent.inventory();
+        EXPECT_EQ(found.tags().size(), 3U);
+        ++calls;
+    });
+    EXPECT_EQ(calls, 1);
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    ASSERT_TRUE(await(*stream, is_read));
+    EXPECT_THROW(stream->paused("gate", [](Reader&) { throw std::runtime_error("mine"); }),
+                 std::runtime_error);
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    ASSERT_TRUE(await(*stream, is_read));
+    EXPECT_THROW(stream->paused("other", [](Reader&) {}), std::logic_error);
+}
+
+TEST_P(OneReader, is_not_lent_while_it_is_not_there)
+{
+    open();
+    EXPECT_THROW(stream->paused("gate", [](Reader&) {}), Error) << "not started";
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    stream->stop();
+    EXPECT_THROW(stream->paused("gate", [](Reader&) {}), Error);
+}
+
+TEST_P(OneReader, is_lent_while_its_queue_is_full)
+{
+    open(3, {.capacity = 5, .overflow = Overflow::block});
+    stream->start();
+    while (stream->counters("gate").highest_level < 5) std::this_thread::yield();
+    int tags = 0;
+    stream->paused("gate", [&](Reader& lent) { tags = static_cast<int>(lent.inventory().tags().size()); });
+    EXPECT_EQ(tags, 3);
+    std::uint64_t last = 0;
+    while (last < 100) {
+        const auto read = await(*stream, is_read);
+        ASSERT_TRUE(read);
+        ASSERT_EQ(read->read()->sequence, ++last);
+    }
+}
+
+TEST_P(OneReader, is_recorded_byte_by_byte)
+{
+    const std::string path = testing::TempDir() + "tagwire_recording_" + std::to_string(::getpid());
+    std::filesystem::remove(path);
+    open();
+    for (int session = 0; session < 2; ++session) {
+        stream->record(path);
+        if (session == 0) stream->start();
+        ASSERT_TRUE(await(*stream, is_read));
+        stream->stop_recording();
+    }
+    EXPECT_EQ(stream->recording_lost(), 0U);
+    EXPECT_EQ(std::filesystem::status(path).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    stream.reset();
+    const auto recorded = load_recording(path);
+    ASSERT_FALSE(recorded.empty());
+    EXPECT_TRUE(recorded.front().sent);
+    EXPECT_EQ(recorded.front().bytes, from_hex("04 FF 21 19 95"));
+    EXPECT_EQ(recorded.front().source, "gate");
+    EXPECT_FALSE(recorded.back().sent);
+    // A torn end is cut off, and what follows is whole.
+    const auto whole = std::filesystem::file_size(path);
+    std::filesystem::resize_file(path, whole - 1);
+    EXPECT_EQ(load_recording(path).size(), recorded.size() - 1);
+    {
+        Stream other;
+        other.record(path);
+    }
+    EXPECT_EQ(load_recording(path).size(), recorded.size() - 1);
+    std::filesystem::remove(path);
+}
+
+TEST(Streams, are_recorded_into_recordings_only)
+{
+    const std::string path = testing::TempDir() + "tagwire_text_" + std::to_string(::getpid());
+    std::ofstream(path) << "something that somebody needs";
+    Stream stream;
+    EXPECT_THROW(stream.record(path), Error);
+    EXPECT_THROW(stream.record("/no/such/folder/recording"), Error);
+    EXPECT_THROW(load_recording(path), Error);
+    EXPECT_EQ(std::filesystem::file_size(path), 29U);
+    std::filesystem::remove(path);
+}
+
+TEST_P(OneReader, hands_out_what_came_when_it_is_removed)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    stream->remove("gate");
+    EXPECT_TRUE(await(*stream, is_state(State::stopped)));
+    EXPECT_TRUE(reader->wait_for_command(0x51));
+    EXPECT_THROW(stream->counters("gate"), std::logic_error);
+    EXPECT_THAT(stream->sources(), IsEmpty());
+}
+
+TEST(Streams, go_on_while_one_reader_is_silent_and_one_is_absent)
+{
+    sim::Simulator simulator;
+    Stream stream;
+    sim::Reader& silent = simulator.add_reader(portal(1));
+    silent.inject(sim::Fault::silence());
+    std::uint16_t free_port = 0;
+    {
+        sim::Simulator other;
+        free_port = other.add_reader(portal(1)).listen();
+    }
+    stream.add(url_of(silent, Over::tcp), {.name = "silent"});
+    stream.add("tcp://127.0.0.1:" + std::to_string(free_port), {.name = "absent"});
+    stream.add(url_of(simulator.add_reader(portal(1)), Over::tcp), {.name = "one"});
+    stream.add(url_of(simulator.add_reader(portal(1)), Over::tcp), {.name = "two"});
+    stream.start();
+    std::set<std::string> reading;
+    while (reading.size() < 2) {
+        const auto read = await(stream, is_read);
+        ASSERT_TRUE(read);
+        reading.insert(read->source());
+    }
+    EXPECT_THAT(reading, testing::ElementsAre("one", "two"));
+    EXPECT_NE(stream.health("absent").state, State::streaming);
+    EXPECT_NE(stream.health("silent").state, State::streaming);
+}
+
+TEST(Streams, with_a_name_that_never_resolves_end_all_the_same)
+{
+    Stream stream;
+    stream.add("tcp://no-such-host.invalid:6000", {.name = "lost"});
+    stream.start();
+    EXPECT_TRUE(await(stream, is_state(State::connecting)));
+}
+
+TEST(Streams, refuse_what_makes_no_sense)
+{
+    Stream stream;
+    stream.add("tcp://127.0.0.1:1", {.name = "gate"});
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:2", {.name = "gate"}), std::logic_error);
+    EXPECT_THROW(stream.add("http://127.0.0.1", {.name = "other"}), Error);
+    EXPECT_THROW(stream.health("other"), std::logic_error);
+    EXPECT_THROW(stream.remove("other"), std::logic_error);
+    stream.start();
+    EXPECT_THROW(stream.start(), std::logic_error);
+    stream.stop();
+    stream.stop();
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {}), std::logic_error);
+}
+
+TEST(Streams, can_be_destroyed_and_moved_in_every_state)
+{
+    {
+        Stream never_started;
+    }
+    {
+        Stream stopped;
+        stopped.stop();
+        EXPECT_TRUE(stopped.stopped());
+    }
+    Stream empty;
+    empty.start();
+    Stream moved = std::move(empty);
+    moved.stop();
+    Stream another;
+    another = std::move(moved);
+    EXPECT_TRUE(another.stopped());
+}
+
+TEST(Streams, stop_at_a_signal_and_give_its_old_meaning_back)
+{
+    ASSERT_EQ(std::signal(SIGUSR1, SIG_IGN), SIG_DFL);
+    sim::Simulator simulator;
+    Stream stream;
+    stream.add(url_of(simulator.add_reader(portal(1)), Over::tcp));
+    stream.start();
+    stop_on_signal(stream, {SIGUSR1, SIGUSR2});
+    ASSERT_TRUE(await(stream, is_read));
+    std::raise(SIGUSR2);
+    for (const Event& event : stream) static_cast<void>(event);
+    EXPECT_TRUE(stream.stopped());
+    EXPECT_EQ(std::signal(SIGUSR1, SIG_DFL), SIG_IGN);
+    EXPECT_EQ(std::signal(SIGUSR2, SIG_DFL), SIG_DFL);
+}
+
+TEST(Streams, leave_signals_alone_that_have_a_handler)
+{
+    std::signal(SIGUSR1, [](int) {});
+    {
+        Stream stream;
+        EXPECT_THROW(stop_on_signal(stream, {SIGUSR2, SIGUSR1}), std::logic_error);
+        EXPECT_THROW(stop_on_signal(stream, {1000}), std::logic_error);
+        stop_on_signal(stream, {SIGUSR2});
+        Stream other;
+        EXPECT_THROW(stop_on_signal(other, {SIGTERM}), std::logic_error);
+    }
+    EXPECT_EQ(std::signal(SIGUSR2, SIG_DFL), SIG_DFL);
+    EXPECT_NE(std::signal(SIGUSR1, SIG_DFL), SIG_DFL);
+}
+
+TEST(Streams, show_their_events_in_their_descriptor)
+{
+    sim::Simulator simulator;
+    Stream stream;
+    stream.add(url_of(simulator.add_reader(portal(1)), Over::tcp));
+    pollfd watched{stream.fd(), POLLIN, 0};
+    EXPECT_EQ(::poll(&watched, 1, 0), 0);
+    stream.start();
+    EXPECT_EQ(::poll(&watched, 1, 60'000), 1);
+    EXPECT_TRUE(stream.next(0ms));
+}
+
+}  // namespace
+}  // namespace tagwire
