@@ -38,8 +38,8 @@ struct HistoryRecord {
 // Of its Reader, as long as that lives; as a Reader for threads and errors.
 class TAGWIREXX_API Buffer {
   public:
-    // Into the buffer instead of to the host. `words` may ask for words of the TID bank, to be kept instead of
-    // the EPC: 1 to 31 of them, from 0 to 255 on.
+    // Into the buffer instead of to the host. `words` may ask for words of the TID bank, to be kept instead
+    // of the EPC: 1 to 31 of them, from 0 to 255 on.
     BufferCounts inventory(const InventoryPlan& plan = {});
     // The tags stay in the buffer.
     std::vector<BufferedTag> read();

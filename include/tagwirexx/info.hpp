@@ -29,7 +29,7 @@ struct Version {
 
 // A frequency band: its channels lie `spacing` apart, the first one, number 0, at `first`.
 struct Band {
-    std::uint8_t number = 0;
+    int number = 0;
     std::string_view name = {};
     Kilohertz first = {};
     Kilohertz spacing = {};
@@ -37,13 +37,13 @@ struct Band {
 };
 // us, eu, cn, kr, wide; null for others.
 TAGWIREXX_API const Band* find_band(std::string_view name);
-TAGWIREXX_API const Band* find_band(std::uint8_t number);
+TAGWIREXX_API const Band* find_band(int number);
 
 // The channels that a reader hops over.
 struct Region {
-    static constexpr std::uint8_t custom = 0xFF;  // the number of a plan of one's own
+    static constexpr int custom = 0xFF;  // the number of a plan of one's own
 
-    std::uint8_t band = custom;
+    int band = custom;
     std::string_view name = {};  // of the band; "custom"; empty for a band that is not known here
     unsigned lowest = 0;         // channels of the band; of a plan of one's own counted from 0
     unsigned highest = 0;
@@ -52,16 +52,16 @@ struct Region {
 };
 
 struct ReaderInfo {
-    std::uint8_t address = 0;  // on the bus
+    int address = 0;  // on the bus
     Version firmware = {};
-    std::uint8_t type = 0;
-    std::uint8_t protocols = 0;  // the reader's own coding
-    Region region = {};          // as far as two bytes tell
+    int type = 0;
+    int protocols = 0;   // the reader's own coding
+    Region region = {};  // as far as two bytes tell
     Dbm power = {};
     std::chrono::milliseconds scan_time = {};  // of an inventory that names none; 0: no limit
     std::uint8_t antenna_byte = 0;
     bool beeps = false;                     // with every tag
-    std::uint8_t output_report = 0;         // the reader's own coding
+    int output_report = 0;                  // the reader's own coding
     bool checks_antennas = false;           // before an inventory
     std::array<std::uint8_t, 12> raw = {};  // the answer as it came: version to antenna check
 };

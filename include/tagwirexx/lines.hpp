@@ -52,8 +52,8 @@ class TAGWIREXX_API Lines {
     ReaderInside* inside_;
 };
 
-// A clock without a time zone, of the years 2000 to 2099. Of its Reader, as long as that lives; as a Reader for
-// threads and errors.
+// A clock without a time zone, of the years 2000 to 2099.
+// Of its Reader, as long as that lives; as a Reader for threads and errors.
 class TAGWIREXX_API Clock {
   public:
     std::chrono::local_seconds time();

@@ -29,11 +29,11 @@ struct TidWords {
 // What a reader does by itself. Numbers without a unit are in its own coding.
 struct ReadingAlone {
     WorkMode mode = WorkMode::answering;
-    std::uint8_t eas_sensitivity = 0;
-    std::uint8_t report_condition = 0;
-    std::uint8_t report_pause = 0;
-    std::uint8_t inventory_interval = 0;
-    std::uint8_t tag_protocol = 0;
+    int eas_sensitivity = 0;
+    int report_condition = 0;
+    int report_pause = 0;
+    int inventory_interval = 0;
+    int tag_protocol = 0;
     std::optional<Mask> mask = {};  // only tags that match
     // Not every reader tells the two.
     std::optional<std::chrono::seconds> trigger_time = {};

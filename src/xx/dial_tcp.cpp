@@ -48,14 +48,28 @@ void search(const std::shared_ptr<Search>& state, const std::string& host, LookU
     state->ended.notify_all();
 }
 
-void start_search(const std::shared_ptr<Search>& state, const std::string& host, LookUp find)
-{
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread(search, state, host, find).detach();
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+class SignalsBlocked {
+  public:
+    SignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+  private:
+    sigset_t before_;
+};
+
+void start_search(const Url& url, const std::shared_ptr<Search>& state, LookUp find)
+try {
+    const SignalsBlocked blocked;
+    std::thread(search, state, url.host, find).detach();
+} catch (const std::system_error& error) {
+    fail(url, std::string("no thread could be started to look the name up: ") + error.what());
 }
 
 // Asked after 5 s of silence, then every 3 s.
@@ -115,7 +129,7 @@ std::vector<in_addr> resolve(const Url& url, std::chrono::milliseconds limit, Lo
     in_addr literal{};
     if (::inet_pton(AF_INET, url.host.c_str(), &literal) == 1) return {literal};
     const auto state = std::make_shared<Search>();
-    start_search(state, url.host, find);
+    start_search(url, state, find);
     std::unique_lock lock(state->mutex);
     if (!state->ended.wait_for(lock, limit, [&] { return state->over; }))
         fail(url, "no answer about the name '" + url.host +

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <poll.h>
-#include <sys/socket.h>
 #include <utility>
 
 #include "link/adopted.h"
@@ -213,10 +212,9 @@ bool ReaderInside::is_lost() const
 void ReaderInside::discard_input() const
 {
     constexpr int most_chunks = 1000;
-    u8 chunk[2048];
-    if (link_.serial) return;
-    for (int i = 0; i < most_chunks; ++i)
-        if (::recv(link_.fd.get(), chunk, sizeof chunk, MSG_DONTWAIT) <= 0) return;
+    pollfd watched{link_.fd.get(), POLLIN, 0};
+    for (int i = 0; i < most_chunks && !link_.serial && ::poll(&watched, 1, 0) > 0; ++i)
+        if (engine_->operations.ReadRfidData(engine_.get(), engine_->btRecvArr) <= 0) return;
 }
 
 // Answers come in the order of their questions: behind this one nothing older can come.

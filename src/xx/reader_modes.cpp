@@ -38,7 +38,7 @@ std::optional<Mask> mask_of(u8 bank, const std::array<u8, 2>& bit, u8 bits, cons
 ReadingAlone Modes::parameters()
 {
     ReadingAlone out;
-    u8 mode = 0;
+    std::array<u8, 6> own{};  // from the mode to the protocol
     u8 bank = 0;
     u8 bits = 0;
     u8 trigger_time = 0;
@@ -47,10 +47,14 @@ ReadingAlone Modes::parameters()
     std::array<u8, 2> bit{};
     std::array<u8, 32> mask{};
     const ReaderInside::Turn turn(*inside_);
-    inside_->ask(parameters_call, &O::GetSystemParameter, &mode, &out.eas_sensitivity, &out.report_condition,
-                 &out.report_pause, &out.inventory_interval, &out.tag_protocol, &bank, bit.data(), &bits,
-                 mask.data(), &trigger_time, &first, &count);
-    out.mode = static_cast<WorkMode>(mode);
+    inside_->ask(parameters_call, &O::GetSystemParameter, &own[0], &own[1], &own[2], &own[3], &own[4],
+                 &own[5], &bank, bit.data(), &bits, mask.data(), &trigger_time, &first, &count);
+    out.mode = static_cast<WorkMode>(own[0]);
+    out.eas_sensitivity = own[1];
+    out.report_condition = own[2];
+    out.report_pause = own[3];
+    out.inventory_interval = own[4];
+    out.tag_protocol = own[5];
     out.mask = mask_of(bank, bit, bits, mask);
     if (inside_->came() < long_form) return out;
     out.trigger_time = std::chrono::seconds(trigger_time);

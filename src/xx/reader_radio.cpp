@@ -77,7 +77,7 @@ u8 channel_at(const ReaderInside& inside, const Band& band, Kilohertz frequency)
 
 void send_region(ReaderInside& inside, const Band& band, unsigned lowest, unsigned highest, Lasting lasting)
 {
-    inside.ask(set_region_call, &O::ExtSetRegion, static_cast<u8>(lasting), band.number,
+    inside.ask(set_region_call, &O::ExtSetRegion, static_cast<u8>(lasting), static_cast<u8>(band.number),
                static_cast<u8>(highest), static_cast<u8>(lowest));
 }
 

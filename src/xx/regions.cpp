@@ -23,12 +23,12 @@ const Band* find_band(std::string_view name)
     return find_if([=](const Band& band) { return band.name == name; });
 }
 
-const Band* find_band(std::uint8_t number)
+const Band* find_band(int number)
 {
     return find_if([=](const Band& band) { return band.number == number; });
 }
 
-Region make_region(std::uint8_t number, unsigned lowest, unsigned highest)
+Region make_region(int number, unsigned lowest, unsigned highest)
 {
     Region out{.band = number, .lowest = lowest, .highest = highest};
     const Band* const band = find_band(number);
@@ -43,8 +43,7 @@ Region region_of(std::uint8_t highest_byte, std::uint8_t lowest_byte)
 {
     constexpr unsigned channel_bits = 0x3F;
     const unsigned band = (highest_byte >> 6U) << 2U | lowest_byte >> 6U;
-    return make_region(static_cast<std::uint8_t>(band), lowest_byte & channel_bits,
-                       highest_byte & channel_bits);
+    return make_region(static_cast<int>(band), lowest_byte & channel_bits, highest_byte & channel_bits);
 }
 
 Region make_custom_region(Kilohertz first, Kilohertz spacing, unsigned channels)
