@@ -19,6 +19,7 @@
 // came, outcome() is Outcome::unknown.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,6 +73,12 @@ class TAGWIREXX_API Reader final {
     // Ends the call in progress, which throws Error with Errc::aborted; does nothing without one. From any
     // thread.
     void abort() noexcept;
+
+    // Every byte from now on goes to this file, see tagwirexx/recording.hpp; one file at a time.
+    // recording_lost() is how many bytes could not be written in time.
+    void record(const std::string& path);
+    void stop_recording();
+    std::uint64_t recording_lost();
 
     using Inside = ReaderInside;
 

@@ -47,7 +47,7 @@ class Dbm {
     int value_ = 0;
 };
 
-// How an antenna byte of the reader is read: one bit a port, or the port's number counted from 0.
+// How an antenna byte of the reader is read: one bit a port, or the port's number, from 1.
 enum class AntennaByte { mask, number };
 
 enum class Session : std::uint8_t { s0 = 0, s1 = 1, s2 = 2, s3 = 3 };

@@ -2,7 +2,6 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <condition_variable>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -13,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "link/signals.h"
 #include "xx/dial.h"
 
 #include <tagwirexx/error.hpp>
@@ -48,25 +48,9 @@ void search(const std::shared_ptr<Search>& state, const std::string& host, LookU
     state->ended.notify_all();
 }
 
-class SignalsBlocked {
-  public:
-    SignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-  private:
-    sigset_t before_;
-};
-
 void start_search(const Url& url, const std::shared_ptr<Search>& state, LookUp find)
 try {
-    const SignalsBlocked blocked;
+    const engine::AsynchronousSignalsBlocked blocked;
     std::thread(search, state, url.host, find).detach();
 } catch (const std::system_error& error) {
     fail(url, std::string("no thread could be started to look the name up: ") + error.what());

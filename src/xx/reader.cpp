@@ -71,6 +71,12 @@ const std::string& Reader::url() const noexcept { return inside_->name(); }
 
 void Reader::abort() noexcept { inside_->abort(); }
 
+void Reader::record(const std::string& path) { inside_->record(path); }
+
+void Reader::stop_recording() { inside_->stop_recording(); }
+
+std::uint64_t Reader::recording_lost() { return inside_->recording_lost(); }
+
 ReaderInfo Reader::info()
 {
     const engine::ReaderInformation told = inside_->ask_information();

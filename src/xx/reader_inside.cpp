@@ -47,18 +47,7 @@ void ReaderInside::Deleter::operator()(engine::Reader* reader) const
 }
 
 ReaderInside::ReaderInside(OpenLink link, const engine::ReaderInformation* told)
-    : link_(std::move(link)),
-      engine_(Create_Reader()), hooks_{this,
-                                       [](void* own, const engine::TagRecord& record) noexcept {
-                                           auto* const sink = static_cast<ReaderInside*>(own)->sink_;
-                                           if (sink != nullptr) sink->take(record);
-                                       },
-                                       [](void* own, engine::Direction direction, const u8*,
-                                          int count) noexcept {
-                                           if (direction == engine::Direction::received)
-                                               static_cast<ReaderInside*>(own)->received_ +=
-                                                   static_cast<std::uint64_t>(count);
-                                       }}
+    : link_(std::move(link)), engine_(Create_Reader()), hooks_{this, take_record, see_traffic}
 {
     if (engine_ == nullptr) throw_no_descriptor("open", errno);
     engine_->keeping.hooks = &hooks_;
@@ -82,6 +71,44 @@ OpenLink ReaderInside::take_back(Reader reader)
 {
     reader.inside_->engine_.reset();
     return std::move(reader.inside_->link_);
+}
+
+void ReaderInside::take_record(void* own, const engine::TagRecord& record) noexcept
+{
+    RecordSink* const sink = static_cast<ReaderInside*>(own)->sink_;
+    if (sink != nullptr) sink->take(record);
+}
+
+// On the thread of a call, or of an abort() of one.
+void ReaderInside::see_traffic(void* own, engine::Direction direction, const u8* bytes, int count) noexcept
+{
+    auto& inside = *static_cast<ReaderInside*>(own);
+    const bool is_received = direction == engine::Direction::received;
+    if (is_received) inside.received_ += static_cast<unsigned>(count);
+    if (inside.recorder_)
+        inside.recorder_->note(inside.recorded_as_,
+                               is_received ? Recorder::Kind::received : Recorder::Kind::sent,
+                               {bytes, static_cast<std::size_t>(count)});
+}
+
+void ReaderInside::record(const std::string& path)
+{
+    const Turn turn(*this);
+    recorder_.reset();
+    recorder_.emplace(path);
+    recorded_as_ = recorder_->add_source(name());
+}
+
+void ReaderInside::stop_recording()
+{
+    const Turn turn(*this);
+    recorder_.reset();
+}
+
+std::uint64_t ReaderInside::recording_lost()
+{
+    const Turn turn(*this);
+    return recorder_ ? recorder_->lost_bytes() : 0;
 }
 
 // A reader that a program has left reading is stopped first. Over TCP that shows: it goes on with its reports

@@ -13,6 +13,7 @@
 #include "link/result_text.h"
 #include "reader/hooks.h"
 #include "xx/dial.h"
+#include "xx/recorder.h"
 
 #include <tagwirexx/reader.hpp>
 
@@ -68,6 +69,9 @@ class ReaderInside {
     // How the reader tells ports. Asked of the reader at the first time, where the URL does not say it.
     AntennaByte antenna_byte();
     void abort() noexcept;
+    void record(const std::string& path);
+    void stop_recording();
+    std::uint64_t recording_lost();
 
     // Keeps other callers out while it lives; a thread may have several.
     class Turn {
@@ -130,6 +134,8 @@ class ReaderInside {
         void operator()(engine::Reader* reader) const;
     };
 
+    static void take_record(void* own, const engine::TagRecord& record) noexcept;
+    static void see_traffic(void* own, engine::Direction direction, const u8* bytes, int count) noexcept;
     void shake_hands();
     int ask_information(engine::ReaderInformation& told);
     void begin(const Call& call);
@@ -148,6 +154,8 @@ class ReaderInside {
     engine::Hooks hooks_;
     engine::ReaderInformation told_{};
     RecordSink* sink_ = nullptr;
+    std::optional<Recorder> recorder_;  // changed between calls only
+    std::uint16_t recorded_as_ = 0;
     std::atomic<std::uint64_t> received_{0};
     bool stale_ = false;  // answers to what was given up may still come
     std::chrono::milliseconds longest_job_{0};

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
-#include "xx/ports.h"
+#include "xx/reads.h"
 
 namespace tagwire {
 inline namespace v1 {
@@ -36,16 +37,8 @@ void TagCollection::add(const engine::TagRecord& record)
 void TagCollection::begin_tag(const engine::TagRecord& record)
 {
     if (last_) merge(std::move(*last_));
-    Read read;
-    if (named_ == Named::by_epc) read.epc = Epc(id_of(record));
-    if (named_ == Named::by_id) read.id = TagId(id_of(record));
-    read.port = port_of(record.antenna, antenna_byte_);
-    read.antenna_byte = record.antenna;
-    read.rssi = record.rssi;
-    if (record.has_phase) {
-        read.phase = Phase{record.phase_begin, record.phase_end};
-        read.frequency = Kilohertz{record.khz};
-    }
+    Read read = read_from(record, antenna_byte_);
+    if (named_ == Named::by_id) read.id = TagId(std::exchange(read.epc, {}).bytes());
     read.received = now();
     last_ = std::move(read);
 }

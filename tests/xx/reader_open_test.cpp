@@ -11,6 +11,8 @@
 #include "xx/reader_inside.h"
 #include "xx/virtual_reader.h"
 
+#include <tagwirexx/recording.hpp>
+
 namespace tagwire::test {
 namespace {
 
@@ -120,6 +122,30 @@ TEST_P(OverTcp, ALostLinkIsToldAsLost)
     EXPECT_EQ(error->code(), Errc::lost);
     EXPECT_EQ(error->outcome(), Outcome::nothing);
     EXPECT_EQ(error->reader(), url);
+}
+
+TEST_P(OpenReader, RecordsWhatComesAndGoes)
+{
+    connect(make_scenario(2));
+    std::string path = "/tmp/tagwire-recording-XXXXXX";
+    ::close(::mkstemp(path.data()));
+    reader().record(path);
+    patiently([&] { return reader().inventory(); });
+    EXPECT_EQ(reader().recording_lost(), 0U);
+    reader().stop_recording();
+    patiently([&] { return reader().info(); });
+    Bytes sent;
+    Bytes received;
+    for (const Recorded& chunk : load_recording(path)) {
+        EXPECT_EQ(chunk.source, url);
+        Bytes& to = chunk.sent ? sent : received;
+        to.insert(to.end(), chunk.bytes.begin(), chunk.bytes.end());
+    }
+    ::unlink(path.c_str());
+    EXPECT_THAT(to_hex(sent), HasSubstr("060A010400")) << "the inventory";
+    EXPECT_THAT(to_hex(sent), testing::Not(HasSubstr("040A21"))) << "asked after the recording";
+    EXPECT_THAT(to_hex(received), HasSubstr(epc_of(1).to_string()));
+    EXPECT_EQ(error_of([&] { reader().record("/no/such/folder/recording"); })->code(), Errc::file);
 }
 
 TEST(OpenReaders, OnOneAddressHaveNothingToDoWithEachOther)
