@@ -248,17 +248,16 @@ void ReaderInside::discard_input() const
 void ReaderInside::settle(const Call& call)
 {
     constexpr std::chrono::milliseconds patience(600);
-    constexpr int rounds = 3;
+    constexpr int rounds = 2;
     for (int i = 0; i < rounds && !is_lost() && !is_aborted(); ++i) {
-        const bool is_first = i == 0;
-        if (!await_information(is_first ? longest_job_ + patience : patience)) continue;
+        if (!await_information(i == 0 ? longest_job_ + patience : patience)) continue;
         // Answers to what this has asked before.
         for (int late = 0; late < i; ++late) receive_information();
         stale_ = false;
         return;
     }
     if (is_aborted()) return;
-    fail(call, TAGWIRE_NO_ANSWER);
+    fail({.name = call.name, .family = call.family}, TAGWIRE_NO_ANSWER);  // nothing of the call was sent
 }
 
 bool ReaderInside::await_information(std::chrono::milliseconds patience)

@@ -345,6 +345,19 @@ TEST_P(SettingsOf, AChangeWhoseAnswerIsLostMayHaveBeenMade)
     EXPECT_EQ(patiently([&] { return reader().inventory(); }).reads.size(), 2U);
 }
 
+TEST_P(SettingsOf, NothingIsSentBeforeAReaderThatFellSilentAnswersAgain)
+{
+    device->inject(sim::Fault::silence());
+    EXPECT_EQ(error_of([&] { reader().lines().set_beeper(false); })->outcome(), Outcome::unknown);
+    const auto error = error_of([&] { reader().lines().set_beeper(false); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::nothing);
+    device->clear_faults();
+    EXPECT_EQ(device->settings().beep, 1);
+    patiently([&] { reader().lines().set_beeper(false); });
+    EXPECT_EQ(device->settings().beep, 0);
+}
+
 TEST_P(SettingsOf, ACommandThatTheReaderDoesNotKnow)
 {
     sim::Fault unknown;
