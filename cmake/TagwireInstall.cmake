@@ -1,12 +1,13 @@
-# What another project needs to use the library: itself, its headers, a pkg-config file and a CMake package. All of it
+# What another project needs to use the libraries: themselves, its headers, a pkg-config file and a CMake package. All of it
 # finds its place from where it lies, so that an installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tagwire)
 set(made_dir ${CMAKE_CURRENT_BINARY_DIR}/package)
 
-install(TARGETS tagwire EXPORT tagwire_targets COMPONENT library)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tagwire ${tagwire_made_headers}/tagwire TYPE INCLUDE
+install(TARGETS tagwire tagwirexx EXPORT tagwire_targets COMPONENT library)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tagwire ${PROJECT_SOURCE_DIR}/include/tagwirexx
+  ${tagwire_made_headers}/tagwire TYPE INCLUDE
   COMPONENT library)
 install(EXPORT tagwire_targets FILE tagwireTargets.cmake NAMESPACE tagwire:: DESTINATION ${package_dir}
   COMPONENT library)
@@ -24,5 +25,7 @@ else()
 endif()
 cmake_path(APPEND pc_libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
 cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
-configure_file(${PROJECT_SOURCE_DIR}/packaging/tagwire.pc.in ${made_dir}/tagwire.pc @ONLY)
-install(FILES ${made_dir}/tagwire.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)
+foreach(pc_name tagwire tagwirexx)
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/library.pc.in ${made_dir}/${pc_name}.pc @ONLY)
+endforeach()
+install(FILES ${made_dir}/tagwire.pc ${made_dir}/tagwirexx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)

@@ -1,0 +1,108 @@
+// The examples, run as they are shown, against virtual readers.
+#include <csignal>
+#include <filesystem>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "process.h"
+#include "simulator.h"
+
+namespace tagwire {
+namespace {
+
+using testing::HasSubstr;
+using tool::test::Process;
+using tool::test::run;
+
+const std::string examples = TAGWIRE_EXAMPLES;
+
+sim::Scenario gate()
+{
+    sim::Scenario scenario;
+    scenario.tags.resize(3);
+    for (std::size_t i = 0; i < scenario.tags.size(); ++i)
+        scenario.tags[i].epc = {0xE2, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, static_cast<std::uint8_t>(i)};
+    return scenario;
+}
+
+class Examples : public testing::Test {
+  protected:
+    sim::Reader& add()
+    {
+        sim::Reader& reader = simulator.add_reader(gate());
+        urls.push_back("tcp://127.0.0.1:" + std::to_string(reader.listen()));
+        return reader;
+    }
+
+    sim::Simulator simulator;
+    std::vector<std::string> urls;
+};
+
+TEST_F(Examples, inventory_shows_each_tag)
+{
+    add();
+    const auto ended = run(examples + "/example_inventory_cpp", urls);
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("E28000000000000000000002  port 1  rssi "));
+}
+
+TEST_F(Examples, inventory_says_what_is_wrong)
+{
+    const auto ended = run(examples + "/example_inventory_cpp", {"tcp://127.0.0.1:1"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_THAT(ended.err, HasSubstr("tcp://127.0.0.1:1"));
+}
+
+TEST_F(Examples, stocktake_counts_all_tags)
+{
+    add();
+    const auto ended = run(examples + "/example_stocktake_cpp", urls);
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("3 tags in "));
+}
+
+TEST_F(Examples, live_goes_on_when_one_of_four_readers_is_restarted)
+{
+    for (int i = 0; i < 3; ++i) add();
+    sim::Reader& restarted = add();
+    Process live(examples + "/example_live_cpp", urls);
+    const auto await_read = [&] {
+        while (const auto line = live.next_line())
+            if (line->starts_with("gate4 E2")) return true;
+        return false;
+    };
+    const auto await_state = [&](const std::string& state) {
+        while (const auto line = live.next_error_line())
+            if (line->starts_with("gate4 " + state)) return true;
+        return false;
+    };
+    EXPECT_TRUE(await_read());
+    restarted.restart();
+    restarted.hang_up();
+    EXPECT_TRUE(await_state("lost"));
+    EXPECT_TRUE(await_state("streaming"));
+    EXPECT_TRUE(restarted.wait_for_reading());
+    EXPECT_TRUE(await_read());
+    live.send_signal(SIGINT);
+    const auto ended = live.wait();
+    EXPECT_EQ(ended.exit_code, 0);
+    EXPECT_THAT(ended.err, HasSubstr("gate4 stopped"));
+}
+
+TEST_F(Examples, sqlite_events_fill_a_database)
+{
+    sim::Reader& reader = add();
+    const std::string file = testing::TempDir() + "tagwire_events_" + std::to_string(::getpid()) + ".db";
+    std::vector<std::string> arguments = urls;
+    arguments.insert(arguments.begin(), file);
+    Process events(examples + "/example_sqlite_events_cpp", arguments);
+    EXPECT_TRUE(reader.wait_until([](const sim::Counters& counters) { return counters.reports_sent >= 5; }));
+    events.send_signal(SIGTERM);
+    EXPECT_EQ(events.wait().exit_code, 0);
+    EXPECT_GE(std::filesystem::file_size(file), 8192U) << "a schema and rows";
+    std::filesystem::remove(file);
+}
+
+}  // namespace
+}  // namespace tagwire
