@@ -123,4 +123,3 @@ int I_CloseCom(Reader* sthis)
 }
 
 bool I_GraceClose(Reader* /*sthis*/, int* /*ps*/) { return false; }
-

@@ -11,7 +11,7 @@
 namespace tagwire::engine::test {
 namespace {
 
-constexpr int family_count = TAGWIRE_FAMILY_TAG_ERROR + 1;
+constexpr int family_count = TAGWIRE_FAMILY_SHARED + 1;
 
 std::string what(ResultFamily family, int value) { return result_text(family, value).what; }
 std::string advice(ResultFamily family, int value) { return result_text(family, value).advice; }
