@@ -112,8 +112,7 @@ TEST_P(BufferOf, HistoryOfContinuousReading)
     const auto start = engine::make_question(0x0A, engine::start_command, {0});
     ASSERT_EQ(::write(link.fd.get(), start.bytes, start.size), static_cast<ssize_t>(start.size));
     ASSERT_TRUE(device->wait_for_batch());
-    link.address = 0xFF;
-    std::make_unique<ReaderInside>(std::move(link)).reset();  // which stops it
+    link = {};
     open();
     Buffer buffer = reader().buffer();
     const auto history = patiently([&] { return buffer.history(); });
