@@ -4,7 +4,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$1
-tagwire=$build/tools/tagwire/tagwire
+examples=$build/examples
 
 say() { printf '\n\033[1m== %s\033[0m\n' "$*"; }
 
@@ -21,21 +21,18 @@ tcp=tcp://$(sed -n 's/^listening on //p' "$output" | head -n 1)
 serial=serial:$(sed -n 's/^pty //p' "$output" | head -n 1)
 
 say "A virtual reader runs at $tcp and at $serial"
-say "tagwire info --reader $tcp"
-"$tagwire" info --reader "$tcp"
-say "tagwire inventory --reader $tcp"
-"$tagwire" inventory --reader "$tcp"
-say "tagwire inventory --reader $serial"
-"$tagwire" inventory --reader "$serial"
-say "tagwire watch --seconds 5 --reader $tcp"
-"$tagwire" watch --seconds 5 --reader "$tcp"
+say "An inventory over TCP: examples/inventory.cpp $tcp"
+"$examples/example_inventory_cpp" "$tcp"
+say "An inventory over a serial line: examples/inventory.cpp $serial"
+"$examples/example_inventory_cpp" "$serial"
+say "Both live, for 5 seconds, until Ctrl-C otherwise: examples/live.cpp $tcp $serial"
+timeout --preserve-status -s INT 5 "$examples/example_live_cpp" "$tcp" "$serial"
 
 cat <<TEXT
 
 That was the virtual reader. For a real one:
 
-  $tagwire watch --reader tcp://ADDRESS:PORT
-  $tagwire watch --reader 'serial:/dev/ttyUSB0?baud=57600'
+  $examples/example_live_cpp tcp://ADDRESS:PORT 'serial:/dev/ttyUSB0?baud=57600'
 
 Or keep a virtual reader running while you develop:
 
