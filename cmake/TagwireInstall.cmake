@@ -1,13 +1,17 @@
-# What another project needs to use the libraries: themselves, its headers, a pkg-config file and a CMake package. All of it
-# finds its place from where it lies, so that an installed tree can be moved.
+# What another project needs to use the libraries: themselves, their headers, pkg-config files and a CMake package. All of
+# it finds its place from where it lies, so that an installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tagwire)
 set(made_dir ${CMAKE_CURRENT_BINARY_DIR}/package)
 
-install(TARGETS tagwire tagwirexx EXPORT tagwire_targets COMPONENT library)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tagwire ${PROJECT_SOURCE_DIR}/include/tagwirexx
-  ${tagwire_made_headers}/tagwire TYPE INCLUDE
+set(names tagwire)
+if(TAGWIRE_BUILD_CPP)
+  list(APPEND names tagwirexx)
+endif()
+install(TARGETS ${names} EXPORT tagwire_targets COMPONENT library)
+list(TRANSFORM names PREPEND ${PROJECT_SOURCE_DIR}/include/ OUTPUT_VARIABLE header_folders)
+install(DIRECTORY ${header_folders} ${tagwire_made_headers}/tagwire TYPE INCLUDE
   COMPONENT library)
 install(EXPORT tagwire_targets FILE tagwireTargets.cmake NAMESPACE tagwire:: DESTINATION ${package_dir}
   COMPONENT library)
@@ -25,7 +29,7 @@ else()
 endif()
 cmake_path(APPEND pc_libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
 cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
-foreach(pc_name tagwire tagwirexx)
+foreach(pc_name ${names})
   configure_file(${PROJECT_SOURCE_DIR}/packaging/library.pc.in ${made_dir}/${pc_name}.pc @ONLY)
+  install(FILES ${made_dir}/${pc_name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)
 endforeach()
-install(FILES ${made_dir}/tagwire.pc ${made_dir}/tagwirexx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT library)

@@ -42,7 +42,7 @@ enum class Outcome {
 class TAGWIREXX_API Error : public std::system_error {
   public:
     // `text` says what happened and what to do next.
-    Error(Errc code, std::string operation, std::string reader, std::string text,
+    Error(Errc code, std::string operation, std::string reader, const std::string& text,
           Outcome outcome = Outcome::nothing, int result = 0);
     Error(const Error&) = default;
     Error& operator=(const Error&) = default;

@@ -45,7 +45,7 @@ const std::error_category& error_category() noexcept
     return category;
 }
 
-Error::Error(Errc code, std::string operation, std::string reader, std::string text, Outcome outcome,
+Error::Error(Errc code, std::string operation, std::string reader, const std::string& text, Outcome outcome,
              int result)
     : std::system_error(make_error_code(code)), operation_(std::move(operation)), reader_(std::move(reader)),
       what_(sentence(operation_, reader_, text)), outcome_(outcome), result_(result)

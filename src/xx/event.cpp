@@ -57,7 +57,11 @@ const char* to_string(State state)
     return "unknown";
 }
 
-Event::Event() : source_(&lasting_name("")) {}
+Event::Event()
+{
+    static const std::string& nobody = lasting_name("");
+    source_ = &nobody;
+}
 Event::Event(const std::string& interned_source, Read read)
     : source_(&interned_source), what_(std::move(read))
 {}

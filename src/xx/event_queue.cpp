@@ -32,8 +32,16 @@ EventQueue::~EventQueue() { ::close(readable_); }
 
 Event& EventQueue::append(const std::shared_ptr<Lane>& lane, Event event)
 {
-    if (lane->items_.empty()) turns_.push({tickets_, lane});
-    return lane->items_.emplace_back(Lane::Item{tickets_++, std::move(event)}).event;
+    Event& appended = lane->items_.emplace_back(Lane::Item{tickets_++, std::move(event)}).event;
+    give_turn(lane);
+    return appended;
+}
+
+void EventQueue::give_turn(const std::shared_ptr<Lane>& lane)
+{
+    if (lane->has_turn_ || lane->items_.empty()) return;
+    turns_.push({lane->items_.front().ticket, lane});
+    lane->has_turn_ = true;
 }
 
 void EventQueue::count_in(Lane& lane)
@@ -76,6 +84,18 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)
         if (overflow_ == Overflow::drop_newest) return drop_newest(lane, read.sequence);
         drop_oldest(*lane);
     }
+    try {
+        append_read(lane, read);
+    } catch (const std::bad_alloc&) {
+        ++lane->counters_.dropped;
+        if (lane->untold_.count++ == 0) lane->untold_.first_sequence = lane->sequence_;
+    }
+}
+
+void EventQueue::append_read(const std::shared_ptr<Lane>& lane, Read& read)
+{
+    if (lane->untold_.count != 0) append(lane, Event(lane->name_, lane->untold_));
+    lane->untold_ = {};
     append(lane, Event(lane->name_, std::move(read)));
     count_in(*lane);
 }
@@ -93,7 +113,9 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string
     StateChange change{state, std::move(reason), 1};
     if (lane->unread_state_ != nullptr) {
         change.changes += lane->unread_state_->state()->changes;
-        *lane->unread_state_ = Event();
+        const bool is_last = lane->unread_state_ == &lane->items_.back().event;
+        *lane->unread_state_ = is_last ? Event(lane->name_, change) : Event();
+        if (is_last) return;
     }
     lane->unread_state_ = &append(lane, Event(lane->name_, std::move(change)));
 }
@@ -107,10 +129,9 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Raw raw)
 {
-    if (closed_ || lane->raw_level_ >= most_raw || lane->is_full(capacity_)) return;
+    if (closed_ || lane->raw_level_ >= most_raw) return;
     append(lane, Event(lane->name_, std::move(raw)));
     ++lane->raw_level_;
-    count_in(*lane);
 }
 
 // The oldest event that counts gives way. In front of it there can be a state, and the gap of those before it.
@@ -121,13 +142,12 @@ void EventQueue::drop_oldest(Lane& lane)
     for (std::size_t at = 0; at < items.size();) {
         Event& event = items[at].event;
         if (event.gap() != nullptr) gap = at;
-        if (event.gap() != nullptr || event.state() != nullptr) {
+        if (event.gap() != nullptr || event.state() != nullptr || event.raw() != nullptr) {
             ++at;
             continue;
         }
         const Read* read = event.read();
         if (read != nullptr) count_as_dropped(lane, *read, gap < items.size() ? items[gap].event : event);
-        if (event.raw() != nullptr) --lane.raw_level_;
         const bool counted = !is_empty(event);
         if (event.gap() == nullptr) remove(lane, at);
         if (counted) {
@@ -159,12 +179,15 @@ void EventQueue::remove(Lane& lane, std::size_t at)
 void EventQueue::drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t sequence)
 {
     ++lane->counters_.dropped;
-    const Gap* last = lane->items_.empty() ? nullptr : lane->items_.back().event.gap();
-    if (last == nullptr) {
-        append(lane, Event(lane->name_, Gap{1, sequence}));
-        return;
+    // Between this report and the gap of those before it there may be states, no report.
+    for (auto at = lane->items_.rbegin(); at != lane->items_.rend(); ++at) {
+        if (const Gap* gap = at->event.gap()) {
+            at->event = Event(lane->name_, Gap{gap->count + 1, gap->first_sequence});
+            return;
+        }
+        if (at->event.read() != nullptr || at->event.input() != nullptr) break;
     }
-    lane->items_.back().event = Event(lane->name_, Gap{last->count + 1, last->first_sequence});
+    append(lane, Event(lane->name_, Gap{1, sequence}));
 }
 
 std::size_t EventQueue::take(Event* to, std::size_t most, std::chrono::milliseconds timeout,
@@ -189,12 +212,13 @@ bool EventQueue::take_one(Event& to, std::vector<Lane*>& relieved)
     while (!turns_.empty()) {
         const Turn turn = turns_.top();
         turns_.pop();
+        turn.lane->has_turn_ = false;
         auto& items = turn.lane->items_;
         while (!items.empty() && is_empty(items.front().event)) items.pop_front();
         if (items.empty()) continue;
         const bool is_its_turn = items.front().ticket == turn.ticket;
         if (is_its_turn) hand_out(*turn.lane, to, relieved);
-        if (!items.empty()) turns_.push({items.front().ticket, turn.lane});
+        give_turn(turn.lane);
         if (is_its_turn) return true;
     }
     return false;
@@ -206,7 +230,7 @@ void EventQueue::hand_out(Lane& lane, Event& to, std::vector<Lane*>& relieved)
     if (&front == lane.unread_state_) lane.unread_state_ = nullptr;
     if (front.read() != nullptr) ++lane.counters_.delivered;
     if (front.raw() != nullptr) --lane.raw_level_;
-    if (front.read() != nullptr || front.raw() != nullptr || front.input() != nullptr) --lane.level_;
+    if (front.read() != nullptr || front.input() != nullptr) --lane.level_;
     to = std::move(front);
     lane.items_.pop_front();
     if (!lane.waits_for_room_ || lane.is_full(capacity_)) return;
@@ -219,9 +243,17 @@ void EventQueue::announce()
 {
     const bool readable = !turns_.empty() || closed_;
     if (readable) something_.notify_all();
-    if (readable == is_readable_) return;
+    if (!is_shown_ || readable == is_readable_) return;
     is_readable_ = readable;
     readable ? signal_event(readable_) : clear_event(readable_);
+}
+
+int EventQueue::fd()
+{
+    const std::lock_guard lock(mutex_);
+    is_shown_ = true;
+    announce();
+    return readable_;
 }
 
 bool EventQueue::is_at_end() const

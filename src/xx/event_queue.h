@@ -33,7 +33,9 @@ class Lane {
     const std::string& name_;
     std::deque<Item> items_;
     std::size_t level_ = 0;      // events that count for the capacity
-    std::size_t raw_level_ = 0;  // those that are no reports
+    std::size_t raw_level_ = 0;  // bytes that are no reports, which do not count
+    bool has_turn_ = false;
+    Gap untold_;  // reports for which there was no memory
     std::uint64_t sequence_ = 0;
     Event* unread_state_ = nullptr;
     bool waits_for_room_ = false;
@@ -75,7 +77,8 @@ class EventQueue {
     std::size_t take(Event* to, std::size_t most, std::chrono::milliseconds timeout,
                      std::vector<Lane*>& relieved);
     bool is_at_end() const;
-    int fd() const { return readable_; }
+    // Kept level with the queue from the first call on.
+    int fd();
     Counters counters(const Lane& lane) const;
     Health health(const Lane& lane) const;
 
@@ -87,7 +90,9 @@ class EventQueue {
     };
 
     Event& append(const std::shared_ptr<Lane>& lane, Event event);
-    void count_in(Lane& lane);
+    void append_read(const std::shared_ptr<Lane>& lane, Read& read);
+    void give_turn(const std::shared_ptr<Lane>& lane);
+    static void count_in(Lane& lane);
     static void drop_oldest(Lane& lane);
     static void count_as_dropped(Lane& lane, const Read& read, Event& gap);
     static void remove(Lane& lane, std::size_t at);
@@ -103,6 +108,7 @@ class EventQueue {
     std::priority_queue<Turn> turns_;  // one for each lane that has items
     std::uint64_t tickets_ = 0;
     int readable_;
+    bool is_shown_ = false;  // somebody has asked for the descriptor
     bool is_readable_ = false;
     bool closed_ = false;
 };

@@ -43,7 +43,8 @@ IoLoop::IoLoop()
     if (!epoll_) throw_no_descriptor("stream", errno);
     epoll_event wanted{};
     wanted.events = EPOLLIN;
-    ::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, mailbox_->fd(), &wanted);
+    if (::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, mailbox_->fd(), &wanted) != 0)
+        throw_no_descriptor("stream", errno);
 }
 
 IoLoop::~IoLoop()
@@ -103,9 +104,19 @@ void IoLoop::run()
                                        milliseconds_to_next_timer());
         call_ready(count);
         call_due();
-        for (const auto& task : mailbox_->take()) task();
+        run_tasks();
     }
     mailbox_->close();
+}
+
+void IoLoop::run_tasks()
+{
+    for (const auto& task : mailbox_->take()) {
+        try {
+            task();
+        } catch (...) {  // there was no memory: what has a time limit comes to it
+        }
+    }
 }
 
 int IoLoop::milliseconds_to_next_timer() const
@@ -120,7 +131,8 @@ void IoLoop::call_ready(int count)
 {
     for (int i = 0; i < count; ++i) {
         const epoll_event event = ready_[static_cast<std::size_t>(i)];
-        if (event.data.ptr != nullptr) static_cast<Watcher*>(event.data.ptr)->on_ready(event.events);
+        auto* watcher = static_cast<Watcher*>(event.data.ptr);
+        if (watcher != nullptr) guarded(*watcher, [&] { watcher->on_ready(event.events); });
     }
     for (epoll_event& event : ready_) event.data.ptr = nullptr;
 }
@@ -131,7 +143,7 @@ void IoLoop::call_due()
     while (!timers_.empty() && timers_.begin()->first <= now) {
         Watcher* watcher = timers_.begin()->second;
         clear_timer(*watcher);
-        watcher->on_time();
+        guarded(*watcher, [&] { watcher->on_time(); });
     }
 }
 

@@ -43,6 +43,8 @@ class Watcher {
   public:
     virtual void on_ready(std::uint32_t events) = 0;
     virtual void on_time() = 0;
+    // One of them threw: there was no memory.
+    virtual void on_failure() noexcept {}
 
   protected:
     Watcher() = default;
@@ -75,7 +77,16 @@ class IoLoop {
 
   private:
     void run();
+    template <class Call> static void guarded(Watcher& watcher, Call call)
+    {
+        try {
+            call();
+        } catch (...) {
+            watcher.on_failure();
+        }
+    }
     int milliseconds_to_next_timer() const;
+    void run_tasks();
     void call_ready(int count);
     void call_due();
 

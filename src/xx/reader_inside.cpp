@@ -69,6 +69,7 @@ Reader ReaderInside::around(OpenLink link, const engine::ReaderInformation& told
 
 OpenLink ReaderInside::take_back(Reader reader)
 {
+    if (reader.inside_ == nullptr) return {};  // moved away
     reader.inside_->engine_.reset();
     return std::move(reader.inside_->link_);
 }

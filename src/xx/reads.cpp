@@ -35,7 +35,7 @@ bool fits(const Mask& mask, const Epc& epc)
     const unsigned bits = mask.bits != 0 ? mask.bits : static_cast<unsigned>(8 * mask.bytes.size());
     if (mask.bank != Bank::epc || mask.bit < epc_begins_at || bits > 8 * mask.bytes.size()) return false;
     const unsigned from = mask.bit - epc_begins_at;
-    if (from + bits > 8 * epc.size()) return false;
+    if (std::uint64_t{from} + bits > 8 * epc.size()) return false;
     for (unsigned i = 0; i < bits; ++i)
         if (bit_of(mask.bytes, i) != bit_of(epc.bytes(), from + i)) return false;
     return true;

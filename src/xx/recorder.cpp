@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -74,7 +75,8 @@ bool begins_well(std::span<const std::uint8_t> file)
 Bytes contents_of(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!file) refuse(path, "cannot be read: " + std::generic_category().message(errno));
+    if (!file || std::filesystem::is_directory(path))
+        refuse(path, "cannot be read: " + std::generic_category().message(errno));
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -84,7 +86,10 @@ Descriptor open_for_appending(const std::string& path)
     Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
     if (!file) refuse(path, "cannot be written: " + std::generic_category().message(errno));
     struct stat about {};
-    if (::fstat(file.get(), &about) != 0 || about.st_size == 0) return file;
+    if (::fstat(file.get(), &about) != 0 || about.st_size == 0) {
+        ::fchmod(file.get(), 0600);
+        return file;
+    }
     const Bytes before = contents_of(path);
     if (!begins_well(before)) refuse(path, "is there already and is no recording: choose another name");
     const std::size_t end = walk(before, [](const RecordView&) {});
@@ -123,14 +128,14 @@ Recorder::Recorder(const std::string& path)
     thread_ = std::thread([this] { run(); });
 }
 
-Recorder::~Recorder()
+void Recorder::finish()
 {
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
     }
     something_.notify_one();
-    thread_.join();
+    if (thread_.joinable()) thread_.join();
 }
 
 std::uint16_t Recorder::add_source(const std::string& name)
@@ -147,6 +152,7 @@ void Recorder::note(std::uint16_t source, Kind kind, std::span<const std::uint8_
 {
     try {
         const std::lock_guard lock(mutex_);
+        if (ending_) return;
         if (waiting_.size() + bytes.size() > most_waiting) {
             lost_ += bytes.size();
             lost_since_ += bytes.size();
@@ -176,7 +182,6 @@ void Recorder::append(std::uint16_t source, Kind kind, std::int64_t time,
                       std::span<const std::uint8_t> payload)
 {
     const std::size_t begin = waiting_.size();
-    waiting_.reserve(begin + head_size + payload.size() + crc_size);
     put_number(waiting_, payload.size(), 4);
     waiting_.push_back(static_cast<std::uint8_t>(kind));
     put_number(waiting_, source, 2);
@@ -200,10 +205,21 @@ void Recorder::run()
         writing.clear();
         std::swap(writing, waiting_);
         lock.unlock();
-        const bool written = write_all(file_.get(), writing);
+        const bool written = write_whole(writing);
         lock.lock();
-        if (!written) lost_ += writing.size();
+        if (written) continue;
+        lost_ += writing.size();
+        lost_since_ += writing.size();
     }
+}
+
+// All of it or nothing: what follows must be found.
+bool Recorder::write_whole(const Bytes& batch) const
+{
+    struct stat before {};
+    if (::fstat(file_.get(), &before) != 0) return false;
+    if (write_all(file_.get(), batch)) return true;
+    return ::ftruncate(file_.get(), before.st_size) != 0 && false;
 }
 
 std::vector<Recorded> load_recording(const std::string& path)

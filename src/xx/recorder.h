@@ -22,7 +22,9 @@ class Recorder {
 
     // Begins a session behind what is in the file. Throws Error.
     explicit Recorder(const std::string& path);
-    ~Recorder();  // when everything is written
+    ~Recorder() { finish(); }
+    // Returns when everything is written; nothing is noted any more. Once, or by the destructor.
+    void finish();
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
@@ -38,6 +40,7 @@ class Recorder {
     void append(std::uint16_t source, Kind kind, std::int64_t time, std::span<const std::uint8_t> payload);
     std::int64_t elapsed() const;
     void run();
+    bool write_whole(const Bytes& batch) const;
 
     const std::string path_;
     Descriptor file_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <netdb.h>
 #include <thread>
 #include <utility>
 
@@ -45,6 +46,17 @@ Url device_for(Url url, unsigned attempt)
     return url;
 }
 
+// A name may take as long as the system likes; of several addresses, the next one at each attempt.
+in_addr host_of(const Url& url, unsigned attempt)
+{
+    std::vector<in_addr> hosts;
+    const int error = look_up(url.host, hosts);
+    if (error != 0 || hosts.empty())
+        throw Error(Errc::cannot_open, "open", url.text,
+                    std::string("the name cannot be resolved: ") + ::gai_strerror(error));
+    return hosts[attempt % hosts.size()];
+}
+
 std::string seconds_text(milliseconds time) { return std::to_string(time.count() / 1000) + " s"; }
 
 }  // namespace
@@ -77,24 +89,33 @@ void Source::open_aside()
 {
     if (is_opening_) return;
     is_opening_ = true;
-    auto work = [url = url_, attempt = attempts_, mailbox = loop_.mailbox(), self = weak_from_this()] {
-        auto opened = std::make_shared<Opened>();
+    auto opened = std::make_shared<Opened>();
+    auto work = [url = url_, attempt = attempts_, mailbox = loop_.mailbox(), self = weak_from_this(),
+                 opened] {
         try {
-            if (url.serial) opened->line = open_serial(device_for(url, attempt));
-            if (!url.serial) opened->host = resolve(url, attempt_limit).front();
-        } catch (const std::exception& error) {
-            opened->problem = error.what();
+            bring(url, attempt, *opened);
+            mailbox->post([self, opened] {
+                if (const auto source = self.lock()) source->use(std::move(*opened));
+            });
+        } catch (...) {  // there was no memory: the attempt comes to its end, and another one follows
         }
-        mailbox->post([=] {
-            if (const auto source = self.lock()) source->use(std::move(*opened));
-        });
     };
     try {
         const engine::AsynchronousSignalsBlocked blocked;
         std::thread(std::move(work)).detach();
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) {
         is_opening_ = false;
         lose(std::string("no thread for opening: ") + error.what());
+    }
+}
+
+void Source::bring(const Url& url, unsigned attempt, Opened& opened)
+{
+    try {
+        if (url.serial) opened.line = open_serial(device_for(url, attempt));
+        if (!url.serial) opened.host = host_of(url, attempt);
+    } catch (const Error& error) {
+        opened.problem = error.what();
     }
 }
 
@@ -166,17 +187,25 @@ void Source::begin_reading(const std::string& remark)
     step_ = Step::reading;
     attempts_ = 0;
     last_life_ = steady_clock::now();
-    if (options_.duty) duty_end_ = last_life_ + options_.duty->on;
+    if (options_.duty && !is_quiet_) duty_end_ = last_life_ + options_.duty->on;
     if (std::exchange(is_quiet_, false) && !saw_reports_)
         show(State::quiet, "the reader answers, no tag is read");
     else
         show(State::streaming, remark);
+    tell_resumed();
+    if (taker_) return stop_reading(Step::stopping_to_park);
     rest_or_probe();
+}
+
+void Source::tell_resumed()
+{
+    if (resumed_) std::exchange(resumed_, {})();
 }
 
 void Source::begin_resting()
 {
     step_ = Step::resting;
+    if (taker_) return give_link_away();
     show(State::paused, "duty cycle");
     limit(options_.duty->off);
 }
@@ -197,9 +226,10 @@ void Source::rest_or_probe()
 
 void Source::on_time()
 {
+    const auto alive = shared_from_this();
     const SteadyTime now = steady_clock::now();
     if (incomplete_since_ && now >= *incomplete_since_ + frame_limit) give_frame_up();
-    if (step_ == Step::ended || (is_out_of_room_ && step_ == Step::reading)) return;
+    if (step_ == Step::ended || is_out_of_room_) return;
     if (now < step_end_) return arm();
     switch (step_) {
     case Step::waiting: return attempt();
@@ -232,6 +262,8 @@ void Source::lose(const std::string& reason)
 {
     close_link();
     if (taker_) std::exchange(taker_, {})({{}, {}, reason});
+    tell_resumed();
+    is_quiet_ = false;
     if (done_) return finish_end();
     const bool streamed = attempts_ == 0;
     show(streamed ? State::lost : State::waiting, reason);
@@ -245,7 +277,9 @@ void Source::lose(const std::string& reason)
 void Source::close_link()
 {
     if (has_link_in_use() && !is_out_of_room_) loop_.forget(link_.fd.get(), *this);
+    link_.fd.reset();  // in front of the claim
     link_ = {};
+    skipped_.clear();
     is_out_of_room_ = false;
     incomplete_since_.reset();
     bytes_ = {buffer_, sizeof buffer_};
@@ -253,7 +287,16 @@ void Source::close_link()
 
 void Source::end(std::function<void()> done)
 {
+    if (step_ == Step::ended) return done();
+    if (done_) {
+        done_ = [first = std::move(done_), second = std::move(done)] {
+            first();
+            second();
+        };
+        return;
+    }
     done_ = std::move(done);
+    is_ending_ = true;
     switch (step_) {
     case Step::starting:
     case Step::reading:
@@ -265,7 +308,10 @@ void Source::end(std::function<void()> done)
         if (taker_) std::exchange(taker_, {})({{}, {}, "the stream has been stopped"});
         step_ = Step::stopping_to_end;
         return;
-    case Step::stopping_to_rest: step_ = Step::stopping_to_end; return;
+    case Step::stopping_to_rest:
+        step_ = Step::stopping_to_end;
+        limit(stop_limit);
+        return;
     default: return finish_end();
     }
 }
@@ -280,13 +326,22 @@ void Source::finish_end()
     loop_.clear_timer(*this);
     close_link();
     step_ = Step::ended;
+    tell_resumed();
     if (done_) std::exchange(done_, {})();
 }
 
 void Source::park(TakeLink taker)
 {
-    const bool can = step_ == Step::reading || step_ == Step::probing || step_ == Step::resting;
-    if (!can) return taker({{}, {}, std::string("the reader is not there now: ") + to_string(shown_)});
+    switch (step_) {
+    case Step::reading:
+    case Step::probing:
+    case Step::resting: break;
+    case Step::starting:
+    case Step::stopping_to_restart:
+    case Step::restarting:
+    case Step::stopping_to_rest: taker_ = std::move(taker); return;  // when that has come to its end
+    default: return taker({{}, {}, std::string("the reader is not there now: ") + to_string(shown_)});
+    }
     taker_ = std::move(taker);
     if (step_ == Step::resting) return give_link_away();
     stop_reading(Step::stopping_to_park);
@@ -314,12 +369,14 @@ void Source::give_link_away()
     std::exchange(taker_, {})({std::exchange(link_, {}), information_, {}});
 }
 
-void Source::unpark(OpenLink link)
+void Source::unpark(OpenLink link, std::function<void()> resumed)
 {
-    if (step_ != Step::parked) return;
+    resumed_ = std::move(resumed);
+    if (step_ != Step::parked) return tell_resumed();
     step_ = Step::restarting;
     if (done_) return finish_end();
     if (!link.fd) return lose("lost while it was paused");
+    if (link.antenna_byte) url_.antenna_byte = link.antenna_byte;  // the reader was asked
     link_ = std::move(link);
     if (!loop_.watch(link_.fd.get(), input, *this)) return lose(cannot_watch);
     start_reading(Step::restarting);
@@ -327,8 +384,18 @@ void Source::unpark(OpenLink link)
 
 // ---- input
 
+void Source::on_failure() noexcept
+{
+    try {
+        lose("there was no memory");
+    } catch (...) {
+        step_ = Step::waiting;
+    }
+}
+
 void Source::on_ready(std::uint32_t events)
 {
+    const auto alive = shared_from_this();
     if (step_ == Step::connecting) return finish_connecting();
     const bool is_empty = !take_input();
     // A socket tells by itself when all has been read; a device does not.
@@ -374,12 +441,12 @@ std::ptrdiff_t Source::read_some(std::uint8_t* to, std::size_t most)
 // False when the link is gone, or nothing more is taken for now.
 bool Source::scan()
 {
-    const bool unlimited = step_ == Step::stopping_to_park || step_ == Step::stopping_to_end;
     for (;;) {
-        const std::size_t room = unlimited ? SIZE_MAX : queue_.room(*lane_);
-        while (has_link_in_use() && reads_.size() < room && find_frame()) accept();
+        const std::size_t room = queue_.room(*lane_);
+        const auto is_full_now = [&] { return may_wait_for_room() && reads_.size() >= room; };
+        while (has_link_in_use() && !is_full_now() && find_frame()) accept();
         if (!has_link_in_use()) return false;
-        const bool is_full = reads_.size() >= room;
+        const bool is_full = is_full_now();
         hand_over();
         if (!is_full) break;
         if (!queue_.wait_for_room(*lane_)) continue;
@@ -525,6 +592,11 @@ bool Source::is_wanted(const Read& read) const { return !options_.only || fits(*
 // What has been collected goes into the queue at once.
 void Source::hand_over()
 {
+    if (is_ending_) {
+        reads_.clear();
+        raws_.clear();
+        return;
+    }
     if (step_ == Step::reading && !skipped_.empty()) raws_.push_back(std::exchange(skipped_, {}));
     queue_.with_lock([&](EventQueue& queue) {
         queue.count(*lane_, std::exchange(counted_, {}));
@@ -561,6 +633,7 @@ void Source::show(State state, const std::string& reason)
 {
     shown_ = state;
     hand_over();
+    if (is_ending_) return;
     queue_.with_lock([&](EventQueue& queue) { queue.put(lane_, state, reason, attempts_); });
 }
 

@@ -44,10 +44,12 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     // Stops the reading and gives the link away, until it comes back.
     void record(std::shared_ptr<Recorder> recorder, std::uint16_t number);
     void park(TakeLink taker);
-    void unpark(OpenLink link);
+    // Calls `resumed` when reading runs again, or does not.
+    void unpark(OpenLink link, std::function<void()> resumed);
 
     void on_ready(std::uint32_t events) override;
     void on_time() override;
+    void on_failure() noexcept override;
 
   private:
     enum class Step {
@@ -78,7 +80,9 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
         std::string problem;
     };
 
+    static void bring(const Url& url, unsigned attempt, Opened& opened);
     bool takes_reports() const;
+    bool may_wait_for_room() const { return step_ == Step::reading || step_ == Step::probing; }
     bool has_link_in_use() const { return link_.fd && step_ != Step::parked; }
 
     void attempt();
@@ -94,6 +98,7 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     void rest_or_probe();
     void give_link_away();
     void finish_end();
+    void tell_resumed();
     void lose(const std::string& reason);
     void close_link();
 
@@ -118,7 +123,7 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     IoLoop& loop_;
     EventQueue& queue_;
     std::shared_ptr<Lane> lane_;
-    const Url url_;
+    Url url_;
     const SourceOptions options_;
     const std::chrono::milliseconds longest_wait_;
 
@@ -150,6 +155,8 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     std::uint16_t number_ = 0;  // in the recording
     std::function<void()> done_;
     TakeLink taker_;
+    std::function<void()> resumed_;
+    bool is_ending_ = false;
     std::minstd_rand random_;
 };
 

@@ -49,16 +49,22 @@ StopOnSignal::StopOnSignal(std::initializer_list<int> signals, std::function<voi
         if ((now.sa_flags & SA_SIGINFO) != 0 || (now.sa_handler != SIG_DFL && now.sa_handler != SIG_IGN))
             throw std::logic_error("signal " + std::to_string(number) + " has a handler already");
     }
-    if (in_use.exchange(true)) throw std::logic_error("signals stop another stream already");
     if (told < 0) told = make_event_descriptor();
+    if (in_use.exchange(true)) throw std::logic_error("signals stop another stream already");
     clear_event(told);
     struct sigaction ours {};
     ours.sa_handler = tagwire_stop_handler;
     ours.sa_flags = SA_RESTART;
     ::sigfillset(&ours.sa_mask);
     for (const int number : signals) {
-        ::sigaction(number, &ours, &before[number]);
+        if (handled[number]) continue;  // named twice
+        ::sigaction(number, nullptr, &before[number]);
         handled[number] = true;
+        if (::sigaction(number, &ours, nullptr) == 0) continue;
+        handled[number] = false;
+        put_back();
+        in_use = false;
+        throw std::logic_error("signal " + std::to_string(number) + " cannot be handled");
     }
 }
 

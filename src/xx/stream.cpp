@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include <tagwirexx/error.hpp>
+
 #include "xx/names.h"
 #include "xx/source.h"
 #include "xx/stream_inside.h"
@@ -14,6 +16,23 @@ namespace {
 
 // For the readers' answers to the stop, and then for the thread: what the destructor promises.
 constexpr std::chrono::milliseconds ending_limit(800);
+
+void check(const SourceOptions& options, const std::string& url)
+{
+    const auto refuse = [&](const char* text) {
+        throw Error(Errc::invalid_value, "add a source", url, text);
+    };
+    constexpr std::chrono::hours longest(24 * 365);
+    const auto is_time = [&](std::chrono::milliseconds time) { return time.count() > 0 && time <= longest; };
+    if (!is_time(options.probe_after)) refuse("probe_after lies between 1 ms and a year");
+    if (options.duty && (!is_time(options.duty->on) || !is_time(options.duty->off)))
+        refuse("the times of a duty cycle lie between 1 ms and a year");
+    if (!options.only) return;
+    if (options.only->bank != Bank::epc || options.only->bit < 32)
+        refuse("`only` looks at the EPC, which begins at bit 32 of its bank");
+    if (options.only->bits > 8 * options.only->bytes.size())
+        refuse("`only` has fewer bytes than its bits need");
+}
 
 }  // namespace
 
@@ -34,6 +53,7 @@ class Stream::Inside::Ending final : public Watcher {
     void on_time() override
     {
         for (const auto& source : sources_) source->end_now();
+        loop_.end();
     }
 
   private:
@@ -58,6 +78,7 @@ Stream::Inside::~Inside() { stop(); }
 void Stream::Inside::add(const std::string& url, const SourceOptions& options)
 {
     Url where = parse_url(url);
+    check(options, url);
     const std::string name = options.name.empty() ? url : options.name;
     const std::lock_guard lock(mutex_);
     if (is_stopped_) throw std::logic_error("the stream is stopped: no source can be added");
@@ -76,9 +97,18 @@ void Stream::Inside::remove(std::string_view name)
     const auto at = find(name);
     const Member member = at->second;
     members_.erase(at);
-    queue_.with_lock([&](EventQueue& queue) { queue.put(member.lane, State::stopped, "removed", 0); });
+    if (is_stopped_) return;
+    if (!is_started_) {
+        queue_.with_lock([&](EventQueue& queue) { queue.put(member.lane, State::stopped, "removed", 0); });
+        return;
+    }
+    std::erase_if(leaving_, [](const auto& left) { return left.expired(); });
+    leaving_.push_back(member.source);
     // It lives until the last of this has run.
-    post([source = member.source] { source->end([source] {}); });
+    post([this, member] {
+        member.source->end([source = member.source] {});
+        queue_.with_lock([&](EventQueue& queue) { queue.put(member.lane, State::stopped, "removed", 0); });
+    });
 }
 
 void Stream::Inside::start()
@@ -102,15 +132,17 @@ void Stream::Inside::stop() noexcept
     if (!is_started_) return;
     std::vector<std::shared_ptr<Source>> sources;
     for (const auto& [name, member] : members_) sources.push_back(member.source);
+    for (const auto& left : leaving_)
+        if (auto source = left.lock()) sources.push_back(std::move(source));
     post([this, sources] { ending_->begin(sources); });
 }
 
 void Stream::Inside::stop_on(std::initializer_list<int> signals)
 {
     const std::lock_guard lock(mutex_);
-    stop_on_signal_.reset();
+    if (stop_on_signal_) throw std::logic_error("signals stop this stream already");
     stop_on_signal_ = std::make_unique<StopOnSignal>(signals, [this] { stop(); });
-    post([this] { stop_on_signal_->listen(loop_); });
+    post([this, handler = stop_on_signal_.get()] { handler->listen(loop_); });
 }
 
 std::size_t Stream::Inside::take(Event* to, std::size_t most, std::chrono::milliseconds timeout)
@@ -147,6 +179,7 @@ std::vector<std::string> Stream::Inside::sources() const
 
 void Stream::Inside::record(const std::string& path)
 {
+    stop_recording();
     auto recorder = std::make_shared<Recorder>(path);
     const std::lock_guard lock(mutex_);
     recorder_ = std::move(recorder);
@@ -163,9 +196,13 @@ void Stream::Inside::record_member(const std::string& name, const Member& member
 // Returns when the file is whole.
 void Stream::Inside::stop_recording()
 {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [name, member] : members_) post([source = member.source] { source->record({}, 0); });
-    recorder_.reset();
+    std::shared_ptr<Recorder> recorder;
+    {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [name, member] : members_) post([source = member.source] { source->record({}, 0); });
+        recorder = std::move(recorder_);
+    }
+    if (recorder) recorder->finish();
 }
 
 std::uint64_t Stream::Inside::recording_lost() const

@@ -33,7 +33,7 @@ class Stream::Inside {
     std::uint64_t recording_lost() const;
     void paused(std::string_view name, const std::function<void(Reader&)>& function);
     void stop_on(std::initializer_list<int> signals);
-    const EventQueue& queue() const { return queue_; }
+    EventQueue& queue() { return queue_; }
 
   private:
     class Ending;
@@ -54,6 +54,7 @@ class Stream::Inside {
     EventQueue queue_;
     mutable std::mutex mutex_;  // of what follows
     Members members_;
+    std::vector<std::weak_ptr<Source>> leaving_;  // removed, and not at their end yet
     std::shared_ptr<Recorder> recorder_;
     bool is_started_ = false;
     bool is_stopped_ = false;

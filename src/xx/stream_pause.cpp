@@ -55,7 +55,12 @@ void Stream::Inside::run_with_reader(const std::shared_ptr<Source>& source, Park
     } catch (...) {
         if (!thrown) thrown = std::current_exception();
     }
-    post([source, back] { source->unpark(std::move(*back)); });
+    auto resumed = std::make_shared<std::promise<void>>();
+    auto running = resumed->get_future();
+    const bool posted = post(
+        [source, back, resumed] { source->unpark(std::move(*back), [resumed] { resumed->set_value(); }); });
+    resumed.reset();
+    if (posted) running.wait();
     if (thrown) std::rethrow_exception(thrown);
 }
 

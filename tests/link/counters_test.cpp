@@ -129,13 +129,13 @@ TEST_P(FramedCounters, tell_good_frames_bad_ones_and_noise)
     const auto& [name, slot, plain_slot, command, lead] = GetParam();
     const Bytes bytes = noise + lead + damaged(frame(0x03, command)) + lead + frame(0x03, command) + lead +
                         frame(0x01, command);
-    const Counts counted = counts_of(bytes, [&](u8* to, int* n) {
+    const auto receive = [&, slot = slot, plain_slot = plain_slot, command = command](u8* to, int* n) {
         if (slot != nullptr)
             (reader_.operations().*slot)(reader_, to, n, command);
         else
             (reader_.operations().*plain_slot)(reader_, to, n);
-    });
-    EXPECT_EQ(counted, (Counts{bytes.size(), 2, 1, 13 + lead.size()}));
+    };
+    EXPECT_EQ(counts_of(bytes, receive), (Counts{bytes.size(), 2, 1, 13 + lead.size()}));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -150,6 +150,43 @@ TEST(EventQueue, stays_bounded_while_states_change_and_reports_are_dropped)
     EXPECT_THAT(queue.take(), ElementsAre("a1001"));
 }
 
+TEST(EventQueue, stays_bounded_while_only_states_change)
+{
+    for (const Overflow overflow : {Overflow::drop_oldest, Overflow::drop_newest, Overflow::block}) {
+        Queue queue(2, overflow);
+        const auto a = queue.lane("a");
+        queue.put_reads(a, 2);
+        for (int i = 0; i < 100'000; ++i) queue.put_state(a, i % 2 == 0 ? State::lost : State::connecting);
+        EXPECT_THAT(queue.take(), ElementsAre("a1", "a2", "as100000"));
+    }
+}
+
+TEST(EventQueue, merges_the_gaps_of_new_reports_over_states)
+{
+    Queue queue(1, Overflow::drop_newest);
+    const auto a = queue.lane("a");
+    queue.put_reads(a, 2);
+    queue.put_state(a, State::lost);
+    queue.put_reads(a, 1);
+    queue.put_state(a, State::streaming);
+    queue.put_reads(a, 1);
+    EXPECT_THAT(queue.take(), ElementsAre("a1", "ag3@2", "as2"));
+}
+
+TEST(EventQueue, goes_on_after_the_only_event_of_a_source_gave_way)
+{
+    Queue queue(1, Overflow::drop_oldest);
+    const auto a = queue.lane("a");
+    queue.put_raw(a);
+    queue.put_reads(a, 1);
+    queue.queue.with_lock([&](EventQueue& inside) { inside.put(a, InputChange{1, false, true}); });
+    queue.put_reads(a, 1);
+    EXPECT_THAT(queue.take(), ElementsAre("ar", "ag1@1", "a2"));
+    EXPECT_FALSE(is_readable(queue.queue.fd()));
+    Event event;
+    EXPECT_EQ(queue.queue.take(&event, 1, no_time, queue.relieved), 0U);
+}
+
 TEST(EventQueue, does_not_let_bytes_that_are_no_report_push_reports_out)
 {
     Queue queue(200, Overflow::drop_oldest);

@@ -310,6 +310,69 @@ TEST_P(OneReader, is_lent_to_the_program_and_goes_on)
     EXPECT_THROW(stream->paused("other", [](Reader&) {}), std::logic_error);
 }
 
+TEST_P(OneReader, is_lent_twice_in_a_row)
+{
+    SourceOptions source;
+    source.probe_after = 20ms;
+    open(0, {}, source);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::quiet)));
+    int calls = 0;
+    for (int i = 0; i < 20; ++i) stream->paused("gate", [&](Reader&) { ++calls; });
+    EXPECT_EQ(calls, 20);
+}
+
+TEST_P(OneReader, rests_although_it_is_quiet)
+{
+    SourceOptions source;
+    source.probe_after = 20ms;
+    source.duty = Duty{.on = 200ms, .off = 20ms};
+    open(0, {}, source);
+    stream->start();
+    EXPECT_TRUE(await(*stream, is_state(State::paused)));
+    EXPECT_TRUE(await(*stream, is_state(State::quiet)));
+}
+
+TEST_P(OneReader, is_removed_while_it_does_not_answer)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    reader->inject(sim::Fault::silence());
+    stream->remove("gate");
+    if (GetParam() == Over::tcp) reader->hang_up();
+    const auto last = await(*stream, is_state(State::stopped));
+    ASSERT_TRUE(last);
+    reader->clear_faults();
+    Stream again;
+    again.add(url);
+    again.start();
+    EXPECT_TRUE(await(again, is_read)) << "the link was let go";
+}
+
+TEST_P(OneReader, is_let_go_at_the_end_also_when_it_was_removed)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    stream->remove("gate");
+    stream.reset();
+    Stream again;
+    again.add(url);
+    again.start();
+    EXPECT_TRUE(await(again, is_read));
+}
+
+TEST_P(OneReader, cannot_be_removed_behind_the_end_and_does_no_harm)
+{
+    open();
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    stream->stop();
+    stream->remove("gate");
+    stream.reset();
+}
+
 TEST_P(OneReader, is_not_lent_while_it_is_not_there)
 {
     open();
@@ -434,6 +497,12 @@ TEST(Streams, refuse_what_makes_no_sense)
     stream.add("tcp://127.0.0.1:1", {.name = "gate"});
     EXPECT_THROW(stream.add("tcp://127.0.0.1:2", {.name = "gate"}), std::logic_error);
     EXPECT_THROW(stream.add("http://127.0.0.1", {.name = "other"}), Error);
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "never", .probe_after = 0ms}), Error);
+    EXPECT_THROW(
+        stream.add("tcp://127.0.0.1:3", {.name = "never", .probe_after = std::chrono::milliseconds::max()}),
+        Error);
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "none", .only = Mask{.bit = 0, .bytes = {1}}}),
+                 Error);
     EXPECT_THROW(stream.health("other"), std::logic_error);
     EXPECT_THROW(stream.remove("other"), std::logic_error);
     stream.start();
@@ -474,6 +543,7 @@ TEST(Streams, stop_at_a_signal_and_give_its_old_meaning_back)
     std::raise(SIGUSR2);
     for (const Event& event : stream) static_cast<void>(event);
     EXPECT_TRUE(stream.stopped());
+    EXPECT_THROW(stop_on_signal(stream, {SIGUSR1}), std::logic_error);
     EXPECT_EQ(std::signal(SIGUSR1, SIG_DFL), SIG_IGN);
     EXPECT_EQ(std::signal(SIGUSR2, SIG_DFL), SIG_DFL);
 }
