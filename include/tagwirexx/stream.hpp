@@ -93,8 +93,8 @@ class TAGWIREXX_API Stream final {
     // Stops, tells the readers to stop, and closes; waits at most 1 s.
     ~Stream();
 
-    // A reader, by URL; see Reader. At any time. Throws Error for a URL that cannot be understood,
-    // std::logic_error for a name that is there already and behind stop().
+    // A reader, by URL; see Reader. At any time. Throws Error for a URL that cannot be understood
+    // and for options outside their range, std::logic_error for a name that is there already and behind stop().
     void add(const std::string& url, const SourceOptions& options = {});
     // The reader is told to stop; what it has in the queue can still be taken.
     void remove(std::string_view source);
@@ -165,7 +165,7 @@ class TAGWIREXX_API Stream final {
 };
 
 // Stops the Stream at the first of these signals; a second one does what it did before. Throws
-// std::logic_error where a handler stands already, or another Stream is stopped so. The Stream must live as
+// std::logic_error where a handler stands already, or signals stop a Stream already. The Stream must live as
 // long as the handlers do: until the first signal or its own end.
 TAGWIREXX_API void stop_on_signal(Stream& stream, std::initializer_list<int> signals);
 

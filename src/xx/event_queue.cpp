@@ -1,11 +1,8 @@
 #include "xx/event_queue.h"
 
 #include <algorithm>
-#include <sys/eventfd.h>
 #include <unistd.h>
 #include <utility>
-
-#include <tagwirexx/error.hpp>
 
 #include "xx/descriptors.h"
 
@@ -33,7 +30,12 @@ EventQueue::~EventQueue() { ::close(readable_); }
 Event& EventQueue::append(const std::shared_ptr<Lane>& lane, Event event)
 {
     Event& appended = lane->items_.emplace_back(Lane::Item{tickets_++, std::move(event)}).event;
-    give_turn(lane);
+    try {
+        give_turn(lane);
+    } catch (const std::bad_alloc&) {
+        lane->items_.pop_back();  // all of it or nothing: the levels count what is there
+        throw;
+    }
     return appended;
 }
 
@@ -116,6 +118,7 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string
         const bool is_last = lane->unread_state_ == &lane->items_.back().event;
         *lane->unread_state_ = is_last ? Event(lane->name_, change) : Event();
         if (is_last) return;
+        lane->unread_state_ = nullptr;  // also where there is no memory for the newer one
     }
     lane->unread_state_ = &append(lane, Event(lane->name_, std::move(change)));
 }

@@ -71,7 +71,6 @@ class EventQueue {
     void count(Lane& lane, const Counters& more) const;
     // Nothing is taken in any more. Takers end when they have taken what is there.
     void close() { closed_ = true; }
-    bool is_closed() const { return closed_; }
 
     // Takes up to `most` events, waiting for the first one. Returns the lanes that have room again.
     std::size_t take(Event* to, std::size_t most, std::chrono::milliseconds timeout,

@@ -87,14 +87,14 @@ void Source::attempt()
 // at a time; a later attempt takes what an earlier one's brings.
 void Source::open_aside()
 {
-    if (is_opening_) return;
-    is_opening_ = true;
+    if (!opening_.expired()) return;
     auto opened = std::make_shared<Opened>();
+    opening_ = opened;
     auto work = [url = url_, attempt = attempts_, mailbox = loop_.mailbox(), self = weak_from_this(),
-                 opened] {
+                 opened]() mutable {
         try {
             bring(url, attempt, *opened);
-            mailbox->post([self, opened] {
+            mailbox->post([self, opened = std::move(opened)] {
                 if (const auto source = self.lock()) source->use(std::move(*opened));
             });
         } catch (...) {  // there was no memory: the attempt comes to its end, and another one follows
@@ -104,7 +104,6 @@ void Source::open_aside()
         const engine::AsynchronousSignalsBlocked blocked;
         std::thread(std::move(work)).detach();
     } catch (const std::exception& error) {
-        is_opening_ = false;
         lose(std::string("no thread for opening: ") + error.what());
     }
 }
@@ -121,7 +120,6 @@ void Source::bring(const Url& url, unsigned attempt, Opened& opened)
 
 void Source::use(Opened opened)
 {
-    is_opening_ = false;
     if (step_ != Step::opening) return;  // the attempt is over
     if (!opened.problem.empty()) return lose(opened.problem);
     if (!url_.serial) return connect(opened.host);

@@ -41,8 +41,8 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     void end_now();
     // There is room in the queue again.
     void go_on();
-    // Stops the reading and gives the link away, until it comes back.
     void record(std::shared_ptr<Recorder> recorder, std::uint16_t number);
+    // Stops the reading and gives the link away, until it comes back.
     void park(TakeLink taker);
     // Calls `resumed` when reading runs again, or does not.
     void unpark(OpenLink link, std::function<void()> resumed);
@@ -140,7 +140,7 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     SteadyTime last_life_{};
     SteadyTime duty_end_{};
     std::optional<SteadyTime> incomplete_since_;
-    bool is_opening_ = false;  // a helper is at work
+    std::weak_ptr<Opened> opening_;  // what the helper at work brings; none when it is gone
 
     std::uint8_t buffer_[2048];
     engine::Assembly bytes_;

@@ -251,7 +251,13 @@ std::size_t Stream::take(std::span<Event> events, std::chrono::milliseconds time
     return events.empty() ? 0 : inside_->take(events.data(), events.size(), timeout);
 }
 
-std::optional<Event> Stream::next_or_end() { return next(std::chrono::milliseconds::max()); }
+// Only the end of the stream is its end.
+std::optional<Event> Stream::next_or_end()
+{
+    auto event = next(std::chrono::milliseconds::max());
+    while (!event && !stopped()) event = next(std::chrono::milliseconds::max());
+    return event;
+}
 
 void Stream::paused(std::string_view source, const std::function<void(Reader&)>& function)
 {
