@@ -10,7 +10,7 @@ import pathlib
 import re
 import sys
 
-SHIPPED = re.compile(r"CMakeFiles/(tagwire|tagwire_engine|tagwirexx|tagwire_sim|tagwire-sim|tagwire_tool|tagwire-tool)\.dir/")
+SHIPPED = re.compile(r"CMakeFiles/(tagwire|tagwire_engine|tagwirexx_parts|tagwirexx|tagwire_sim|tagwire-sim|tagwire_tool|tagwire-tool)\.dir/")
 INCLUDED = re.compile(r'^#include "(.*\.cpp)"', re.MULTILINE)
 
 

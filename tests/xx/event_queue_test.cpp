@@ -1,12 +1,12 @@
 // The queue of a stream: order, bounds, and what is told of what was dropped.
-#include "xx/event_queue.h"
+#include "xx/stream/event_queue.h"
 
 #include <poll.h>
 #include <thread>
 
 #include <gmock/gmock.h>
 
-#include "xx/names.h"
+#include "xx/values/names.h"
 
 namespace tagwire {
 namespace {

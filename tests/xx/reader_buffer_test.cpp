@@ -1,7 +1,7 @@
 // Tags that the reader keeps, and tags of other air interfaces.
 #include <unistd.h>
 
-#include "xx/reader_inside.h"
+#include "xx/reader/reader_inside.h"
 #include "xx/virtual_reader.h"
 
 namespace tagwire::test {

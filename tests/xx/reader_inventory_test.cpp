@@ -1,5 +1,5 @@
 // Inventories of Gen2 tags, in units.
-#include "xx/tag_collection.h"
+#include "xx/reader/tag_collection.h"
 #include "xx/virtual_reader.h"
 
 namespace tagwire::test {

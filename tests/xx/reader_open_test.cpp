@@ -8,7 +8,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "xx/reader_inside.h"
+#include "xx/reader/reader_inside.h"
 #include "xx/virtual_reader.h"
 
 #include <tagwirexx/recording.hpp>

@@ -1,4 +1,4 @@
-#include "xx/url.h"
+#include "xx/values/url.h"
 
 #include <gmock/gmock.h>
 

@@ -1,0 +1,132 @@
+// Inputs, outputs, relays, beeper, clock.
+#include <array>
+
+#include "xx/reader/reader_inside.h"
+
+#include <tagwirexx/error.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+using O = Operations;
+
+constexpr Call lines_call{"ask for the lines", Effect::none, 1};
+constexpr Call output_call{"set an output", Effect::change};
+constexpr Call relay_call{"switch a relay", Effect::change};
+constexpr Call beeper_call{"switch the beeper", Effect::change};
+constexpr Call beep_call{"beep", Effect::change};
+constexpr Call clock_call{"ask for the time", Effect::none, 6};
+constexpr Call set_clock_call{"set the clock", Effect::change};
+
+constexpr unsigned line_count = 4;
+constexpr unsigned line_bits = (1U << line_count) - 1;
+
+void switch_relay(ReaderInside& inside, unsigned relay, bool closed, u8 time)
+{
+    const int number = checked(inside, relay_call, "the relay", relay, 1, 255);
+    inside.ask(relay_call, &O::RelaysControll, static_cast<u8>(number), u8{closed}, time);
+}
+
+constexpr int century = 2000;
+
+using ClockBytes = std::array<u8, 6>;  // year of the century, month, day, hour, minute, second
+
+std::chrono::local_seconds time_of(const ReaderInside& inside, const ClockBytes& bytes)
+{
+    const auto date =
+        std::chrono::year(century + bytes[0]) / std::chrono::month(bytes[1]) / std::chrono::day(bytes[2]);
+    if (!date.ok() || bytes[0] > 99 || bytes[3] > 23 || bytes[4] > 59 || bytes[5] > 59)
+        throw Error(Errc::bad_answer, clock_call.name, inside.name(),
+                    "what came (" + to_hex(bytes) + ") is no time: set the clock");
+    return std::chrono::local_days(date) + std::chrono::hours(bytes[3]) + std::chrono::minutes(bytes[4]) +
+           std::chrono::seconds(bytes[5]);
+}
+
+template <class Time> void check_century(const ReaderInside& inside, Time time)
+{
+    const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(time));
+    checked(inside, set_clock_call, "the year", static_cast<int>(date.year()), century, century + 99);
+}
+
+ClockBytes bytes_of(std::chrono::local_seconds time)
+{
+    const auto day = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss clock(time - day);
+    return {static_cast<u8>(static_cast<int>(date.year()) - century),
+            static_cast<u8>(static_cast<unsigned>(date.month())),
+            static_cast<u8>(static_cast<unsigned>(date.day())),
+            static_cast<u8>(clock.hours().count()),
+            static_cast<u8>(clock.minutes().count()),
+            static_cast<u8>(clock.seconds().count())};
+}
+
+}  // namespace
+
+// Inputs stand above the outputs.
+LineState Lines::state()
+{
+    u8 bits = 0;
+    inside_->ask(lines_call, &O::GetGPIOStatus, &bits);
+    return {static_cast<std::uint8_t>(bits >> line_count), static_cast<std::uint8_t>(bits & line_bits)};
+}
+
+void Lines::set_output(unsigned line, bool on)
+{
+    checked(*inside_, output_call, "the line", line, 1, line_count);
+    const ReaderInside::Turn turn(*inside_);
+    const unsigned bit = 1U << (line - 1);
+    const unsigned before = state().outputs;
+    inside_->ask(output_call, &O::SetGPIO, static_cast<u8>(on ? before | bit : before & ~bit));
+}
+
+void Lines::close_relay(unsigned relay) { switch_relay(*inside_, relay, true, 0); }
+
+void Lines::open_relay(unsigned relay) { switch_relay(*inside_, relay, false, 0); }
+
+void Lines::pulse_relay(std::chrono::milliseconds time, unsigned relay)
+{
+    constexpr int unit_ms = 100;
+    const int ms = checked(*inside_, relay_call, "the time in ms", time.count(), 1, 255 * unit_ms);
+    switch_relay(*inside_, relay, true, static_cast<u8>((ms + unit_ms - 1) / unit_ms));
+}
+
+bool Lines::beeps() { return inside_->ask_information().beeper != 0; }
+
+void Lines::set_beeper(bool on) { inside_->ask(beeper_call, &O::SetBeepNotification, u8{on}); }
+
+void Lines::beep(int times, int on, int off)
+{
+    const auto byte = [this](const char* what, int value) {
+        return static_cast<u8>(checked(*inside_, beep_call, what, value, 1, 255));
+    };
+    inside_->ask(beep_call, &O::BuzzerAndLEDControl, byte("the time on", on), byte("the time off", off),
+                 byte("the count", times));
+}
+
+std::chrono::local_seconds Clock::time()
+{
+    ClockBytes bytes{};
+    inside_->ask(clock_call, &O::GetTime, bytes.data());
+    return time_of(*inside_, bytes);
+}
+
+void Clock::set(std::chrono::local_seconds time)
+{
+    check_century(*inside_, time);
+    ClockBytes bytes = bytes_of(time);
+    inside_->ask(set_clock_call, &O::SetReal_timeClock, bytes.data());
+}
+
+void Clock::set_utc(std::chrono::sys_seconds time)
+{
+    check_century(*inside_, time);
+    const auto seconds = static_cast<std::uint32_t>(time.time_since_epoch().count());
+    std::array<u8, 4> bytes{static_cast<u8>(seconds >> 24U), static_cast<u8>(seconds >> 16U),
+                            static_cast<u8>(seconds >> 8U), static_cast<u8>(seconds)};
+    inside_->ask(set_clock_call, &O::SetUTCTime, bytes.data());
+}
+
+}  // namespace v1
+}  // namespace tagwire

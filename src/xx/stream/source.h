@@ -1,0 +1,164 @@
+// One reader of a Stream: connecting, starting, reading, probing, reconnecting, as steps of the Stream's loop.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <netinet/in.h>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "link/questions.h"
+#include "xx/link/recorder.h"
+#include "xx/reader/reader_inside.h"
+#include "xx/stream/event_queue.h"
+#include "xx/stream/io_loop.h"
+#include "xx/values/url.h"
+
+namespace tagwire {
+inline namespace v1 {
+
+// A link whose reading has been stopped for its new owner, or why there is none.
+struct ParkedLink {
+    OpenLink link;
+    engine::ReaderInformation information{};
+    std::string problem;
+};
+using TakeLink = std::function<void(ParkedLink)>;
+
+class Source final : public Watcher, public std::enable_shared_from_this<Source> {
+  public:
+    Source(IoLoop& loop, EventQueue& queue, std::shared_ptr<Lane> lane, Url url, SourceOptions options,
+           std::chrono::milliseconds longest_wait);
+
+    const Url& url() const { return url_; }
+
+    // On the loop's thread.
+    void begin();
+    // Tells the reader to stop and closes; then calls `done`.
+    void end(std::function<void()> done);
+    void end_now();
+    // There is room in the queue again.
+    void go_on();
+    void record(std::shared_ptr<Recorder> recorder, std::uint16_t number);
+    // Stops the reading and gives the link away, until it comes back.
+    void park(TakeLink taker);
+    // Calls `resumed` when reading runs again, or does not.
+    void unpark(OpenLink link, std::function<void()> resumed);
+
+    void on_ready(std::uint32_t events) override;
+    void on_time() override;
+    void on_failure() noexcept override;
+
+  private:
+    enum class Step {
+        idle,
+        waiting,     // for the next attempt
+        opening,     // a helper resolves the name, or opens the device
+        connecting,  // the connection is being made
+        asking,      // who the reader is
+        clearing,    // what still reads for somebody else is being stopped
+        asking_again,
+        starting,
+        reading,
+        probing,
+        stopping_to_restart,
+        restarting,
+        stopping_to_rest,
+        resting,  // off, by its duty cycle
+        stopping_to_park,
+        parked,
+        stopping_to_end,
+        ended,
+    };
+
+    // What a helper brings: a device, the address of a host, or neither.
+    struct Opened {
+        SerialLine line;
+        in_addr host{};
+        std::string problem;
+    };
+
+    static void bring(const Url& url, unsigned attempt, Opened& opened);
+    bool takes_reports() const;
+    bool may_wait_for_room() const { return step_ == Step::reading || step_ == Step::probing; }
+    bool has_link_in_use() const { return link_.fd && step_ != Step::parked; }
+
+    void attempt();
+    void open_aside();
+    void use(Opened opened);
+    void connect(const in_addr& host);
+    void finish_connecting();
+    void ask_who(Step step);
+    void start_reading(Step step);
+    void stop_reading(Step step);
+    void begin_reading(const std::string& remark);
+    void begin_resting();
+    void rest_or_probe();
+    void give_link_away();
+    void finish_end();
+    void tell_resumed();
+    void lose(const std::string& reason);
+    void close_link();
+
+    bool take_input();
+    std::ptrdiff_t read_some(std::uint8_t* to, std::size_t most);
+    bool scan();
+    bool find_frame();
+    void skip(std::uint8_t byte);
+    void accept();
+    void accept_report();
+    void accept_answer();
+    void life_seen(bool is_report);
+    void hand_over();
+    bool is_wanted(const Read& read) const;
+    void give_frame_up();
+
+    void send(const engine::Question& question);
+    void limit(std::chrono::milliseconds time);
+    void arm();
+    void show(State state, const std::string& reason);
+
+    IoLoop& loop_;
+    EventQueue& queue_;
+    std::shared_ptr<Lane> lane_;
+    Url url_;
+    const SourceOptions options_;
+    const std::chrono::milliseconds longest_wait_;
+
+    Step step_ = Step::idle;
+    State shown_ = State::waiting;
+    OpenLink link_;
+    engine::ReaderInformation information_{};
+    unsigned attempts_ = 0;
+    bool has_streamed_ = false;
+    bool saw_reports_ = false;  // since the last question
+    bool is_quiet_ = false;     // started again after an answer without tags
+    bool is_out_of_room_ = false;
+    SteadyTime step_end_{};
+    SteadyTime last_life_{};
+    SteadyTime duty_end_{};
+    std::optional<SteadyTime> incomplete_since_;
+    std::weak_ptr<Opened> opening_;  // what the helper at work brings; none when it is gone
+
+    std::uint8_t buffer_[2048];
+    engine::Assembly bytes_;
+    engine::FrameCopy frame_;
+    Received received_;
+    std::vector<Read> reads_;
+    Bytes skipped_;
+    std::vector<Bytes> raws_;
+    Counters counted_;  // since it was handed over last
+
+    std::shared_ptr<Recorder> recorder_;
+    std::uint16_t number_ = 0;  // in the recording
+    std::function<void()> done_;
+    TakeLink taker_;
+    std::function<void()> resumed_;
+    bool is_ending_ = false;
+    std::minstd_rand random_;
+};
+
+}  // namespace v1
+}  // namespace tagwire
