@@ -20,6 +20,8 @@ enum class Lasting : std::uint8_t { stored = 0, until_restart = 1 };
 struct QAndSession {
     int q = 4;                                     // 0 to 15
     std::optional<Session> session = Session::s0;  // empty: the reader chooses
+
+    friend bool operator==(const QAndSession&, const QAndSession&) = default;
 };
 
 // Of its Reader, as long as that lives; as a Reader for threads and errors.

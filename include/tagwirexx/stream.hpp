@@ -55,13 +55,28 @@ struct Duty {
     std::chrono::milliseconds off = {};
 };
 
+// What the reader is to have while it reads; what is left out stays as it is. The reader is asked at each
+// connection, and set where it differs before reading starts: the antennas until its restart, the others as it
+// keeps them. A reader that refuses is not read from, and the reason says what it refused.
+struct ReadingPlan {
+    std::optional<int> q = {};  // 0 to 15
+    std::optional<Session> session = {};
+    Target target = Target::a;        // whose tags the reading is started for
+    std::vector<Port> antennas = {};  // 1 to 64
+    std::optional<Dbm> power = {};    // of all ports, 0 to 40 dBm
+
+    bool is_empty() const { return !q && !session && antennas.empty() && !power; }
+};
+
 struct SourceOptions {
     std::string name = {};  // what its events carry; the URL when empty. Unique in a Stream
     std::chrono::milliseconds probe_after =
-        std::chrono::seconds(10);   // of silence, before the reader is asked
-    Target target = Target::a;      // whose tags the reading is started for
+        std::chrono::seconds(10);  // of silence, before the reader is asked
+    ReadingPlan plan = {};
     std::optional<Mask> only = {};  // other tags are counted as filtered, and not numbered. Of the EPC bank
     std::optional<Duty> duty = {};
+    // How often the inputs are asked for; their changes are events. Never when empty.
+    std::optional<std::chrono::milliseconds> inputs_every = {};
 };
 
 struct Counters {
@@ -75,6 +90,7 @@ struct Counters {
     std::uint64_t filtered = 0;     // by `only`; not among the received
     std::size_t highest_level = 0;  // of the queue, this source's reports
     std::uint64_t reconnects = 0;   // times that reading began again
+    std::uint64_t overruns = 0;     // bytes that a serial line lost, where the system counts them
 };
 
 struct Health {

@@ -37,6 +37,9 @@ class FrameCopy {
 
     int length() const { return bytes[frame::len] + 1; }
     u8 status() const { return bytes[frame::status]; }
+    // Behind the status; below 0 in a frame that is too short for one.
+    int data_size() const { return length() - static_cast<int>(frame::shortest_response); }
+    const u8* data() const { return bytes + frame::response_data; }
 
     // True when the frame's CRC is good; only then are the bytes behind it zero.
     bool take(Reader* reader, const u8* from, int length)

@@ -11,6 +11,8 @@ namespace tagwire::engine {
 inline constexpr u8 information_command = 0x21;
 inline constexpr u8 start_command = 0x50;
 inline constexpr u8 stop_command = 0x51;
+inline constexpr u8 lines_command = 0x47;          // answered with a byte: inputs above outputs
+inline constexpr u8 antenna_power_command = 0x94;  // answered with a byte a port
 // What a reader pushes while it reads: a report with status 0.
 inline constexpr u8 report_command = 0xEE;
 // For parserRidTag(): the layout of such a report.

@@ -28,7 +28,7 @@ struct Direct {
     static int lock_file(int fd, struct flock* region) { return ::fcntl(fd, F_OFD_SETLK, region); }
     static ssize_t read(int fd, void* to, std::size_t count) { return ::read(fd, to, count); }
     static ssize_t write(int fd, const void* from, std::size_t count) { return ::write(fd, from, count); }
-    static int ioctl(int fd, unsigned long request, int* value) { return ::ioctl(fd, request, value); }
+    static int ioctl(int fd, unsigned long request, void* value) { return ::ioctl(fd, request, value); }
     static int tcflush(int fd, int queues) { return ::tcflush(fd, queues); }
     static int tcgetattr(int fd, termios* settings) { return ::tcgetattr(fd, settings); }
     static int tcsetattr(int fd, const termios* settings) { return ::tcsetattr(fd, TCSANOW, settings); }

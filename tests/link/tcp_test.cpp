@@ -92,8 +92,8 @@ TEST_F(OpenNet, connects_without_blocking_and_switches_back)
 {
     const Port port;
     port.listen();
-    sys::calls.ioctl = [](int fd, unsigned long request, int* value) {
-        if (request == FIONBIO) SystemSeam::record(*value);
+    sys::calls.ioctl = [](int fd, unsigned long request, void* value) {
+        if (request == FIONBIO) SystemSeam::record(*static_cast<int*>(value));
         return sys::Direct::ioctl(fd, request, value);
     };
     sys::calls.connect = [](int fd, const sockaddr* to, socklen_t size) {
@@ -174,8 +174,8 @@ TEST_F(OpenNet, ends_the_sending_side_and_closes_when_nobody_answers)
 {
     sys::calls.socket = silent_socket;
     sys::calls.connect = [](int, const sockaddr*, socklen_t) { return fail_with(EINPROGRESS); };
-    sys::calls.ioctl = [](int fd, unsigned long request, int* value) {
-        if (request == FIONBIO) SystemSeam::record(*value);
+    sys::calls.ioctl = [](int fd, unsigned long request, void* value) {
+        if (request == FIONBIO) SystemSeam::record(*static_cast<int*>(value));
         return sys::Direct::ioctl(fd, request, value);
     };
     sys::calls.shutdown = [](int fd, int how) {

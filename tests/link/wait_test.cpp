@@ -239,7 +239,7 @@ void count_calls()
         ++calls;
         return sys::Direct::recv(fd, to, count, flags);
     };
-    sys::calls.ioctl = [](int fd, unsigned long request, int* value) {
+    sys::calls.ioctl = [](int fd, unsigned long request, void* value) {
         ++calls;
         return sys::Direct::ioctl(fd, request, value);
     };

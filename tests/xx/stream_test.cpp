@@ -1,12 +1,14 @@
 // Streams over virtual readers, on both kinds of link.
 #include <tagwirexx/stream.hpp>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <set>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -310,6 +312,85 @@ TEST_P(OneReader, is_lent_to_the_program_and_goes_on)
     EXPECT_THROW(stream->paused("other", [](Reader&) {}), std::logic_error);
 }
 
+TEST_P(OneReader, is_set_as_planned_before_it_reads)
+{
+    SourceOptions source;
+    source.plan = {.q = 6, .session = Session::s2, .antennas = {Port(2), Port(1)}, .power = Dbm(21)};
+    open(3, {}, source);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read)) << stream->health("gate").reason;
+    const sim::Settings set = reader->settings();
+    EXPECT_EQ(set.q, 6);
+    EXPECT_EQ(set.session, 2);
+    EXPECT_THAT(set.power, testing::Each(21));
+    EXPECT_EQ(reader->counters().commands[0x2F], 1U);
+    EXPECT_EQ(reader->counters().commands[0x81], 1U);
+    // What it has already is not written again.
+    reader->hang_up();
+    if (GetParam() == Over::pty) return;
+    ASSERT_TRUE(await(*stream, is_state(State::lost)));
+    ASSERT_TRUE(await(*stream, is_read)) << stream->health("gate").reason;
+    EXPECT_EQ(reader->counters().commands[0x2F], 1U);
+    EXPECT_EQ(reader->counters().commands[0x81], 1U);
+}
+
+TEST_P(OneReader, that_refuses_its_plan_is_not_read_from_and_says_why)
+{
+    SourceOptions source;
+    source.plan.power = Dbm(39);
+    open(3, {}, source);
+    stream->start();
+    const auto refused = await(*stream, is_state(State::waiting));
+    ASSERT_TRUE(refused);
+    EXPECT_THAT(refused->text(), testing::HasSubstr("set the power"));
+    EXPECT_FALSE(reader->is_reading());
+    stream->stop();
+}
+
+TEST_P(OneReader, tells_what_changes_at_its_inputs)
+{
+    SourceOptions source;
+    source.inputs_every = 20ms;
+    source.probe_after = 200ms;
+    open(1, {}, source);
+    reader->set_input(2, true);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    ASSERT_TRUE(reader->wait_for_command(0x47, 2));
+    reader->set_input(2, false);
+    reader->set_input(4, true);
+    const auto is_input = [](const Event& event) { return event.input() != nullptr; };
+    std::set<std::string> told;
+    for (int i = 0; i < 2; ++i) {
+        const auto change = await(*stream, is_input);
+        ASSERT_TRUE(change);
+        EXPECT_EQ(change->source(), "gate");
+        told.insert(std::to_string(change->input()->port) + (change->input()->before ? "1" : "0") +
+                    (change->input()->now ? "1" : "0"));
+    }
+    EXPECT_THAT(told, testing::ElementsAre("210", "401")) << "that line 2 was high at first is no change";
+    // Its answers about the inputs are no sign that it reads.
+    reader->restart();
+    ASSERT_TRUE(await(*stream, is_state(State::probing)));
+    EXPECT_TRUE(await(*stream, is_read));
+}
+
+TEST_P(OneReader, with_many_ports_tells_their_numbers)
+{
+    sim::Scenario scenario = portal(1);
+    scenario.reader.antennas = 16;
+    scenario.reader.enabled_antennas = {12};
+    scenario.reader.antenna_byte = sim::AntennaByte::number;
+    scenario.tags[0].antennas = {12};
+    reader = &simulator.add_reader(scenario);
+    stream.emplace();
+    stream->add(url_of(*reader, GetParam()));
+    stream->start();
+    const auto read = await(*stream, is_read);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->read()->port, Port(12));
+}
+
 TEST_P(OneReader, is_lent_twice_in_a_row)
 {
     SourceOptions source;
@@ -491,6 +572,91 @@ TEST(Streams, with_a_name_that_never_resolves_end_all_the_same)
     EXPECT_TRUE(await(stream, is_state(State::connecting)));
 }
 
+TEST(Streams, without_a_descriptor_wait_until_there_is_one)
+{
+    sim::Simulator simulator;
+    sim::Reader& reader = simulator.add_reader(portal(1));
+    Stream stream;
+    stream.add(url_of(reader, Over::tcp), {.name = "gate"});
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int next = ::dup(0);
+    ::close(next);
+    const rlimit none{static_cast<rlim_t>(next), before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    stream.start();
+    const auto waiting = await(stream, is_state(State::waiting));
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    ASSERT_TRUE(waiting);
+    EXPECT_THAT(waiting->text(), testing::HasSubstr("(" + std::to_string(none.rlim_cur) + ")"));
+    EXPECT_TRUE(await(stream, is_read));
+}
+
+// Each state is entered, and then the stream is stopped, moved or destroyed.
+TEST(Streams, end_in_every_state)
+{
+    sim::Simulator simulator;
+    sim::Reader& silent = simulator.add_reader(portal(0));
+    silent.inject(sim::Fault::silence());
+    const std::string silent_url = url_of(silent, Over::tcp);
+    sim::Reader& reader = simulator.add_reader(portal(0));
+    const std::string url = url_of(reader, Over::tcp);
+    sim::Reader& slow = simulator.add_reader(portal(0));
+    const std::string slow_url = url_of(slow, Over::tcp);
+    const struct {
+        State state;
+        std::string url;
+        SourceOptions options;
+    } cases[] = {
+        {State::connecting, silent_url, {}},
+        {State::waiting, "tcp://127.0.0.1:1", {}},
+        {State::waiting, silent_url, {}},
+        {State::streaming, url, {}},
+        {State::quiet, url, {.probe_after = 30ms}},
+        {State::probing, slow_url, {.probe_after = 30ms}},
+        {State::paused, url, {.duty = Duty{.on = 30ms, .off = 10s}}},
+        {State::connecting, url, {.plan = {.q = 7}}},
+    };
+    for (const auto& one : cases) {
+        for (const bool is_moved : {false, true}) {
+            SCOPED_TRACE(to_string(one.state) + (" " + one.url));
+            auto stream = std::make_unique<Stream>();
+            stream->add(one.url, one.options);
+            stream->start();
+            ASSERT_TRUE(await(*stream, is_state(one.state)));
+            if (is_moved) {
+                Stream moved = std::move(*stream);
+                stream.reset();
+                moved.stop();
+                while (moved.next(0ms)) {
+                }
+                EXPECT_TRUE(moved.stopped());
+            }
+        }
+    }
+    EXPECT_TRUE(reader.wait_for_reading(false));
+}
+
+TEST(Streams, are_stopped_by_many_threads_at_once)
+{
+    sim::Simulator simulator;
+    Stream stream;
+    stream.add(url_of(simulator.add_reader(portal(2)), Over::tcp));
+    stream.start();
+    ASSERT_TRUE(await(stream, is_read));
+    std::vector<std::thread> threads;
+    std::atomic<int> stops{0};
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&, i] {
+            if (i % 2 == 0) stream.stop();
+            for (const Event& event : stream)
+                if (event.state() != nullptr && event.state()->state == State::stopped) ++stops;
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(stops, 1);
+    EXPECT_TRUE(stream.stopped());
+}
+
 TEST(Streams, refuse_what_makes_no_sense)
 {
     Stream stream;
@@ -503,6 +669,10 @@ TEST(Streams, refuse_what_makes_no_sense)
         Error);
     EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "none", .only = Mask{.bit = 0, .bytes = {1}}}),
                  Error);
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "much", .plan = {.power = Dbm(41)}}), Error);
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "wide", .plan = {.q = 16}}), Error);
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "port", .plan = {.antennas = {Port()}}}), Error);
+    EXPECT_THROW(stream.add("tcp://127.0.0.1:3", {.name = "fast", .inputs_every = 0ms}), Error);
     EXPECT_THROW(stream.health("other"), std::logic_error);
     EXPECT_THROW(stream.remove("other"), std::logic_error);
     stream.start();

@@ -74,6 +74,7 @@ void EventQueue::count(Lane& lane, const Counters& more) const
     lane.counters_.skipped_bytes += more.skipped_bytes;
     lane.counters_.filtered += more.filtered;
     lane.counters_.reconnects += more.reconnects;
+    lane.counters_.overruns += more.overruns;
 }
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)

@@ -12,7 +12,7 @@
 #include "inventory/records.h"
 #include "link/signals.h"
 #include "link/system.h"
-#include "xx/values/reads.h"
+#include "xx/stream/reading_plan.h"
 
 namespace tagwire {
 inline namespace v1 {
@@ -29,10 +29,9 @@ constexpr milliseconds answer_limit(500);
 constexpr milliseconds start_limit(1500);
 constexpr milliseconds probe_limit(1000);
 constexpr milliseconds stop_limit(300);
+constexpr milliseconds preparing_limit = seconds(1);  // then whether the helper is there is looked at
 // A frame comes in one go; what looked like one is noise when its rest does not follow.
 constexpr milliseconds frame_limit(50);
-constexpr std::size_t most_skipped = 256;
-constexpr int reads_in_a_row = 8;
 constexpr std::uint32_t input = EPOLLIN | EPOLLRDHUP;
 constexpr const char* cannot_watch = "the system cannot watch another connection";
 
@@ -83,29 +82,41 @@ void Source::attempt()
     open_aside();
 }
 
-// On a thread of its own, which nobody waits for: a name that does not resolve holds up nothing. There is one
-// at a time; a later attempt takes what an earlier one's brings.
-void Source::open_aside()
+// On a thread of its own, which nobody waits for. `then` takes what it brings on the loop's thread. False where
+// there is no thread for it.
+template <class Brought>
+bool Source::aside(const std::shared_ptr<Brought>& brought, std::function<void(Brought&)> bring,
+                   void (Source::*then)(Brought&))
 {
-    if (!opening_.expired()) return;
-    auto opened = std::make_shared<Opened>();
-    opening_ = opened;
-    auto work = [url = url_, attempt = attempts_, mailbox = loop_.mailbox(), self = weak_from_this(),
-                 opened]() mutable {
+    auto work = [mailbox = loop_.mailbox(), self = weak_from_this(), brought, bring = std::move(bring),
+                 then]() mutable {
         try {
-            bring(url, attempt, *opened);
-            mailbox->post([self, opened = std::move(opened)] {
-                if (const auto source = self.lock()) source->use(std::move(*opened));
+            bring(*brought);
+            mailbox->post([self, brought = std::move(brought), then] {
+                if (const auto source = self.lock()) (source.get()->*then)(*brought);
             });
-        } catch (...) {  // there was no memory: the attempt comes to its end, and another one follows
+        } catch (...) {  // there was no memory: the step comes to its end, and another attempt follows
         }
     };
     try {
         const engine::AsynchronousSignalsBlocked blocked;
         std::thread(std::move(work)).detach();
+        return true;
     } catch (const std::exception& error) {
-        lose(std::string("no thread for opening: ") + error.what());
+        lose(std::string("no thread for a helper: ") + error.what());
+        return false;
     }
+}
+
+// A name that does not resolve holds up nothing. There is one helper at a time; a later attempt takes what an
+// earlier one's brings.
+void Source::open_aside()
+{
+    if (!opening_.expired()) return;
+    const auto opened = std::make_shared<Opened>();
+    opening_ = opened;
+    aside<Opened>(
+        opened, [url = url_, attempt = attempts_](Opened& out) { bring(url, attempt, out); }, &Source::use);
 }
 
 void Source::bring(const Url& url, unsigned attempt, Opened& opened)
@@ -118,15 +129,14 @@ void Source::bring(const Url& url, unsigned attempt, Opened& opened)
     }
 }
 
-void Source::use(Opened opened)
+void Source::use(Opened& opened)
 {
     if (step_ != Step::opening) return;  // the attempt is over
     if (!opened.problem.empty()) return lose(opened.problem);
     if (!url_.serial) return connect(opened.host);
     link_.fd = std::move(opened.line.fd);
     link_.claim = std::move(opened.line.claim);
-    if (!loop_.watch(link_.fd.get(), input, *this)) return lose(cannot_watch);
-    ask_who(Step::asking);
+    if (watch_input()) ask_who(Step::asking);
 }
 
 void Source::connect(const in_addr& host)
@@ -160,13 +170,82 @@ void Source::ask_who(Step step)
     send(engine::make_question(url_.address, engine::information_command));
 }
 
+// How the reader tells ports, where nobody has said it: those with more than fit into a mask tell their number.
+void Source::learn_ports()
+{
+    if (url_.antenna_byte) return prepare();
+    step_ = Step::asking_ports;
+    limit(answer_limit);
+    send(engine::make_question(url_.address, engine::antenna_power_command));
+}
+
+// Sets what the program wants set, on a helper's thread, as a Reader.
+void Source::prepare()
+{
+    if (options_.plan.is_empty()) return start_reading(Step::starting);
+    const auto lent = std::make_shared<Lent>();
+    lent->link = lend_link();
+    step_ = Step::preparing;
+    lending_ = lent;
+    limit(preparing_limit);
+    aside<Lent>(
+        lent,
+        [information = information_, plan = options_.plan](Lent& out) {
+            try {
+                Reader reader = Reader::Inside::around(std::move(out.link), information);
+                apply(reader, plan);
+                out.link = Reader::Inside::take_back(std::move(reader));
+            } catch (const Error& error) {
+                out.problem = error.what();
+            }
+        },
+        &Source::go_on_prepared);
+}
+
+void Source::go_on_prepared(Lent& lent)
+{
+    if (step_ != Step::preparing) return;
+    step_ = Step::starting;
+    if (done_) return finish_end();
+    if (!lent.problem.empty()) return lose("the reader cannot be set as it is wanted: " + lent.problem);
+    if (take_link(std::move(lent.link))) start_reading(Step::starting);
+}
+
+// The link is somebody else's until it comes back.
+OpenLink Source::lend_link()
+{
+    loop_.clear_timer(*this);
+    loop_.forget(link_.fd.get(), *this);
+    incomplete_since_.reset();
+    bytes_ = {buffer_, sizeof buffer_};
+    link_.serial = url_.serial;
+    link_.address = url_.address;
+    link_.antenna_byte = url_.antenna_byte;
+    link_.name = url_.text;
+    return std::exchange(link_, {});
+}
+
+bool Source::take_link(OpenLink link)
+{
+    if (link.antenna_byte) url_.antenna_byte = link.antenna_byte;  // the reader was asked
+    link_ = std::move(link);
+    return watch_input();
+}
+
+bool Source::watch_input()
+{
+    if (loop_.watch(link_.fd.get(), input, *this)) return true;
+    lose(cannot_watch);
+    return false;
+}
+
 void Source::start_reading(Step step)
 {
     step_ = step;
     saw_reports_ = false;
     limit(start_limit);
     send(engine::make_question(url_.address, engine::start_command,
-                               {static_cast<std::uint8_t>(options_.target)}));
+                               {static_cast<std::uint8_t>(options_.plan.target)}));
 }
 
 void Source::stop_reading(Step step)
@@ -212,6 +291,7 @@ void Source::begin_resting()
 void Source::rest_or_probe()
 {
     const SteadyTime now = steady_clock::now();
+    count_overruns(now);
     if (options_.duty && now >= duty_end_) return stop_reading(Step::stopping_to_rest);
     const SteadyTime probe = last_life_ + options_.probe_after;
     if (now >= probe) {
@@ -219,7 +299,18 @@ void Source::rest_or_probe()
         return ask_who(Step::probing);
     }
     step_end_ = options_.duty ? std::min(probe, duty_end_) : probe;
+    if (options_.inputs_every) step_end_ = std::min(step_end_, ask_inputs(now));
     arm();
+}
+
+// When they are to be asked for next.
+SteadyTime Source::ask_inputs(SteadyTime now)
+{
+    if (now >= inputs_due_) {
+        inputs_due_ = now + *options_.inputs_every;
+        send(engine::make_question(url_.address, engine::lines_command));
+    }
+    return inputs_due_;
 }
 
 void Source::on_time()
@@ -237,6 +328,9 @@ void Source::on_time()
     case Step::clearing: return ask_who(Step::asking_again);
     case Step::asking_again:
         return lose("connected, but nobody answers: is it a reader, and its address right?");
+    case Step::asking_ports: return prepare();
+    case Step::preparing:
+        return lending_.expired() ? lose("there was no memory to set the reader") : limit(preparing_limit);
     case Step::starting:
     case Step::restarting:
         if (saw_reports_) return begin_reading("it reads by itself");
@@ -280,6 +374,7 @@ void Source::close_link()
     skipped_.clear();
     is_out_of_room_ = false;
     incomplete_since_.reset();
+    overruns_.reset();
     bytes_ = {buffer_, sizeof buffer_};
 }
 
@@ -301,6 +396,7 @@ void Source::end(std::function<void()> done)
     case Step::probing:
     case Step::restarting:
     case Step::stopping_to_restart: stop_reading(Step::stopping_to_end); return go_on();
+    case Step::preparing:
     case Step::parked: return;  // until the link comes back
     case Step::stopping_to_park:
         if (taker_) std::exchange(taker_, {})({{}, {}, "the stream has been stopped"});
@@ -354,17 +450,10 @@ void Source::record(std::shared_ptr<Recorder> recorder, std::uint16_t number)
 
 void Source::give_link_away()
 {
-    loop_.clear_timer(*this);
-    loop_.forget(link_.fd.get(), *this);
-    incomplete_since_.reset();
-    bytes_ = {buffer_, sizeof buffer_};
+    OpenLink link = lend_link();
     step_ = Step::parked;
     show(State::paused, "paused by the program");
-    link_.serial = url_.serial;
-    link_.address = url_.address;
-    link_.antenna_byte = url_.antenna_byte;
-    link_.name = url_.text;
-    std::exchange(taker_, {})({std::exchange(link_, {}), information_, {}});
+    std::exchange(taker_, {})({std::move(link), information_, {}});
 }
 
 void Source::unpark(OpenLink link, std::function<void()> resumed)
@@ -374,13 +463,10 @@ void Source::unpark(OpenLink link, std::function<void()> resumed)
     step_ = Step::restarting;
     if (done_) return finish_end();
     if (!link.fd) return lose("lost while it was paused");
-    if (link.antenna_byte) url_.antenna_byte = link.antenna_byte;  // the reader was asked
-    link_ = std::move(link);
-    if (!loop_.watch(link_.fd.get(), input, *this)) return lose(cannot_watch);
-    start_reading(Step::restarting);
+    if (take_link(std::move(link))) start_reading(Step::restarting);
 }
 
-// ---- input
+// ---- time and state
 
 void Source::on_failure() noexcept
 {
@@ -389,230 +475,6 @@ void Source::on_failure() noexcept
     } catch (...) {
         step_ = Step::waiting;
     }
-}
-
-void Source::on_ready(std::uint32_t events)
-{
-    const auto alive = shared_from_this();
-    if (step_ == Step::connecting) return finish_connecting();
-    const bool is_empty = !take_input();
-    // A socket tells by itself when all has been read; a device does not.
-    const bool is_unplugged = url_.serial && is_empty && (events & (EPOLLHUP | EPOLLERR)) != 0;
-    if (is_unplugged && has_link_in_use() && !is_out_of_room_) lose("the serial device is gone");
-}
-
-// False when nothing is left to read, or may be read.
-bool Source::take_input()
-{
-    std::uint8_t chunk[sizeof buffer_];
-    for (int i = 0; i < reads_in_a_row && has_link_in_use() && !is_out_of_room_; ++i) {
-        const auto room = sizeof buffer_ - static_cast<std::size_t>(bytes_.size());
-        const std::ptrdiff_t count = read_some(chunk, room);
-        if (count <= 0) return false;
-        received_ = {steady_clock::now(), std::chrono::system_clock::now()};
-        counted_.bytes += static_cast<std::uint64_t>(count);
-        if (recorder_)
-            recorder_->note(number_, Recorder::Kind::received, {chunk, static_cast<std::size_t>(count)});
-        bytes_.append(chunk, static_cast<int>(count));
-        if (!scan()) return false;
-        if (count < static_cast<std::ptrdiff_t>(room)) return false;
-    }
-    return has_link_in_use();
-}
-
-// 0 when there is nothing, below that when the link is gone, which is told already.
-std::ptrdiff_t Source::read_some(std::uint8_t* to, std::size_t most)
-{
-    ssize_t count = -1;
-    do {
-        count = url_.serial ? calls.read(link_.fd.get(), to, most)
-                            : calls.recv(link_.fd.get(), to, most, MSG_DONTWAIT);
-    } while (count < 0 && errno == EINTR);
-    if (count > 0) return count;
-    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return 0;
-    if (count == 0 && url_.serial) return 0;
-    lose(count == 0 ? std::string("the reader closed the connection")
-                    : std::generic_category().message(errno));
-    return -1;
-}
-
-// False when the link is gone, or nothing more is taken for now.
-bool Source::scan()
-{
-    for (;;) {
-        const std::size_t room = queue_.room(*lane_);
-        const auto is_full_now = [&] { return may_wait_for_room() && reads_.size() >= room; };
-        while (has_link_in_use() && !is_full_now() && find_frame()) accept();
-        if (!has_link_in_use()) return false;
-        const bool is_full = is_full_now();
-        hand_over();
-        if (!is_full) break;
-        if (!queue_.wait_for_room(*lane_)) continue;
-        is_out_of_room_ = true;
-        loop_.forget(link_.fd.get(), *this);
-        loop_.clear_timer(*this);
-        return false;
-    }
-    if (bytes_.size() == 0) incomplete_since_.reset();
-    if (bytes_.size() == 0 || incomplete_since_) return true;
-    incomplete_since_ = steady_clock::now();
-    arm();
-    return true;
-}
-
-void Source::go_on()
-{
-    if (!is_out_of_room_ || !link_.fd) return;
-    is_out_of_room_ = false;
-    if (!loop_.watch(link_.fd.get(), input, *this)) return lose(cannot_watch);
-    last_life_ = steady_clock::now();
-    arm();
-    if (scan()) take_input();
-}
-
-bool Source::find_frame()
-{
-    return engine::find_frame(
-        bytes_,
-        [&] {
-            const bool may_begin = bytes_[0] > 3;
-            if (!may_begin) skip(bytes_[0]);
-            return may_begin;
-        },
-        [&](const u8* front, int length) {
-            const bool is_good = frame_.take(front, length);
-            counted_.bad_crc += is_good ? 0 : 1;
-            if (!is_good) skip(front[0]);
-            return is_good;
-        });
-}
-
-void Source::skip(std::uint8_t byte)
-{
-    ++counted_.skipped_bytes;
-    if (!takes_reports()) return;
-    skipped_.push_back(byte);
-    if (skipped_.size() >= most_skipped) raws_.push_back(std::exchange(skipped_, {}));
-}
-
-// The rest did not follow: what is in front begins no frame.
-void Source::give_frame_up()
-{
-    incomplete_since_.reset();
-    skip(bytes_[0]);
-    bytes_.drop(1);
-    scan();
-}
-
-void Source::accept()
-{
-    bytes_.drop(frame_.length());
-    incomplete_since_.reset();
-    ++counted_.frames;
-    if (!skipped_.empty()) raws_.push_back(std::exchange(skipped_, {}));
-    const bool is_report = engine::is_report(frame_);
-    life_seen(is_report);
-    is_report ? accept_report() : accept_answer();
-}
-
-// Any whole frame is life; a report tells that reading runs. A reader that answers and has no tags may have been
-// restarted meanwhile, behind a serial line or a converter: it is started again.
-void Source::life_seen(bool is_report)
-{
-    last_life_ = steady_clock::now();
-    saw_reports_ = saw_reports_ || is_report;
-    if (is_report && (step_ == Step::reading || step_ == Step::probing)) {
-        const bool was_probing = std::exchange(step_, Step::reading) == Step::probing;
-        if (shown_ != State::streaming) show(State::streaming, {});
-        if (was_probing) rest_or_probe();
-    } else if (step_ == Step::probing) {
-        is_quiet_ = true;
-        stop_reading(Step::stopping_to_restart);
-    }
-}
-
-bool Source::takes_reports() const
-{
-    switch (step_) {
-    case Step::starting:
-    case Step::reading:
-    case Step::probing:
-    case Step::stopping_to_restart:
-    case Step::restarting:
-    case Step::stopping_to_rest:
-    case Step::stopping_to_park: return true;
-    default: return false;
-    }
-}
-
-void Source::accept_report()
-{
-    if (!takes_reports()) return;
-    engine::for_each_record(frame_.bytes, engine::report_layout, [&](const engine::TagRecord& record) {
-        if (!record.whole) return void(raws_.emplace_back(frame_.bytes, frame_.bytes + frame_.length()));
-        Read read = read_from(record, url_.antenna_byte.value_or(AntennaByte::mask));
-        read.received = received_;
-        if (!is_wanted(read)) return void(++counted_.filtered);
-        reads_.push_back(std::move(read));
-    });
-}
-
-void Source::accept_answer()
-{
-    const auto status = frame_.status();
-    switch (frame_.bytes[engine::frame::command]) {
-    case engine::information_command:
-        if (step_ != Step::asking && step_ != Step::asking_again) return;
-        if (!engine::read_information(frame_, information_)) return;
-        // A reader that still pushes for a program that is gone is stopped first.
-        return saw_reports_ && step_ == Step::asking ? stop_reading(Step::clearing)
-                                                     : start_reading(Step::starting);
-    case engine::start_command:
-        if (step_ != Step::starting && step_ != Step::restarting) return;
-        if (status == 0) return begin_reading({});
-        if (saw_reports_) return begin_reading("it reads by itself");
-        return lose("the reader refuses to start reading: status " + std::to_string(status));
-    case engine::stop_command:
-        // What follows does not wait for the limit.
-        if (step_ == Step::clearing || step_ == Step::stopping_to_restart ||
-            step_ == Step::stopping_to_rest || step_ == Step::stopping_to_park ||
-            step_ == Step::stopping_to_end)
-            limit(milliseconds(0));
-        return;
-    default:
-        if (takes_reports()) raws_.push_back(Bytes(frame_.bytes, frame_.bytes + frame_.length()));
-        return;
-    }
-}
-
-bool Source::is_wanted(const Read& read) const { return !options_.only || fits(*options_.only, read.epc); }
-
-// What has been collected goes into the queue at once.
-void Source::hand_over()
-{
-    if (is_ending_) {
-        reads_.clear();
-        raws_.clear();
-        return;
-    }
-    if (step_ == Step::reading && !skipped_.empty()) raws_.push_back(std::exchange(skipped_, {}));
-    queue_.with_lock([&](EventQueue& queue) {
-        queue.count(*lane_, std::exchange(counted_, {}));
-        for (Read& read : reads_) queue.put(lane_, std::move(read));
-        for (Bytes& raw : raws_) queue.put(lane_, Raw{std::move(raw), received_});
-    });
-    reads_.clear();
-    raws_.clear();
-}
-
-void Source::send(const engine::Question& question)
-{
-    const ssize_t sent =
-        url_.serial ? calls.write(link_.fd.get(), question.bytes, question.size)
-                    : calls.send(link_.fd.get(), question.bytes, question.size, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (recorder_) recorder_->note(number_, Recorder::Kind::sent, {question.bytes, question.size});
-    // A link that takes nothing shows itself when its answer does not come.
-    static_cast<void>(sent);
 }
 
 void Source::limit(milliseconds time)

@@ -60,6 +60,8 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
         asking,      // who the reader is
         clearing,    // what still reads for somebody else is being stopped
         asking_again,
+        asking_ports,  // how it tells them
+        preparing,     // a helper sets what the program wants set
         starting,
         reading,
         probing,
@@ -80,6 +82,15 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
         std::string problem;
     };
 
+    // A link that a helper has, and why it has failed.
+    struct Lent {
+        OpenLink link;
+        std::string problem;
+    };
+
+    template <class Brought>
+    bool aside(const std::shared_ptr<Brought>& brought, std::function<void(Brought&)> bring,
+               void (Source::*then)(Brought&));
     static void bring(const Url& url, unsigned attempt, Opened& opened);
     bool takes_reports() const;
     bool may_wait_for_room() const { return step_ == Step::reading || step_ == Step::probing; }
@@ -87,15 +98,22 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
 
     void attempt();
     void open_aside();
-    void use(Opened opened);
+    void use(Opened& opened);
     void connect(const in_addr& host);
     void finish_connecting();
     void ask_who(Step step);
+    void learn_ports();
+    void prepare();
+    void go_on_prepared(Lent& lent);
+    OpenLink lend_link();
+    bool take_link(OpenLink link);
+    bool watch_input();
     void start_reading(Step step);
     void stop_reading(Step step);
     void begin_reading(const std::string& remark);
     void begin_resting();
     void rest_or_probe();
+    SteadyTime ask_inputs(SteadyTime now);
     void give_link_away();
     void finish_end();
     void tell_resumed();
@@ -104,12 +122,15 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
 
     bool take_input();
     std::ptrdiff_t read_some(std::uint8_t* to, std::size_t most);
+    void count_overruns(SteadyTime now);
     bool scan();
     bool find_frame();
     void skip(std::uint8_t byte);
     void accept();
     void accept_report();
     void accept_answer();
+    void accept_ports(int ports);
+    void accept_lines(std::uint8_t bits);
     void life_seen(bool is_report);
     void hand_over();
     bool is_wanted(const Read& read) const;
@@ -140,7 +161,12 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     SteadyTime last_life_{};
     SteadyTime duty_end_{};
     std::optional<SteadyTime> incomplete_since_;
-    std::weak_ptr<Opened> opening_;  // what the helper at work brings; none when it is gone
+    SteadyTime inputs_due_{};
+    std::optional<std::uint8_t> inputs_;  // as they were told last
+    SteadyTime overruns_due_{};
+    std::optional<std::uint32_t> overruns_;  // of the line so far, as the system counts them
+    std::weak_ptr<Opened> opening_;          // what the helper at work brings; none when it is gone
+    std::weak_ptr<Lent> lending_;
 
     std::uint8_t buffer_[2048];
     engine::Assembly bytes_;

@@ -6,6 +6,7 @@
 
 #include <tagwirexx/error.hpp>
 
+#include "xx/stream/reading_plan.h"
 #include "xx/stream/source.h"
 #include "xx/stream/stream_inside.h"
 #include "xx/values/names.h"
@@ -27,6 +28,9 @@ void check(const SourceOptions& options, const std::string& url)
     if (!is_time(options.probe_after)) refuse("probe_after lies between 1 ms and a year");
     if (options.duty && (!is_time(options.duty->on) || !is_time(options.duty->off)))
         refuse("the times of a duty cycle lie between 1 ms and a year");
+    if (options.inputs_every && !is_time(*options.inputs_every))
+        refuse("inputs_every lies between 1 ms and a year");
+    check(options.plan, url);
     if (!options.only) return;
     if (options.only->bank != Bank::epc || options.only->bit < 32)
         refuse("`only` looks at the EPC, which begins at bit 32 of its bank");
