@@ -50,14 +50,11 @@ struct Raw {
     Received received = {};
 };
 
+class EventQueue;
+
 class TAGWIREXX_API Event {
   public:
     Event();
-    Event(const std::string& interned_source, Read read);
-    Event(const std::string& interned_source, StateChange change);
-    Event(const std::string& interned_source, Gap gap);
-    Event(const std::string& interned_source, InputChange change);
-    Event(const std::string& interned_source, Raw raw);
 
     // Exactly one of these is not null; none in an Event that was made by default.
     const Read* read() const noexcept { return std::get_if<Read>(&what_); }
@@ -72,8 +69,12 @@ class TAGWIREXX_API Event {
     std::string text() const;
 
   private:
+    friend class EventQueue;
+    using What = std::variant<std::monostate, Read, StateChange, Gap, InputChange, Raw>;
+    Event(const std::string& lasting_source, What what);
+
     const std::string* source_;
-    std::variant<std::monostate, Read, StateChange, Gap, InputChange, Raw> what_;
+    What what_;
 };
 
 }  // namespace v1

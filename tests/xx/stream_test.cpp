@@ -310,6 +310,9 @@ TEST_P(OneReader, is_lent_to_the_program_and_goes_on)
     ASSERT_TRUE(await(*stream, is_state(State::streaming)));
     ASSERT_TRUE(await(*stream, is_read));
     EXPECT_THROW(stream->paused("other", [](Reader&) {}), std::logic_error);
+    EXPECT_THROW(stream->paused("gate", [&](Reader&) { stream->paused("gate", [](Reader&) {}); }),
+                 std::logic_error);
+    EXPECT_TRUE(await(*stream, is_read));
 }
 
 TEST_P(OneReader, is_set_as_planned_before_it_reads)
@@ -522,6 +525,23 @@ TEST(Streams, are_recorded_into_recordings_only)
     EXPECT_THROW(stream.record("/no/such/folder/recording"), Error);
     EXPECT_THROW(load_recording(path), Error);
     EXPECT_EQ(std::filesystem::file_size(path), 29U);
+    std::filesystem::remove(path);
+}
+
+TEST(Streams, record_into_what_a_crash_left_of_a_recording)
+{
+    const std::string path = testing::TempDir() + "tagwire_torn_" + std::to_string(::getpid());
+    std::ofstream(path) << "tagwire-re";
+    EXPECT_THAT(load_recording(path), IsEmpty());
+    sim::Simulator simulator;
+    sim::Reader& reader = simulator.add_reader(portal(1));
+    Stream stream;
+    stream.add(url_of(reader, Over::tcp));
+    stream.record(path);
+    stream.start();
+    ASSERT_TRUE(await(stream, is_read));
+    stream.stop_recording();
+    EXPECT_GE(load_recording(path).size(), 4U);
     std::filesystem::remove(path);
 }
 

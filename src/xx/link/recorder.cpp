@@ -1,5 +1,6 @@
 #include "xx/link/recorder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -53,6 +54,7 @@ struct RecordView {
 // The whole records of a file behind its first bytes; returns where they end.
 template <class Take> std::size_t walk(std::span<const std::uint8_t> file, Take take)
 {
+    if (file.size() < magic.size()) return 0;
     std::size_t at = magic.size();
     while (file.size() - at >= head_size + crc_size) {
         const std::size_t payload = number_at(file, at, 4);
@@ -67,9 +69,10 @@ template <class Take> std::size_t walk(std::span<const std::uint8_t> file, Take 
     return at;
 }
 
+// Also where the file ends within its first bytes, after a crash.
 bool begins_well(std::span<const std::uint8_t> file)
 {
-    return file.size() >= magic.size() && std::memcmp(file.data(), magic.data(), magic.size()) == 0;
+    return std::memcmp(file.data(), magic.data(), std::min(file.size(), magic.size())) == 0;
 }
 
 Bytes contents_of(const std::string& path)

@@ -283,9 +283,9 @@ void Source::send(const engine::Question& question)
     const ssize_t sent =
         url_.serial ? calls.write(link_.fd.get(), question.bytes, question.size)
                     : calls.send(link_.fd.get(), question.bytes, question.size, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (recorder_) recorder_->note(number_, Recorder::Kind::sent, {question.bytes, question.size});
     // A link that takes nothing shows itself when its answer does not come.
-    static_cast<void>(sent);
+    if (recorder_ && sent > 0)
+        recorder_->note(number_, Recorder::Kind::sent, {question.bytes, static_cast<std::size_t>(sent)});
 }
 
 }  // namespace v1

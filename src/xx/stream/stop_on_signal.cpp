@@ -77,7 +77,7 @@ StopOnSignal::~StopOnSignal()
 void StopOnSignal::listen(IoLoop& loop)
 {
     loop_ = &loop;
-    loop.watch(told, EPOLLIN, *this);
+    if (!loop.watch(told, EPOLLIN, *this)) put_back();  // they do what they did before
 }
 
 void StopOnSignal::on_ready(std::uint32_t /*events*/)

@@ -1,7 +1,9 @@
 // What a Stream keeps.
 #pragma once
 
+#include <atomic>
 #include <map>
+#include <thread>
 
 #include <tagwirexx/stream.hpp>
 
@@ -37,10 +39,14 @@ class Stream::Inside {
 
   private:
     class Ending;
+    struct Pausing {
+        std::mutex turn;  // one pause at a time
+        std::atomic<std::thread::id> thread{};
+    };
     struct Member {
         std::shared_ptr<Lane> lane;
         std::shared_ptr<Source> source;
-        std::shared_ptr<std::mutex> pausing = std::make_shared<std::mutex>();  // one pause at a time
+        std::shared_ptr<Pausing> pausing = std::make_shared<Pausing>();
     };
     using Members = std::map<std::string, Member, std::less<>>;
 

@@ -1,6 +1,7 @@
 // A source of a Stream, lent to the program as a Reader.
 #include <exception>
 #include <future>
+#include <stdexcept>
 
 #include <tagwirexx/error.hpp>
 #include <tagwirexx/reader.hpp>
@@ -20,7 +21,9 @@ void Stream::Inside::paused(std::string_view name, const std::function<void(Read
         if (!is_started_)
             throw Error(Errc::not_connected, "pause", std::string(name), "the stream is not started");
     }
-    const std::lock_guard turn(*member.pausing);
+    if (member.pausing->thread == std::this_thread::get_id())
+        throw std::logic_error(std::string(name) + " is paused by this thread already");
+    const std::lock_guard turn(member.pausing->turn);
     auto parked = std::make_shared<std::promise<ParkedLink>>();
     auto arrival = parked->get_future();
     const bool posted = post([source = member.source, parked] {
@@ -35,6 +38,9 @@ void Stream::Inside::paused(std::string_view name, const std::function<void(Read
         link.problem = "the stream has been stopped";
     }
     if (!link.problem.empty()) throw Error(Errc::not_connected, "pause", std::string(name), link.problem);
+    member.pausing->thread = std::this_thread::get_id();
+    const auto let_go = [&](void*) { member.pausing->thread = std::thread::id(); };
+    const std::unique_ptr<void, decltype(let_go)> at_the_end(&member, let_go);
     run_with_reader(member.source, std::move(link), function);
 }
 

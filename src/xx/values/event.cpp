@@ -62,17 +62,7 @@ Event::Event()
     static const std::string& nobody = lasting_name("");
     source_ = &nobody;
 }
-Event::Event(const std::string& interned_source, Read read)
-    : source_(&interned_source), what_(std::move(read))
-{}
-Event::Event(const std::string& interned_source, StateChange change)
-    : source_(&interned_source), what_(std::move(change))
-{}
-Event::Event(const std::string& interned_source, Gap gap) : source_(&interned_source), what_(gap) {}
-Event::Event(const std::string& interned_source, InputChange change)
-    : source_(&interned_source), what_(change)
-{}
-Event::Event(const std::string& interned_source, Raw raw) : source_(&interned_source), what_(std::move(raw))
+Event::Event(const std::string& lasting_source, What what) : source_(&lasting_source), what_(std::move(what))
 {}
 
 std::string Event::text() const
