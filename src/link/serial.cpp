@@ -6,6 +6,7 @@
 #include <new>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
+#include <utility>
 
 #include "link/descriptor.h"
 #include "link/serial.h"
@@ -97,16 +98,19 @@ HeldPort* hold_port(const char* path)
     return port;
 }
 
-// After its descriptor was closed.
-void let_go(HeldPort* port)
+// Closes the device. Another process may be given its number as soon as the descriptor is closed, so the claim goes
+// first; this process forgets the device last.
+bool close_held(int fd, HeldPort* port)
 {
-    if (port == nullptr) return;
+    if (port != nullptr && port->claim >= 0) sys::calls.close(port->claim);
+    const bool closed = fd >= 0 && sys::calls.close(fd) == 0;
+    if (port == nullptr) return closed;
     const Lock lock(held_ports_mutex);
     HeldPort** link = &held_ports;
     while (*link != port) link = &(*link)->next;
     *link = port->next;
-    if (port->claim >= 0) sys::calls.close(port->claim);
     delete port;
+    return closed;
 }
 
 // Standard input, not the reader's port. A background job that flushes its terminal would be stopped by
@@ -244,37 +248,28 @@ int open_port(const char* path, u8 baud, HeldPort** held)
     return -1;
 }
 
-void close_port(int fd, HeldPort* held)
-{
-    if (fd >= 0) sys::calls.close(fd);
-    let_go(held);
-}
+void close_port(int fd, HeldPort* held) { close_held(fd, held); }
 
 bool close_port(Reader* reader)
 {
     const int fd = reader->hCommPort;
     if (!shut_link(reader)) return false;
-    const bool closed = sys::calls.close(fd) == 0;
-    let_go(reader->keeping.port);
-    reader->keeping.port = nullptr;
-    return closed;
+    return close_held(fd, std::exchange(reader->keeping.port, nullptr));
 }
 
 int read_serial(Reader* reader, u8* to)
 {
     if (reader->hCommPort < 0) return -1;
-    u8 chunk[serial_chunk];
     ssize_t count = -1;
     {
         const LinkUse link(reader);
         if (!link.usable()) return 0;
         do {
-            count = sys::calls.read(link.fd(), chunk, sizeof chunk);
+            count = sys::calls.read(link.fd(), to, serial_chunk);
         } while (count < 0 && errno == EINTR);
     }
     if (count <= 0) return 0;
-    note_traffic(reader, Direction::received, chunk, static_cast<int>(count));
-    std::memcpy(to, chunk, static_cast<std::size_t>(count));
+    note_traffic(reader, Direction::received, to, static_cast<int>(count));
     return static_cast<int>(count);
 }
 

@@ -6,6 +6,7 @@
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <utility>
 
 #include <tagwirexx/error.hpp>
 
@@ -14,8 +15,7 @@ inline namespace v1 {
 
 void Descriptor::reset()
 {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
+    if (fd_ >= 0) engine::close_port(std::exchange(fd_, -1), std::exchange(held_, nullptr));
 }
 
 int make_event_descriptor()

@@ -3,28 +3,34 @@
 
 #include <utility>
 
+#include "link/serial.h"
+
 namespace tagwire {
 inline namespace v1 {
 
 class Descriptor {
   public:
     Descriptor() = default;
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    // `held` is what keeps a serial device from others.
+    explicit Descriptor(int fd, engine::HeldPort* held = nullptr) : fd_(fd), held_(held) {}
+    Descriptor(Descriptor&& other) noexcept
+        : fd_(std::exchange(other.fd_, -1)), held_(std::exchange(other.held_, nullptr))
+    {}
     Descriptor& operator=(Descriptor&& other) noexcept
     {
         std::swap(fd_, other.fd_);
+        std::swap(held_, other.held_);
         return *this;
     }
     ~Descriptor() { reset(); }
 
     int get() const { return fd_; }
-    int release() { return std::exchange(fd_, -1); }
     void reset();
     explicit operator bool() const { return fd_ >= 0; }
 
   private:
     int fd_ = -1;
+    engine::HeldPort* held_ = nullptr;
 };
 
 // Never blocks; throws Error where no descriptor is left.

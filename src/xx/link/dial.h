@@ -2,12 +2,10 @@
 #pragma once
 
 #include <chrono>
-#include <memory>
 #include <netinet/in.h>
 #include <string>
 #include <vector>
 
-#include "link/serial.h"
 #include "xx/link/descriptors.h"
 #include "xx/values/url.h"
 
@@ -31,18 +29,9 @@ std::string connect_failure_text(const std::string& place, int error);
 // Tries one address after the other. Throws Error.
 Descriptor connect(const Url& url, const std::vector<in_addr>& hosts, std::chrono::milliseconds limit);
 
-// A serial device that is this connection's and nobody else's, until it is let go: behind its descriptor.
-struct LetGo {
-    void operator()(engine::HeldPort* held) const { engine::close_port(-1, held); }
-};
-using Claim = std::unique_ptr<engine::HeldPort, LetGo>;
-
-struct SerialLine {
-    Claim claim = {};
-    Descriptor fd = {};
-};
-// With its speed set and nothing unread on it. Throws Error.
-SerialLine open_serial(const Url& url);
+// A serial device that is this connection's and nobody else's, until it is closed; with its speed set and nothing
+// unread on it. Throws Error.
+Descriptor open_serial(const Url& url);
 
 // Where a reader may be: USB and board serial lines, without those that serve as a console or as standard
 // input. Each device once.

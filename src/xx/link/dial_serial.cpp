@@ -66,14 +66,14 @@ bool is_named_like_a_reader(const std::string& path)
 
 }  // namespace
 
-SerialLine open_serial(const Url& url)
+Descriptor open_serial(const Url& url)
 {
     engine::HeldPort* held = nullptr;
     const int fd = engine::open_port(url.device.c_str(), baud_index(url.speed), &held);
     const int error = errno;
     if (fd >= 0) {
         ::tcflush(fd, TCIOFLUSH);
-        return {Claim(held), Descriptor(fd)};
+        return Descriptor(fd, held);
     }
     if (error == EMFILE || error == ENFILE) throw_no_descriptor("open", error);
     throw Error(error == EBUSY ? Errc::in_use : Errc::cannot_open, "open", url.text,

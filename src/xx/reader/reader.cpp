@@ -17,13 +17,7 @@ OpenLink open_link(const Url& url)
 {
     OpenLink link{.serial = url.serial, .address = url.address, .antenna_byte = url.antenna_byte};
     link.name = url.text;
-    if (!url.serial) {
-        link.fd = connect(url, resolve(url, longest_look_up), longest_connect);
-        return link;
-    }
-    SerialLine line = open_serial(url);
-    link.fd = std::move(line.fd);
-    link.claim = std::move(line.claim);
+    link.fd = url.serial ? open_serial(url) : connect(url, resolve(url, longest_look_up), longest_connect);
     return link;
 }
 

@@ -22,7 +22,6 @@ inline namespace v1 {
 
 struct OpenLink {
     bool serial = false;
-    Claim claim = {};  // of a serial device
     Descriptor fd = {};
     std::uint8_t address = 0xFF;
     std::optional<AntennaByte> antenna_byte = {};

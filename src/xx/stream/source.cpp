@@ -134,8 +134,7 @@ void Source::use(Opened& opened)
     if (step_ != Step::opening) return;  // the attempt is over
     if (!opened.problem.empty()) return lose(opened.problem);
     if (!url_.serial) return connect(opened.host);
-    link_.fd = std::move(opened.line.fd);
-    link_.claim = std::move(opened.line.claim);
+    link_.fd = std::move(opened.line);
     if (watch_input()) ask_who(Step::asking);
 }
 
@@ -369,7 +368,6 @@ void Source::lose(const std::string& reason)
 void Source::close_link()
 {
     if (has_link_in_use() && !is_out_of_room_) loop_.forget(link_.fd.get(), *this);
-    link_.fd.reset();  // in front of the claim
     link_ = {};
     skipped_.clear();
     is_out_of_room_ = false;

@@ -77,7 +77,7 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
 
     // What a helper brings: a device, the address of a host, or neither.
     struct Opened {
-        SerialLine line;
+        Descriptor line;
         in_addr host{};
         std::string problem;
     };
