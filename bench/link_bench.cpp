@@ -22,6 +22,14 @@ void crc_of_a_frame(benchmark::State& state)
 }
 BENCHMARK(crc_of_a_frame);
 
+void crc_of_a_report(benchmark::State& state)
+{
+    const Bytes frame = repeat(0x5A, 24);
+    for (auto _ : state) benchmark::DoNotOptimize(crc16(frame.data(), frame.size()));
+    state.SetBytesProcessed(state.iterations() * 24);
+}
+BENCHMARK(crc_of_a_report);
+
 void swallow(RFIDTagStruct tag, int /*kind*/) { benchmark::DoNotOptimize(tag->UID); }
 
 void decode_a_report(benchmark::State& state)
@@ -37,34 +45,136 @@ void decode_a_report(benchmark::State& state)
 }
 BENCHMARK(decode_a_report);
 
+// The link is memory: chunks of it, then an error, or nothing, to end the wait.
+class FromMemory {
+  public:
+    explicit FromMemory(const Bytes& chunk, int chunks = 1) : reader_(Create_Reader()), before_(sys::calls)
+    {
+        chunk_ = chunk;
+        chunks_ = chunks;
+        reader_->m_type = tcp_link;
+        reader_->operations.ReadRfidData = [](Reader* /*sthis*/, u8* to) {
+            if (left_-- == 0) return -1;
+            std::copy(chunk_.begin(), chunk_.end(), to);
+            return static_cast<int>(chunk_.size());
+        };
+        reader_->operations.SendDataToPort = [](Reader* /*sthis*/, u8* /*frame*/, unsigned /*count*/) {
+            return 0;
+        };
+        sys::calls.sleep_until = [](const timespec* /*end*/) { return 0; };  // there is no link to wait on
+    }
+    ~FromMemory()
+    {
+        sys::calls = before_;
+        Destroy_Reader(&reader_);
+    }
+    FromMemory(const FromMemory&) = delete;
+    FromMemory& operator=(const FromMemory&) = delete;
+
+    Reader* rewound()
+    {
+        left_ = chunks_;
+        return reader_;
+    }
+
+  private:
+    static inline Bytes chunk_;
+    static inline int chunks_ = 0;
+    static inline int left_ = 0;
+    Reader* reader_;
+    sys::Calls before_;
+};
+
+// Frames of an inventory with `tags` tags each, in chunks of a TCP link, to the callback.
+void receive_an_inventory(benchmark::State& state)
+{
+    const auto tags = static_cast<std::size_t>(state.range(0));
+    Bytes data = {1, static_cast<u8>(tags)};
+    for (std::size_t i = 0; i < tags; ++i) {
+        const Bytes tag = hex("0C E2 00 00 00 00 00 00 00 00 00 00 01 C8");
+        data.insert(data.end(), tag.begin(), tag.end());
+    }
+    const Bytes frame = answer(0, 1, 3, data);
+    const Bytes last = answer(0, 1, 1, hex("01 00"));
+    Bytes chunk;
+    std::size_t frames = 0;
+    for (; chunk.size() + frame.size() + last.size() <= 2048; ++frames)
+        chunk.insert(chunk.end(), frame.begin(), frame.end());
+    chunk.insert(chunk.end(), last.begin(), last.end());
+    FromMemory link(chunk);
+    link.rewound()->MypCallBack = swallow;
+    int length = 0;
+    for (auto _ : state) {
+        Reader* const reader = link.rewound();
+        reader->operations.GetInventoryDataFromPort1(reader, reader->recvBuff, &length, 1);
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(frames * tags));
+}
+BENCHMARK(receive_an_inventory)->Arg(1)->Arg(10);
+
+// Reports of continuous reading, found and decoded, in chunks of a TCP link.
+void take_reports(benchmark::State& state)
+{
+    const Bytes report = answer(0, 0xEE, 0, hex("01 0C E2 00 00 00 00 00 00 00 00 00 00 01 C8"));
+    Bytes chunk;
+    while (chunk.size() + report.size() <= 2048) chunk.insert(chunk.end(), report.begin(), report.end());
+    Reader* reader = Create_Reader();
+    reader->MypCallBack = swallow;
+    Assembly bytes = assembly_of(reader);
+    const auto find = [&](FrameCopy& frame) {
+        return find_frame(
+            reader, bytes, [](const Reader*, const Assembly& head, int) { return head[0] > 3; }, 0xEE, frame);
+    };
+    const auto accept = [&](FrameCopy& frame) -> Outcome {
+        reader->operations.parserRidTag(reader, frame.bytes, 0x50);
+        return {};
+    };
+    for (auto _ : state) take_frames(bytes, chunk.data(), static_cast<int>(chunk.size()), find, accept);
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(chunk.size() / report.size()));
+    Destroy_Reader(&reader);
+}
+BENCHMARK(take_reports);
+
+// A whole command without a link: what the library adds to an exchange.
+void inventory_around_a_stub(benchmark::State& state)
+{
+    FromMemory link(answer(0, 1, 1, hex("01 01 0C E2 00 00 00 00 00 00 00 00 00 00 01 C8")));
+    u8 address = 0;
+    u8 mask[2] = {};
+    u8 list[300];
+    u8 antenna = 0;
+    int length = 0;
+    int count = 0;
+    link.rewound()->operations.GetInventoryDataFromPort1 = [](Reader* /*sthis*/, u8* to, int* size,
+                                                              int /*command*/) {
+        static const Bytes reply = answer(0, 1, 1, hex("01 01 0C E2 00 00 00 00 00 00 00 00 00 00 01 C8"));
+        std::copy(reply.begin(), reply.end(), to);
+        *size = static_cast<int>(reply.size());
+        return 1;
+    };
+    for (auto _ : state) {
+        Reader* const reader = link.rewound();
+        reader->operations.Inventory_G2(reader, &address, 4, 0, 0, mask, 0, mask, 0, 0, 0, 0, 0, 0, 0, 0,
+                                        list, &antenna, &length, &count);
+    }
+}
+BENCHMARK(inventory_around_a_stub);
+
 // Noise through the inventory receiver, in the chunks of a TCP link, until its list of reads ends.
 void resynchronise_in_noise(benchmark::State& state)
 {
-    constexpr int chunk_size = 2048;
     constexpr int chunk_count = 512;
-    static Bytes noise;
-    static int left;
-    noise.resize(chunk_size);
+    Bytes noise(2048);
     std::uint32_t value = 1;
     for (auto& byte : noise)
         byte = static_cast<std::uint8_t>((value = value * 1664525U + 1013904223U) >> 24U);
-    Reader* reader = Create_Reader();
-    reader->m_type = tcp_link;
-    reader->operations.ReadRfidData = [](Reader* /*sthis*/, u8* to) {
-        if (left-- == 0) return -1;
-        std::copy(noise.begin(), noise.end(), to);
-        return chunk_size;
-    };
+    FromMemory link(noise, chunk_count);
     int length = 0;
-    const auto before = sys::calls;
-    sys::calls.sleep_until = [](const timespec* /*end*/) { return 0; };  // there is no link to wait on
     for (auto _ : state) {
-        left = chunk_count;
+        Reader* const reader = link.rewound();
         reader->operations.GetInventoryDataFromPort1(reader, reader->recvBuff, &length, 1);
     }
-    sys::calls = before;
-    state.SetBytesProcessed(state.iterations() * chunk_count * chunk_size);
-    Destroy_Reader(&reader);
+    state.SetBytesProcessed(state.iterations() * chunk_count * static_cast<std::int64_t>(noise.size()));
 }
 BENCHMARK(resynchronise_in_noise);
 

@@ -91,11 +91,10 @@ class InventoryAnswer {
     // Of frames that the header test picks.
     Outcome feed(const u8* chunk, int count, HeaderTest is_good)
     {
-        return take_frames(
-            bytes_, chunk, count,
+        return take_timed(
+            reader_->time1, chunk, count,
             [&](FrameCopy& frame) { return find_frame(reader_, bytes_, is_good, command_, frame); },
             [&](FrameCopy& frame) {
-                reader_->time1 = getCurrentTimeMsec();
                 return accept(frame, carries_tags(frame.status()), ends_inventory(frame.status()));
             });
     }
@@ -104,11 +103,10 @@ class InventoryAnswer {
     // (0xF8) does not end the answer, and its frame may carry tags.
     Outcome feed_switch(const u8* chunk, int count)
     {
-        return take_frames(
-            bytes_, chunk, count, [&](FrameCopy& frame) { return find_behind_lead(frame); },
+        return take_timed(
+            reader_->time3, chunk, count, [&](FrameCopy& frame) { return find_behind_lead(frame); },
             [&](FrameCopy& frame) {
                 const u8 status = frame.status();
-                reader_->time3 = getCurrentTimeMsec();
                 return accept(frame, carries_tags(status) || status == 0xF8,
                               ends_inventory(status) && status != 0xF8);
             });
@@ -121,6 +119,21 @@ class InventoryAnswer {
     }
 
   private:
+    // The clock is read around a chunk, not for each frame in it: `last_good` becomes the time at which a lone
+    // frame came, and of several the time at which the last one had been handed out.
+    template <class Find, class Accept>
+    Outcome take_timed(std::int64_t& last_good, const u8* chunk, int count, Find find, Accept accept)
+    {
+        const std::int64_t arrived = getCurrentTimeMsec();
+        int frames = 0;
+        const Outcome outcome = take_frames(bytes_, chunk, count, find, [&](FrameCopy& frame) {
+            ++frames;
+            return accept(frame);
+        });
+        if (frames > 0) last_good = frames == 1 ? arrived : getCurrentTimeMsec();
+        return outcome;
+    }
+
     Outcome accept(FrameCopy& frame, bool has_tags, bool last)
     {
         frames_.add(frame, last);
@@ -170,14 +183,13 @@ int receive_inventory(Reader* sthis, u8* Recv, int* pLengthOfRecved, InventoryAn
     do {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n < 0) return TAGWIRE_NO_ANSWER;
-        if (n == 0) pause_for_input(sthis, 10);
         if (n > 0) {
             if (const Outcome outcome = answer.feed(sthis->recvBuff, n, is_good)) {
                 answer.copy_out(Recv, pLengthOfRecved);
                 return *outcome;
             }
         }
-        pause_for_input(sthis, 1);
+        pause_behind_read(sthis, n, 10, 1);
         if (answer.is_lost()) return TAGWIRE_NO_ANSWER;
         sthis->time2 = getCurrentTimeMsec();
         if (sthis->time2 - sthis->time1 > silence_limit_ms) return TAGWIRE_NO_ANSWER;
@@ -326,7 +338,6 @@ int I_GetInventoryDataFromPort3(Reader* sthis, u8* Recv, int* pLengthOfRecved, i
         if (sthis->isStopCmd) return TAGWIRE_OK;
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n < 0) return TAGWIRE_NO_ANSWER;
-        if (n == 0) pause_for_input(sthis, 10);
         if (n > 0) {
             data_came = true;
             if (const Outcome outcome = answer.feed_switch(sthis->recvBuff, n)) {
@@ -336,7 +347,7 @@ int I_GetInventoryDataFromPort3(Reader* sthis, u8* Recv, int* pLengthOfRecved, i
             }
             if (sthis->isStopCmd) return TAGWIRE_OK;
         }
-        pause_for_input(sthis, 5);
+        pause_behind_read(sthis, n, 10, 5);
         if (answer.is_lost()) return TAGWIRE_NO_ANSWER;
         sthis->time2 = getCurrentTimeMsec();
         if (sthis->time2 - sthis->time1 > first_byte_limit && !data_came) return TAGWIRE_NO_ANSWER;
@@ -385,12 +396,11 @@ int I_AutoGetDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved, int com
     for (;;) {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->btRecvArr);
         if (n < 0) return TAGWIRE_NO_ANSWER;
-        if (n == 0) pause_for_input(sthis, 10);
         if (n > 0 && answer.feed(sthis->btRecvArr, n)) {
             *pLengthOfRecved = answer.copy_out(Recv);
             return TAGWIRE_OK;
         }
-        pause_for_input(sthis, 1);
+        pause_behind_read(sthis, n, 10, 1);
         sthis->time2 = getCurrentTimeMsec();
         if (sthis->time2 - sthis->time1 > limit_ms) return TAGWIRE_NO_ANSWER;
         if (sthis->keeping.retired) return TAGWIRE_NO_ANSWER;
@@ -463,7 +473,6 @@ int I_GetDataFromPort1(Reader* sthis, u8* Recv, int* pLengthOfRecved)
     for (;;) {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->btRecvArr);
         if (n < 0) return TAGWIRE_NO_ANSWER;
-        if (n == 0) pause_for_input(sthis, 10);
         if (n > 0) {
             if (!append_received(sthis, Recv, n, 0)) return TAGWIRE_NO_ANSWER;
             left += n;
@@ -472,7 +481,7 @@ int I_GetDataFromPort1(Reader* sthis, u8* Recv, int* pLengthOfRecved)
                 return TAGWIRE_OK;
             }
         }
-        pause_for_input(sthis, 1);
+        pause_behind_read(sthis, n, 10, 1);
         sthis->time2 = getCurrentTimeMsec();
         const std::int64_t elapsed = sthis->time2 - sthis->time1;
         if (elapsed > first_byte_limit_ms && sthis->recvLength == 0) return TAGWIRE_NO_ANSWER;

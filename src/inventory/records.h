@@ -40,63 +40,64 @@ constexpr RecordLayout layout_of(int command)
     }
 }
 
-// Reads a frame byte by byte; behind the 300 bytes of its copy there are only zeros.
+// Reads a frame record by record; behind the 300 bytes of its copy there are only zeros.
 class RecordCursor {
   public:
-    RecordCursor(const u8* frame, std::size_t at) : frame_(frame), at_(at) {}
+    RecordCursor(const u8* frame, std::size_t at, const RecordLayout& layout)
+        : frame_(frame), at_(at), layout_(layout)
+    {}
 
     bool at_end() const { return at_ >= size; }
-    TagRecord record(const RecordLayout& layout)
+    TagRecord record()
     {
         constexpr u8 phase_in_length = 0x40;
         constexpr u8 phase_in_packet = 0x10;
-        constexpr u8 short_length = 0x3F;
 
+        const u8* const begin = is_within_the_copy() ? frame_ + at_ : continued_with_zeros();
+        const u8* at = begin;
         TagRecord out{};
-        out.kind = layout.whole_length ? 2 : 1;
-        if (layout.packet_byte) out.packet = byte();
-        out.len = byte();
-        out.id_size = layout.whole_length ? out.len : out.len & short_length;
+        out.kind = layout_.whole_length ? 2 : 1;
+        if (layout_.packet_byte) out.packet = *at++;
+        out.len = *at++;
+        out.id_size = id_size(out.len);
         out.has_phase =
-            layout.whole_length ? (out.packet & phase_in_packet) != 0 : (out.len & phase_in_length) != 0;
-        out.id = bytes(out.id_size);
-        out.rssi = byte();
+            layout_.whole_length ? (out.packet & phase_in_packet) != 0 : (out.len & phase_in_length) != 0;
+        out.id = at;
+        at += out.id_size;
+        out.rssi = *at++;
         if (out.has_phase) {
-            out.phase_begin = static_cast<std::uint16_t>(number(2));
-            out.phase_end = static_cast<std::uint16_t>(number(2));
-            out.khz = number(3);
+            out.phase_begin = static_cast<std::uint16_t>(at[0] << 8U | at[1]);
+            out.phase_end = static_cast<std::uint16_t>(at[2] << 8U | at[3]);
+            out.khz = static_cast<std::uint32_t>(at[4] << 16U | at[5] << 8U | at[6]);
+            at += phase_size;
         }
         out.antenna = frame_[4];
+        at_ += static_cast<std::size_t>(at - begin);
         out.whole = at_ + frame::crc_size <= frame::length(frame_[frame::len]);
         return out;
     }
 
   private:
     static constexpr std::size_t size = FrameCopy::size;
+    static constexpr std::size_t phase_size = 7;
+    static constexpr std::size_t most_beside_id = 2 + 1 + phase_size;
 
-    u8 byte()
+    std::size_t id_size(u8 length) const { return layout_.whole_length ? length : length & 0x3FU; }
+    bool is_within_the_copy() const
     {
-        const std::size_t at = at_++;
-        return at < size ? frame_[at] : u8{0};
+        const std::size_t length_at = at_ + (layout_.packet_byte ? 1 : 0);
+        return length_at < size && at_ + most_beside_id + id_size(frame_[length_at]) <= size;
     }
-    std::uint32_t number(int bytes)
+    const u8* continued_with_zeros()
     {
-        std::uint32_t value = 0;
-        for (int i = 0; i < bytes; ++i) value = value << 8U | byte();
-        return value;
-    }
-    const u8* bytes(std::size_t count)
-    {
-        const std::size_t at = at_;
-        at_ += count;
-        if (at_ <= size) return frame_ + at;
-        std::fill(std::copy(frame_ + std::min(at, size), frame_ + size, cut_), std::end(cut_), u8{0});
+        std::fill(std::copy(frame_ + std::min(at_, size), frame_ + size, cut_), std::end(cut_), u8{0});
         return cut_;
     }
 
     const u8* frame_;
     std::size_t at_;
-    u8 cut_[255];
+    const RecordLayout layout_;
+    u8 cut_[size + most_beside_id + 255];
 };
 
 }  // namespace detail
@@ -107,9 +108,9 @@ template <class Take> void for_each_record(const u8* frame, int command, Take ta
 {
     constexpr std::size_t count_at = 5;
     const bool single = command == report_layout;
-    detail::RecordCursor cursor(frame, single ? count_at : count_at + 1);
+    detail::RecordCursor cursor(frame, single ? count_at : count_at + 1, detail::layout_of(command));
     const int count = single ? 1 : frame[count_at];
-    for (int i = 0; i < count && !cursor.at_end(); ++i) take(cursor.record(detail::layout_of(command)));
+    for (int i = 0; i < count && !cursor.at_end(); ++i) take(cursor.record());
 }
 
 }  // namespace tagwire::engine

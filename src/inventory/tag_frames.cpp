@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace tagwire::engine {
 
 FrameWalk::FrameWalk(Reader* reader, const TagFrameLayout& layout)
-    : layout_(layout), frames_(reader->szBuff), list_(reader->szBuff1),
+    : layout_(layout), frames_(reader->szBuff), list_(reader->szBuff1), list_used_(reader->keeping.list_used),
       left_(std::clamp(reader->recvLength, 0, buffer_size))
 {
     std::memcpy(frames_, reader->recvBuff, static_cast<std::size_t>(left_));
+    reader->keeping.frames_used = std::max(reader->keeping.frames_used, left_);
 }
 
 void FrameWalk::run(WalkEnd end, const TagOutputs& out)
@@ -44,6 +46,7 @@ void FrameWalk::take_records(const TagOutputs& out)
     std::memcpy(list_ + list_length_, frames_ + front_ + layout_.records_at,
                 static_cast<std::size_t>(length));
     list_length_ += length;
+    list_used_ = std::max(list_used_, list_length_);
 }
 
 void FrameWalk::copy_list(const TagOutputs& out, int bytes_in_front) const
@@ -55,8 +58,9 @@ void FrameWalk::copy_list(const TagOutputs& out, int bytes_in_front) const
 
 void clear_scratch(Reader* sthis)
 {
-    std::memset(sthis->szBuff, 0, sizeof sthis->szBuff);
-    std::memset(sthis->szBuff1, 0, sizeof sthis->szBuff1);
+    Keeping& keeping = sthis->keeping;
+    std::memset(sthis->szBuff, 0, static_cast<std::size_t>(std::exchange(keeping.frames_used, 0)));
+    std::memset(sthis->szBuff1, 0, static_cast<std::size_t>(std::exchange(keeping.list_used, 0)));
 }
 
 int run_inventory(Reader* sthis, Command& command, const InventoryRules& rules, const TagOutputs& out)

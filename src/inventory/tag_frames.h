@@ -91,6 +91,7 @@ class FrameWalk {
     const TagFrameLayout layout_;
     u8* frames_;
     u8* list_;
+    int& list_used_;
     int front_ = 0;
     int left_ = 0;
     int list_length_ = 0;

@@ -12,26 +12,38 @@ inline constexpr std::uint16_t crc16_preset = 0xFFFF;
 
 namespace detail {
 
-constexpr std::array<std::uint16_t, 256> make_crc16_table()
+// Table n takes a byte that n more bytes follow: so many are taken in one step.
+inline constexpr std::size_t crc16_step = 8;
+using Crc16Tables = std::array<std::array<std::uint16_t, 256>, crc16_step>;
+
+constexpr Crc16Tables make_crc16_tables()
 {
-    std::array<std::uint16_t, 256> table{};
+    Crc16Tables tables{};
     for (unsigned byte = 0; byte < 256; ++byte) {
         unsigned crc = byte;
-        for (int bit = 0; bit < 8; ++bit) crc = (crc & 1U) ? (crc >> 1U) ^ 0x8408U : crc >> 1U;
-        table[byte] = static_cast<std::uint16_t>(crc);
+        for (std::size_t follow = 0; follow < crc16_step; ++follow) {
+            for (int bit = 0; bit < 8; ++bit) crc = (crc & 1U) ? (crc >> 1U) ^ 0x8408U : crc >> 1U;
+            tables[follow][byte] = static_cast<std::uint16_t>(crc);
+        }
     }
-    return table;
+    return tables;
 }
 
-inline constexpr std::array<std::uint16_t, 256> crc16_table = make_crc16_table();
+inline constexpr Crc16Tables crc16_tables = make_crc16_tables();
 
 }  // namespace detail
 
 // The register after `count` bytes, starting from `crc`.
 constexpr std::uint16_t crc16(const std::uint8_t* bytes, std::size_t count, std::uint16_t crc = crc16_preset)
 {
-    for (std::size_t i = 0; i < count; ++i)
-        crc = static_cast<std::uint16_t>((crc >> 8U) ^ detail::crc16_table[(crc ^ bytes[i]) & 0xFFU]);
+    const auto& tables = detail::crc16_tables;
+    for (; count >= detail::crc16_step; count -= detail::crc16_step, bytes += detail::crc16_step)
+        crc = static_cast<std::uint16_t>(tables[7][(crc ^ bytes[0]) & 0xFFU] ^
+                                         tables[6][(crc >> 8U) ^ bytes[1]] ^ tables[5][bytes[2]] ^
+                                         tables[4][bytes[3]] ^ tables[3][bytes[4]] ^ tables[2][bytes[5]] ^
+                                         tables[1][bytes[6]] ^ tables[0][bytes[7]]);
+    for (; count > 0; --count, ++bytes)
+        crc = static_cast<std::uint16_t>((crc >> 8U) ^ tables[0][(crc ^ *bytes) & 0xFFU]);
     return crc;
 }
 

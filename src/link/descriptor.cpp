@@ -22,23 +22,26 @@ constexpr int failed_rest_ms = 10;
 
 constexpr int no_descriptor = -1;
 
-timespec remaining(std::int64_t end)
+timespec span_of(std::int64_t left)
 {
-    const std::int64_t left = std::max<std::int64_t>(0, end - monotonic_ns());
     timespec out{};
     out.tv_sec = static_cast<time_t>(left / ns_per_s);
     out.tv_nsec = static_cast<long>(left % ns_per_s);
     return out;
 }
 
-Wait wait_until(Reader* reader, int fd, short events, std::int64_t end)
+Wait wait_within(Reader* reader, int fd, short events, std::int64_t left)
 {
     pollfd watched[] = {{reader->keeping.wake_fd, POLLIN, 0},
                         {fd, static_cast<short>(events | POLLRDHUP), 0}};
+    const std::int64_t end = monotonic_ns() + left;
     for (;;) {
-        const timespec limit = remaining(end);
+        const timespec limit = span_of(left);
         const int ready = sys::calls.ppoll(watched, 2, &limit);
-        if (ready < 0 && errno == EINTR) continue;
+        if (ready < 0 && errno == EINTR) {
+            left = std::max<std::int64_t>(0, end - monotonic_ns());
+            continue;
+        }
         if (ready < 0) return Wait::failed;
         if (ready == 0) return Wait::timeout;
         const bool is_receiver =
@@ -99,29 +102,30 @@ void open_link(Reader* reader) { reader->keeping.link.open(); }
 
 Wait wait_for(Reader* reader, int fd, short events, int limit_ms)
 {
-    return wait_until(reader, fd, events, monotonic_ns() + limit_ms * ns_per_ms);
+    return wait_within(reader, fd, events, limit_ms * ns_per_ms);
 }
 
 bool await_writable(Reader* reader, int fd, int limit_ms)
 {
     const std::int64_t end = monotonic_ns() + limit_ms * ns_per_ms;
     for (;;) {
-        const Wait wait = wait_until(reader, fd, POLLOUT, end);
+        const Wait wait = wait_within(reader, fd, POLLOUT, std::max<std::int64_t>(0, end - monotonic_ns()));
         if (wait != Wait::woken) return wait == Wait::ready || wait == Wait::hung_up;
         if (reader->keeping.link.is_shut() || monotonic_ns() >= end) return false;
         sleep_ms(short_rest_ms);
     }
 }
 
-void pause_for_input(Reader* reader, int limit_ms)
+bool pause_for_input(Reader* reader, int limit_ms)
 {
     switch (wait_for_input(reader, limit_ms)) {
-    case Wait::ready:
-    case Wait::timeout: return;
-    case Wait::woken: return sleep_ms(short_rest_ms);  // the caller's loop may have no reason to end
-    case Wait::hung_up: return wait_for_wake(reader, limit_ms);
-    case Wait::failed: return sleep_ms(limit_ms);
+    case Wait::ready: return true;
+    case Wait::timeout: break;
+    case Wait::woken: sleep_ms(short_rest_ms); break;  // the caller's loop may have no reason to end
+    case Wait::hung_up: wait_for_wake(reader, limit_ms); break;
+    case Wait::failed: sleep_ms(limit_ms); break;
     }
+    return false;
 }
 
 void rest_until_input(Reader* reader)

@@ -48,7 +48,15 @@ bool await_writable(Reader* reader, int fd, int limit_ms);
 
 // The pause of a receive loop: until input is there, the Reader is woken, or the limit has passed. What is
 // ready without having input (a peer that hung up) does not shorten it.
-void pause_for_input(Reader* reader, int limit_ms);
+// True when input is there.
+bool pause_for_input(Reader* reader, int limit_ms);
+
+// The pauses of a receive loop behind a read of `count` bytes: none behind one that ended with input.
+inline void pause_behind_read(Reader* reader, int count, int idle_limit_ms, int limit_ms)
+{
+    if (count == 0 && pause_for_input(reader, idle_limit_ms)) return;
+    pause_for_input(reader, limit_ms);
+}
 
 // The pause of the worker, which has no time limit to look at: long on a quiet link, and until the worker is
 // woken on one that can bring nothing any more.

@@ -57,12 +57,21 @@ class FrameCopy {
     }
 
   private:
-    void copy(const u8* from, int length) { std::memcpy(bytes, from, static_cast<std::size_t>(length)); }
+    void copy(const u8* from, int length)
+    {
+        constexpr int check_result = 2;  // the check may write so much behind the frame
+        std::memcpy(bytes, from, static_cast<std::size_t>(length));
+        if (used_ < length + check_result) used_ = length + check_result;
+    }
     bool end_behind(int length, bool is_good)
     {
-        if (is_good) std::memset(bytes + length, 0, static_cast<std::size_t>(size - length));
-        return is_good;
+        if (!is_good) return false;
+        std::memset(bytes + length, 0, static_cast<std::size_t>(used_ - length));
+        used_ = length;
+        return true;
     }
+
+    int used_ = size;  // behind these all is zero
 };
 
 inline Assembly assembly_of(Reader* reader) { return {reader->btArBuff, buffer_size}; }

@@ -29,6 +29,7 @@ int receive_frame(Reader* reader, u8* to, int& total)
 {
     reader->time1 = getCurrentTimeMsec();
     for (;;) {
+        bool has_input = false;
         const int n = reader->operations.ReadRfidData(reader, reader->btRecvArr);
         if (n > 0) {
             if (n > receive_room - total) return TAGWIRE_NO_ANSWER;
@@ -36,13 +37,13 @@ int receive_frame(Reader* reader, u8* to, int& total)
             total += n;
             if (reader->operations.CheckCRC(reader, to, to[frame::len] + 1) == TAGWIRE_OK) return TAGWIRE_OK;
         } else {
-            pause_for_input(reader, 10);
+            has_input = pause_for_input(reader, 10);
         }
         reader->time2 = getCurrentTimeMsec();
         const std::int64_t elapsed = reader->time2 - reader->time1;
         if (elapsed > first_byte_limit_ms && total == 0) return TAGWIRE_NO_ANSWER;
         if (reader->keeping.retired) return TAGWIRE_NO_ANSWER;
-        pause_for_input(reader, 1);
+        if (!has_input) pause_for_input(reader, 1);
         if (elapsed > whole_frame_limit_ms) return TAGWIRE_NO_ANSWER;
     }
 }

@@ -1,7 +1,6 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <netinet/in.h>
 
 #include "link/descriptor.h"
@@ -43,7 +42,6 @@ void close_socket(Reader* reader)
 
 int read_tcp(Reader* reader, u8* to)
 {
-    u8 chunk[tcp_chunk];
     ssize_t count = -1;
     {
         const LinkUse link(reader);
@@ -53,12 +51,11 @@ int read_tcp(Reader* reader, u8* to)
         if (wait != Wait::ready && wait != Wait::hung_up) return 0;
         // Another thread may have taken the bytes meanwhile: never block for them.
         do {
-            count = sys::calls.recv(link.fd(), chunk, sizeof chunk, MSG_DONTWAIT);
+            count = sys::calls.recv(link.fd(), to, tcp_chunk, MSG_DONTWAIT);
         } while (count < 0 && errno == EINTR);
     }
     if (count <= 0) return 0;
-    std::memcpy(to, chunk, static_cast<std::size_t>(count));
-    note_traffic(reader, Direction::received, chunk, static_cast<int>(count));
+    note_traffic(reader, Direction::received, to, static_cast<int>(count));
     return static_cast<int>(count);
 }
 
@@ -68,10 +65,12 @@ int send_tcp(Reader* reader, u8* frame, unsigned count, Purpose purpose)
     if (!link.usable()) return TAGWIRE_NO_ANSWER;
     clear_received(reader, purpose);
     if (count > longest_send) return TAGWIRE_NO_ANSWER;
-    if (!await_writable(reader, link.fd(), tcp_limit_ms)) return TAGWIRE_NO_ANSWER;
     ssize_t sent = 0;
-    for (int attempt = 0; attempt < send_attempts && sent <= 0; ++attempt)
+    for (int attempt = 0; attempt < send_attempts && sent <= 0; ++attempt) {
+        // Where there is no room yet, only the rest of the attempts wait for it.
+        if (attempt == 1 && !await_writable(reader, link.fd(), tcp_limit_ms)) return TAGWIRE_NO_ANSWER;
         sent = sys::calls.send(link.fd(), frame, count, MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
     if (sent <= 0) return TAGWIRE_NO_ANSWER;
     note_traffic(reader, Direction::sent, frame, static_cast<int>(count));
     return TAGWIRE_OK;

@@ -57,6 +57,8 @@ struct Keeping {
     Stream* stream;                    // the run that StopRead ends, or null
     const Hooks* hooks;                // its owner's, or null
     LinkCounters counters;
+    int frames_used;  // of szBuff: behind these bytes all is zero
+    int list_used;    // of szBuff1
 };
 
 }  // namespace tagwire::engine

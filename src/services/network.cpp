@@ -131,6 +131,8 @@ int I_SearchWIFI(Reader* sthis, u8* address, u8* APInfo, int* length, int* Count
     command.byte(0x0B).send();
     u8* frames = sthis->szBuff;
     std::memset(frames, 0, sizeof sthis->szBuff);
+    sthis->keeping.frames_used = buffer_size;
+    sthis->keeping.list_used = buffer_size;
     const int result = command.receive_by(&Operations::GetWifiDataFromPort, frames);
     if (result == TAGWIRE_NO_ANSWER) return result;
 

@@ -96,11 +96,10 @@ int I_GetParemTabDataFromPort(Reader* sthis, u8* Recv, int* pLengthOfRecved)
     do {
         const int n = sthis->operations.ReadRfidData(sthis, sthis->recvBuff);
         if (n < 0) return TAGWIRE_NO_ANSWER;
-        if (n == 0) pause_for_input(sthis, 10);
         const Outcome outcome = table.feed(sthis->recvBuff, n);
         if (outcome == TAGWIRE_OK) table.copy_out(Recv, pLengthOfRecved);
         if (outcome) return *outcome;
-        pause_for_input(sthis, 1);
+        pause_behind_read(sthis, n, 10, 1);
         sthis->time2 = getCurrentTimeMsec();
     } while (sthis->time2 - sthis->time1 <= silence_limit_ms && !sthis->isStopCmd);
     return TAGWIRE_NO_ANSWER;

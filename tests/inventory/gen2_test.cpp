@@ -359,6 +359,7 @@ TEST_F(Gen2, the_inventory_flag_is_set_while_receiving)
         receiver.in_inventory = false;
         std::memset(reader_->szBuff, 0x99, 100);
         std::memset(reader_->szBuff1, 0x99, 100);
+        reader_->keeping.frames_used = reader_->keeping.list_used = buffer_size;
         std::memset(reader_->recvBuff, 0x99, 5000);
         call();
         EXPECT_TRUE(receiver.in_inventory);

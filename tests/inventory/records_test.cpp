@@ -129,8 +129,8 @@ TEST(RecordHook, of_null_leaves_the_callback)
     reader->keeping.hooks = &none;
     SeenTags::take();
     reader->MypCallBack = SeenTags::callback;
-    FrameCopy frame{{0x0B, 0, 1, 1, 1, 1, 1, 0xAA, 0x50}};
-    reader.operations().parserRidTag(reader, frame.bytes, 0x01);
+    u8 frame[FrameCopy::size] = {0x0B, 0, 1, 1, 1, 1, 1, 0xAA, 0x50};
+    reader.operations().parserRidTag(reader, frame, 0x01);
     EXPECT_EQ(SeenTags::take().size(), 1U);
 }
 

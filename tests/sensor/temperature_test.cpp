@@ -468,6 +468,7 @@ TEST_F(TemperatureInventory, flags_and_buffers_around_the_exchange)
         std::memset(reader_->recvBuff, 0xA5, sizeof reader_->recvBuff);
         std::memset(reader_->szBuff, 0xA5, sizeof reader_->szBuff);
         std::memset(reader_->szBuff1, 0xA5, sizeof reader_->szBuff1);
+        reader_->keeping.frames_used = reader_->keeping.list_used = buffer_size;
         const bool with_mask = code == 0xB1;
         EXPECT_EQ(walked(code, 0x84, packet(code, 1, 4, 0x11), 1).result, 1);
         EXPECT_EQ(sends.in_inventory, with_mask);
