@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include <tagwirexx/api.hpp>
@@ -71,7 +72,9 @@ class TAGWIREXX_API Event {
   private:
     friend class EventQueue;
     using What = std::variant<std::monostate, Read, StateChange, Gap, InputChange, Raw>;
-    Event(const std::string& lasting_source, What what);
+    template <class Kind>
+    Event(const std::string& lasting_source, Kind what) : source_(&lasting_source), what_(std::move(what))
+    {}
 
     const std::string* source_;
     What what_;

@@ -27,9 +27,10 @@ EventQueue::EventQueue(std::size_t capacity, Overflow overflow)
 
 EventQueue::~EventQueue() { ::close(readable_); }
 
-Event& EventQueue::append(const std::shared_ptr<Lane>& lane, Event event)
+template <class What> Event& EventQueue::append(const std::shared_ptr<Lane>& lane, What&& what)
 {
-    Event& appended = lane->items_.emplace_back(Lane::Item{tickets_++, std::move(event)}).event;
+    Event& appended =
+        lane->items_.emplace_back(tickets_++, Event(lane->name_, std::forward<What>(what))).event;
     try {
         give_turn(lane);
     } catch (const std::bad_alloc&) {
@@ -42,7 +43,8 @@ Event& EventQueue::append(const std::shared_ptr<Lane>& lane, Event event)
 void EventQueue::give_turn(const std::shared_ptr<Lane>& lane)
 {
     if (lane->has_turn_ || lane->items_.empty()) return;
-    turns_.push({lane->items_.front().ticket, lane});
+    turns_.push_back({lane->items_.front().ticket, lane});
+    std::push_heap(turns_.begin(), turns_.end());
     lane->has_turn_ = true;
 }
 
@@ -97,9 +99,9 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)
 
 void EventQueue::append_read(const std::shared_ptr<Lane>& lane, Read& read)
 {
-    if (lane->untold_.count != 0) append(lane, Event(lane->name_, lane->untold_));
+    if (lane->untold_.count != 0) append(lane, lane->untold_);
     lane->untold_ = {};
-    append(lane, Event(lane->name_, std::move(read)));
+    append(lane, std::move(read));
     count_in(*lane);
 }
 
@@ -121,20 +123,20 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string
         if (is_last) return;
         lane->unread_state_ = nullptr;  // also where there is no memory for the newer one
     }
-    lane->unread_state_ = &append(lane, Event(lane->name_, std::move(change)));
+    lane->unread_state_ = &append(lane, std::move(change));
 }
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
 {
     if (closed_ || lane->is_full(capacity_)) return;  // the next look at the lines shows them again
-    append(lane, Event(lane->name_, change));
+    append(lane, change);
     count_in(*lane);
 }
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Raw raw)
 {
     if (closed_ || lane->raw_level_ >= most_raw) return;
-    append(lane, Event(lane->name_, std::move(raw)));
+    append(lane, std::move(raw));
     ++lane->raw_level_;
 }
 
@@ -184,14 +186,15 @@ void EventQueue::drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t se
 {
     ++lane->counters_.dropped;
     // Between this report and the gap of those before it there may be states, no report.
-    for (auto at = lane->items_.rbegin(); at != lane->items_.rend(); ++at) {
-        if (const Gap* gap = at->event.gap()) {
-            at->event = Event(lane->name_, Gap{gap->count + 1, gap->first_sequence});
+    for (std::size_t at = lane->items_.size(); at > 0; --at) {
+        Event& event = lane->items_[at - 1].event;
+        if (const Gap* gap = event.gap()) {
+            event = Event(lane->name_, Gap{gap->count + 1, gap->first_sequence});
             return;
         }
-        if (at->event.read() != nullptr || at->event.input() != nullptr) break;
+        if (event.read() != nullptr || event.input() != nullptr) break;
     }
-    append(lane, Event(lane->name_, Gap{1, sequence}));
+    append(lane, Gap{1, sequence});
 }
 
 std::size_t EventQueue::take(Event* to, std::size_t most, std::chrono::milliseconds timeout,
@@ -206,26 +209,31 @@ std::size_t EventQueue::take(Event* to, std::size_t most, std::chrono::milliseco
         something_.wait_for(lock, timeout, is_over);
     }
     std::size_t count = 0;
-    while (count < most && take_one(to[count], relieved)) ++count;
+    while (count < most && !turns_.empty()) count += take_turn(to + count, most - count, relieved);
     announce();
     return count;
 }
 
-bool EventQueue::take_one(Event& to, std::vector<Lane*>& relieved)
+// The events of the lane whose turn it is, up to the first one of another.
+std::size_t EventQueue::take_turn(Event* to, std::size_t most, std::vector<Lane*>& relieved)
 {
-    while (!turns_.empty()) {
-        const Turn turn = turns_.top();
-        turns_.pop();
-        turn.lane->has_turn_ = false;
-        auto& items = turn.lane->items_;
-        while (!items.empty() && is_empty(items.front().event)) items.pop_front();
-        if (items.empty()) continue;
-        const bool is_its_turn = items.front().ticket == turn.ticket;
-        if (is_its_turn) hand_out(*turn.lane, to, relieved);
-        give_turn(turn.lane);
-        if (is_its_turn) return true;
+    std::pop_heap(turns_.begin(), turns_.end());
+    const Turn turn = std::move(turns_.back());
+    turns_.pop_back();
+    turn.lane->has_turn_ = false;
+    auto& items = turn.lane->items_;
+    const std::uint64_t next = turns_.empty() ? UINT64_MAX : turns_.front().ticket;
+    std::size_t count = 0;
+    while (!items.empty() &&
+           (is_empty(items.front().event) || (count < most && items.front().ticket < next))) {
+        if (is_empty(items.front().event)) {
+            items.pop_front();
+        } else {
+            hand_out(*turn.lane, to[count++], relieved);
+        }
     }
-    return false;
+    give_turn(turn.lane);
+    return count;
 }
 
 void EventQueue::hand_out(Lane& lane, Event& to, std::vector<Lane*>& relieved)

@@ -3,14 +3,14 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
-#include <queue>
 #include <string>
 #include <vector>
 
 #include <tagwirexx/stream.hpp>
+
+#include "xx/stream/chunked_queue.h"
 
 namespace tagwire {
 inline namespace v1 {
@@ -24,6 +24,7 @@ class Lane {
     friend class EventQueue;
 
     struct Item {
+        Item(std::uint64_t number, Event&& content) : ticket(number), event(std::move(content)) {}
         std::uint64_t ticket;  // the place in the order of all
         Event event;           // without content: taken back, not to be handed out
     };
@@ -31,7 +32,7 @@ class Lane {
     bool is_full(std::size_t capacity) const { return level_ >= capacity; }
 
     const std::string& name_;
-    std::deque<Item> items_;
+    ChunkedQueue<Item> items_;
     std::size_t level_ = 0;      // events that count for the capacity
     std::size_t raw_level_ = 0;  // bytes that are no reports, which do not count
     bool has_turn_ = false;
@@ -88,7 +89,7 @@ class EventQueue {
         friend bool operator<(const Turn& a, const Turn& b) { return a.ticket > b.ticket; }
     };
 
-    Event& append(const std::shared_ptr<Lane>& lane, Event event);
+    template <class What> Event& append(const std::shared_ptr<Lane>& lane, What&& what);
     void append_read(const std::shared_ptr<Lane>& lane, Read& read);
     void give_turn(const std::shared_ptr<Lane>& lane);
     static void count_in(Lane& lane);
@@ -96,7 +97,7 @@ class EventQueue {
     static void count_as_dropped(Lane& lane, const Read& read, Event& gap);
     static void remove(Lane& lane, std::size_t at);
     void drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t sequence);
-    bool take_one(Event& to, std::vector<Lane*>& relieved);
+    std::size_t take_turn(Event* to, std::size_t most, std::vector<Lane*>& relieved);
     void hand_out(Lane& lane, Event& to, std::vector<Lane*>& relieved);
     void announce();
 
@@ -104,7 +105,7 @@ class EventQueue {
     const Overflow overflow_;
     mutable std::mutex mutex_;
     std::condition_variable something_;
-    std::priority_queue<Turn> turns_;  // one for each lane that has items
+    std::vector<Turn> turns_;  // a heap: one for each lane that has items
     std::uint64_t tickets_ = 0;
     int readable_;
     bool is_shown_ = false;  // somebody has asked for the descriptor

@@ -164,7 +164,7 @@ void Source::accept()
 // restarted meanwhile, behind a serial line or a converter: it is started again.
 void Source::life_seen(bool is_report)
 {
-    last_life_ = steady_clock::now();
+    last_life_ = received_.steady;
     saw_reports_ = saw_reports_ || is_report;
     if (is_report && (step_ == Step::reading || step_ == Step::probing)) {
         const bool was_probing = std::exchange(step_, Step::reading) == Step::probing;

@@ -62,9 +62,6 @@ Event::Event()
     static const std::string& nobody = lasting_name("");
     source_ = &nobody;
 }
-Event::Event(const std::string& lasting_source, What what) : source_(&lasting_source), what_(std::move(what))
-{}
-
 std::string Event::text() const
 {
     return std::visit([](const auto& what) { return text_of(what); }, what_);
