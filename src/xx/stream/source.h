@@ -121,6 +121,7 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     void close_link();
 
     bool take_input();
+    bool read_input();
     std::ptrdiff_t read_some(std::uint8_t* to, std::size_t most);
     void count_overruns(SteadyTime now);
     bool scan();

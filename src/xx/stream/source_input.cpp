@@ -36,6 +36,13 @@ void Source::on_ready(std::uint32_t events)
 // False when nothing is left to read, or may be read.
 bool Source::take_input()
 {
+    const bool more = read_input();
+    hand_over();
+    return more;
+}
+
+bool Source::read_input()
+{
     std::uint8_t chunk[sizeof buffer_];
     for (int i = 0; i < reads_in_a_row && has_link_in_use() && !is_out_of_room_; ++i) {
         const auto room = sizeof buffer_ - static_cast<std::size_t>(bytes_.size());
@@ -89,9 +96,8 @@ bool Source::scan()
         const auto is_full_now = [&] { return may_wait_for_room() && reads_.size() >= room; };
         while (has_link_in_use() && !is_full_now() && find_frame()) accept();
         if (!has_link_in_use()) return false;
-        const bool is_full = is_full_now();
+        if (!is_full_now()) break;
         hand_over();
-        if (!is_full) break;
         if (!queue_.wait_for_room(*lane_)) continue;
         is_out_of_room_ = true;
         loop_.forget(link_.fd.get(), *this);
@@ -113,6 +119,7 @@ void Source::go_on()
     last_life_ = steady_clock::now();
     arm();
     if (scan()) take_input();
+    hand_over();
 }
 
 bool Source::find_frame()
@@ -147,6 +154,7 @@ void Source::give_frame_up()
     skip(bytes_[0]);
     bytes_.drop(1);
     scan();
+    hand_over();
 }
 
 void Source::accept()
