@@ -32,6 +32,8 @@ class TAGWIREXX_API Radio {
     // 0 to 40 dBm; what the reader does not give it refuses. Of all ports, or of one.
     void set_power(Dbm power);
     void set_power(Dbm power, Port port);
+    // One for each port.
+    void set_power(const std::vector<Dbm>& powers);
     // While a tag is written.
     Dbm write_power();
     void set_write_power(Dbm power);
@@ -40,7 +42,9 @@ class TAGWIREXX_API Radio {
     // A band by its name, see find_band(); whole, or the channels from one frequency to another.
     void set_region(std::string_view band, Lasting lasting = Lasting::stored);
     void set_region(std::string_view band, Kilohertz from, Kilohertz to, Lasting lasting = Lasting::stored);
-    // A plan of one's own: 1 to 255 channels, 10 to 2550 kHz apart in steps of 10 kHz.
+    // Channels of a band by its number, of one that is not known here too; 0 to 254 and 0 to 255.
+    void set_region(int band, unsigned lowest, unsigned highest, Lasting lasting = Lasting::stored);
+    // A plan of one's own: 1 to 255 channels, 10 to 2550 kHz apart in steps of 10 kHz, 840 to 960 MHz.
     void set_custom_region(Kilohertz first, Kilohertz spacing, unsigned channels,
                            Lasting lasting = Lasting::stored);
 

@@ -33,6 +33,7 @@
 #include <tagwirexx/lines.hpp>
 #include <tagwirexx/modes.hpp>
 #include <tagwirexx/radio.hpp>
+#include <tagwirexx/settings.hpp>
 
 namespace tagwire {
 inline namespace v1 {
@@ -69,6 +70,7 @@ class TAGWIREXX_API Reader final {
     Modes modes() { return Modes(*inside_); }
     Filter filter() { return Filter(*inside_); }
     Buffer buffer() { return Buffer(*inside_); }
+    Settings settings(const SettingsOptions& options = {}) { return Settings(*inside_, options); }
 
     // Ends the call in progress, which throws Error with Errc::aborted; does nothing without one. From any
     // thread.

@@ -17,9 +17,11 @@
 #include <tagwirexx/inventory.hpp>
 #include <tagwirexx/lines.hpp>
 #include <tagwirexx/modes.hpp>
+#include <tagwirexx/profile.hpp>
 #include <tagwirexx/radio.hpp>
 #include <tagwirexx/read.hpp>
 #include <tagwirexx/reader.hpp>
 #include <tagwirexx/recording.hpp>
+#include <tagwirexx/settings.hpp>
 #include <tagwirexx/stream.hpp>
 #include <tagwirexx/units.hpp>

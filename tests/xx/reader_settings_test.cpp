@@ -63,9 +63,19 @@ TEST_P(SettingsOf, PowerOfAllAndOfOnePort)
     EXPECT_THAT(patiently([&] { return radio.power(); }), ElementsAre(Dbm(21), Dbm(21), Dbm(21), Dbm(21)));
     patiently([&] { radio.set_power(Dbm(9), Port(3)); });
     EXPECT_THAT(device->settings().power, ElementsAre(21, 21, 9, 21));
+    patiently([&] { radio.set_power({Dbm(20), Dbm(21), Dbm(22), Dbm(23)}); });
+    EXPECT_THAT(device->settings().power, ElementsAre(20, 21, 22, 23));
+    EXPECT_EQ(error_of([&] { patiently([&] {
+                                 radio.set_power({Dbm(20), Dbm(21)});
+                             }); })->code(),
+              Errc::invalid_value)
+        << "it has four ports";
+    EXPECT_THAT(device->settings().power, ElementsAre(20, 21, 22, 23));
     patiently([&] { radio.set_write_power(Dbm(30)); });
     EXPECT_EQ(patiently([&] { return radio.write_power(); }), Dbm(30));
     EXPECT_EQ(device->settings().writing_power, 30);
+    expect_invalid([&] { radio.set_power(std::vector<Dbm>{}); });
+    expect_invalid([&] { radio.set_power({Dbm(20), Dbm(41)}); });
     expect_invalid([&] { radio.set_power(Dbm(-1)); });
     expect_invalid([&] { radio.set_power(Dbm(41)); });
     expect_invalid([&] { radio.set_write_power(Dbm(41)); });
@@ -106,6 +116,12 @@ TEST_P(SettingsOf, RegionsByName)
     device->restart();
     EXPECT_EQ(patiently([&] { return radio.region(); }).name, "eu");
 
+    patiently([&] { radio.set_region(4, 2, 5); });
+    EXPECT_EQ(device->settings().region, (sim::Region{4, 5, 2, 0, 0, {}}));
+    expect_invalid([&] { radio.set_region(4, 2, 15); });
+    expect_invalid([&] { radio.set_region(4, 5, 2); });
+    expect_invalid([&] { radio.set_region(255, 0, 1); });
+    expect_invalid([&] { radio.set_region(9, 0, 256); });
     expect_invalid([&] { radio.set_region("moon"); });
     expect_invalid([&] { radio.set_region("us", {903'000}, {904'250}); });
     expect_invalid([&] { radio.set_region("us", {902'250}, {904'250}); });
@@ -124,6 +140,8 @@ TEST_P(SettingsOf, ARegionOfOnesOwn)
     EXPECT_EQ(region.to->value, 866'800U);
     EXPECT_EQ(device->settings().region.spacing, 20);
     expect_invalid([&] { radio.set_custom_region({0}, {200}, 5); });
+    expect_invalid([&] { radio.set_custom_region({5'200'000}, {200}, 5); });
+    expect_invalid([&] { radio.set_custom_region({959'900}, {200}, 5); });
     expect_invalid([&] { radio.set_custom_region({0x1000000}, {200}, 5); });
     expect_invalid([&] { radio.set_custom_region({866'000}, {0}, 5); });
     expect_invalid([&] { radio.set_custom_region({866'000}, {205}, 5); });
@@ -326,8 +344,23 @@ TEST_P(SettingsOf, ShortAnswersAreNotShown)
     expect_short_answer_refused(0x42, {31, 2, 28, 23, 59}, [&] { reader().clock().time(); });
     expect_short_answer_refused(0x42, {31, 13, 28, 23, 59, 0}, [&] { reader().clock().time(); });
     expect_short_answer_refused(0x36, sim::Bytes(41), [&] { reader().modes().parameters(); });
-    expect_short_answer_refused(0xB1, {1, 2}, [&] { reader().filter().rule(); });
+    expect_short_answer_refused(0xB1, {1}, [&] { reader().filter().rule(); });
+    expect_short_answer_refused(0x77, sim::Bytes(5), [&] { reader().filter().time(); });
+    connect_family(sim::ReaderFamily::filter);
     expect_short_answer_refused(0x93, {}, [&] { reader().filter().time(); });
+}
+
+TEST_P(SettingsOf, WhatMeansSomethingElseToReadersOfAnotherFamilyIsNotSent)
+{
+    connect_family(sim::ReaderFamily::relay);
+    patiently([&] { reader().filter().set_time(30s); });
+    EXPECT_EQ(patiently([&] { return reader().filter().time(); }), 30s);
+    EXPECT_EQ(device->settings().filter_time, 30);
+    EXPECT_EQ(device->panel().closed_relays, 0);
+    EXPECT_EQ(device->counters().commands[0x92], 0U);
+    EXPECT_EQ(device->counters().commands[0x93], 0U);
+    EXPECT_EQ(error_of([&] { patiently([&] { return reader().filter().rule(); }); })->code(),
+              Errc::no_such_feature);
 }
 
 TEST_P(SettingsOf, AChangeWhoseAnswerIsLostMayHaveBeenMade)

@@ -1,7 +1,7 @@
 // Inputs, outputs, relays, beeper, clock.
 #include <array>
 
-#include "xx/reader/reader_inside.h"
+#include "xx/reader/both_ways.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -28,14 +28,12 @@ void switch_relay(ReaderInside& inside, unsigned relay, bool closed, u8 time)
     inside.ask(relay_call, &O::RelaysControll, static_cast<u8>(number), u8{closed}, time);
 }
 
-constexpr int century = 2000;
-
 using ClockBytes = std::array<u8, 6>;  // year of the century, month, day, hour, minute, second
 
 std::chrono::local_seconds time_of(const ReaderInside& inside, const ClockBytes& bytes)
 {
-    const auto date =
-        std::chrono::year(century + bytes[0]) / std::chrono::month(bytes[1]) / std::chrono::day(bytes[2]);
+    const auto date = std::chrono::year(ranges::century + bytes[0]) / std::chrono::month(bytes[1]) /
+                      std::chrono::day(bytes[2]);
     if (!date.ok() || bytes[0] > 99 || bytes[3] > 23 || bytes[4] > 59 || bytes[5] > 59)
         throw Error(Errc::bad_answer, clock_call.name, inside.name(),
                     "what came (" + to_hex(bytes) + ") is no time: set the clock");
@@ -46,7 +44,7 @@ std::chrono::local_seconds time_of(const ReaderInside& inside, const ClockBytes&
 template <class Time> void check_century(const ReaderInside& inside, Time time)
 {
     const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(time));
-    checked(inside, set_clock_call, "the year", static_cast<int>(date.year()), century, century + 99);
+    checked(inside, set_clock_call, ranges::year, static_cast<int>(date.year()));
 }
 
 ClockBytes bytes_of(std::chrono::local_seconds time)
@@ -54,7 +52,7 @@ ClockBytes bytes_of(std::chrono::local_seconds time)
     const auto day = std::chrono::floor<std::chrono::days>(time);
     const std::chrono::year_month_day date(day);
     const std::chrono::hh_mm_ss clock(time - day);
-    return {static_cast<u8>(static_cast<int>(date.year()) - century),
+    return {static_cast<u8>(static_cast<int>(date.year()) - ranges::century),
             static_cast<u8>(static_cast<unsigned>(date.month())),
             static_cast<u8>(static_cast<unsigned>(date.day())),
             static_cast<u8>(clock.hours().count()),

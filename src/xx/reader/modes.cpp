@@ -1,6 +1,8 @@
 // Reading without a host, and the report filter.
+#include <algorithm>
 #include <array>
 
+#include "xx/reader/both_ways.h"
 #include "xx/reader/scan.h"
 
 namespace tagwire {
@@ -12,85 +14,144 @@ using O = Operations;
 constexpr int short_form = 42;  // bytes of data, without trigger time and TID words
 constexpr int long_form = 45;
 
-constexpr Call parameters_call{"ask for the parameters of reading alone", Effect::none, short_form};
+constexpr Call parameters_call{"ask for the parameters of reading alone"};
 constexpr Call work_mode_call{"set the work mode", Effect::change};
 constexpr Call set_parameter_call{"set a parameter of reading alone", Effect::change};
-constexpr Call filter_time_call{"ask for the filter time", Effect::none, 1};
-constexpr Call filter_call{"ask for the filter", Effect::none, 3};
+constexpr Call filter_time_call{"ask for the filter time"};
+constexpr Call filter_call{"ask for the filter"};
 constexpr Call set_filter_call{"set the filter", Effect::change};
 
-u8 byte(const ReaderInside& inside, const Call& call, const char* what, long long value)
+u8 byte(const ReaderInside& inside, const Call& call, const Range& range, long long value)
 {
-    return static_cast<u8>(checked(inside, call, what, value, 0, 255));
+    return static_cast<u8>(checked(inside, call, range, value));
 }
 
-std::optional<Mask> mask_of(u8 bank, const std::array<u8, 2>& bit, u8 bits, const std::array<u8, 32>& bytes)
+// Bank, first bit, count of bits, bits.
+std::optional<Mask> mask_of(const u8* bytes)
 {
+    constexpr unsigned head = 4;
+    const unsigned bits = bytes[3];
     if (bits == 0) return std::nullopt;
-    Mask out{static_cast<Bank>(bank), static_cast<unsigned>(bit[0] << 8 | bit[1])};
+    Mask out{static_cast<Bank>(bytes[0]), static_cast<unsigned>(bytes[1] << 8 | bytes[2])};
     out.bits = bits;
-    out.bytes.assign(bytes.begin(), bytes.begin() + (bits + 7) / 8);
+    out.bytes.assign(bytes + head, bytes + head + (bits + 7) / 8);
     return out;
+}
+
+// Whether the filter time has commands of its own: to other readers these mean other things.
+bool filters_by_itself(ReaderInside& inside, const Call& call)
+{
+    return families_telling(ask_family_values(inside, call)) == bit_of(ReaderFamily::filter);
 }
 
 }  // namespace
 
+// -- as settings by name do it too
+
+Bytes ask_family_values(ReaderInside& inside, const Call& call)
+{
+    constexpr int output_pulse = 2;
+    constexpr int longest = 4;
+    Bytes bytes(longest);
+    inside.ask({call.name, Effect::none, output_pulse}, &O::GetFilterParam, &bytes[0], &bytes[1], &bytes[2]);
+    bytes.resize(static_cast<std::size_t>(std::min(inside.came(), longest)));
+    return bytes;
+}
+
+Families families_telling(const Bytes& family_values)
+{
+    constexpr Families filter = bit_of(ReaderFamily::filter);
+    constexpr Families mobile = bit_of(ReaderFamily::mobile);
+    switch (family_values.size()) {
+    case 0:
+    case 1:
+    case 2: return every_family & ~filter & ~mobile;
+    case 3: return filter;
+    default: return mobile;
+    }
+}
+
+Bytes ask_system_parameters(ReaderInside& inside, const Call& call)
+{
+    Bytes bytes(long_form);
+    u8* const b = bytes.data();
+    inside.ask({call.name, Effect::none, short_form}, &O::GetSystemParameter, b, b + 1, b + 2, b + 3, b + 4,
+               b + 5, b + 6, b + 7, b + 9, b + 10, b + 42, b + 43, b + 44);
+    if (inside.came() < long_form) bytes.resize(short_form);
+    return bytes;
+}
+
+Bytes ask_read_parameters(ReaderInside& inside, const Call& call)
+{
+    constexpr int to_the_session = 6;
+    Bytes bytes(256);
+    inside.ask({call.name, Effect::none, to_the_session}, &O::GetReadParameter, bytes.data());
+    bytes.resize(static_cast<std::size_t>(inside.came()));
+    return bytes;
+}
+
+// Mask and words of the TID are switched off where they are left out.
+void send_read_parameters(ReaderInside& inside, const Call& call, const Bytes& parameters)
+{
+    constexpr std::size_t mask_at = 6;
+    constexpr std::size_t mask_head = 4;
+    constexpr std::size_t most_mask = 32;
+    Bytes sent = parameters;
+    sent.resize(std::max(sent.size(), mask_at + mask_head + most_mask + 2));  // zeros: no mask, no words
+    u8* const mask = &sent[mask_at];
+    const std::size_t tid_at = mask_at + mask_head + (mask[3] + std::size_t{7}) / 8;
+    inside.ask(call, &O::SetReadParameter, &sent[1], mask[0], mask + 1, mask[3], mask + mask_head,
+               u8{mask[3] != 0}, sent[tid_at], sent[tid_at + 1], u8{sent[tid_at + 1] != 0});
+}
+
+// -- modes
+
 ReadingAlone Modes::parameters()
 {
+    const Bytes bytes = ask_system_parameters(*inside_, parameters_call);
     ReadingAlone out;
-    std::array<u8, 6> own{};  // from the mode to the protocol
-    u8 bank = 0;
-    u8 bits = 0;
-    u8 trigger_time = 0;
-    u8 first = 0;
-    u8 count = 0;
-    std::array<u8, 2> bit{};
-    std::array<u8, 32> mask{};
-    const ReaderInside::Turn turn(*inside_);
-    inside_->ask(parameters_call, &O::GetSystemParameter, &own[0], &own[1], &own[2], &own[3], &own[4],
-                 &own[5], &bank, bit.data(), &bits, mask.data(), &trigger_time, &first, &count);
-    out.mode = static_cast<WorkMode>(own[0]);
-    out.eas_sensitivity = own[1];
-    out.report_condition = own[2];
-    out.report_pause = own[3];
-    out.inventory_interval = own[4];
-    out.tag_protocol = own[5];
-    out.mask = mask_of(bank, bit, bits, mask);
-    if (inside_->came() < long_form) return out;
-    out.trigger_time = std::chrono::seconds(trigger_time);
-    out.tid = TidWords{first, count};
+    out.mode = static_cast<WorkMode>(bytes[0]);
+    out.eas_sensitivity = bytes[1];
+    out.report_condition = bytes[2];
+    out.report_pause = bytes[3];
+    out.inventory_interval = bytes[4];
+    out.tag_protocol = bytes[5];
+    out.mask = mask_of(&bytes[6]);
+    if (bytes.size() < long_form) return out;
+    out.trigger_time = std::chrono::seconds(bytes[42]);
+    out.tid = TidWords{bytes[43], bytes[44]};
     return out;
 }
 
 void Modes::set_work_mode(WorkMode mode)
 {
-    const int number = checked(*inside_, work_mode_call, "the work mode", static_cast<int>(mode), 0, 2);
+    const int number = checked(*inside_, work_mode_call, ranges::work_mode, static_cast<int>(mode));
     inside_->ask(work_mode_call, &O::SetWorkMode, static_cast<u8>(number));
 }
 
 void Modes::set_eas_sensitivity(int value)
 {
     inside_->ask(set_parameter_call, &O::SetEASSensitivity,
-                 byte(*inside_, set_parameter_call, "the sensitivity", value));
+                 byte(*inside_, set_parameter_call, {"the sensitivity", 0, 255}, value));
 }
 
 void Modes::set_reports(int condition, int pause)
 {
     inside_->ask(set_parameter_call, &O::SetResponsePamametersofAuto_runningMode,
-                 byte(*inside_, set_parameter_call, "the condition", condition),
-                 byte(*inside_, set_parameter_call, "the pause", pause));
+                 byte(*inside_, set_parameter_call, {"the condition", 0, 255}, condition),
+                 byte(*inside_, set_parameter_call, {"the pause", 0, 255}, pause));
 }
 
 void Modes::set_inventory_interval(int value)
 {
     inside_->ask(set_parameter_call, &O::SetInventoryInterval,
-                 byte(*inside_, set_parameter_call, "the interval", value));
+                 byte(*inside_, set_parameter_call, {"the interval", 0, 255}, value));
 }
 
 void Modes::set_tag_protocol(int value)
 {
     inside_->ask(set_parameter_call, &O::SelectTagType,
-                 byte(*inside_, set_parameter_call, "the protocol", value));
+                 byte(*inside_, set_parameter_call, {"the protocol", 0, 255}, value));
 }
 
 void Modes::set_mask(const std::optional<Mask>& mask)
@@ -103,44 +164,54 @@ void Modes::set_mask(const std::optional<Mask>& mask)
 void Modes::set_trigger_time(std::chrono::seconds time)
 {
     inside_->ask(set_parameter_call, &O::SetTriggerTime,
-                 byte(*inside_, set_parameter_call, "the trigger time in s", time.count()));
+                 byte(*inside_, set_parameter_call, ranges::seconds, time.count()));
 }
 
 void Modes::set_tid(const TidWords& words)
 {
     inside_->ask(set_parameter_call, &O::SetTIDParameter,
-                 byte(*inside_, set_parameter_call, "the first word", words.first),
-                 byte(*inside_, set_parameter_call, "the count of words", words.count));
+                 byte(*inside_, set_parameter_call, {"the first word", 0, 255}, words.first),
+                 byte(*inside_, set_parameter_call, {"the count of words", 0, 255}, words.count));
 }
+
+// -- filter
 
 std::chrono::seconds Filter::time()
 {
+    const ReaderInside::Turn turn(*inside_);
+    if (!filters_by_itself(*inside_, filter_time_call))
+        return std::chrono::seconds(ask_read_parameters(*inside_, filter_time_call)[filter_time_at]);
     u8 seconds = 0;
-    inside_->ask(filter_time_call, &O::GetFilterTime, &seconds);
+    inside_->ask({filter_time_call.name, Effect::none, 1}, &O::GetFilterTime, &seconds);
     return std::chrono::seconds(seconds);
 }
 
 void Filter::set_time(std::chrono::seconds time)
 {
-    inside_->ask(set_filter_call, &O::SetFilterTime,
-                 byte(*inside_, set_filter_call, "the time in s", time.count()));
+    const u8 seconds = byte(*inside_, set_filter_call, ranges::seconds, time.count());
+    const ReaderInside::Turn turn(*inside_);
+    if (filters_by_itself(*inside_, {set_filter_call.name}))
+        return inside_->ask(set_filter_call, &O::SetFilterTime, seconds);
+    Bytes parameters = ask_read_parameters(*inside_, {set_filter_call.name});
+    parameters[filter_time_at] = seconds;
+    send_read_parameters(*inside_, set_filter_call, parameters);
 }
 
 FilterRule Filter::rule()
 {
-    u8 window = 0;
-    u8 reads = 0;
-    u8 rssi = 0;
-    inside_->ask(filter_call, &O::GetFilterParam, &window, &reads, &rssi);
-    return {std::chrono::seconds(window), reads, rssi};
+    const Bytes told = ask_family_values(*inside_, filter_call);
+    if (families_telling(told) != bit_of(ReaderFamily::filter))
+        throw Error(Errc::no_such_feature, filter_call.name, inside_->name(),
+                    "this reader has no such filter");
+    return {std::chrono::seconds(told[0]), told[1], told[2]};
 }
 
 void Filter::set_rule(const FilterRule& rule)
 {
     inside_->ask(set_filter_call, &O::SetFilterParam,
-                 byte(*inside_, set_filter_call, "the window in s", rule.window.count()),
-                 byte(*inside_, set_filter_call, "the count of readings", rule.least_reads),
-                 byte(*inside_, set_filter_call, "the weakest reading", rule.least_rssi));
+                 byte(*inside_, set_filter_call, {"the window in s", 0, 255}, rule.window.count()),
+                 byte(*inside_, set_filter_call, {"the count of readings", 0, 255}, rule.least_reads),
+                 byte(*inside_, set_filter_call, {"the weakest reading", 0, 255}, rule.least_rssi));
 }
 
 }  // namespace v1

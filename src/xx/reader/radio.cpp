@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <array>
 
-#include "xx/reader/reader_inside.h"
+#include "xx/reader/both_ways.h"
 #include "xx/reader/scan.h"
 #include "xx/values/regions.h"
 
@@ -12,10 +12,9 @@ namespace {
 
 using O = Operations;
 
-constexpr Call power_call{"ask for the power", Effect::none, 1};
+constexpr Call power_call{"ask for the power"};
 constexpr Call set_power_call{"set the power", Effect::change};
-constexpr Call region_call{"ask for the region", Effect::none, 3};
-constexpr Call custom_region_call{"ask for the region", Effect::none, 6};
+constexpr Call region_call{"ask for the region"};
 constexpr Call set_region_call{"set the region", Effect::change};
 constexpr Call return_loss_call{"measure the return loss", Effect::none, 1};
 constexpr Call profile_call{"ask for the profile", Effect::none, 2};
@@ -26,27 +25,13 @@ constexpr Call carrier_call{"switch the carrier", Effect::change};
 constexpr Call set_antennas_call{"set the antennas", Effect::change};
 constexpr Call set_check_call{"set the antenna check", Effect::change};
 
-constexpr int highest_dbm = 40;
-constexpr unsigned spacing_unit_khz = 10;
-constexpr int automatic_session = 0xFF;
-
 u8 checked_dbm(const ReaderInside& inside, Dbm power)
 {
-    return static_cast<u8>(
-        checked(inside, set_power_call, "the power in dBm", power.value(), 0, highest_dbm));
-}
-
-std::vector<u8> powers_of(ReaderInside& inside)
-{
-    std::array<u8, 255> powers{};
-    int count = 0;
-    inside.ask(power_call, &O::GetAntennaPower, powers.data(), &count);
-    count = std::min(count, inside.came());
-    return {powers.begin(), powers.begin() + count};
+    return static_cast<u8>(checked(inside, set_power_call, ranges::dbm, power.value()));
 }
 
 // As many as a command may have; ports that are not there are set as the last one.
-std::vector<u8> sendable(std::vector<u8> powers)
+Bytes sendable(Bytes powers)
 {
     constexpr std::array<std::size_t, 8> counts{1, 2, 4, 8, 9, 12, 16, 64};
     const auto* const count = std::lower_bound(counts.begin(), counts.end(), powers.size());
@@ -75,12 +60,6 @@ u8 channel_at(const ReaderInside& inside, const Band& band, Kilohertz frequency)
     return static_cast<u8>(channel);
 }
 
-void send_region(ReaderInside& inside, const Band& band, unsigned lowest, unsigned highest, Lasting lasting)
-{
-    inside.ask(set_region_call, &O::ExtSetRegion, static_cast<u8>(lasting), static_cast<u8>(band.number),
-               static_cast<u8>(highest), static_cast<u8>(lowest));
-}
-
 template <std::size_t Size> std::array<u8, Size> high_byte_first(std::uint32_t value)
 {
     std::array<u8, Size> out{};
@@ -88,49 +67,103 @@ template <std::size_t Size> std::array<u8, Size> high_byte_first(std::uint32_t v
     return out;
 }
 
-Region custom_region_of(ReaderInside& inside)
+void send_channels(ReaderInside& inside, int band, unsigned lowest, unsigned highest, Lasting lasting)
 {
-    u8 spacing = 0;
-    u8 channels = 0;
-    std::array<u8, 3> first{};
-    inside.ask(custom_region_call, &O::GetCustomRegion, &spacing, &channels, first.data());
-    const std::uint32_t khz = std::uint32_t{first[0]} << 16U | std::uint32_t{first[1]} << 8U | first[2];
-    return make_custom_region({khz}, {spacing * spacing_unit_khz}, channels);
+    refuse_problem(inside, set_region_call, problem_of_band(band, lowest, highest));
+    send_region(inside, set_region_call,
+                {static_cast<u8>(band), static_cast<u8>(highest), static_cast<u8>(lowest)}, lasting);
 }
 
 }  // namespace
+
+// -- as settings by name do it too
+
+Bytes ask_powers(ReaderInside& inside, const Call& call)
+{
+    Bytes powers(255);
+    int count = 0;
+    inside.ask({call.name, Effect::none, 1}, &O::GetAntennaPower, powers.data(), &count);
+    powers.resize(static_cast<std::size_t>(std::min(count, inside.came())));
+    return powers;
+}
+
+void send_powers(ReaderInside& inside, const Call& call, const Bytes& powers)
+{
+    for (const u8 power : powers) checked(inside, call, ranges::dbm, power);
+    const ReaderInside::Turn turn(inside);
+    if (powers.size() == 1) return inside.ask(call, &O::SetRfPower, powers[0]);
+    const std::size_t ports = ask_powers(inside, call).size();
+    if (powers.size() != ports)
+        refuse_value(inside, call,
+                     "this reader has " + std::to_string(ports) +
+                         " ports: give a power for each of them, or one "
+                         "for all, not " +
+                         std::to_string(powers.size()));
+    Bytes sent = sendable(powers);
+    inside.ask(call, &O::SetAntennaPower, sent.data(), static_cast<int>(sent.size()));
+}
+
+// How long the answer is says whether it is a plan of one's own.
+Bytes ask_region(ReaderInside& inside, const Call& call)
+{
+    Bytes region(size_of_plan);
+    const ReaderInside::Turn turn(inside);
+    inside.ask({call.name, Effect::none, size_of_band}, &O::ExtGetRegion, &region[0], &region[1], &region[2]);
+    const bool is_plan = region[0] == Region::custom || inside.came() == static_cast<int>(size_of_plan);
+    if (is_plan) {
+        region[0] = Region::custom;
+        inside.ask({call.name, Effect::none, size_of_plan}, &O::GetCustomRegion, &region[1], &region[2],
+                   &region[3]);
+    }
+    region.resize(is_plan ? size_of_plan : size_of_band);
+    return region;
+}
+
+void send_region(ReaderInside& inside, const Call& call, Bytes region, Lasting lasting)
+{
+    const u8 flag = static_cast<u8>(lasting);
+    if (region.size() == size_of_band)
+        inside.ask(call, &O::ExtSetRegion, flag, region[0], region[1], region[2]);
+    else
+        inside.ask(call, &O::SetCustomRegion, flag, region[1], region[2], &region[3]);
+}
 
 // -- power
 
 std::vector<Dbm> Radio::power()
 {
     std::vector<Dbm> out;
-    for (const u8 power : powers_of(*inside_)) out.emplace_back(power);
+    for (const u8 power : ask_powers(*inside_, power_call)) out.emplace_back(power);
     return out;
 }
 
-void Radio::set_power(Dbm power)
-{
-    inside_->ask(set_power_call, &O::SetRfPower, checked_dbm(*inside_, power));
-}
+void Radio::set_power(Dbm power) { send_powers(*inside_, set_power_call, {checked_dbm(*inside_, power)}); }
 
 void Radio::set_power(Dbm power, Port port)
 {
     const u8 dbm = checked_dbm(*inside_, power);
-    checked(*inside_, set_power_call, "an antenna", port.number(), 1, 64);
+    checked(*inside_, set_power_call, ranges::port, port.number());
     const ReaderInside::Turn turn(*inside_);
-    std::vector<u8> powers = powers_of(*inside_);
+    Bytes powers = ask_powers(*inside_, power_call);
     const int ports = static_cast<int>(powers.size());
-    checked(*inside_, set_power_call, "an antenna of this reader", port.number(), 1, ports);
+    checked(*inside_, set_power_call, {"an antenna of this reader", 1, ports}, port.number());
     powers[static_cast<std::size_t>(port.number() - 1)] = dbm;
     powers = sendable(std::move(powers));
     inside_->ask(set_power_call, &O::SetAntennaPower, powers.data(), static_cast<int>(powers.size()));
 }
 
+void Radio::set_power(const std::vector<Dbm>& powers)
+{
+    if (powers.empty()) refuse_value(*inside_, set_power_call, "a power for each port is needed");
+    Bytes sent;
+    for (const Dbm power : powers) sent.push_back(checked_dbm(*inside_, power));
+    send_powers(*inside_, set_power_call, sent);
+}
+
 Dbm Radio::write_power()
 {
     u8 dbm = 0;
-    inside_->ask(power_call, &O::ReadRfPower, &dbm);
+    inside_->ask({power_call.name, Effect::none, 1}, &O::ReadRfPower, &dbm);
     return Dbm(dbm);
 }
 
@@ -143,39 +176,38 @@ void Radio::set_write_power(Dbm power)
 
 Region Radio::region()
 {
-    u8 band = 0;
-    u8 highest = 0;
-    u8 lowest = 0;
-    const ReaderInside::Turn turn(*inside_);
-    inside_->ask(region_call, &O::ExtGetRegion, &band, &highest, &lowest);
-    return band == Region::custom ? custom_region_of(*inside_) : make_region(band, lowest, highest);
+    const Bytes region = ask_region(*inside_, region_call);
+    if (region.size() == size_of_band) return make_region(region[0], region[2], region[1]);
+    const std::uint32_t khz = std::uint32_t{region[3]} << 16U | std::uint32_t{region[4]} << 8U | region[5];
+    return make_custom_region({khz}, {region[1] * ranges::spacing_unit_khz}, region[2]);
 }
 
 void Radio::set_region(std::string_view band, Lasting lasting)
 {
     const Band& known = band_named(*inside_, band);
-    send_region(*inside_, known, 0, known.channels - 1, lasting);
+    send_channels(*inside_, known.number, 0, known.channels - 1, lasting);
 }
 
 void Radio::set_region(std::string_view band, Kilohertz from, Kilohertz to, Lasting lasting)
 {
     const Band& known = band_named(*inside_, band);
-    const u8 lowest = channel_at(*inside_, known, from);
-    const u8 highest = channel_at(*inside_, known, to);
-    if (lowest > highest) refuse_value(*inside_, set_region_call, "the lower frequency comes first");
-    send_region(*inside_, known, lowest, highest, lasting);
+    send_channels(*inside_, known.number, channel_at(*inside_, known, from), channel_at(*inside_, known, to),
+                  lasting);
+}
+
+void Radio::set_region(int band, unsigned lowest, unsigned highest, Lasting lasting)
+{
+    send_channels(*inside_, band, lowest, highest, lasting);
 }
 
 void Radio::set_custom_region(Kilohertz first, Kilohertz spacing, unsigned channels, Lasting lasting)
 {
-    checked(*inside_, set_region_call, "the first frequency in kHz", first.value, 1, 0xFFFFFF);
-    checked(*inside_, set_region_call, "the spacing in kHz", spacing.value, 10, 2550);
-    checked(*inside_, set_region_call, "the count of channels", channels, 1, 255);
-    if (spacing.value % spacing_unit_khz != 0)
-        refuse_value(*inside_, set_region_call, "channels lie a multiple of 10 kHz apart");
-    auto start = high_byte_first<3>(first.value);
-    inside_->ask(set_region_call, &O::SetCustomRegion, static_cast<u8>(lasting),
-                 static_cast<u8>(spacing.value / spacing_unit_khz), static_cast<u8>(channels), start.data());
+    refuse_problem(*inside_, set_region_call, problem_of_plan(first, spacing, channels));
+    const auto start = high_byte_first<3>(first.value);
+    send_region(*inside_, set_region_call,
+                {Region::custom, static_cast<u8>(spacing.value / ranges::spacing_unit_khz),
+                 static_cast<u8>(channels), start[0], start[1], start[2]},
+                lasting);
 }
 
 // -- the rest
@@ -208,7 +240,7 @@ QAndSession Radio::q_and_session()
     u8 session = 0;
     inside_->ask(q_call, &O::GetQS, &q, &session);
     QAndSession out{.q = q};
-    if (session == automatic_session)
+    if (session == ranges::automatic_session)
         out.session.reset();
     else
         out.session = static_cast<Session>(session);
@@ -217,10 +249,10 @@ QAndSession Radio::q_and_session()
 
 void Radio::set_q_and_session(const QAndSession& value)
 {
-    const int q = checked(*inside_, set_q_call, "q", value.q, 0, 15);
-    const int session =
-        value.session ? checked(*inside_, set_q_call, "the session", static_cast<int>(*value.session), 0, 3)
-                      : automatic_session;
+    const int q = checked(*inside_, set_q_call, ranges::q, value.q);
+    const int session = value.session
+                            ? checked(*inside_, set_q_call, ranges::session, static_cast<int>(*value.session))
+                            : ranges::automatic_session;
     inside_->ask(set_q_call, &O::SetQS, static_cast<u8>(q), static_cast<u8>(session));
 }
 
@@ -232,13 +264,10 @@ std::vector<Port> Antennas::enabled() { return ask_enabled_ports(*inside_); }
 
 void Antennas::enable(const std::vector<Port>& ports, Lasting lasting)
 {
-    constexpr int most_ports = 64;
     if (ports.empty()) refuse_value(*inside_, set_antennas_call, "one antenna at least must be enabled");
     std::uint64_t bits = 0;
     for (const Port port : ports)
-        bits |= std::uint64_t{1} << (checked(*inside_, set_antennas_call, "an antenna", port.number(), 1,
-                                             most_ports) -
-                                     1);
+        bits |= std::uint64_t{1} << (checked(*inside_, set_antennas_call, ranges::port, port.number()) - 1);
     std::array<u8, 8> bytes{};
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[bytes.size() - 1 - i] = static_cast<u8>(bits >> (8 * i));

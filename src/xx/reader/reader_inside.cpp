@@ -7,7 +7,9 @@
 
 #include "link/adopted.h"
 #include "link/response.h"
+#include "link/serial.h"
 #include "tagwire/result.h"
+#include "xx/reader/both_ways.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -162,6 +164,44 @@ const engine::ReaderInformation& ReaderInside::ask_information()
     return told_;
 }
 
+int ReaderInside::ask_at(u8 address)
+{
+    constexpr int attempts = 2;
+    const Turn turn(*this);
+    const u8 own = std::exchange(link_.address, address);
+    engine::ReaderInformation told{};
+    int result = TAGWIRE_NO_ANSWER;
+    try {
+        begin(information_call);
+        for (int i = 0; i < attempts && result == TAGWIRE_NO_ANSWER && !is_aborted(); ++i)
+            result = ask_information(told);
+        end(information_call, result);
+    } catch (const Error& error) {
+        if (error.code() != Errc::no_answer) {
+            link_.address = own;
+            throw;
+        }
+    }
+    link_.address = own;
+    return result == TAGWIRE_OK && told.address != address ? TAGWIRE_WRONG_COMMAND : result;
+}
+
+void ReaderInside::move_to(u8 address)
+{
+    link_.address = address;
+    told_.address = address;
+}
+
+std::optional<u8> ReaderInside::line_speed() const
+{
+    constexpr u8 codes[] = {0, 1, 2, 5, 6, 7};
+    termios line{};
+    if (!link_.serial || ::tcgetattr(link_.fd.get(), &line) != 0) return std::nullopt;
+    for (const u8 code : codes)
+        if (engine::line_speed(code) == ::cfgetospeed(&line)) return code;
+    return std::nullopt;
+}
+
 // -- turns and aborts
 
 ReaderInside::Turn::Turn(ReaderInside& inside) : inside_(inside), lock_(inside.calls_)
@@ -312,14 +352,21 @@ void refuse_value(const ReaderInside& inside, const Call& call, const std::strin
     throw Error(Errc::invalid_value, call.name, inside.name(), text);
 }
 
+void refuse_problem(const ReaderInside& inside, const Call& call, const std::string& problem)
+{
+    if (!problem.empty()) refuse_value(inside, call, problem);
+}
+
+int checked(const ReaderInside& inside, const Call& call, const Range& range, long long value)
+{
+    refuse_problem(inside, call, problem_of(range, value));
+    return static_cast<int>(value);
+}
+
 int checked(const ReaderInside& inside, const Call& call, const char* what, long long value, int lowest,
             int highest)
 {
-    if (value < lowest || value > highest)
-        refuse_value(inside, call,
-                     std::string(what) + " is " + std::to_string(lowest) + " to " + std::to_string(highest) +
-                         ", not " + std::to_string(value));
-    return static_cast<int>(value);
+    return checked(inside, call, {what, lowest, highest}, value);
 }
 
 // -- ports

@@ -65,6 +65,13 @@ class ReaderInside {
     const engine::ReaderInformation& told() const { return told_; }
     // Asks again.
     const engine::ReaderInformation& ask_information();
+    // On the bus. ask_at() asks who is at an address: TAGWIRE_OK, TAGWIRE_NO_ANSWER, or what was wrong with the
+    // answer. From move_to() on commands go there.
+    u8 address() const { return link_.address; }
+    int ask_at(u8 address);
+    void move_to(u8 address);
+    // Its code; none over TCP.
+    std::optional<u8> line_speed() const;
     // How the reader tells ports. Asked of the reader at the first time, where the URL does not say it.
     AntennaByte antenna_byte();
     void abort() noexcept;

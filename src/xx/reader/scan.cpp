@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tagwire/result.h"
+#include "xx/reader/both_ways.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -35,9 +36,9 @@ GivenMask given_mask(const ReaderInside& inside, const Call& call, u8 bank, unsi
                      unsigned bits)
 {
     const auto there = static_cast<long long>(bytes.size()) * 8;
-    const auto used = checked(inside, call, "the count of bits of a mask", bits == 0 ? there : bits, 1, 255);
+    const auto used = checked(inside, call, ranges::mask_bits, bits == 0 ? there : bits);
     if (used > there) refuse_value(inside, call, "the mask has fewer bits than are to be compared");
-    checked(inside, call, "the first bit of a mask", bit, 0, 0xFFFF);
+    checked(inside, call, ranges::mask_bit, bit);
     GivenMask out{bank, {static_cast<u8>(bit >> 8U), static_cast<u8>(bit)}, static_cast<u8>(used), {}};
     std::copy_n(bytes.begin(), (used + 7) / 8, out.bytes.begin());
     return out;
@@ -45,7 +46,7 @@ GivenMask given_mask(const ReaderInside& inside, const Call& call, u8 bank, unsi
 
 GivenMask given_mask(const ReaderInside& inside, const Call& call, const Mask& mask)
 {
-    const int bank = checked(inside, call, "the bank of a mask", static_cast<int>(mask.bank), 1, 3);
+    const int bank = checked(inside, call, ranges::mask_bank, static_cast<int>(mask.bank));
     return given_mask(inside, call, static_cast<u8>(bank), mask.bit, mask.bytes, mask.bits);
 }
 

@@ -1,0 +1,153 @@
+// Everything that can be set on a reader, by name.
+//
+//     reader.settings().set("power", "27");
+//     good.settings().snapshot().save("portal.toml");
+//     const auto report = other.settings().apply(tagwire::Profile::load("portal.toml"));
+//
+// Names and values are texts as people write them, with the units that describe() names. Text that is none is
+// Errc::invalid_text, with what may be given, and nothing is sent. What the typed views (Radio, Lines...) have
+// too has the same range there.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <tagwirexx/api.hpp>
+#include <tagwirexx/error.hpp>
+#include <tagwirexx/profile.hpp>
+#include <tagwirexx/radio.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+
+class Reader;
+class ReaderInside;
+
+// Readers that give some commands different meanings.
+enum class ReaderFamily : std::uint8_t { standard, filter, relay, multiplexer, mobile };
+TAGWIREXX_API std::string_view to_string(ReaderFamily family) noexcept;
+
+struct SettingsOptions {
+    // Left out, the reader is asked. It tells filter and mobile; what means different things to the others is
+    // an Error then, and not sent.
+    std::optional<ReaderFamily> family = {};
+    // The reader's two-way commands set a value with bit 7 and tell it without. Other readers take the question
+    // for a new value: what is told so cannot be read from them.
+    bool two_way = false;
+};
+
+enum class SettingKind : std::uint8_t {
+    ordinary,
+    identity,     // what makes a reader this one, and how it is reached
+    secret,       // passwords
+    calibration,  // of this unit's electronics: shown only
+    state,        // measured, or given by the maker: shown only
+};
+
+struct SettingInfo {
+    std::string name = {};
+    std::string_view topic = {};
+    std::string_view help = {};
+    std::string_view unit = {};  // of a number
+    std::string range = {};      // what may be given, for people
+    SettingKind kind = SettingKind::ordinary;
+    bool readable = false;  // by some readers of the family
+    bool writable = false;
+    bool until_restart = false;  // can be set so
+};
+
+// A setting in which reader and profile differ. Printed as "NAME: BEFORE -> WANTED", passwords as asterisks.
+struct Change {
+    std::string name = {};
+    std::optional<std::string> before = {};  // empty: cannot be read
+    std::string wanted = {};
+    std::string_view unit = {};
+    bool is_secret = false;
+
+    friend TAGWIREXX_API std::ostream& operator<<(std::ostream& out, const Change& change);
+};
+
+struct Comparison {
+    std::vector<Change> changes = {};
+    std::vector<SettingNote> refused = {};  // the reader does not have them
+    std::vector<SettingNote> silent = {};   // of these nothing is known
+    std::vector<SettingNote> skipped = {};  // identity, secrets, calibration
+
+    // Whether it is the same.
+    bool same() const { return changes.empty() && refused.empty() && silent.empty(); }
+    bool empty() const { return changes.empty(); }
+    std::size_t size() const { return changes.size(); }
+    auto begin() const { return changes.begin(); }
+    auto end() const { return changes.end(); }
+};
+
+struct FailedSetting {
+    std::string name = {};
+    std::string text = {};  // why, and what the reader has
+    Outcome outcome = Outcome::nothing;
+
+    friend std::ostream& operator<<(std::ostream& out, const FailedSetting& failure)
+    {
+        return out << failure.name << ": " << failure.text;
+    }
+};
+
+struct ApplyReport {
+    std::vector<Change> changed = {};  // written and read back; what cannot be read back was acknowledged
+    std::vector<FailedSetting> failed = {};
+    std::vector<std::string> same = {};
+    std::vector<SettingNote> skipped = {};  // left alone, and why
+
+    bool ok() const { return failed.empty(); }
+};
+
+struct SnapshotOptions {
+    bool secrets = false;
+};
+
+struct ApplyOptions {
+    bool identity = false;
+    bool secrets = false;
+    bool other_model =
+        false;  // takes a profile of another type of reader; what this one does not have is skipped
+    // With until_restart: what can be set so is, the rest is stored.
+    Lasting lasting = Lasting::stored;
+};
+
+// Of its Reader, as long as that lives; as a Reader for threads and errors. Calls of others wait until one of
+// these is done.
+class TAGWIREXX_API Settings {
+  public:
+    // Nothing is sent by the two.
+    std::vector<std::string> names() const;
+    SettingInfo describe(std::string_view name) const;
+
+    std::string get(std::string_view name);
+    // Written, read back and compared: an Error where the reader has something else. Gives what it has.
+    std::string set(std::string_view name, std::string_view text, Lasting lasting = Lasting::stored);
+    // What one command sets together goes out together. Outcome::partial where some were set before.
+    void set(const std::vector<Profile::Value>& values, Lasting lasting = Lasting::stored);
+
+    // All that can be read and set. Throws Error where the reader is lost or silent altogether.
+    Profile snapshot(const SnapshotOptions& options = {});
+    // What apply() would change. A profile of another type of reader is an Error for both.
+    Comparison compare(const Profile& profile, const ApplyOptions& options = {});
+    // Writes what differs and reads it back. Throws Error before the first change only. A reader that reports
+    // by itself is set to answering meanwhile. What changes the way to the reader comes last; the Reader follows.
+    ApplyReport apply(const Profile& profile, const ApplyOptions& options = {});
+
+  private:
+    friend class Reader;
+    Settings(ReaderInside& inside, const SettingsOptions& options) : inside_(&inside), options_(options) {}
+
+    ReaderInside* inside_;
+    SettingsOptions options_;
+};
+
+}  // namespace v1
+}  // namespace tagwire

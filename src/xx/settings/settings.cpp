@@ -1,0 +1,431 @@
+#include <tagwirexx/settings.hpp>
+
+#include <algorithm>
+
+#include "xx/settings/access.h"
+#include "xx/settings/profile_inside.h"
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+using rows::Access;
+using rows::Group;
+using rows::Row;
+using rows::Wanted;
+
+constexpr u8 answering = 0;
+
+const Row& work_mode() { return rows::require_row("work-mode"); }
+
+std::string shown(const Row& row, const Bytes& value) { return rows::show(row.format, value); }
+
+std::string with_unit(const Change& change, const std::string& text)
+{
+    if (change.is_secret) return "********";
+    const bool is_number = !text.empty() && text.find_first_not_of("0123456789,") == std::string::npos;
+    return change.unit.empty() || !is_number ? text : text + ' ' + std::string(change.unit);
+}
+
+// -- one
+
+void require_same(Access& access, const Wanted& wanted, const Row& readable)
+{
+    const Row& row = *wanted.row;
+    const auto reading = access.read(readable);
+    const auto fail = [&](Errc code, const std::string& text, Outcome outcome) {
+        throw Error(code, "set " + row.name, access.reader(), text, outcome);
+    };
+    if (reading.error)
+        fail(static_cast<Errc>(reading.error->code().value()),
+             "it was set, but cannot be read back: " + std::string(reading.error->what()), Outcome::unknown);
+    if (!rows::agree(row.format, wanted.value, reading.bytes))
+        fail(Errc::refused,
+             "the reader took " + shown(row, wanted.value) + " and has " + shown(row, reading.bytes) + " now",
+             Outcome::partial);
+}
+
+std::vector<Wanted> parsed(const std::vector<Profile::Value>& values, const std::string& reader)
+{
+    std::vector<Wanted> out;
+    for (const auto& [name, text] : values) {
+        const Row& row = rows::require_row(name, reader);
+        const auto is_known = [&](const Wanted& wanted) { return wanted.row == &row; };
+        if (std::any_of(out.begin(), out.end(), is_known))
+            throw Error(Errc::invalid_text, row.name, reader, "it is given twice");
+        if (row.kind == SettingKind::calibration || row.kind == SettingKind::state)
+            throw Error(Errc::invalid_text, row.name, reader, "it can be shown only, not set");
+        out.push_back({&row, rows::parse_value(row, text, reader)});
+    }
+    return out;
+}
+
+void write_all(Access& access, const std::vector<Wanted>& wanted)
+{
+    std::string before;
+    for (const Group& group : access.grouped(wanted)) {
+        const auto failure = access.write(group);
+        if (failure && before.empty()) throw Error(failure->error);
+        if (failure)
+            throw Error(static_cast<Errc>(failure->error.code().value()), failure->error.operation(),
+                        access.reader(), std::string(failure->error.what()) + " [set before: " + before + "]",
+                        Outcome::partial, failure->error.result());
+        before += (before.empty() ? "" : ", ") + rows::names_of(group);
+    }
+}
+
+// -- all
+
+// A setting that is told by another one, which the reader has, is not kept twice.
+bool is_told(Access& access, const Row& row)
+{
+    if (row.told_by.empty()) return false;
+    const Row* const other = access.find_readable(rows::require_row(row.told_by));
+    return other != nullptr && !access.read(*other).error;
+}
+
+bool is_to_be_kept(const Row& row, const SnapshotOptions& options)
+{
+    return row.is_kept && row.kind != SettingKind::state &&
+           (options.secrets || row.kind != SettingKind::secret);
+}
+
+void take(Profile& profile, Access& access, const Row& row)
+{
+    const auto reading = access.read(row);
+    if (reading.is_silent) return ProfileInside::add_silent(profile, {row.name, reading.error->what()});
+    if (reading.error) return ProfileInside::add_refused(profile, {row.name, reading.error->what()});
+    if (reading.bytes.empty()) return;
+    const std::string text = shown(row, reading.bytes);
+    if (const auto again = rows::parse(row.format, text); !again.problem.empty())
+        return ProfileInside::add_refused(profile,
+                                          {row.name, "the reader has " + text + ": " + again.problem});
+    ProfileInside::add(profile, row, text);
+}
+
+void expect_reports(Access& access)
+{
+    access.expect_reports();
+    access.read(work_mode());
+}
+
+// -- a profile and a reader
+
+struct Step {
+    Wanted wanted;
+    Bytes before = {};
+    bool is_readable = true;
+    bool differs = true;
+    std::optional<FailedSetting> failure = {};
+
+    const Row& row() const { return *wanted.row; }
+    Change change() const
+    {
+        return {row().name, is_readable ? std::optional(shown(row(), before)) : std::nullopt,
+                shown(row(), wanted.value), row().format.unit, row().kind == SettingKind::secret};
+    }
+};
+
+class Application {
+  public:
+    Application(ReaderInside& inside, const SettingsOptions& settings, const ApplyOptions& options)
+        : inside_(inside), access_(inside, settings, options.lasting), options_(options)
+    {}
+
+    Comparison compare(const Profile& profile);
+    ApplyReport apply();
+
+  private:
+    bool is_left_alone(const Row& row, Comparison& out) const;
+    void compare(const Profile::Value& value, Comparison& out);
+    std::vector<Group> planned();
+    void write(const Group& group);
+    void fail(const Group& group, const std::string& text, Outcome outcome);
+    void verify(Step& step);
+    void verify();
+    ApplyReport report() const;
+
+    ReaderInside& inside_;
+    Access access_;
+    ApplyOptions options_;
+    std::vector<Step> steps_;
+    Comparison comparison_;
+    std::vector<FailedSetting> others_;  // that the profile does not name
+    bool reports_ = false;               // by itself, but not while it is written to
+    bool is_over_ = false;               // the reader is lost, or not known to be the same
+};
+
+bool Application::is_left_alone(const Row& row, Comparison& out) const
+{
+    const char* why = nullptr;
+    if (row.kind == SettingKind::calibration || row.kind == SettingKind::state)
+        why = "of this unit only: never written";
+    if (row.kind == SettingKind::identity && !options_.identity) why = "identity: left as it is";
+    if (row.kind == SettingKind::secret && !options_.secrets) why = "secret: left as it is";
+    if (why != nullptr) out.skipped.push_back({row.name, why});
+    return why != nullptr;
+}
+
+Comparison Application::compare(const Profile& profile)
+{
+    const engine::ReaderInformation& told = inside_.ask_information();
+    if (profile.type() && *profile.type() != told.type && !options_.other_model)
+        throw Error(Errc::invalid_value, "compare with a profile", access_.reader(),
+                    "the profile is of a reader of type " + std::to_string(*profile.type()) +
+                        ", this one is of type " + std::to_string(told.type) +
+                        ": if that is right, say so (other_model)");
+    access_.check_family();
+    expect_reports(access_);
+    for (const auto& value : profile.values()) compare(value, comparison_);
+    return comparison_;
+}
+
+void Application::compare(const Profile::Value& value, Comparison& out)
+{
+    const Row& named = rows::require_row(value.name);
+    if (is_left_alone(named, out)) return;
+    Step step{{&named, rows::parse_value(named, value.text)}};
+    try {
+        const Row* const row = access_.find_readable(named);
+        step.is_readable = row != nullptr;
+        if (!step.is_readable) {
+            step.wanted.row = &access_.writable(named);
+        } else {
+            step.wanted.row = row;
+            const auto reading = access_.read(*row);
+            if (reading.error) {
+                auto& list = reading.is_silent ? out.silent : out.refused;
+                list.push_back({named.name, reading.error->what()});
+                return;
+            }
+            step.before = reading.bytes;
+            step.differs = !rows::agree(row->format, step.wanted.value, reading.bytes);
+        }
+    } catch (const Error& error) {
+        if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value &&
+            error.code() != Errc::invalid_text)
+            throw;
+        out.refused.push_back({named.name, error.what()});
+        return;
+    }
+    if (step.differs) out.changes.push_back(step.change());
+    steps_.push_back(std::move(step));
+}
+
+void Application::fail(const Group& group, const std::string& text, Outcome outcome)
+{
+    for (const Wanted& wanted : group) {
+        const auto step = std::find_if(steps_.begin(), steps_.end(),
+                                       [&](const Step& known) { return known.wanted.row == wanted.row; });
+        const FailedSetting failure{wanted.row->name, text, outcome};
+        if (step != steps_.end())
+            step->failure = failure;
+        else
+            others_.push_back(failure);
+    }
+}
+
+void Application::write(const Group& group)
+{
+    if (is_over_) return fail(group, "not tried after that", Outcome::nothing);
+    try {
+        for (const Wanted& wanted : group) access_.writable(*wanted.row);
+        const auto failure = access_.write(group);
+        if (!failure) return;
+        is_over_ = failure->is_the_end;
+        fail(group, failure->error.what(), failure->error.outcome());
+    } catch (const Error& error) {  // of a reader's family that it does not tell
+        fail(group, error.what(), error.outcome());
+    }
+}
+
+void Application::verify(Step& step)
+{
+    const Row& row = step.row();
+    const auto reading = access_.read(row);
+    if (reading.error) {
+        step.failure =
+            FailedSetting{row.name, "it cannot be read back: " + std::string(reading.error->what()),
+                          step.differs ? Outcome::unknown : Outcome::nothing};
+    } else if (rows::agree(row.format, step.wanted.value, reading.bytes)) {
+        step.failure.reset();  // an answer was lost, or another write has done it
+    } else {
+        const std::string has =
+            row.kind == SettingKind::secret
+                ? "the reader has another one"
+                : "the reader has " + shown(row, reading.bytes) + ", not " + shown(row, step.wanted.value);
+        const std::string why = step.failure ? step.failure->text + "; " : "";
+        step.failure = FailedSetting{row.name, why + has, Outcome::nothing};
+    }
+}
+
+void Application::verify()
+{
+    access_.forget();
+    for (Step& step : steps_) {
+        try {
+            if (step.is_readable && !is_over_) verify(step);
+        } catch (const Error& error) {
+            is_over_ = true;
+            if (!step.failure) step.failure = FailedSetting{step.row().name, error.what(), Outcome::unknown};
+        }
+        if (is_over_ && step.differs && !step.failure)
+            step.failure = FailedSetting{step.row().name, "it was written and is not read back after that",
+                                         Outcome::unknown};
+    }
+}
+
+// Groups to be written. A reader that reports by itself hides answers among its reports: it does so again when
+// all is written.
+std::vector<Group> Application::planned()
+{
+    const Row& mode = work_mode();
+    std::vector<Wanted> wanted;
+    for (const Step& step : steps_)
+        if (step.differs) wanted.push_back(step.wanted);
+    const auto now = access_.read(mode);
+    reports_ = !wanted.empty() && !now.error && now.bytes[0] != answering;
+    const auto is_mode = [&](const Wanted& one) { return one.row == &mode; };
+    if (reports_ && std::none_of(wanted.begin(), wanted.end(), is_mode)) wanted.push_back({&mode, now.bytes});
+    return access_.grouped(std::move(wanted));
+}
+
+ApplyReport Application::apply()
+{
+    const auto groups = planned();
+    if (reports_) {
+        if (const auto failure = access_.write({{&work_mode(), {answering}}})) throw Error(failure->error);
+    }
+    for (const Group& group : groups) write(group);
+    if (!groups.empty()) verify();
+    return report();
+}
+
+ApplyReport Application::report() const
+{
+    ApplyReport out;
+    out.skipped = comparison_.skipped;
+    out.failed = others_;
+    for (const SettingNote& note : comparison_.refused) {
+        if (options_.other_model)
+            out.skipped.push_back(note);
+        else
+            out.failed.push_back({note.name, note.text});
+    }
+    for (const SettingNote& note : comparison_.silent) out.failed.push_back({note.name, note.text});
+    for (const Step& step : steps_) {
+        if (step.failure)
+            out.failed.push_back(*step.failure);
+        else if (step.differs)
+            out.changed.push_back(step.change());
+        else
+            out.same.push_back(step.row().name);
+    }
+    return out;
+}
+
+}  // namespace
+
+// -- the view
+
+std::string_view to_string(ReaderFamily family) noexcept
+{
+    constexpr std::string_view names[] = {"standard", "filter", "relay", "multiplexer", "mobile"};
+    const auto number = static_cast<std::size_t>(family);
+    return number < std::size(names) ? names[number] : "unknown";
+}
+
+std::ostream& operator<<(std::ostream& out, const Change& change)
+{
+    return out << change.name << ": " << (change.before ? with_unit(change, *change.before) : "unknown")
+               << " -> " << with_unit(change, change.wanted);
+}
+
+std::vector<std::string> Settings::names() const
+{
+    const Families families = options_.family ? bit_of(*options_.family) : every_family;
+    std::vector<std::string> out;
+    for (const Row& row : rows::all_rows())
+        if ((row.families & families) != 0 && (out.empty() || out.back() != row.name))
+            out.push_back(row.name);
+    return out;
+}
+
+SettingInfo Settings::describe(std::string_view name) const
+{
+    const Row& named = rows::require_row(name, inside_->name());
+    const Families families = options_.family ? bit_of(*options_.family) : every_family;
+    SettingInfo out{named.name, named.topic, named.help, named.format.unit, {}, named.kind};
+    for (const Row& row : rows::all_rows()) {
+        if (row.name != named.name || (row.families & families) == 0) continue;
+        out.readable |= row.readable(options_.two_way);
+        out.writable |= row.writer != nullptr;
+        out.until_restart |= row.writer != nullptr && row.writer->until_restart;
+    }
+    if (out.writable) out.range = rows::range_of(named.format);
+    return out;
+}
+
+std::string Settings::get(std::string_view name)
+{
+    const Row& named = rows::require_row(name, inside_->name());
+    Access access(*inside_, options_);
+    return access.show(access.readable(named));
+}
+
+std::string Settings::set(std::string_view name, std::string_view text, Lasting lasting)
+{
+    const ReaderInside::Turn turn(*inside_);
+    set(std::vector<Profile::Value>{{std::string(name), std::string(text)}}, lasting);
+    const Row& named = rows::require_row(name);
+    Access access(*inside_, options_);
+    const Row* const row = access.find_readable(named);
+    return row != nullptr ? access.show(*row) : rows::show(named.format, rows::parse_value(named, text));
+}
+
+void Settings::set(const std::vector<Profile::Value>& values, Lasting lasting)
+{
+    auto wanted = parsed(values, inside_->name());
+    Access access(*inside_, options_, lasting);
+    for (Wanted& one : wanted) {
+        one.row = &access.writable(*one.row);
+        if (lasting == Lasting::until_restart && !one.row->writer->until_restart)
+            throw Error(Errc::invalid_value, "set " + one.row->name, inside_->name(),
+                        "it cannot be set until the restart only");
+    }
+    write_all(access, wanted);
+    for (const Wanted& one : wanted)
+        if (const Row* const row = access.find_readable(*one.row)) require_same(access, one, *row);
+}
+
+Profile Settings::snapshot(const SnapshotOptions& options)
+{
+    Access access(*inside_, options_);
+    Profile profile;
+    const auto& told = inside_->ask_information();
+    ProfileInside::set_reader(profile, told.type, Version{told.version[0], told.version[1]});
+    access.check_family();
+    expect_reports(access);
+    for (const Row& named : rows::all_rows()) {
+        if (&named != rows::find_row(named.name)) continue;
+        const Row* const row = access.find_readable(named);
+        if (row != nullptr && is_to_be_kept(*row, options) && !is_told(access, *row))
+            take(profile, access, *row);
+    }
+    return profile;
+}
+
+Comparison Settings::compare(const Profile& profile, const ApplyOptions& options)
+{
+    return Application(*inside_, options_, options).compare(profile);
+}
+
+ApplyReport Settings::apply(const Profile& profile, const ApplyOptions& options)
+{
+    Application application(*inside_, options_, options);
+    application.compare(profile);
+    return application.apply();
+}
+
+}  // namespace v1
+}  // namespace tagwire
