@@ -59,7 +59,7 @@ class Access {
     std::string show(const Row& row);  // throws the Error of the Reading, too
     void forget() { answers_.clear(); }
     // A reader that reports by itself is asked more often.
-    void expect_reports() { most_garbled_ = 5; }
+    void expect_reports(bool reports) { most_garbled_ = reports ? 5 : 2; }
 
     // By command, in the order in which they are to be written. Throws Error where a command needs what is
     // neither given nor can be read.

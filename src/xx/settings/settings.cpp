@@ -103,10 +103,12 @@ void take(Profile& profile, Access& access, const Row& row)
     ProfileInside::add(profile, row, text);
 }
 
+// A reader that reports by itself hides answers among its reports.
 void expect_reports(Access& access)
 {
-    access.expect_reports();
-    access.read(work_mode());
+    access.expect_reports(true);
+    const auto mode = access.read(work_mode());
+    access.expect_reports(!mode.error && mode.bytes[0] != answering);
 }
 
 // -- a profile and a reader
@@ -275,8 +277,7 @@ void Application::verify()
     }
 }
 
-// Groups to be written. A reader that reports by itself hides answers among its reports: it does so again when
-// all is written.
+// What is to be written. A reader that reports by itself does so again behind that.
 std::vector<Group> Application::planned()
 {
     const Row& mode = work_mode();
