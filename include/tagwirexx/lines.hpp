@@ -27,17 +27,28 @@ struct LineState {
     }
 };
 
+// Readers know their relays by different commands.
+enum class RelayCommand : std::uint8_t {
+    numbered,
+    single,  // of readers with one relay
+    relay_family,  // the same of old ones. To others it is their filter time: where a reader shows that, nothing is sent
+};
+
 // Of its Reader, as long as that lives; as a Reader for threads and errors.
 class TAGWIREXX_API Lines {
   public:
     LineState state();
     // Line 1 to 4; the others stay as they are.
     void set_output(unsigned line, bool on);
+    // Several at once, bit 0 is line 1; none both on and off.
+    void set_outputs(std::uint8_t on, std::uint8_t off);
 
-    // Relay 1 to 255; a pulse of 100 ms to 25.5 s, rounded up to 100 ms.
+    // Relay 1 to 255; a pulse of 100 ms to 25.5 s, rounded up to 100 ms. Without numbers there is relay 1 only,
+    // which closes for a time only.
     void close_relay(unsigned relay = 1);
-    void open_relay(unsigned relay = 1);
-    void pulse_relay(std::chrono::milliseconds time, unsigned relay = 1);
+    void open_relay(unsigned relay = 1, RelayCommand command = RelayCommand::numbered);
+    void pulse_relay(std::chrono::milliseconds time, unsigned relay = 1,
+                     RelayCommand command = RelayCommand::numbered);
 
     // With every tag.
     bool beeps();

@@ -106,6 +106,14 @@ struct ApplyReport {
     bool ok() const { return failed.empty(); }
 };
 
+// One of many that were read.
+struct SettingReading {
+    std::string name = {};
+    std::optional<std::string> text = {};
+    std::string problem = {};  // without a text: why
+    bool is_silent = false;    // nothing came; otherwise the reader does not have it
+};
+
 struct SnapshotOptions {
     bool secrets = false;
 };
@@ -128,6 +136,9 @@ class TAGWIREXX_API Settings {
     SettingInfo describe(std::string_view name) const;
 
     std::string get(std::string_view name);
+    // Many, to be shown; without names all that can be read, those that are measured, and passwords, too. A
+    // refusal holds for all that the same command tells. Throws Error where the reader is lost or silent altogether.
+    std::vector<SettingReading> read(const std::vector<std::string>& names = {});
     // Written, read back and compared: an Error where the reader has something else. Gives what it has.
     std::string set(std::string_view name, std::string_view text, Lasting lasting = Lasting::stored);
     // What one command sets together goes out together. Outcome::partial where some were set before.

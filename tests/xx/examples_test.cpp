@@ -8,6 +8,8 @@
 #include "process.h"
 #include "simulator.h"
 
+#include <tagwirexx/reader.hpp>
+
 namespace tagwire {
 namespace {
 
@@ -88,6 +90,25 @@ TEST_F(Examples, live_goes_on_when_one_of_four_readers_is_restarted)
     const auto ended = live.wait();
     EXPECT_EQ(ended.exit_code, 0);
     EXPECT_THAT(ended.err, HasSubstr("gate4 stopped"));
+}
+
+TEST_F(Examples, settings_are_brought_to_another_reader)
+{
+    add();
+    add();
+    const std::string folder = testing::TempDir() + "tagwire_settings_" + std::to_string(::getpid());
+    std::filesystem::create_directory(folder);
+    Reader(urls[0]).settings().set("power", "20");
+    std::vector<std::string> words{"-C", folder, examples + "/example_settings_cpp"};
+    words.insert(words.end(), urls.begin(), urls.end());
+    const auto first = run("/usr/bin/env", words);
+    EXPECT_EQ(first.exit_code, 0) << first.err;
+    EXPECT_THAT(first.out, HasSubstr("power: 30 dBm -> 20 dBm"));
+    EXPECT_EQ(Reader(urls[1]).settings().get("power"), "20");
+    const auto again = run("/usr/bin/env", words);
+    EXPECT_EQ(again.exit_code, 0) << again.err;
+    EXPECT_EQ(again.out, "");
+    std::filesystem::remove_all(folder);
 }
 
 TEST_F(Examples, sqlite_events_fill_a_database)

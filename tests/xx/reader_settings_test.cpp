@@ -212,6 +212,11 @@ TEST_P(SettingsOf, InputsAndOutputs)
     EXPECT_FALSE(state.input(1) || state.input(0) || state.input(5) || state.output(2));
     patiently([&] { lines.set_output(1, false); });
     EXPECT_EQ(device->panel().outputs, 0b1000);
+    patiently([&] { lines.set_outputs(0b0110, 0b1000); });
+    EXPECT_EQ(device->panel().outputs, 0b0110);
+    expect_invalid([&] { lines.set_outputs(0b0011, 0b0001); });
+    expect_invalid([&] { lines.set_outputs(0, 0); });
+    expect_invalid([&] { lines.set_outputs(0x10, 0); });
     expect_invalid([&] { lines.set_output(0, true); });
     expect_invalid([&] { lines.set_output(5, true); });
 }
@@ -239,6 +244,28 @@ TEST_P(SettingsOf, RelaysAndBeeper)
     expect_invalid([&] { lines.beep(0); });
     expect_invalid([&] { lines.beep(1, 256); });
     expect_invalid([&] { lines.beep(1, 1, 0); });
+}
+
+TEST_P(SettingsOf, ARelayWithoutANumber)
+{
+    patiently([&] { reader().lines().pulse_relay(25s, 1, RelayCommand::single); });
+    EXPECT_EQ(device->panel().closed_relays, 1);
+    patiently([&] { reader().lines().open_relay(1, RelayCommand::single); });
+    EXPECT_EQ(device->panel().closed_relays, 0);
+    expect_invalid([&] { reader().lines().pulse_relay(1s, 2, RelayCommand::single); });
+
+    const auto pulse = [this] { reader().lines().pulse_relay(25s, 1, RelayCommand::relay_family); };
+    const std::uint64_t before = device->counters().commands[0x92];
+    connect_family(sim::ReaderFamily::relay);
+    patiently(pulse);
+    EXPECT_EQ(device->panel().closed_relays, 1);
+    connect_family(sim::ReaderFamily::filter);
+    EXPECT_EQ(error_of([&] { patiently(pulse); })->code(), Errc::invalid_value);
+    EXPECT_EQ(device->counters().commands[0x92], before);
+    EXPECT_EQ(device->settings().filter_time, 0);
+    connect_family(sim::ReaderFamily::standard);
+    const auto error = error_of(pulse);  // nothing tells the family before
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
 }
 
 TEST_P(SettingsOf, TheClock)

@@ -201,6 +201,26 @@ TEST_P(SettingsByName, ShowsWhatIsMeasuredOrGivenByTheMaker)
     }
 }
 
+TEST_P(SettingsByName, ManyAreReadAtOnce)
+{
+    const auto some = patiently([&] { return all().read({"q", "session", "firmware"}); });
+    ASSERT_EQ(some.size(), 3U);
+    EXPECT_EQ(some[0].text, "4");
+    EXPECT_EQ(some[2].text, "1.0");
+    EXPECT_EQ(commands(0x82), 1U) << "both come with one answer";
+    answer_with(0xEB, 0xFF);
+    const auto everything = patiently([&] { return all().read(); });
+    EXPECT_EQ(commands(0xEB), 2U);
+    std::map<std::string, SettingReading> found;
+    for (const auto& reading : everything) found[reading.name] = reading;
+    EXPECT_EQ(found.size(), everything.size());
+    EXPECT_EQ(found["temperature"].text, "25");
+    EXPECT_FALSE(found["parameter-200"].text);
+    EXPECT_NE(found["parameter-200"].problem, "");
+    EXPECT_FALSE(found["parameter-200"].is_silent);
+    refused_text([&] { all().read({"q", "queue"}); });
+}
+
 TEST_P(SettingsByName, WhatSharesACommandKeepsItsValue)
 {
     set("q", "9");
@@ -407,6 +427,23 @@ TEST_P(SettingsByName, AReaderThatDidNotHearOfItsNewAddressIsToldOf)
     EXPECT_EQ(error->outcome(), Outcome::nothing);
     EXPECT_THAT(error->what(), HasSubstr("still answers at its old address 10"));
     EXPECT_EQ(get("beep"), "on");
+}
+
+TEST_P(SettingsByName, AReaderIsNotTakenForAnotherThatComesToItsNewAddress)
+{
+    sim::Scenario second = make_scenario(0);
+    second.reader.address = 20;
+    sim::Reader& neighbour = simulator.add_reader(second);
+    neighbour.share(*device);
+    neighbour.inject(sim::Fault::silence(2));  // as long as it is looked for
+    sim::Fault deaf = sim::Fault::silence(1);
+    deaf.command = 0x24;
+    device->inject(deaf);
+    const auto error = error_of([&] { all().set("address", "20"); });
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_THAT(error->what(), HasSubstr("which one is meant"));
+    EXPECT_EQ(device->settings().address, 10);
+    EXPECT_EQ(neighbour.settings().address, 20);
 }
 
 TEST_P(SettingsByName, AReaderThatAnswersNowhereIsToldOf)

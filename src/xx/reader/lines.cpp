@@ -22,10 +22,36 @@ constexpr Call set_clock_call{"set the clock", Effect::change};
 constexpr unsigned line_count = 4;
 constexpr unsigned line_bits = (1U << line_count) - 1;
 
-void switch_relay(ReaderInside& inside, unsigned relay, bool closed, u8 time)
+// The value is in units of 100 ms, 0 opens.
+void switch_relay_of_family(ReaderInside& inside, u8 time)
 {
-    const int number = checked(inside, relay_call, "the relay", relay, 1, 255);
-    inside.ask(relay_call, &O::RelaysControll, static_cast<u8>(number), u8{closed}, time);
+    const ReaderInside::Turn turn(inside);
+    const Families families = families_telling(ask_family_values(inside, {relay_call.name}));
+    if ((families & bit_of(ReaderFamily::relay)) == 0)
+        refuse_value(inside, relay_call,
+                     "to this reader the command is something else: it is of another family");
+    u8 echo = time;
+    Call call = relay_call;
+    call.least = 1;
+    inside.ask(call, &O::RelayControll, &echo);
+    if (echo != time)
+        throw Error(Errc::refused, call.name, inside.name(),
+                    "the reader answered " + std::to_string(echo) + ", not " + std::to_string(time) +
+                        ": it is of another family, look at its filter time",
+                    Outcome::unknown);
+}
+
+// With a number a relay may be closed for good: no time.
+void switch_relay(ReaderInside& inside, RelayCommand command, unsigned relay, bool closed, u8 time)
+{
+    const bool has_numbers = command == RelayCommand::numbered;
+    const int number = checked(inside, relay_call, "the relay", relay, 1, has_numbers ? 255 : 1);
+    switch (command) {
+    case RelayCommand::numbered:
+        return inside.ask(relay_call, &O::RelaysControll, static_cast<u8>(number), u8{closed}, time);
+    case RelayCommand::single: return inside.ask(relay_call, &O::SetRelay, time);
+    case RelayCommand::relay_family: return switch_relay_of_family(inside, time);
+    }
 }
 
 using ClockBytes = std::array<u8, 6>;  // year of the century, month, day, hour, minute, second
@@ -73,21 +99,31 @@ LineState Lines::state()
 void Lines::set_output(unsigned line, bool on)
 {
     checked(*inside_, output_call, "the line", line, 1, line_count);
-    const ReaderInside::Turn turn(*inside_);
-    const unsigned bit = 1U << (line - 1);
-    const unsigned before = state().outputs;
-    inside_->ask(output_call, &O::SetGPIO, static_cast<u8>(on ? before | bit : before & ~bit));
+    const auto bit = static_cast<std::uint8_t>(1U << (line - 1));
+    set_outputs(on ? bit : 0, on ? 0 : bit);
 }
 
-void Lines::close_relay(unsigned relay) { switch_relay(*inside_, relay, true, 0); }
+void Lines::set_outputs(std::uint8_t on, std::uint8_t off)
+{
+    if ((on & off) != 0) refuse_value(*inside_, output_call, "an output cannot be both on and off");
+    checked(*inside_, output_call, "lines as bits", on | off, 1, line_bits);
+    const ReaderInside::Turn turn(*inside_);
+    const unsigned before = state().outputs;
+    inside_->ask(output_call, &O::SetGPIO, static_cast<u8>((before | on) & ~unsigned{off}));
+}
 
-void Lines::open_relay(unsigned relay) { switch_relay(*inside_, relay, false, 0); }
+void Lines::close_relay(unsigned relay) { switch_relay(*inside_, RelayCommand::numbered, relay, true, 0); }
 
-void Lines::pulse_relay(std::chrono::milliseconds time, unsigned relay)
+void Lines::open_relay(unsigned relay, RelayCommand command)
+{
+    switch_relay(*inside_, command, relay, false, 0);
+}
+
+void Lines::pulse_relay(std::chrono::milliseconds time, unsigned relay, RelayCommand command)
 {
     constexpr int unit_ms = 100;
     const int ms = checked(*inside_, relay_call, "the time in ms", time.count(), 1, 255 * unit_ms);
-    switch_relay(*inside_, relay, true, static_cast<u8>((ms + unit_ms - 1) / unit_ms));
+    switch_relay(*inside_, command, relay, true, static_cast<u8>((ms + unit_ms - 1) / unit_ms));
 }
 
 bool Lines::beeps() { return inside_->ask_information().beeper != 0; }

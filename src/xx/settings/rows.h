@@ -38,6 +38,7 @@ struct Row {
 const std::vector<Row>& all_rows();
 // The first one of the name; null where there is none.
 const Row* find_row(std::string_view name);
+inline bool is_first(const Row& row) { return &row == find_row(row.name); }
 // Throws Error with the names that are nearest.
 const Row& require_row(std::string_view name, const std::string& reader = {});
 // Throws Error with what may be given.

@@ -1,6 +1,7 @@
 #include <tagwirexx/settings.hpp>
 
 #include <algorithm>
+#include <sstream>
 
 #include "xx/settings/access.h"
 #include "xx/settings/profile_inside.h"
@@ -374,6 +375,30 @@ std::string Settings::get(std::string_view name)
     return access.show(access.readable(named));
 }
 
+std::vector<SettingReading> Settings::read(const std::vector<std::string>& names)
+{
+    std::vector<const Row*> wanted;
+    for (const std::string& name : names) wanted.push_back(&rows::require_row(name, inside_->name()));
+    Access access(*inside_, options_);
+    access.check_family();
+    std::vector<SettingReading> out;
+    const auto add = [&](const Row& row) {
+        const auto reading = access.read(row);
+        SettingReading& now = out.emplace_back(SettingReading{row.name});
+        now.is_silent = reading.is_silent;
+        if (reading.error)
+            now.problem = reading.error->what();
+        else
+            now.text = shown(row, reading.bytes);
+    };
+    for (const Row* const row : wanted) add(access.readable(*row));
+    if (!names.empty()) return out;
+    expect_reports(access);
+    for (const Row& named : rows::all_rows())
+        if (const Row* const row = rows::is_first(named) ? access.find_readable(named) : nullptr) add(*row);
+    return out;
+}
+
 std::string Settings::set(std::string_view name, std::string_view text, Lasting lasting)
 {
     const ReaderInside::Turn turn(*inside_);
@@ -408,8 +433,7 @@ Profile Settings::snapshot(const SnapshotOptions& options)
     access.check_family();
     expect_reports(access);
     for (const Row& named : rows::all_rows()) {
-        if (&named != rows::find_row(named.name)) continue;
-        const Row* const row = access.find_readable(named);
+        const Row* const row = rows::is_first(named) ? access.find_readable(named) : nullptr;
         if (row != nullptr && is_to_be_kept(*row, options) && !is_told(access, *row))
             take(profile, access, *row);
     }
