@@ -317,6 +317,16 @@ TEST_P(Profiles, SilenceIsNoRefusal)
     EXPECT_THAT(names_of(apply(another()).failed), ElementsAre("region"));
 }
 
+TEST_P(Profiles, AFamilyThatIsNotToldIsSilenceToo)
+{
+    lose(0xB1, 0);
+    const Profile profile = patiently([&] { return reader().settings().snapshot(); });
+    EXPECT_THAT(names_of(profile.silent()), Contains("gpo-time"));
+    EXPECT_THAT(names_of(profile.silent()), Contains("filter-time"));
+    EXPECT_EQ(error_of([&] { reader().settings().set("filter-time", "3"); })->outcome(), Outcome::nothing);
+    EXPECT_EQ(commands(0x75) + commands(0x92) + commands(0xB0), 0U);
+}
+
 TEST_P(Profiles, OneLostAnswerIsAskedForAgain)
 {
     lose(0x9E, 1);

@@ -86,14 +86,17 @@ const Row& Access::readable(const Row& named)
     const Row& row = *rows.front();
     if (std::any_of(rows.begin(), rows.end(), [&](const Row* other) { return other->source != row.source; }))
         refuse_unsettled(row);
-    const bool is_told = row.source != &sources::line_speed || inside_.line_speed();
-    if (row.readable(options_.two_way) && is_told) return row;
+    const bool is_on_a_line = row.source != &sources::line_speed || inside_.line_speed();
+    if (row.readable(options_.two_way) && is_on_a_line) return row;
     const char* const way =
-        row.source == nullptr ? "it can be set, but not read from this reader"
-                              : "it is told by the command that sets it: where the reader's two-way commands "
-                                "set with bit 7 only, say so (two_way)";
+        row.source != nullptr && row.source->is_two_way
+            ? "it is told by the command that sets it: where the reader's two-way commands "
+              "set with bit 7 only, say so (two_way)"
+            : "it can be set, but not read from this reader";
     fail(Errc::no_such_feature, row.name, way, Outcome::nothing);
 }
+
+bool Access::is_family_silent() { return !options_.family && families() == every_family; }
 
 const Row* Access::find_readable(const Row& named)
 {
@@ -133,7 +136,7 @@ Access::Reading Access::read(const Row& row)
 std::string Access::show(const Row& row)
 {
     const Reading reading = read(row);
-    if (reading.error) throw *reading.error;
+    if (reading.error) throw Error(*reading.error);
     return rows::show(row.format, reading.bytes);
 }
 
@@ -216,7 +219,7 @@ Bytes Access::block_of(const Group& group)
     Bytes block(writer.size);
     if (writer.source != nullptr) {
         const Reading& present = answer(*writer.source, row.index, row.name);
-        if (present.error) throw *present.error;
+        if (present.error) throw Error(*present.error);
         auto part = part_of(present.bytes, writer.first, writer.size);
         if (!part)
             fail(Errc::no_such_feature, row.name, "the reader does not tell what goes with it",
@@ -249,7 +252,8 @@ std::optional<WriteFailure> Access::write(const Group& group)
 void Access::write_block(const Group& group, const std::string& name, const Bytes& block)
 {
     const Row& row = *group.front().row;
-    const Bytes echo = row.writer->write(sending(name, row.index), block);
+    Bytes sent = block;
+    const Bytes echo = row.writer->write(sending(name, row.index), sent);
     if (echo.empty() || echo == block) return;
     std::string text = "the reader answered that it has " + rows::show(row.format, echo) + ", not " +
                        rows::show(row.format, block);
@@ -272,7 +276,8 @@ void Access::write_address(const Group& group, const std::string& name, const By
              Outcome::nothing);
     std::optional<Error> loss;
     try {
-        group.front().row->writer->write(sending(name, 0), block);
+        Bytes sent = block;
+        group.front().row->writer->write(sending(name, 0), sent);
     } catch (const Error& error) {
         if (error.outcome() != Outcome::unknown || is_the_end(error)) throw;
         loss = error;

@@ -41,6 +41,8 @@ class Access {
     {
         if (options_.family) families();
     }
+    // Whether it would have to be known, but the reader did not answer.
+    bool is_family_silent();
     // The row of a name for this reader. Where the reader does not tell its family and families differ in it, an
     // Error; also where the family has no such setting, or it cannot be read or written.
     const Row& readable(const Row& named);

@@ -30,25 +30,25 @@ template <auto command> Bytes read_two(const Send& send)
     return data;
 }
 
-template <auto command> Bytes write_byte(const Send& send, Bytes block)
+template <auto command> Bytes write_byte(const Send& send, Bytes& block)
 {
     send.change(command, block[0]);
     return {};
 }
 
-template <auto command> Bytes write_two(const Send& send, Bytes block)
+template <auto command> Bytes write_two(const Send& send, Bytes& block)
 {
     send.change(command, block[0], block[1]);
     return {};
 }
 
-template <auto command> Bytes write_bytes(const Send& send, Bytes block)
+template <auto command> Bytes write_bytes(const Send& send, Bytes& block)
 {
     send.change(command, block.data());
     return {};
 }
 
-template <auto command> Bytes write_two_way(const Send& send, Bytes block)
+template <auto command> Bytes write_two_way(const Send& send, Bytes& block)
 {
     if (send.two_way) block[0] = static_cast<u8>(block[0] | set_bit);
     send.inside.ask({send.name, Effect::change, 1}, command, block.data());
@@ -90,7 +90,7 @@ Bytes read_module_description(const Send& send)
     return data;
 }
 
-Bytes use_long_profile(const Send& send, Effect effect, Bytes data)
+Bytes use_long_profile(const Send& send, Effect effect, const Bytes& data)
 {
     int profile = data[0] << 8 | data[1];
     send.inside.ask({send.name, effect, 2}, &O::SetExtProfile, u8{effect == Effect::change}, &profile);
@@ -99,22 +99,22 @@ Bytes use_long_profile(const Send& send, Effect effect, Bytes data)
 
 Bytes read_long_profile(const Send& send) { return use_long_profile(send, Effect::none, Bytes(2)); }
 
-Bytes write_long_profile(const Send& send, Bytes block)
+Bytes write_long_profile(const Send& send, Bytes& block)
 {
-    return use_long_profile(send, Effect::change, std::move(block));
+    return use_long_profile(send, Effect::change, block);
 }
 
 // -- frequencies, power, antennas
 
 Bytes read_region(const Send& send) { return ask_region(send.inside, {send.name}); }
 
-Bytes write_region(const Send& send, Bytes block)
+Bytes write_region(const Send& send, Bytes& block)
 {
-    send_region(send.inside, {send.name, Effect::change}, std::move(block), send.lasting);
+    send_region(send.inside, {send.name, Effect::change}, block, send.lasting);
     return {};
 }
 
-Bytes write_dwell(const Send& send, Bytes block)
+Bytes write_dwell(const Send& send, Bytes& block)
 {
     send.change(&O::SetDwellTime, static_cast<u8>(send.lasting), block[0], block[1]);
     return {};
@@ -132,7 +132,7 @@ Bytes read_powers(const Send& send)
     }
 }
 
-Bytes write_powers(const Send& send, Bytes block)
+Bytes write_powers(const Send& send, Bytes& block)
 {
     send_powers(send.inside, {send.name, Effect::change}, block);
     return {};
@@ -149,7 +149,7 @@ Bytes read_antennas(const Send& send)
     return data;
 }
 
-Bytes write_antennas(const Send& send, Bytes block)
+Bytes write_antennas(const Send& send, Bytes& block)
 {
     send.change(&O::OptAntenna, u8{1}, static_cast<u8>(send.lasting), block.data());
     return {};
@@ -160,14 +160,14 @@ Bytes write_antennas(const Send& send, Bytes block)
 Bytes read_system(const Send& send) { return ask_system_parameters(send.inside, {send.name}); }
 Bytes read_read_parameters(const Send& send) { return ask_read_parameters(send.inside, {send.name}); }
 
-Bytes write_read_parameters(const Send& send, Bytes block)
+Bytes write_read_parameters(const Send& send, Bytes& block)
 {
     block.insert(block.begin(), 0);  // the work mode, which is told only
     send_read_parameters(send.inside, {send.name, Effect::change}, block);
     return {};
 }
 
-Bytes write_mask(const Send& send, Bytes block)
+Bytes write_mask(const Send& send, Bytes& block)
 {
     block.resize(4 + 32);
     send.change(&O::SetMask, block[0], &block[1], block[3], &block[4]);
@@ -178,7 +178,7 @@ Bytes write_mask(const Send& send, Bytes block)
 
 Bytes read_family_values(const Send& send) { return ask_family_values(send.inside, {send.name}); }
 
-Bytes write_filter(const Send& send, Bytes block)
+Bytes write_filter(const Send& send, Bytes& block)
 {
     send.change(&O::SetFilterParam, block[0], block[1], block[2]);
     return {};
@@ -191,7 +191,7 @@ Bytes read_wiegand(const Send& send)
     return d;
 }
 
-Bytes write_wiegand(const Send& send, Bytes d)
+Bytes write_wiegand(const Send& send, Bytes& d)
 {
     send.change(&O::SetWieGandParam, d[0], d[1], d[2], d[3], d[4]);
     return {};
@@ -204,7 +204,7 @@ Bytes read_trigger(const Send& send)
     return d;
 }
 
-Bytes write_trigger(const Send& send, Bytes d)
+Bytes write_trigger(const Send& send, Bytes& d)
 {
     send.change(&O::SetTriggerLinkageParam, send.index, d[0], d[1], d[2], d[3], d[4], d[5]);
     return {};
@@ -219,7 +219,7 @@ Bytes read_numbered(const Send& send)
     return data;
 }
 
-Bytes write_numbered(const Send& send, Bytes block)
+Bytes write_numbered(const Send& send, Bytes& block)
 {
     send.change(&O::SetCfgParameter, static_cast<u8>(send.lasting), send.index, block.data(),
                 static_cast<int>(block.size()));

@@ -40,8 +40,8 @@ enum class Order : std::uint8_t { plain, address, speed, work_mode, interface };
 
 // A command that writes bytes which belong together: so many, or 0: all that the value or the source has.
 struct Writer {
-    // Gives what the reader says that it has now; nothing where it does not say.
-    Bytes (*write)(const Send&, Bytes block);
+    // Gives what the reader says that it has now; nothing where it does not say. May leave anything in the block.
+    Bytes (*write)(const Send&, Bytes& block);
     std::size_t size = 1;
     const Source* source = nullptr;  // of the bytes that are not given
     std::size_t first = 0;           // where the block stands among these

@@ -378,6 +378,7 @@ std::string Settings::get(std::string_view name)
 std::vector<SettingReading> Settings::read(const std::vector<std::string>& names)
 {
     std::vector<const Row*> wanted;
+    wanted.reserve(names.size());
     for (const std::string& name : names) wanted.push_back(&rows::require_row(name, inside_->name()));
     Access access(*inside_, options_);
     access.check_family();
@@ -433,9 +434,12 @@ Profile Settings::snapshot(const SnapshotOptions& options)
     access.check_family();
     expect_reports(access);
     for (const Row& named : rows::all_rows()) {
-        const Row* const row = rows::is_first(named) ? access.find_readable(named) : nullptr;
+        if (!rows::is_first(named)) continue;
+        const Row* const row = access.find_readable(named);
         if (row != nullptr && is_to_be_kept(*row, options) && !is_told(access, *row))
             take(profile, access, *row);
+        if (row == nullptr && named.families != every_family && access.is_family_silent())
+            ProfileInside::add_silent(profile, {named.name, "the reader did not tell its family"});
     }
     return profile;
 }

@@ -170,7 +170,7 @@ Parsed parse_mask(std::string_view text)
     const auto bit = number_in(parts[1]);
     const Parsed bytes = parse_hex({.range = {"bytes", 1, 32}}, data[0]);
     if (!bank.problem.empty() || !bit || !bytes.problem.empty()) return refused("it has other parts");
-    const auto there = static_cast<long long>(bytes.bytes.size() * 8);
+    const auto there = static_cast<long long>(bytes.bytes.size()) * 8;
     const auto bits = data.size() == 1 ? std::optional(there) : number_in(data[1]);
     if (data.size() > 2 || !bits || *bits > there) return refused("it has not so many bits");
     for (const std::string& problem :
@@ -294,7 +294,7 @@ std::string words_of(const Format& format)
 
 std::string range_of_number(const Format& format)
 {
-    const std::string words = words_of(format);
+    std::string words = words_of(format);
     if (format.range.highest < format.range.lowest) return words;
     std::string text = std::to_string(format.range.lowest * format.scale) + " to " +
                        std::to_string(format.range.highest * format.scale);
