@@ -48,7 +48,10 @@ class TAGWIREXX_API Radio {
     void set_custom_region(Kilohertz first, Kilohertz spacing, unsigned channels,
                            Lasting lasting = Lasting::stored);
 
-    // In dB; the higher the better is the antenna matched.
+    // The same for older readers, which take it in two bytes: bands 0 to 15, channels 0 to 63; always stored.
+    void set_packed_region(int band, unsigned lowest, unsigned highest);
+
+    // In dB; the higher the better is the antenna matched. At 840 to 960 MHz.
     int return_loss(Port port, Kilohertz frequency);
 
     // Of the air interface; the reader's own numbers, 0 to 65535.
@@ -69,13 +72,17 @@ class TAGWIREXX_API Radio {
     ReaderInside* inside_;
 };
 
+// How many ports the command has room for. Older readers know one of the others than the widest only.
+enum class PortsCommand : std::uint8_t { eight = 8, twelve = 12, sixteen = 16, widest = 64 };
+
 // Of its Reader, as long as that lives; as a Reader for threads and errors.
 class TAGWIREXX_API Antennas {
   public:
     // That an inventory goes through, ascending.
     std::vector<Port> enabled();
-    // Ports 1 to 64, one at least.
-    void enable(const std::vector<Port>& ports, Lasting lasting = Lasting::stored);
+    // Ports 1 to 64, or as many as the command has room for; one at least. That of eight is always stored.
+    void enable(const std::vector<Port>& ports, Lasting lasting = Lasting::stored,
+                PortsCommand command = PortsCommand::widest);
     // Whether each is checked before an inventory.
     bool are_checked();
     void set_check(bool on);

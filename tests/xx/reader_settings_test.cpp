@@ -118,6 +118,11 @@ TEST_P(SettingsOf, RegionsByName)
 
     patiently([&] { radio.set_region(4, 2, 5); });
     EXPECT_EQ(device->settings().region, (sim::Region{4, 5, 2, 0, 0, {}}));
+    patiently([&] { radio.set_packed_region(4, 3, 6); });
+    EXPECT_EQ(device->settings().region, (sim::Region{4, 6, 3, 0, 0, {}}));
+    expect_invalid([&] { radio.set_packed_region(4, 3, 15); });
+    expect_invalid([&] { radio.set_packed_region(16, 3, 5); });
+    expect_invalid([&] { radio.set_packed_region(9, 3, 64); });
     expect_invalid([&] { radio.set_region(4, 2, 15); });
     expect_invalid([&] { radio.set_region(4, 5, 2); });
     expect_invalid([&] { radio.set_region(255, 0, 1); });
@@ -158,6 +163,7 @@ TEST_P(SettingsOf, TheRestOfTheRadio)
     EXPECT_THAT(sim::Bytes(asked.begin() + 3, asked.begin() + 8), ElementsAre(0, 0x0D, 0xF7, 0x32, 1));
     EXPECT_EQ(error_of([&] { radio.return_loss(Port(5), {915'250}); })->code(), Errc::refused);
     expect_invalid([&] { radio.return_loss(Port(0), {915'250}); });
+    expect_invalid([&] { radio.return_loss(Port(1), {5'200'000}); });
 
     patiently([&] { radio.set_profile(0x0123); });
     EXPECT_EQ(patiently([&] { return radio.profile(); }), 0x0123);
@@ -191,6 +197,17 @@ TEST_P(SettingsOf, AntennasInUse)
     device->restart();
     EXPECT_EQ(patiently([&] { return antennas.enabled(); }).size(), 4U);
     EXPECT_EQ(error_of([&] { antennas.enable({Port(5)}); })->code(), Errc::refused);
+    for (const auto command : {PortsCommand::eight, PortsCommand::twelve, PortsCommand::sixteen}) {
+        patiently([&] { antennas.enable({Port(1), Port(4)}, Lasting::stored, command); });
+        EXPECT_THAT(device->settings().antennas, ElementsAre(1U, 4U));
+        patiently([&] { antennas.enable({Port(2)}); });
+        expect_invalid(
+            [&] { antennas.enable({Port(static_cast<int>(command) + 1)}, Lasting::stored, command); });
+    }
+    patiently([&] { antennas.enable({Port(3)}, Lasting::until_restart, PortsCommand::sixteen); });
+    device->restart();
+    EXPECT_THAT(patiently([&] { return antennas.enabled(); }), ElementsAre(Port(2)));
+    expect_invalid([&] { antennas.enable({Port(3)}, Lasting::until_restart, PortsCommand::eight); });
     expect_invalid([&] { antennas.enable({}); });
     expect_invalid([&] { antennas.enable({Port(0)}); });
     expect_invalid([&] { antennas.enable({Port(65)}); });

@@ -60,7 +60,7 @@ u8 channel_at(const ReaderInside& inside, const Band& band, Kilohertz frequency)
     return static_cast<u8>(channel);
 }
 
-template <std::size_t Size> std::array<u8, Size> high_byte_first(std::uint32_t value)
+template <std::size_t Size> std::array<u8, Size> high_byte_first(std::uint64_t value)
 {
     std::array<u8, Size> out{};
     for (std::size_t i = 0; i < Size; ++i) out[Size - 1 - i] = static_cast<u8>(value >> (8 * i));
@@ -210,11 +210,25 @@ void Radio::set_custom_region(Kilohertz first, Kilohertz spacing, unsigned chann
                 lasting);
 }
 
+void Radio::set_packed_region(int band, unsigned lowest, unsigned highest)
+{
+    constexpr unsigned shift = 6;
+    refuse_problem(*inside_, set_region_call, problem_of_band(band, lowest, highest));
+    checked(*inside_, set_region_call, {"the number of a band", 0, 15}, band);
+    checked(*inside_, set_region_call, {"a channel", 0, 63}, highest);
+    const auto packed = [](unsigned bits, unsigned channel) {
+        return static_cast<u8>((bits & 3U) << shift | channel);
+    };
+    const auto number = static_cast<unsigned>(band);
+    inside_->ask(set_region_call, &O::SetRegion, packed(number >> 2U, highest), packed(number, lowest));
+}
+
 // -- the rest
 
 int Radio::return_loss(Port port, Kilohertz frequency)
 {
     const int number = checked(*inside_, return_loss_call, "an antenna", port.number(), 1, 256);
+    checked(*inside_, return_loss_call, ranges::plan_khz, frequency.value);
     auto khz = high_byte_first<4>(frequency.value);
     u8 decibels = 0;
     inside_->ask(return_loss_call, &O::MeasureReturnLoss, khz.data(), static_cast<u8>(number - 1), &decibels);
@@ -262,16 +276,27 @@ void Radio::set_carrier(bool on) { inside_->ask(carrier_call, &O::RfOutput, u8{o
 
 std::vector<Port> Antennas::enabled() { return ask_enabled_ports(*inside_); }
 
-void Antennas::enable(const std::vector<Port>& ports, Lasting lasting)
+void Antennas::enable(const std::vector<Port>& ports, Lasting lasting, PortsCommand command)
 {
+    const Range range{ranges::port.what, ranges::port.lowest, static_cast<int>(command)};
     if (ports.empty()) refuse_value(*inside_, set_antennas_call, "one antenna at least must be enabled");
     std::uint64_t bits = 0;
     for (const Port port : ports)
-        bits |= std::uint64_t{1} << (checked(*inside_, set_antennas_call, ranges::port, port.number()) - 1);
-    std::array<u8, 8> bytes{};
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        bytes[bytes.size() - 1 - i] = static_cast<u8>(bits >> (8 * i));
-    inside_->ask(set_antennas_call, &O::OptAntenna, u8{1}, static_cast<u8>(lasting), bytes.data());
+        bits |= std::uint64_t{1} << (checked(*inside_, set_antennas_call, range, port.number()) - 1);
+    const u8 flag = static_cast<u8>(lasting);
+    auto bytes = high_byte_first<8>(bits);
+    switch (command) {
+    case PortsCommand::eight:
+        if (lasting != Lasting::stored)
+            refuse_value(*inside_, set_antennas_call, "the command for eight ports always stores");
+        return inside_->ask(set_antennas_call, &O::SetAntennaMultiplexing, bytes[7]);
+    case PortsCommand::twelve:
+        return inside_->ask(set_antennas_call, &O::SetAntennaA12, flag, bytes[6], bytes[7]);
+    case PortsCommand::sixteen:
+        return inside_->ask(set_antennas_call, &O::SetAntenna, flag, bytes[6], bytes[7]);
+    case PortsCommand::widest:
+        return inside_->ask(set_antennas_call, &O::OptAntenna, u8{1}, flag, bytes.data());
+    }
 }
 
 bool Antennas::are_checked() { return inside_->ask_information().antenna_check != 0; }
