@@ -188,6 +188,9 @@ TEST_P(Profiles, OfAnotherTypeOfReaderAreRefused)
     EXPECT_EQ(device->settings().beep, 1);
     EXPECT_TRUE(apply(profile, {.other_model = true}).ok());
     EXPECT_EQ(device->settings().beep, 0);
+    const auto other_firmware = apply(Profile::parse("[reader]\ntype = 15\nfirmware = \"2.1\"\n"));
+    ASSERT_THAT(other_firmware.skipped, SizeIs(1));
+    EXPECT_EQ(text_of(other_firmware.skipped[0]), "firmware: the profile is of 2.1, this reader has 1.0");
 }
 
 TEST_P(Profiles, ShowWhatDiffersAndChangeNothing)
@@ -236,17 +239,39 @@ TEST_P(Profiles, AnAnswerThatWasLostIsNoFailureWhereTheReaderHasTheValue)
     EXPECT_EQ(device->settings().beep, 0);
 }
 
+TEST_P(Profiles, EndWithAReportWhenTheWorkIsAborted)
+{
+    Profile profile;
+    profile.set("q", "9");
+    profile.set("reply-delay", "3");
+    profile.set("write-power", "20");
+    sim::Fault silence = sim::Fault::silence(0);
+    silence.command = 0x27;
+    device->inject(silence);
+    std::thread aborting([&] {
+        if (device->wait_for_command(0x27)) reader().abort();
+    });
+    const auto report = apply(profile);
+    aborting.join();
+    EXPECT_FALSE(report.ok());
+    EXPECT_THAT(names_of(report.failed), Contains("reply-delay"));
+    EXPECT_EQ(commands(0x27), 1U);
+    device->clear_faults();
+    EXPECT_TRUE(apply(profile).ok());
+}
+
 TEST_P(Profiles, EndWithAReportWhenTheReaderIsLost)
 {
     Profile profile;
     profile.set("q", "9");
     profile.set("beep", "off");
     profile.set("reply-delay", "3");
-    std::thread leaving([&] {
-        if (device->wait_for_command(0x27)) device->inject(sim::Fault::silence(0));
-    });
-    const auto report = apply(profile);
-    leaving.join();
+    const std::uint64_t before = device->counters().requests;
+    compare(profile);
+    sim::Fault leaving = sim::Fault::silence(0);
+    leaving.skip = device->counters().requests - before + 1;  // one is written
+    device->inject(leaving);
+    const auto report = settings().apply(profile);
     EXPECT_FALSE(report.ok());
     EXPECT_EQ(report.failed.size(), 3U) << "what was written before could not be read back";
     device->clear_faults();
@@ -323,6 +348,10 @@ TEST_P(Profiles, AFamilyThatIsNotToldIsSilenceToo)
     const Profile profile = patiently([&] { return reader().settings().snapshot(); });
     EXPECT_THAT(names_of(profile.silent()), Contains("gpo-time"));
     EXPECT_THAT(names_of(profile.silent()), Contains("filter-time"));
+    Profile timed;
+    timed.set("gpo-time", "3");
+    const auto differences = patiently([&] { return reader().settings().compare(timed); });
+    EXPECT_THAT(names_of(differences.silent), ElementsAre("gpo-time"));
     EXPECT_EQ(error_of([&] { reader().settings().set("filter-time", "3"); })->outcome(), Outcome::nothing);
     EXPECT_EQ(commands(0x75) + commands(0x92) + commands(0xB0), 0U);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "tagwire/result.h"
 #include "xx/settings/access.h"
 #include "xx/settings/profile_inside.h"
 
@@ -177,6 +178,11 @@ Comparison Application::compare(const Profile& profile)
                     "the profile is of a reader of type " + std::to_string(*profile.type()) +
                         ", this one is of type " + std::to_string(told.type) +
                         ": if that is right, say so (other_model)");
+    if (const Version now{told.version[0], told.version[1]}; profile.firmware().value_or(now) != now) {
+        std::ostringstream text;
+        text << "the profile is of " << *profile.firmware() << ", this reader has " << now;
+        comparison_.skipped.push_back({"firmware", text.str()});
+    }
     access_.check_family();
     expect_reports(access_);
     for (const auto& value : profile.values()) compare(value, comparison_);
@@ -208,7 +214,8 @@ void Application::compare(const Profile::Value& value, Comparison& out)
         if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value &&
             error.code() != Errc::invalid_text)
             throw;
-        out.refused.push_back({named.name, error.what()});
+        const bool is_silent = named.families != every_family && access_.is_family_silent();
+        (is_silent ? out.silent : out.refused).push_back({named.name, error.what()});
         return;
     }
     if (step.differs) out.changes.push_back(step.change());
@@ -230,14 +237,17 @@ void Application::fail(const Group& group, const std::string& text, Outcome outc
 
 void Application::write(const Group& group)
 {
-    if (is_over_) return fail(group, "not tried after that", Outcome::nothing);
+    if (is_over_) return fail(group, "not tried: what came before ended the work", Outcome::nothing);
     try {
         for (const Wanted& wanted : group) access_.writable(*wanted.row);
         const auto failure = access_.write(group);
         if (!failure) return;
-        is_over_ = failure->is_the_end;
+        const bool is_silent = failure->error.code() == Errc::no_answer;
+        is_over_ =
+            failure->is_the_end || (is_silent && inside_.ask_at(inside_.address()) == TAGWIRE_NO_ANSWER);
         fail(group, failure->error.what(), failure->error.outcome());
-    } catch (const Error& error) {  // of a reader's family that it does not tell
+    } catch (const Error& error) {  // not of the command itself
+        is_over_ = error.code() == Errc::lost || error.code() == Errc::aborted;
         fail(group, error.what(), error.outcome());
     }
 }
