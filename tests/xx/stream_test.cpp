@@ -337,6 +337,35 @@ TEST_P(OneReader, is_set_as_planned_before_it_reads)
     EXPECT_EQ(reader->counters().commands[0x81], 1U);
 }
 
+TEST_P(OneReader, has_its_profile_before_it_reads_but_what_the_plan_names)
+{
+    SourceOptions source;
+    source.profile.emplace();
+    source.profile->set("power", "10");
+    source.profile->set("q", "7");
+    source.plan.power = Dbm(21);
+    open(3, {}, source);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read)) << stream->health("gate").reason;
+    EXPECT_EQ(reader->settings().q, 7);
+    EXPECT_THAT(reader->settings().power, testing::Each(21));
+    EXPECT_EQ(reader->counters().commands[0x2F], 1U);
+}
+
+TEST_P(OneReader, that_refuses_its_profile_is_not_read_from_and_says_why)
+{
+    SourceOptions source;
+    source.profile.emplace();
+    source.profile->set("power", "39");
+    open(3, {}, source);
+    stream->start();
+    const auto refused = await(*stream, is_state(State::waiting));
+    ASSERT_TRUE(refused);
+    EXPECT_THAT(refused->text(), testing::HasSubstr("power"));
+    EXPECT_FALSE(reader->is_reading());
+    stream->stop();
+}
+
 TEST_P(OneReader, that_refuses_its_plan_is_not_read_from_and_says_why)
 {
     SourceOptions source;

@@ -1,9 +1,12 @@
 #include "xx/stream/reading_plan.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include <tagwirexx/error.hpp>
 #include <tagwirexx/reader.hpp>
+
+#include "xx/values/ranges.h"
 
 namespace tagwire {
 inline namespace v1 {
@@ -33,22 +36,37 @@ void apply_power(Radio radio, Dbm wanted)
     if (!has_it) radio.set_power(wanted);
 }
 
+// All but what the plan sets.
+void apply_profile(Reader& reader, Profile profile, const ReadingPlan& plan)
+{
+    if (plan.q) profile.remove("q");
+    if (plan.session) profile.remove("session");
+    if (!plan.antennas.empty()) profile.remove("antennas");
+    if (plan.power) profile.remove("power");
+    const ApplyReport report = reader.settings().apply(profile, {.lasting = Lasting::until_restart});
+    if (report.ok()) return;
+    std::ostringstream text;
+    text << report.failed.front();
+    throw Error(Errc::refused, "set the profile", reader.url(), text.str(), Outcome::partial);
+}
+
 }  // namespace
 
 void check(const ReadingPlan& plan, const std::string& url)
 {
-    const auto refuse = [&](const char* text) {
-        throw Error(Errc::invalid_value, "add a source", url, text);
+    const auto require = [&](const Range& range, int value) {
+        const std::string problem = problem_of(range, value);
+        if (!problem.empty()) throw Error(Errc::invalid_value, "add a source", url, problem);
     };
-    if (plan.q && (*plan.q < 0 || *plan.q > 15)) refuse("q of a plan is 0 to 15");
-    if (plan.power && (plan.power->value() < 0 || plan.power->value() > 40))
-        refuse("the power of a plan is 0 to 40 dBm");
-    for (const Port port : plan.antennas)
-        if (port.number() < 1 || port.number() > 64) refuse("an antenna of a plan is 1 to 64");
+    if (plan.q) require(ranges::q, *plan.q);
+    if (plan.power) require(ranges::dbm, plan.power->value());
+    for (const Port port : plan.antennas) require(ranges::port, port.number());
 }
 
-void apply(Reader& reader, const ReadingPlan& plan)
+void prepare(Reader& reader, const SourceOptions& options)
 {
+    const ReadingPlan& plan = options.plan;
+    if (options.profile) apply_profile(reader, *options.profile, plan);
     apply_antennas(reader.antennas(), plan.antennas);
     if (plan.power) apply_power(reader.radio(), *plan.power);
     apply_q_and_session(reader.radio(), plan);

@@ -12,7 +12,7 @@ class Reader;
 void check(const ReadingPlan& plan, const std::string& url);
 
 // Asks for what the reader has, and sets what differs. Throws Error.
-void apply(Reader& reader, const ReadingPlan& plan);
+void prepare(Reader& reader, const SourceOptions& options);
 
 }  // namespace v1
 }  // namespace tagwire

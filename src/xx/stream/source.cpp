@@ -181,7 +181,7 @@ void Source::learn_ports()
 // Sets what the program wants set, on a helper's thread, as a Reader.
 void Source::prepare()
 {
-    if (options_.plan.is_empty()) return start_reading(Step::starting);
+    if (!options_.profile && options_.plan.is_empty()) return start_reading(Step::starting);
     const auto lent = std::make_shared<Lent>();
     lent->link = lend_link();
     step_ = Step::preparing;
@@ -189,10 +189,10 @@ void Source::prepare()
     limit(preparing_limit);
     aside<Lent>(
         lent,
-        [information = information_, plan = options_.plan](Lent& out) {
+        [information = information_, options = options_](Lent& out) {
             try {
                 Reader reader = Reader::Inside::around(std::move(out.link), information);
-                apply(reader, plan);
+                tagwire::prepare(reader, options);
                 out.link = Reader::Inside::take_back(std::move(reader));
             } catch (const Error& error) {
                 out.problem = error.what();
