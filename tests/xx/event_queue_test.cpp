@@ -1,12 +1,34 @@
 // The queue of a stream: order, bounds, and what is told of what was dropped.
 #include "xx/stream/event_queue.h"
 
+#include <cstdlib>
+#include <new>
 #include <poll.h>
 #include <thread>
 
 #include <gmock/gmock.h>
 
 #include "xx/values/names.h"
+
+namespace {
+
+// Allocations of this thread until one fails; none does below 0.
+thread_local int allocations_left = -1;
+
+void* allocate(std::size_t size)
+{
+    if (allocations_left == 0) throw std::bad_alloc();
+    if (allocations_left > 0) --allocations_left;
+    void* const memory = std::malloc(size);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace tagwire {
 namespace {
@@ -241,6 +263,38 @@ TEST(EventQueue, hands_out_what_is_left_after_its_end_and_takes_nothing_more)
     EXPECT_THAT(queue.take(), ElementsAre("a1"));
     EXPECT_TRUE(queue.queue.is_at_end());
     EXPECT_EQ(queue.queue.counters(*a).received, 1U);
+}
+
+// Whichever allocation fails, and however long none succeeds.
+TEST(EventQueue, counts_what_it_has_no_memory_for_and_tells_of_it_where_it_is_missing)
+{
+    constexpr unsigned reports = 40;
+    for (int failing = 0; failing < 12; ++failing) {
+        Queue one(1000, Overflow::drop_oldest);
+        const auto lane = one.lane("a");
+        one.put_reads(lane, 3);
+        allocations_left = failing;
+        one.put_reads(lane, reports);
+        allocations_left = -1;
+        one.put_reads(lane, 1);
+        std::vector<Event> events(1000);
+        events.resize(one.queue.take(events.data(), events.size(), no_time, one.relieved));
+        std::uint64_t next = 1;
+        for (const Event& event : events) {
+            if (const Gap* gap = event.gap()) {
+                EXPECT_EQ(gap->first_sequence, next);
+                next += gap->count;
+            } else {
+                ASSERT_NE(event.read(), nullptr);
+                EXPECT_EQ(event.read()->sequence, next++);
+            }
+        }
+        EXPECT_EQ(next, 3 + reports + 1 + 1) << "with " << failing << " allocations";
+        const Counters counters = one.queue.counters(*lane);
+        EXPECT_EQ(counters.received, 3 + reports + 1);
+        EXPECT_EQ(counters.delivered + counters.dropped, counters.received);
+        EXPECT_TRUE(failing > 0 || counters.dropped > 0);
+    }
 }
 
 TEST(EventQueue, wakes_who_waits)
