@@ -14,7 +14,7 @@ constexpr std::int64_t ns_per_s = 1'000'000'000;
 constexpr std::int64_t ns_per_ms = 1'000'000;
 
 // The longest a worker sleeps on a quiet link, and on a dead one; whatever ends its work wakes it.
-constexpr int quiet_rest_ms = 1000;
+constexpr int quiet_rest_ms = 10'000;
 constexpr int dead_rest_ms = 24 * 60 * 60 * 1000;
 // What keeps a loop from spinning whose wait ends at once, whatever the descriptors say.
 constexpr int short_rest_ms = 1;
