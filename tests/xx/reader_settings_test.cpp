@@ -1,7 +1,4 @@
 // Radio, antennas, lines, clock, modes and filter, in units.
-#include <thread>
-
-#include "link/crc16.h"
 #include "xx/virtual_reader.h"
 
 namespace tagwire::test {
@@ -14,45 +11,6 @@ using namespace std::chrono;
 class SettingsOf : public VirtualReader {
   protected:
     void SetUp() override { connect(make_scenario(2)); }
-
-    void connect_family(sim::ReaderFamily family)
-    {
-        sim::Scenario scenario = make_scenario(0);
-        scenario.reader.family = family;
-        connect(scenario);
-    }
-    // Refused before anything is sent.
-    template <class Act> void expect_invalid(Act act)
-    {
-        const std::uint64_t before = device->counters().requests;
-        const auto error = error_of(act);
-        EXPECT_EQ(error->code(), Errc::invalid_value) << error->what();
-        EXPECT_EQ(error->outcome(), Outcome::nothing);
-        EXPECT_EQ(device->counters().requests, before);
-    }
-    // A command whose answer has these bytes of data only.
-    template <class Act>
-    void expect_short_answer_refused(std::uint8_t command, const sim::Bytes& data, Act act)
-    {
-        sim::Bytes frame{static_cast<std::uint8_t>(data.size() + 5), 0x0A, command, 0};
-        frame.insert(frame.end(), data.begin(), data.end());
-        const std::uint16_t crc = engine::crc16(frame.data(), frame.size());
-        frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
-        frame.push_back(static_cast<std::uint8_t>(crc >> 8U));
-        Errc code = Errc::no_answer;
-        for (int attempt = 0; attempt < 20 && code == Errc::no_answer; ++attempt) {
-            sim::Fault lose = sim::Fault::lose();
-            lose.command = command;
-            device->inject(lose);
-            const std::uint64_t before = device->counters().commands[command];
-            std::thread answering([&] {
-                if (device->wait_for_command(command, before + 1)) device->send_raw(frame);
-            });
-            code = static_cast<Errc>(error_of(act)->code().value());
-            answering.join();
-        }
-        EXPECT_EQ(code, Errc::bad_answer);
-    }
 };
 INSTANTIATE_TEST_SUITE_P(Links, SettingsOf, testing::Values(Link::tcp, Link::pty), link_name);
 

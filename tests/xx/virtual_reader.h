@@ -5,8 +5,10 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "link/crc16.h"
 #include "simulator.h"
 
 #include <tagwirexx/reader.hpp>
@@ -97,6 +99,57 @@ class VirtualReader : public testing::TestWithParam<Link> {
         return "serial:" + reader.open_pty() + "?baud=115200" + (query.empty() ? "" : "&" + query);
     }
     Reader& reader() { return *opened; }
+    void connect_family(sim::ReaderFamily family)
+    {
+        sim::Scenario scenario = make_scenario(0);
+        scenario.reader.family = family;
+        connect(scenario);
+    }
+
+    // Refused before anything is sent.
+    template <class Act> void expect_invalid(Act act, Errc code = Errc::invalid_value)
+    {
+        const std::uint64_t before = device->counters().requests;
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), code) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_EQ(device->counters().requests, before);
+    }
+    // The first command of this code is answered with these bytes of data instead of its own.
+    template <class Act>
+    auto with_answer(std::uint8_t command, const sim::Bytes& data, Act act, std::uint8_t status = 0)
+    {
+        sim::Bytes frame{static_cast<std::uint8_t>(data.size() + 5), 0x0A, command, status};
+        frame.insert(frame.end(), data.begin(), data.end());
+        const std::uint16_t crc = engine::crc16(frame.data(), frame.size());
+        frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
+        frame.push_back(static_cast<std::uint8_t>(crc >> 8U));
+        const auto attempt = [&] {
+            sim::Fault lose = sim::Fault::lose();
+            lose.command = command;
+            device->inject(lose);
+            const std::uint64_t before = device->counters().commands[command];
+            const std::jthread answering([this, command, before, &frame] {
+                if (device->wait_for_command(command, before + 1)) device->send_raw(frame);
+            });
+            return act();
+        };
+        for (int i = 1; i < 20; ++i) {
+            try {
+                return attempt();
+            } catch (const Error& error) {
+                if (error.code() != Errc::no_answer) throw;
+            }
+        }
+        return attempt();
+    }
+    // A command whose answer has these bytes of data only.
+    template <class Act>
+    void expect_short_answer_refused(std::uint8_t command, const sim::Bytes& data, Act act)
+    {
+        const auto error = error_of([&] { with_answer(command, data, act); });
+        EXPECT_EQ(error->code(), Errc::bad_answer) << error->what();
+    }
 
     sim::Simulator simulator;
     sim::Reader* device = nullptr;

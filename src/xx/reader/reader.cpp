@@ -13,14 +13,6 @@ namespace {
 constexpr std::chrono::seconds longest_look_up(5);
 constexpr std::chrono::seconds longest_connect(3);
 
-OpenLink open_link(const Url& url)
-{
-    OpenLink link{.serial = url.serial, .address = url.address, .antenna_byte = url.antenna_byte};
-    link.name = url.text;
-    link.fd = url.serial ? open_serial(url) : connect(url, resolve(url, longest_look_up), longest_connect);
-    return link;
-}
-
 // serial:auto?baud=9600 becomes serial:/dev/ttyUSB0?baud=9600.
 Url with_device(Url url, const std::string& device)
 {
@@ -48,6 +40,14 @@ std::unique_ptr<ReaderInside> find_reader(const Url& url, const std::string& fol
 Version version_of(const std::uint8_t (&bytes)[2]) { return {bytes[0], bytes[1]}; }
 
 }  // namespace
+
+OpenLink open_link(const Url& url)
+{
+    OpenLink link{.serial = url.serial, .address = url.address, .antenna_byte = url.antenna_byte};
+    link.name = url.text;
+    link.fd = url.serial ? open_serial(url) : connect(url, resolve(url, longest_look_up), longest_connect);
+    return link;
+}
 
 std::unique_ptr<ReaderInside> open_reader(const Url& url, const std::string& folder)
 {

@@ -49,11 +49,9 @@ void ReaderInside::Deleter::operator()(engine::Reader* reader) const
 }
 
 ReaderInside::ReaderInside(OpenLink link, const engine::ReaderInformation* told)
-    : link_(std::move(link)), engine_(Create_Reader()), hooks_{this, take_record, see_traffic}
+    : link_(std::move(link)), hooks_{this, take_record, see_traffic}
 {
-    if (engine_ == nullptr) throw_no_descriptor("open", errno);
-    engine_->keeping.hooks = &hooks_;
-    engine::adopt_link(engine_.get(), link_.serial ? engine::serial_link : engine::tcp_link, link_.fd.get());
+    take_up_link();
     if (told == nullptr) {
         shake_hands();
         return;
@@ -62,6 +60,14 @@ ReaderInside::ReaderInside(OpenLink link, const engine::ReaderInformation* told)
     link_.address = told_.address;
     engine_->ReaderAddr = told_.address;
     engine_->inventoryScanTime = told_.scan_time;
+}
+
+void ReaderInside::take_up_link()
+{
+    engine_.reset(Create_Reader());
+    if (engine_ == nullptr) throw_no_descriptor("open", errno);
+    engine_->keeping.hooks = &hooks_;
+    engine::adopt_link(engine_.get(), link_.serial ? engine::serial_link : engine::tcp_link, link_.fd.get());
 }
 
 Reader ReaderInside::around(OpenLink link, const engine::ReaderInformation& told)
@@ -273,7 +279,8 @@ int ReaderInside::await_inventory(int result, std::chrono::steady_clock::time_po
 bool ReaderInside::is_lost() const
 {
     pollfd watched{link_.fd.get(), POLLRDHUP, 0};
-    return ::poll(&watched, 1, 0) > 0 && (watched.revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)) != 0;
+    return !link_.fd || (::poll(&watched, 1, 0) > 0 &&
+                         (watched.revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)) != 0);
 }
 
 // Pushed unasked, heartbeats for one. A serial line discards them with every command.
@@ -319,9 +326,50 @@ bool ReaderInside::receive_information()
                                                   engine::information_command) == TAGWIRE_OK;
 }
 
+void ReaderInside::listen()
+{
+    using namespace std::chrono_literals;
+    using SteadyClock = std::chrono::steady_clock;
+    constexpr auto silence = 300ms;
+    const Turn turn(*this);
+    const auto end = SteadyClock::now() + 3s;
+    for (auto heard = SteadyClock::now();
+         SteadyClock::now() < std::min(heard + silence, end) && !is_lost();) {
+        pollfd watched{link_.fd.get(), POLLIN, 0};
+        const bool is_something_there = ::poll(&watched, 1, 10) > 0;
+        if (is_something_there && engine_->operations.ReadRfidData(engine_.get(), engine_->btRecvArr) > 0)
+            heard = SteadyClock::now();
+    }
+    stale_ = false;
+}
+
+// A serial device can be opened again only behind its release.
+void ReaderInside::reopen()
+{
+    const Turn turn(*this);
+    close_link();
+    try {
+        link_.fd = open_link(parse_url(link_.name)).fd;
+        take_up_link();
+        shake_hands();
+    } catch (...) {
+        close_link();
+        throw;
+    }
+    stale_ = false;
+}
+
+void ReaderInside::close_link()
+{
+    engine_.reset();
+    link_.fd.reset();
+}
+
 // -- results
 
 int ReaderInside::came() const { return engine::Response(engine_.get()).came(); }
+
+int ReaderInside::status() const { return engine::Response(engine_.get()).status(); }
 
 void ReaderInside::require(const Call& call, int bytes) const
 {

@@ -62,6 +62,7 @@ class ReaderInside {
     static OpenLink take_back(Reader reader);
 
     const std::string& name() const { return link_.name; }
+    bool is_serial() const { return link_.serial; }
     const engine::ReaderInformation& told() const { return told_; }
     // Asks again.
     const engine::ReaderInformation& ask_information();
@@ -116,8 +117,9 @@ class ReaderInside {
         if (result != 0) fail(call, result);
         require(call, came());
     }
-    // Bytes of data in the answer that came last.
+    // Bytes of data in the answer that came last, and its status.
     int came() const;
+    int status() const;
     void require(const Call& call, int bytes) const;
     [[noreturn]] void fail(const Call& call, int result) const;
 
@@ -132,6 +134,11 @@ class ReaderInside {
       private:
         ReaderInside& inside_;
     };
+    // For readers that restart: the link is closed, opened and shaken hands on. Throws Error; the link is lost
+    // then, until another attempt. Nobody else may be using the Reader.
+    void reopen();
+    // For readers that do not say who they are at the moment: passes over what comes, until nothing does.
+    void listen();
     // The longest that the reader may be busy with what was given up.
     void set_longest_job(std::chrono::milliseconds limit) { longest_job_ = limit; }
 
@@ -142,6 +149,8 @@ class ReaderInside {
 
     static void take_record(void* own, const engine::TagRecord& record) noexcept;
     static void see_traffic(void* own, engine::Direction direction, const u8* bytes, int count) noexcept;
+    void take_up_link();
+    void close_link();
     void shake_hands();
     int ask_information(engine::ReaderInformation& told);
     void begin(const Call& call);
@@ -172,6 +181,8 @@ class ReaderInside {
     bool running_ = false;
     bool aborted_ = false;
 };
+
+OpenLink open_link(const Url& url);
 
 // Finds the device of serial:auto in `folder`. Throws Error.
 std::unique_ptr<ReaderInside> open_reader(const Url& url, const std::string& folder = "/dev");

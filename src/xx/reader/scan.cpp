@@ -79,10 +79,19 @@ std::vector<Place> places_of(ReaderInside& inside, const ScanPlan& plan, bool mu
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagCollection& tags,
                 const std::function<int(const Place&)>& send)
 {
+    return scan_place(inside, call, place, [&](const Place& at) {
+        const int result = send(at);
+        tags.end_inventory();
+        return result;
+    });
+}
+
+bool scan_place(ReaderInside& inside, const Call& call, const Place& place,
+                const std::function<int(const Place&)>& send)
+{
     const unsigned units = place.scan_time != 0 ? place.scan_time : inside.told().scan_time;
     inside.set_longest_job(std::chrono::milliseconds(100) * units);
     const int result = send(place);
-    tags.end_inventory();
     switch (result) {
     case TAGWIRE_INVENTORY_DONE:
     case TAGWIRE_INVENTORY_NO_TAG: return true;

@@ -40,6 +40,8 @@ struct Place {
 std::vector<Place> places_of(ReaderInside& inside, const ScanPlan& plan, bool must_be_given);
 
 // One inventory; false where its time was over.
+bool scan_place(ReaderInside& inside, const Call& call, const Place& place,
+                const std::function<int(const Place&)>& send);
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagCollection& tags,
                 const std::function<int(const Place&)>& send);
 
