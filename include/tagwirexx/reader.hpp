@@ -20,20 +20,27 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
 #include <tagwirexx/api.hpp>
+#include <tagwirexx/at_mode.hpp>
 #include <tagwirexx/buffer.hpp>
 #include <tagwirexx/error.hpp>
+#include <tagwirexx/firmware.hpp>
 #include <tagwirexx/info.hpp>
 #include <tagwirexx/inventory.hpp>
 #include <tagwirexx/lines.hpp>
 #include <tagwirexx/modes.hpp>
+#include <tagwirexx/network.hpp>
 #include <tagwirexx/radio.hpp>
 #include <tagwirexx/settings.hpp>
+#include <tagwirexx/tables.hpp>
 
 namespace tagwire {
 inline namespace v1 {
@@ -71,6 +78,24 @@ class TAGWIREXX_API Reader final {
     Filter filter() { return Filter(*inside_); }
     Buffer buffer() { return Buffer(*inside_); }
     Settings settings(const SettingsOptions& options = {}) { return Settings(*inside_, options); }
+
+    Network network() { return Network(*inside_); }
+    Position position();
+    Tables tables() { return Tables(*inside_); }
+    // `wait`: how long the reader waits for its module, 0 to 255, mostly of 100 ms; 7 s of silence count as
+    // lost. Over TCP it is refused before anything is sent.
+    AtMode at_mode(int wait = 10) { return AtMode(*inside_, wait); }
+
+    // Replaces the reader's program, see tagwirexx/firmware.hpp. What it cannot do to its end is in the report;
+    // what makes no sense (options, an empty image, one with doubts) is an Error, and nothing is sent. A stop,
+    // and an abort(), end it between two exchanges. `told` is called from this thread, and what it throws leaves the reader in its update mode. The link is opened
+    // again where the reader's restart closes it.
+    UpdateReport update_firmware(std::span<const std::uint8_t> image,
+                                 const std::function<void(const Progress&)>& told = {},
+                                 const std::stop_token& stop = {}, const UpdateOptions& options = {});
+    bool is_in_update_mode();
+    // Restarts a reader that is in it and waits until it answers again. Does nothing to another one.
+    void leave_update_mode(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
     // Ends the call in progress, which throws Error with Errc::aborted; does nothing without one. From any
     // thread.

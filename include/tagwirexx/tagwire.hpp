@@ -8,15 +8,18 @@
 // a process may use both libraries, on different readers.
 #pragma once
 
+#include <tagwirexx/at_mode.hpp>
 #include <tagwirexx/buffer.hpp>
 #include <tagwirexx/bytes.hpp>
 #include <tagwirexx/error.hpp>
 #include <tagwirexx/event.hpp>
+#include <tagwirexx/firmware.hpp>
 #include <tagwirexx/identifier.hpp>
 #include <tagwirexx/info.hpp>
 #include <tagwirexx/inventory.hpp>
 #include <tagwirexx/lines.hpp>
 #include <tagwirexx/modes.hpp>
+#include <tagwirexx/network.hpp>
 #include <tagwirexx/profile.hpp>
 #include <tagwirexx/radio.hpp>
 #include <tagwirexx/read.hpp>
@@ -24,4 +27,5 @@
 #include <tagwirexx/recording.hpp>
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/stream.hpp>
+#include <tagwirexx/tables.hpp>
 #include <tagwirexx/units.hpp>

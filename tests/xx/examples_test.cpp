@@ -1,6 +1,7 @@
 // The examples, run as they are shown, against virtual readers.
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -109,6 +110,20 @@ TEST_F(Examples, settings_are_brought_to_another_reader)
     EXPECT_EQ(again.exit_code, 0) << again.err;
     EXPECT_EQ(again.out, "");
     std::filesystem::remove_all(folder);
+}
+
+TEST_F(Examples, firmware_is_replaced_and_shown)
+{
+    sim::Reader& reader = add();
+    const std::string file = testing::TempDir() + "tagwire_firmware_" + std::to_string(::getpid());
+    std::ofstream(file, std::ios::binary) << "\x02\x01" << std::string(5000, 'x');
+    urls.push_back(file);
+    const auto ended = run(examples + "/example_firmware_cpp", urls);
+    std::filesystem::remove(file);
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("100 %, 5002 of 5002 bytes"));
+    EXPECT_THAT(ended.out, HasSubstr("the new program runs"));
+    EXPECT_EQ(reader.firmware().marks, 1U);
 }
 
 TEST_F(Examples, sqlite_events_fill_a_database)

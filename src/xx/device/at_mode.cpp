@@ -1,0 +1,138 @@
+// The AT mode.
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "tagwire/result.h"
+#include "xx/reader/reader_inside.h"
+
+#include <tagwirexx/error.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+constexpr Call enter_at_call{
+    .name = "go into the AT mode", .effect = Effect::change, .family = engine::ResultFamily::services};
+constexpr Call leave_at_call{
+    .name = "leave the AT mode", .effect = Effect::change, .family = engine::ResultFamily::services};
+constexpr Call at_call{
+    .name = "AT command", .effect = Effect::change, .family = engine::ResultFamily::services};
+
+constexpr u8 command_mode = 0;
+constexpr u8 pass_mode = 1;
+constexpr std::size_t most_bytes = 250;                      // of a request, and of an answer
+constexpr std::size_t most_answer = std::size_t{64} * 1024;  // of a module that never falls silent
+
+bool is_uncertain(const Error& error)
+{
+    return error.code() == Errc::no_answer || error.code() == Errc::bad_answer;
+}
+
+void change_mode(ReaderInside& inside, const Call& call, u8 mode)
+{
+    inside.ask(call, &Operations::ChangeATMode, mode);
+}
+
+void leave_at_mode(ReaderInside& inside)
+try {
+    change_mode(inside, leave_at_call, command_mode);
+} catch (const Error& error) {
+    if (!is_uncertain(error)) throw;
+    change_mode(inside, leave_at_call, command_mode);
+}
+
+void try_to_leave(ReaderInside& inside) noexcept
+try {
+    leave_at_mode(inside);
+} catch (...) {
+    return;  // there is nobody to tell
+}
+
+// How many bytes came back.
+std::size_t exchange(ReaderInside& inside, int wait, std::string_view bytes, std::string& answer)
+{
+    std::array<u8, most_bytes> given{};
+    std::copy(bytes.begin(), bytes.end(), given.begin());
+    std::array<u8, 256> received{};
+    int count = 0;
+    inside.ask(at_call, &Operations::TransparentCMD, static_cast<u8>(wait), given.data(),
+               static_cast<int>(bytes.size()), received.data(), &count);
+    const int came = std::min(count, inside.came());
+    answer.append(received.begin(), received.begin() + came);
+    return static_cast<std::size_t>(came);
+}
+
+}  // namespace
+
+AtMode::AtMode(ReaderInside& inside, int wait)
+    : wait_(checked(inside, enter_at_call, "the time that the reader waits", wait, 0, 255))
+{
+    if (!inside.is_serial()) refuse_value(inside, enter_at_call, "AT commands work over a serial line only");
+    try {
+        change_mode(inside, enter_at_call, pass_mode);
+    } catch (const Error& error) {
+        if (is_uncertain(error)) try_to_leave(inside);
+        throw;
+    }
+    inside_ = &inside;
+}
+
+AtMode::AtMode(AtMode&& other) noexcept : inside_(std::exchange(other.inside_, nullptr)), wait_(other.wait_)
+{}
+
+AtMode& AtMode::operator=(AtMode&& other) noexcept
+{
+    std::swap(inside_, other.inside_);
+    std::swap(wait_, other.wait_);
+    return *this;
+}
+
+AtMode::~AtMode()
+{
+    if (inside_ != nullptr) try_to_leave(*inside_);
+}
+
+void AtMode::leave()
+{
+    if (inside_ != nullptr) leave_at_mode(*std::exchange(inside_, nullptr));
+}
+
+// What does not fit into one answer comes with the next request.
+std::string AtMode::send(std::string_view line)
+{
+    if (inside_ == nullptr) throw std::logic_error("tagwire: the AT mode has been left");
+    const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
+    if (std::any_of(line.begin(), line.end(), is_control))
+        throw Error(Errc::invalid_text, at_call.name, inside_->name(),
+                    "a command is one line without control characters");
+    std::string bytes(line);
+    if (!line.empty()) bytes += '\r';
+    std::string answer;
+    std::size_t at = 0;
+    std::size_t latest = 0;
+    const ReaderInside::Turn turn(*inside_);
+    do {
+        const auto piece = std::string_view(bytes).substr(at, most_bytes);
+        latest = exchange(*inside_, wait_, piece, answer);
+        at += piece.size();
+    } while (at < bytes.size() || (latest >= most_bytes && answer.size() < most_answer));
+    return answer;
+}
+
+std::vector<std::string> AtMode::ask(std::string_view line)
+{
+    const std::string answer = send(line);
+    std::string_view left = answer;
+    std::vector<std::string> lines;
+    while (!left.empty()) {
+        const auto end = std::min(left.find_first_of("\r\n"), left.size());
+        if (end > 0) lines.emplace_back(left.substr(0, end));
+        left.remove_prefix(std::min(end + 1, left.size()));
+    }
+    if (!line.empty() && !lines.empty() && lines.front() == line) lines.erase(lines.begin());
+    return lines;
+}
+
+}  // namespace v1
+}  // namespace tagwire

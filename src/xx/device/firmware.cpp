@@ -1,0 +1,432 @@
+// Replacing a reader's program.
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <mutex>
+#include <utility>
+
+#include "tagwire/result.h"
+#include "xx/device/crc32.h"
+#include "xx/reader/reader_inside.h"
+
+#include <tagwirexx/error.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+using O = Operations;
+using SteadyClock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr Call begin_call{.name = "begin an update", .family = engine::ResultFamily::services};
+constexpr Call block_call{.name = "write a block of an update", .family = engine::ResultFamily::services};
+constexpr Call checksum_call{
+    .name = "ask for the CRC-32 of an update", .least = 4, .family = engine::ResultFamily::services};
+constexpr Call mark_call{.name = "mark the new program", .family = engine::ResultFamily::services};
+constexpr Call update_call{.name = "update the firmware", .family = engine::ResultFamily::services};
+constexpr Call leave_call{
+    .name = "leave the update mode", .effect = Effect::change, .family = engine::ResultFamily::services};
+
+constexpr auto between_looks = 200ms;
+// A reader may answer for a while before it starts anew.
+constexpr auto longest_farewell = 3s;
+
+// Nobody can tell what the reader made of the request.
+bool is_lost(int result)
+{
+    return result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_CRC || result == TAGWIRE_WRONG_COMMAND ||
+           result == TAGWIRE_BAD_HANDLE;
+}
+
+// The exchanges of an update. Their results are those of the engine; where there was no exchange at all,
+// TAGWIRE_BAD_HANDLE for want of a link and else TAGWIRE_NO_ANSWER.
+class UpdateLink {
+  public:
+    UpdateLink(ReaderInside& inside, std::stop_token stop) : inside_(inside), stop_(std::move(stop)) {}
+
+    bool is_stopped() const { return is_aborted_ || stop_.stop_requested(); }
+
+    int begin() { return exchange(begin_call, &O::ChangeToUpdateMode); }
+    int write(std::uint8_t number, std::span<const std::uint8_t> block)
+    {
+        Bytes bytes(block.begin(), block.end());
+        return exchange(block_call, &O::WriteBinData, number, bytes.data(), static_cast<int>(bytes.size()));
+    }
+    int mark() { return exchange(mark_call, &O::WriteMark); }
+    int checksum(std::uint32_t& checksum, bool low_byte_first)
+    {
+        std::array<u8, 4> bytes{};
+        const int result = exchange(checksum_call, &O::CheckCRC32, bytes.data());
+        if (result == TAGWIRE_OK && inside_.came() < checksum_call.least) return TAGWIRE_BAD_CRC;
+        if (low_byte_first) std::reverse(bytes.begin(), bytes.end());
+        checksum = 0;
+        for (const u8 byte : bytes) checksum = checksum << 8U | byte;
+        return result;
+    }
+    std::optional<Version> version()
+    {
+        std::optional<Version> out;
+        attempt([&] {
+            const auto& told = inside_.ask_information();
+            out = Version{told.version[0], told.version[1]};
+            return TAGWIRE_OK;
+        });
+        return out;
+    }
+    // A stop ends it.
+    void pause(std::chrono::milliseconds time)
+    {
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        std::condition_variable_any().wait_for(lock, stop_, time, [] { return false; });
+    }
+    void reopen()
+    {
+        attempt([&] {
+            inside_.reopen();
+            return TAGWIRE_OK;
+        });
+    }
+
+  private:
+    template <class... Parameters, class... Arguments>
+    int exchange(const Call& call, int (*Operations::*operation)(engine::Reader*, u8*, Parameters...),
+                 Arguments... arguments)
+    {
+        return attempt([&] { return inside_.run(call, operation, arguments...); });
+    }
+
+    // Behind a lost answer the Reader asks who the reader is, and passes over all that comes before that. Not
+    // every reader tells it in its update mode: then silence has to do.
+    template <class Act> int attempt(Act act)
+    try {
+        return act();
+    } catch (const Error& error) {
+        if (error.code() == Errc::aborted) is_aborted_ = true;
+        if (error.code() == Errc::no_answer) inside_.listen();
+        return error.code() == Errc::lost || error.code() == Errc::cannot_open ? TAGWIRE_BAD_HANDLE
+                                                                               : TAGWIRE_NO_ANSWER;
+    }
+
+    ReaderInside& inside_;
+    std::stop_token stop_;
+    bool is_aborted_ = false;
+};
+
+// What a reader shows of itself.
+struct Look {
+    std::optional<Version> version;  // not every reader tells it in its update mode
+    int result = 0;  // of the question for the checksum, which a reader outside of its update mode refuses
+    std::uint32_t checksum = 0;
+
+    bool is_updating() const { return result == TAGWIRE_OK; }
+};
+
+std::optional<Look> look_at(UpdateLink& link, bool may_hide_version, bool low_byte_first)
+{
+    Look out;
+    out.version = link.version();
+    if (!out.version && !may_hide_version) return std::nullopt;
+    out.result = link.checksum(out.checksum, low_byte_first);
+    return is_lost(out.result) ? std::nullopt : std::optional(out);
+}
+
+// Until the reader shows what is wanted. One that starts anew may close its link.
+template <class IsWanted>
+std::optional<Look> await(UpdateLink& link, std::chrono::milliseconds limit, bool may_hide_version,
+                          bool low_byte_first, IsWanted is_wanted)
+{
+    const auto end = SteadyClock::now() + limit;
+    for (;;) {
+        const auto seen = look_at(link, may_hide_version, low_byte_first);
+        if (seen && is_wanted(*seen)) return seen;
+        if (SteadyClock::now() >= end || link.is_stopped()) return std::nullopt;
+        link.pause(between_looks);
+        if (!seen) link.reopen();
+    }
+}
+
+// Answers to blocks do not tell which block they belong to. So when one is lost the reader is asked for its
+// checksum, which follows every answer that was still under way and tells whether the block arrived. Only
+// then is a block sent again, or the next one.
+class Update {
+  public:
+    Update(ReaderInside& inside, std::span<const std::uint8_t> image, const UpdateOptions& options,
+           const std::function<void(const Progress&)>& told, const std::stop_token& stop)
+        : link_(inside, stop), image_(image), options_(options), told_(told)
+    {
+        report_.reader = inside.name();
+        report_.blocks = (image.size() + options.block - 1) / options.block;
+        report_.checksum = crc32(image);
+        progress_.total = image.size();
+    }
+
+    UpdateReport run()
+    {
+        if (ask_old_version() && begin() && write_blocks() && compare() && mark()) await_new_program();
+        return report_;
+    }
+
+  private:
+    // All steps return whether to go on.
+    bool ask_old_version();
+    bool begin();
+    bool write_blocks();
+    bool write_block(std::uint8_t number, std::span<const std::uint8_t> block);
+    bool compare();
+    bool mark();
+    bool find_out_about_mark(int result);
+    void await_new_program();
+
+    template <class Exchange> int ask(Exchange exchange);
+    template <class Exchange> int ask_again(Exchange exchange);
+    int ask_checksum(std::uint32_t& checksum) { return link_.checksum(checksum, options_.low_byte_first); }
+    template <class IsWanted> std::optional<Look> await_look(bool may_hide_version, IsWanted is_wanted)
+    {
+        return await(link_, options_.boot_limit, may_hide_version, options_.low_byte_first, is_wanted);
+    }
+    bool has_restarted(const Look& seen, SteadyClock::time_point marked) const;
+
+    void tell(std::optional<LostBlock> lost = {});
+    bool is_stopped(UpdateState state);
+    bool give_up(UpdateEnd end, UpdateState state, int result = 0);
+    bool give_up_refused(UpdateEnd end, int result);
+    bool give_up_lost(int result);
+
+    UpdateLink link_;
+    std::span<const std::uint8_t> image_;
+    const UpdateOptions& options_;
+    const std::function<void(const Progress&)>& told_;
+    Progress progress_;
+    UpdateReport report_;
+    std::uint32_t written_checksum_ = 0;
+};
+
+bool Update::give_up(UpdateEnd end, UpdateState state, int result)
+{
+    report_.end = end;
+    report_.state = state;
+    report_.result = result;
+    return false;
+}
+
+// Either the reader did not like it, or it is not in its update mode any more.
+bool Update::give_up_refused(UpdateEnd end, int result)
+{
+    std::uint32_t checksum = 0;
+    const int probe = ask_again([&] { return ask_checksum(checksum); });
+    if (probe == TAGWIRE_OK) return give_up(end, UpdateState::update_mode, result);
+    if (is_lost(probe)) return give_up(end, UpdateState::old_program_or_update_mode, result);
+    return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
+}
+
+// A stop ends the questions early.
+bool Update::give_up_lost(int result)
+{
+    const auto state = UpdateState::old_program_or_update_mode;
+    return !is_stopped(state) && give_up(UpdateEnd::link_lost, state, result);
+}
+
+bool Update::is_stopped(UpdateState state)
+{
+    if (!link_.is_stopped()) return false;
+    give_up(UpdateEnd::stopped, state);
+    return true;
+}
+
+void Update::tell(std::optional<LostBlock> lost)
+{
+    progress_.lost = lost;
+    progress_.lost_answers = report_.lost_answers;
+    if (told_) told_(progress_);
+}
+
+template <class Exchange> int Update::ask(Exchange exchange)
+{
+    const int result = exchange();
+    return is_lost(result) ? ask_again(exchange) : result;
+}
+
+// After a loss, for what the reader may be asked twice.
+template <class Exchange> int Update::ask_again(Exchange exchange)
+{
+    int result = TAGWIRE_NO_ANSWER;
+    for (unsigned attempt = 0; attempt <= options_.retries && !link_.is_stopped(); ++attempt) {
+        result = exchange();
+        if (!is_lost(result)) break;
+    }
+    return result;
+}
+
+bool Update::ask_old_version()
+{
+    const int result = ask([&] {
+        const auto version = link_.version();
+        report_.old_version = version.value_or(Version{});
+        return version ? TAGWIRE_OK : TAGWIRE_NO_ANSWER;
+    });
+    return result == TAGWIRE_OK || give_up_lost(result);
+}
+
+bool Update::begin()
+{
+    if (is_stopped(UpdateState::old_program)) return false;
+    const int result = ask([&] { return link_.begin(); });
+    if (result == TAGWIRE_OK) return true;
+    if (is_lost(result)) return give_up_lost(result);
+    return give_up(UpdateEnd::refused, UpdateState::old_program, result);
+}
+
+bool Update::write_blocks()
+{
+    auto number = static_cast<std::uint8_t>(options_.first_number);
+    tell();
+    for (std::size_t begin = 0; begin < image_.size(); begin += options_.block) {
+        if (is_stopped(UpdateState::update_mode)) return false;
+        const auto block =
+            image_.subspan(begin, std::min<std::size_t>(options_.block, image_.size() - begin));
+        if (!write_block(number, block)) return false;
+        written_checksum_ = crc32(block, written_checksum_);
+        number = static_cast<std::uint8_t>(number == 0xFF ? options_.wrap_to : number + 1U);
+        ++report_.blocks_done;
+        progress_.bytes += block.size();
+        tell();
+    }
+    return true;
+}
+
+bool Update::write_block(std::uint8_t number, std::span<const std::uint8_t> block)
+{
+    int result = TAGWIRE_OK;
+    for (unsigned attempt = 0; attempt <= options_.retries; ++attempt) {
+        result = link_.write(number, block);
+        if (result == TAGWIRE_OK) return true;
+        if (!is_lost(result)) return give_up_refused(UpdateEnd::block_refused, result);
+        ++report_.lost_answers;
+        std::uint32_t checksum = 0;
+        const int probe = ask_again([&] { return ask_checksum(checksum); });
+        if (is_lost(probe)) return give_up_lost(probe);
+        if (probe != TAGWIRE_OK) return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, probe);
+        const bool arrived = checksum == crc32(block, written_checksum_);
+        tell(LostBlock{report_.blocks_done + 1, result, arrived});
+        if (arrived) return true;
+    }
+    return give_up(UpdateEnd::block_lost, UpdateState::update_mode, result);
+}
+
+bool Update::compare()
+{
+    if (is_stopped(UpdateState::update_mode)) return false;
+    std::uint32_t checksum = 0;
+    const int result = ask([&] { return ask_checksum(checksum); });
+    if (is_lost(result)) return give_up_lost(result);
+    if (result != TAGWIRE_OK) return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
+    if (checksum == report_.checksum) return true;
+    report_.found_checksum = checksum;
+    return give_up(UpdateEnd::checksum_differs, UpdateState::update_mode);
+}
+
+bool Update::mark()
+{
+    int result = TAGWIRE_OK;
+    for (unsigned attempt = 0; attempt <= options_.retries; ++attempt) {
+        if (is_stopped(UpdateState::update_mode)) return false;
+        result = link_.mark();
+        if (result == TAGWIRE_OK) return true;
+        if (!is_lost(result)) return give_up_refused(UpdateEnd::mark_refused, result);
+        if (!find_out_about_mark(result)) return false;
+    }
+    return give_up(UpdateEnd::mark_lost, UpdateState::update_mode, result);
+}
+
+// Goes on only where the mark certainly did not arrive.
+bool Update::find_out_about_mark(int result)
+{
+    const auto has_no_mark = [this](const Look& now) {
+        return now.is_updating() && now.checksum == report_.checksum;
+    };
+    const auto seen = await_look(true, [&, marked = SteadyClock::now()](const Look& now) {
+        return has_no_mark(now) || has_restarted(now, marked);
+    });
+    if (seen && has_no_mark(*seen)) return true;
+    if (seen) report_.version = seen->version;
+    if (report_.version.value_or(report_.old_version) != report_.old_version)
+        return give_up(UpdateEnd::updated, UpdateState::new_program);
+    return give_up(UpdateEnd::mark_unanswered, UpdateState::unknown, result);
+}
+
+void Update::await_new_program()
+{
+    const auto seen = await_look(
+        false, [&, marked = SteadyClock::now()](const Look& now) { return has_restarted(now, marked); });
+    if (!seen) {
+        give_up(UpdateEnd::not_back, UpdateState::marked);
+        return;
+    }
+    report_.version = seen->version;
+    give_up(UpdateEnd::updated, UpdateState::new_program);
+}
+
+bool Update::has_restarted(const Look& seen, SteadyClock::time_point marked) const
+{
+    if (!seen.version) return false;
+    if (*seen.version != report_.old_version) return true;
+    return !seen.is_updating() && SteadyClock::now() >= marked + longest_farewell;
+}
+
+void check_options(const ReaderInside& inside, const UpdateOptions& options)
+{
+    checked(inside, update_call, "the size of a block", options.block, 1, 250);
+    checked(inside, update_call, "the number of the first block", options.first_number, 0, 255);
+    checked(inside, update_call, "the number of the block behind number 255", options.wrap_to, 0, 255);
+    checked(inside, update_call, "the count of retries", options.retries, 0, 100);
+    checked(inside, update_call, "the time in ms for the new program to answer", options.boot_limit.count(),
+            1, 3'600'000);
+}
+
+void check_image(const ReaderInside& inside, std::span<const std::uint8_t> image, bool with_doubts)
+{
+    const FirmwareImage facts = examine_firmware(image);
+    if (facts.doubts.empty() || (with_doubts && !image.empty())) return;
+    std::string text = "this is hardly a program of a reader: ";
+    for (const auto& doubt : facts.doubts) text += (&doubt == facts.doubts.data() ? "" : ", ") + doubt;
+    refuse_value(inside, update_call, text);
+}
+
+}  // namespace
+
+UpdateReport Reader::update_firmware(std::span<const std::uint8_t> image,
+                                     const std::function<void(const Progress&)>& told,
+                                     const std::stop_token& stop, const UpdateOptions& options)
+{
+    check_options(*inside_, options);
+    check_image(*inside_, image, options.with_doubts);
+    const Inside::Turn turn(*inside_);
+    return Update(*inside_, image, options, told, stop).run();
+}
+
+bool Reader::is_in_update_mode()
+{
+    std::array<u8, 4> checksum{};
+    const int result = inside_->run(checksum_call, &O::CheckCRC32, checksum.data());
+    if (result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_CRC) inside_->fail(checksum_call, result);
+    return result == TAGWIRE_OK;
+}
+
+void Reader::leave_update_mode(std::chrono::milliseconds limit)
+{
+    const Inside::Turn turn(*inside_);
+    if (!is_in_update_mode()) return;
+    const int result = inside_->run(leave_call, &O::ResetReader);
+    if (result != TAGWIRE_OK && !is_lost(result)) inside_->fail(leave_call, result);
+    UpdateLink link(*inside_, {});
+    const auto seen = await(link, limit, false, false, [](const Look& now) { return !now.is_updating(); });
+    if (!seen)
+        throw Error(link.is_stopped() ? Errc::aborted : Errc::no_answer, leave_call.name, inside_->name(),
+                    "the reader was told to restart, and was not seen outside of its update mode",
+                    Outcome::unknown);
+}
+
+}  // namespace v1
+}  // namespace tagwire
