@@ -39,6 +39,7 @@
 #include <tagwirexx/modes.hpp>
 #include <tagwirexx/network.hpp>
 #include <tagwirexx/radio.hpp>
+#include <tagwirexx/sensors.hpp>
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/tables.hpp>
 
@@ -78,6 +79,18 @@ class TAGWIREXX_API Reader final {
     Filter filter() { return Filter(*inside_); }
     Buffer buffer() { return Buffer(*inside_); }
     Settings settings(const SettingsOptions& options = {}) { return Settings(*inside_, options); }
+
+    // Of all sensor tags of a kind. Where they are asked one by one, one that does not answer is a problem of
+    // its own; a reader that falls silent is an Error.
+    Temperatures temperatures(const TemperaturePlan& plan = {});
+    Temperature temperature_of_any(const AnyTagQuestion& question = {});
+    // Looks for the tag: throws Error where none fits, and where several do, with their EPCs. `password` has 4
+    // bytes.
+    SensorTag sensor(const Epc& epc, const std::optional<Bytes>& password = {});
+    SensorTag sensor(const Mask& mask, const std::optional<Bytes>& password = {});
+    // Of a tag that sleeps, and so cannot be looked for. Tells how it was.
+    SensorMode wake_sensor(const Epc& epc, const std::optional<Bytes>& password = {});
+    Identification identification() { return Identification(*inside_); }
 
     Network network() { return Network(*inside_); }
     Position position();

@@ -25,6 +25,7 @@
 #include <tagwirexx/read.hpp>
 #include <tagwirexx/reader.hpp>
 #include <tagwirexx/recording.hpp>
+#include <tagwirexx/sensors.hpp>
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/stream.hpp>
 #include <tagwirexx/tables.hpp>

@@ -112,6 +112,18 @@ TEST_F(Examples, settings_are_brought_to_another_reader)
     std::filesystem::remove_all(folder);
 }
 
+TEST_F(Examples, temperatures_are_lines_of_a_table)
+{
+    sim::Scenario scenario = gate();
+    scenario.tags[1].sensor.emplace().temperature = 12.5;
+    urls.push_back("tcp://127.0.0.1:" + std::to_string(simulator.add_reader(scenario).listen()));
+    urls.emplace_back("1");
+    const auto ended = run(examples + "/example_temperatures_cpp", urls);
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("seconds,epc,port,celsius,problem\n"));
+    EXPECT_THAT(ended.out, HasSubstr(",E28000000000000000000001,1,12.5"));
+}
+
 TEST_F(Examples, firmware_is_replaced_and_shown)
 {
     sim::Reader& reader = add();

@@ -1,0 +1,103 @@
+#include "xx/sensors/degrees.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "tagwire/sensor.h"
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+constexpr double absolute_zero = -273.15;
+
+// In the order of SensorChip.
+constexpr std::array chip_rules{
+    ChipRule{"g2", 14, true, true, -40, 150},      ChipRule{"ltu32", 14, true, true, -40, 150},
+    ChipRule{"ast010", 31, false, true, -40, 150}, ChipRule{"em", 15, true, false, -40, 150},
+    ChipRule{"bx", 31, false, false, -40, 150},    ChipRule{"yl", 31, false, false, -40, 150},
+    ChipRule{"on", 31, false, false, -40, 150},    ChipRule{"fd", 14, false, false, -40, 150}};
+
+std::string range_problem(const ChipRule& rule, double celsius)
+{
+    std::array<char, 96> text{};
+    std::snprintf(text.data(), text.size(), "%.2f C is outside of what the chip measures, %.0f to %.0f C",
+                  celsius, rule.lowest, rule.highest);
+    return text.data();
+}
+
+void set(const ChipRule& rule, double value, std::optional<double>& celsius, std::string& problem)
+{
+    if (!std::isfinite(value) || value < absolute_zero)
+        problem = "what the sensor tells is no temperature";
+    else if (value < rule.lowest || value > rule.highest)
+        problem = range_problem(rule, value);
+    else
+        celsius = std::round(value * 100) / 100;
+}
+
+std::string calibration_problem(const Bytes& calibration)
+{
+    if (calibration.size() < calibration_size) return "the tag's calibration did not come";
+    if (std::all_of(calibration.begin(), calibration.end(), [](std::uint8_t byte) { return byte == 0; }))
+        return "the tag has no calibration: it is all zeros";
+    if (!is_known_kind(calibration))
+        return "the calibration " + to_hex(calibration) + " is of an unknown kind";
+    return {};
+}
+
+void convert_sense_word(const ChipRule& rule, Temperature& measured)
+{
+    constexpr float no_measurement = 9999.0F;
+    std::array<unsigned char, sense_size> sense{};
+    std::copy_n(measured.raw.begin(), sense.size(), sense.begin());
+    if (CheckSense(sense.data()) != 0) {
+        measured.problem = "the sensor word " + to_hex(sense) + " fails its parity check";
+        return;
+    }
+    measured.problem = calibration_problem(measured.calibration);
+    if (!measured.problem.empty()) return;
+    const float celsius = GetTemperature(sense.data(), measured.calibration.data());
+    if (celsius == no_measurement)
+        measured.problem = "the sensor word " + to_hex(sense) + " is no measurement with the calibration " +
+                           to_hex(measured.calibration);
+    else
+        set(rule, celsius, measured.celsius, measured.problem);
+}
+
+}  // namespace
+
+const ChipRule* find_chip(SensorChip chip)
+{
+    const auto at = static_cast<std::size_t>(chip);
+    return at < chip_rules.size() ? &chip_rules[at] : nullptr;
+}
+
+bool is_known_kind(std::span<const std::uint8_t> calibration)
+{
+    constexpr unsigned highest_kind = 2;
+    return calibration.size() == calibration_size && calibration[2] >> 4U <= highest_kind;
+}
+
+void convert(const ChipRule& rule, std::span<const std::uint8_t> hundredths, std::optional<double>& celsius,
+             std::string& problem)
+{
+    const auto number = static_cast<std::int16_t>(hundredths[0] << 8U | hundredths[1]);
+    set(rule, number / 100.0, celsius, problem);
+}
+
+void convert(const ChipRule& rule, Temperature& measured)
+{
+    const std::size_t size = rule.raw_size();
+    if (measured.raw.size() < size)
+        measured.problem = "only " + std::to_string(measured.raw.size()) + " of the " + std::to_string(size) +
+                           " bytes of the sensor came";
+    else if (rule.has_sense_word)
+        convert_sense_word(rule, measured);
+    else
+        convert(rule, measured.raw, measured.celsius, measured.problem);
+}
+
+}  // namespace v1
+}  // namespace tagwire
