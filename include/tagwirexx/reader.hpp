@@ -99,10 +99,10 @@ class TAGWIREXX_API Reader final {
     // lost. Over TCP it is refused before anything is sent.
     AtMode at_mode(int wait = 10) { return AtMode(*inside_, wait); }
 
-    // Replaces the reader's program, see tagwirexx/firmware.hpp. What it cannot do to its end is in the report;
-    // what makes no sense (options, an empty image, one with doubts) is an Error, and nothing is sent. A stop,
-    // and an abort(), end it between two exchanges. `told` is called from this thread, and what it throws leaves the reader in its update mode. The link is opened
-    // again where the reader's restart closes it.
+    // Replaces the reader's program, see tagwirexx/firmware.hpp. How it ended is in the report; what makes no
+    // sense (options, an empty image, one with doubts) is an Error, and nothing is sent. A stop ends it
+    // between two exchanges, and so does an abort(). `told` is called on this thread; what it throws leaves
+    // the reader in its update mode. A link that is lost, by the reader's restart too, is opened again.
     UpdateReport update_firmware(std::span<const std::uint8_t> image,
                                  const std::function<void(const Progress&)>& told = {},
                                  const std::stop_token& stop = {}, const UpdateOptions& options = {});

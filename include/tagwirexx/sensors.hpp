@@ -16,6 +16,7 @@
 #include <ostream>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tagwirexx/api.hpp>
@@ -93,6 +94,24 @@ struct AnyTagQuestion {
     std::optional<Bytes> time = {};
 };
 
+// What an fd tag measures; other numbers are its own coding.
+enum class Quantity : std::uint8_t { temperature = 0, voltage = 1 };
+
+struct Measurement {
+    Quantity quantity = Quantity::temperature;
+    bool latest = false;       // the latest one instead of a new one
+    bool check_field = false;  // first
+    std::optional<unsigned> block =
+        {};  // 0 to 255: the tag keeps it, too, at this block of 4 bytes of its memory
+};
+
+struct Measured {
+    std::uint16_t raw = 0;
+    std::optional<double> celsius = {};  // of a temperature
+    std::string problem = {};            // why there is none
+    std::optional<int> millivolts = {};  // of a voltage
+};
+
 // How a tag is. Bits without a name here stand in `bits`.
 struct SensorMode {
     std::uint16_t bits = 0;
@@ -144,10 +163,7 @@ class TAGWIREXX_API SensorTag {
 
     // The rest is of fd tags.
 
-    // mV of the supply.
-    int supply_voltage(bool latest = false);
-    // Kept by the tag at a block of its data memory, 0 to 255 times 4 bytes.
-    Temperature store_temperature(unsigned block, bool check_field = false);
+    Measured measure(const Measurement& measurement = {});
 
     // Register 0 to 65535, 16 bits. What was written is read back and compared.
     std::uint16_t read_register(unsigned number);
@@ -178,14 +194,13 @@ class TAGWIREXX_API SensorTag {
 
   private:
     friend class Reader;
-    using Password = std::array<std::uint8_t, 4>;
-    SensorTag(ReaderInside& inside, Read found, const Password& password)
+    SensorTag(ReaderInside& inside, Read found, const std::array<std::uint8_t, 4>& password)
         : inside_(&inside), found_(std::move(found)), password_(password)
     {}
 
     ReaderInside* inside_;
     Read found_;
-    Password password_;
+    std::array<std::uint8_t, 4> password_;
 };
 
 // What a reader tells of a tag that it identifies.

@@ -17,8 +17,8 @@ class ReaderInside;
 class TAGWIREXX_API Tables {
   public:
     Bytes read(unsigned number);
-    // Replaces the whole table, by up to 65535 bytes; none make it empty. A reader does not say whether it took
-    // them: they are read back and compared.
+    // Replaces the whole table, by up to 65535 bytes; none make it empty. A reader does not say whether it
+    // took them: they are read back and compared.
     void write(unsigned number, std::span<const std::uint8_t> table);
 
     // The parameters in use become those of the factory, for good.

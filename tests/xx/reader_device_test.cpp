@@ -227,6 +227,16 @@ TEST_P(DeviceOf, ARestartMayCloseTheLink)
     expect_updated(update());
 }
 
+TEST_P(DeviceOf, ALinkThatIsLostMidwayIsOpenedAgain)
+{
+    if (GetParam() == Link::pty) return;  // its device is gone then
+    const UpdateReport report = update([&](const Progress& progress) {
+        if (progress.bytes == 1000 && !progress.lost) device->hang_up();
+    });
+    expect_updated(report);
+    EXPECT_EQ(device->counters().connections, 2U);
+}
+
 TEST_P(DeviceOf, AMarkWhoseAnswerIsLostIsLookedFor)
 {
     device->inject(on(mark_command, Fault::lose()));

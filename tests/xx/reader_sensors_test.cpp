@@ -414,8 +414,14 @@ TEST_P(SensorsOf, MeasuringFurther)
     settings.sensor->alarm = true;
     settings.sensor->spi = {{{0x9F}, {0xEF, 0x40, 0x18}}};
     SensorTag tag = secured_sensor(settings);
-    EXPECT_EQ(patiently([&] { return tag.supply_voltage(); }), 2987);
-    EXPECT_EQ(patiently([&] { return tag.store_temperature(3); }).celsius, -7.25);
+    const Measured voltage = patiently([&] { return tag.measure({.quantity = Quantity::voltage}); });
+    EXPECT_EQ(voltage.millivolts, 2987);
+    EXPECT_FALSE(voltage.celsius);
+    EXPECT_EQ(patiently([&] { return tag.measure({.block = 3}); }).celsius, -7.25);
+    device->set_temperature(0, 40);
+    EXPECT_EQ(patiently([&] { return tag.measure({.latest = true}); }).celsius, -7.25);
+    EXPECT_THAT(with_answer(0xC5, {0x80, 0}, [&] { return tag.measure(); }).problem,
+                HasSubstr("no temperature"));
     EXPECT_THAT(patiently([&] { return tag.read_memory(12, 2); }), ElementsAre(0xFD, 0x2B));
     EXPECT_TRUE(patiently([&] { return tag.mode(); }).has_alarm());
     patiently([&] { tag.reset_alarm(); });
@@ -425,7 +431,7 @@ TEST_P(SensorsOf, MeasuringFurther)
     expect_invalid([&] { tag.exchange_spi({.answer = 8}); });
     expect_invalid([&] { tag.exchange_spi({.command = Bytes(201)}); });
     expect_invalid([&] { tag.exchange_spi({.clock = 256}); });
-    expect_invalid([&] { tag.store_temperature(256); });
+    expect_invalid([&] { tag.measure({.block = 256}); });
 }
 
 TEST_P(SensorsOf, ATagThatSleepsIsWoken)
@@ -517,7 +523,7 @@ TEST_P(SensorsOf, ShortAnswersAreNotShown)
     expect_short_answer_refused(0xC1, {1}, [&] { tag.read_register(0); });
     expect_short_answer_refused(0xC3, sim::Bytes(7), [&] { tag.read_memory(0, 8); });
     expect_short_answer_refused(0xC3, {}, [&] { tag.start_log({}); });
-    expect_short_answer_refused(0xC5, {1}, [&] { tag.supply_voltage(); });
+    expect_short_answer_refused(0xC5, {1}, [&] { tag.measure({.quantity = Quantity::voltage}); });
     expect_short_answer_refused(0xC8, {1}, [&] { tag.mode(); });
     expect_short_answer_refused(0x87, {1, 2}, [&] { tag.exchange_spi({.answer = 3}); });
     expect_short_answer_refused(0x80, sim::Bytes(16), [&] { reader().identification().tag(); });

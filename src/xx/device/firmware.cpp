@@ -180,7 +180,7 @@ class Update {
     void await_new_program();
 
     template <class Exchange> int ask(Exchange exchange);
-    template <class Exchange> int ask_again(Exchange exchange);
+    template <class Exchange> int ask_again(Exchange exchange, int result);
     int ask_checksum(std::uint32_t& checksum) { return link_.checksum(checksum, options_.low_byte_first); }
     template <class IsWanted> std::optional<Look> await_look(bool may_hide_version, IsWanted is_wanted)
     {
@@ -215,7 +215,7 @@ bool Update::give_up(UpdateEnd end, UpdateState state, int result)
 bool Update::give_up_refused(UpdateEnd end, int result)
 {
     std::uint32_t checksum = 0;
-    const int probe = ask_again([&] { return ask_checksum(checksum); });
+    const int probe = ask([&] { return ask_checksum(checksum); });
     if (probe == TAGWIRE_OK) return give_up(end, UpdateState::update_mode, result);
     if (is_lost(probe)) return give_up(end, UpdateState::old_program_or_update_mode, result);
     return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
@@ -245,14 +245,17 @@ void Update::tell(std::optional<LostBlock> lost)
 template <class Exchange> int Update::ask(Exchange exchange)
 {
     const int result = exchange();
-    return is_lost(result) ? ask_again(exchange) : result;
+    return is_lost(result) ? ask_again(exchange, result) : result;
 }
 
-// After a loss, for what the reader may be asked twice.
-template <class Exchange> int Update::ask_again(Exchange exchange)
+// After a loss, for what the reader may be asked twice. A link that is gone is opened again.
+template <class Exchange> int Update::ask_again(Exchange exchange, int result)
 {
-    int result = TAGWIRE_NO_ANSWER;
     for (unsigned attempt = 0; attempt <= options_.retries && !link_.is_stopped(); ++attempt) {
+        if (result == TAGWIRE_BAD_HANDLE) {
+            link_.pause(between_looks);
+            link_.reopen();
+        }
         result = exchange();
         if (!is_lost(result)) break;
     }
@@ -305,7 +308,7 @@ bool Update::write_block(std::uint8_t number, std::span<const std::uint8_t> bloc
         if (!is_lost(result)) return give_up_refused(UpdateEnd::block_refused, result);
         ++report_.lost_answers;
         std::uint32_t checksum = 0;
-        const int probe = ask_again([&] { return ask_checksum(checksum); });
+        const int probe = ask_again([&] { return ask_checksum(checksum); }, result);
         if (is_lost(probe)) return give_up_lost(probe);
         if (probe != TAGWIRE_OK) return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, probe);
         const bool arrived = checksum == crc32(block, written_checksum_);

@@ -94,7 +94,7 @@ std::optional<AccessPoint> take_record(std::span<const std::uint8_t>& records)
     std::copy_n(records.begin(), bssid.size(), bssid.begin());
     AccessPoint out;
     out.bssid = MacAddress(bssid);
-    out.rssi = static_cast<std::int8_t>(records[6]);
+    out.rssi = records[6] < 0x80 ? records[6] : records[6] - 0x100;
     out.channel = records[7];
     out.security = records[8];
     const auto ssid = records.subspan(head, records[head - 1]);

@@ -139,7 +139,7 @@ void check_question(const ReaderInside& inside, const Call& call, SensorChip chi
 }
 
 Bytes measure_fd(ReaderInside& inside, const Call& call, const Epc& epc, PasswordBytes password,
-                 const FdMeasurement& measurement)
+                 const Measurement& measurement)
 {
     std::array<u8, hundredths_size> data{};
     NamedTag tag(inside, call, epc, find_chip(SensorChip::fd)->longest_epc);
@@ -148,14 +148,14 @@ Bytes measure_fd(ReaderInside& inside, const Call& call, const Epc& epc, Passwor
     const u8 stores{measurement.block.has_value()};
     const ReaderInside::Turn turn(inside);
     tag.ask(call, &O::Fd_GetTemperature,
-            std::tuple(measurement.quantity, latest, check, stores, measurement.block.value_or(0),
-                       password.data()),
+            std::tuple(static_cast<u8>(measurement.quantity), latest, check, stores,
+                       byte_or(measurement.block, 0), password.data()),
             data.data());
     return taken(data, inside.came(), data.size());
 }
 
-void measure(ReaderInside& inside, SensorChip chip, PasswordBytes password, const SensorQuestion& question,
-             Temperature& measured, const std::optional<Bytes>& time)
+void measure_one(ReaderInside& inside, SensorChip chip, PasswordBytes password,
+                 const SensorQuestion& question, Temperature& measured, const std::optional<Bytes>& time)
 {
     const ChipRule& rule = chip_rule(inside, temperature_call, chip);
     NamedTag tag(inside, temperature_call, measured.epc, rule.longest_epc);

@@ -17,15 +17,9 @@ enum class Asked { in_inventory, one_by_one };
 void check_question(const ReaderInside& inside, const Call& call, SensorChip chip, Asked asked,
                     const SensorQuestion& question);
 
-struct FdMeasurement {
-    u8 quantity = 0;  // 0 temperature, 1 supply voltage
-    bool latest = false;
-    bool check_field = false;
-    std::optional<u8> block = {};  // of the data memory
-};
 // The two bytes of it, as far as they came.
 Bytes measure_fd(ReaderInside& inside, const Call& call, const Epc& epc, PasswordBytes password,
-                 const FdMeasurement& measurement);
+                 const Measurement& measurement);
 
 // A mask for all tags whose EPC begins with these bytes.
 Mask epc_mask(const Epc& epc);
@@ -34,8 +28,9 @@ std::vector<Read> strongest_of_each(std::vector<Read> reads, const std::optional
 
 // Asks the tag, or with an empty EPC whichever answers. Bytes that did not come are a problem; a refusal is an
 // Error.
-void measure(ReaderInside& inside, SensorChip chip, PasswordBytes password, const SensorQuestion& question,
-             Temperature& measured, const std::optional<Bytes>& time = {});
+void measure_one(ReaderInside& inside, SensorChip chip, PasswordBytes password,
+                 const SensorQuestion& question, Temperature& measured,
+                 const std::optional<Bytes>& time = {});
 
 }  // namespace v1
 }  // namespace tagwire

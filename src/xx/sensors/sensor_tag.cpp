@@ -17,8 +17,7 @@ constexpr Call sensor_call(const char* name, Effect effect = Effect::none, int l
 }
 
 constexpr Call find_call = sensor_call("look for a sensor tag");
-constexpr Call voltage_call = sensor_call("measure the supply voltage", Effect::none, hundredths_size);
-constexpr Call store_call = sensor_call("store a temperature", Effect::change);
+constexpr Call measure_call = sensor_call("measure", Effect::none, hundredths_size);
 constexpr Call read_register_call = sensor_call("read a register", Effect::none, 2);
 constexpr Call write_register_call = sensor_call("write a register", Effect::change);
 constexpr Call renew_call = sensor_call("renew the registers", Effect::change);
@@ -211,27 +210,22 @@ Temperature SensorTag::temperature(SensorChip chip, const SensorQuestion& questi
         question.password ? password_bytes(*inside_, temperature_call, question.password) : password_;
     Temperature out{.epc = found_.epc, .port = found_.port, .rssi = found_.rssi};
     out.antenna_byte = found_.antenna_byte;
-    measure(*inside_, chip, password, question, out);
+    measure_one(*inside_, chip, password, question, out);
     return out;
 }
 
-int SensorTag::supply_voltage(bool latest)
+Measured SensorTag::measure(const Measurement& measurement)
 {
-    constexpr u8 voltage = 1;
-    const Bytes raw =
-        measure_fd(*inside_, voltage_call, epc(), password_, {.quantity = voltage, .latest = latest});
-    return raw[0] << 8U | raw[1];
-}
-
-Temperature SensorTag::store_temperature(unsigned block, bool check_field)
-{
-    const int number = checked(*inside_, store_call, "the block", block, 0, 255);
-    Temperature out{.epc = found_.epc, .port = found_.port, .rssi = found_.rssi};
-    out.antenna_byte = found_.antenna_byte;
-    out.raw = measure_fd(*inside_, store_call, epc(), password_,
-                         {.check_field = check_field, .block = static_cast<u8>(number)});
-    out.received = {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
-    convert(*find_chip(SensorChip::fd), out);
+    Call call = measure_call;
+    if (measurement.block) {
+        checked(*inside_, call, "the block", *measurement.block, 0, 255);
+        call.effect = Effect::change;
+    }
+    const Bytes raw = measure_fd(*inside_, call, epc(), password_, measurement);
+    Measured out{static_cast<std::uint16_t>(raw[0] << 8U | raw[1])};
+    if (measurement.quantity == Quantity::temperature)
+        convert(*find_chip(SensorChip::fd), raw, out.celsius, out.problem);
+    if (measurement.quantity == Quantity::voltage) out.millivolts = out.raw;
     return out;
 }
 

@@ -170,7 +170,7 @@ void measure_each(ReaderInside& inside, const TemperaturePlan& plan, std::vector
     bool was_silent = false;
     for (Temperature& measured : readings) {
         try {
-            measure(inside, plan.chip, password, plan.question, measured);
+            measure_one(inside, plan.chip, password, plan.question, measured);
             was_silent = false;
         } catch (const Error& error) {
             const bool is_silent = error.code() == Errc::no_answer;
@@ -240,7 +240,7 @@ Temperature Reader::temperature_of_any(const AnyTagQuestion& question)
     if (question.time && question.time->size() != time_size)
         refuse_value(*inside_, temperature_call, "the time for a tag has 6 bytes");
     Temperature out;
-    measure(*inside_, SensorChip::g2, {}, question.question, out, question.time);
+    measure_one(*inside_, SensorChip::g2, {}, question.question, out, question.time);
     return out;
 }
 
