@@ -219,11 +219,8 @@ TEST_P(DeviceOf, ARestartWhoseAnswerIsLostIsLookedAt)
 
 TEST_P(DeviceOf, ARestartMayCloseTheLink)
 {
-    if (GetParam() == Link::pty) return;  // its device is gone then
-    const std::jthread hanging_up([&] {
-        if (device->wait_for_firmware([](const sim::FirmwareState& now) { return now.marks == 1; }))
-            device->hang_up();
-    });
+    if (GetParam() == Link::pty) return;                  // its device is gone then
+    device->inject(on(mark_command, Fault::hang_up(6)));  // behind the whole answer
     expect_updated(update());
 }
 
@@ -234,7 +231,7 @@ TEST_P(DeviceOf, ALinkThatIsLostMidwayIsOpenedAgain)
         if (progress.bytes == 1000 && !progress.lost) device->hang_up();
     });
     expect_updated(report);
-    EXPECT_EQ(device->counters().connections, 2U);
+    EXPECT_GE(device->counters().connections, 2U);
 }
 
 TEST_P(DeviceOf, AMarkWhoseAnswerIsLostIsLookedFor)

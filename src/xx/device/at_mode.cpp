@@ -21,7 +21,7 @@ constexpr Call at_call{
 
 constexpr u8 command_mode = 0;
 constexpr u8 pass_mode = 1;
-constexpr std::size_t most_bytes = 250;                      // of a request, and of an answer
+constexpr std::size_t most_at_bytes = 250;                   // of a request, and of an answer
 constexpr std::size_t most_answer = std::size_t{64} * 1024;  // of a module that never falls silent
 
 bool is_uncertain(const Error& error)
@@ -52,7 +52,7 @@ try {
 // How many bytes came back.
 std::size_t exchange(ReaderInside& inside, int wait, std::string_view bytes, std::string& answer)
 {
-    std::array<u8, most_bytes> given{};
+    std::array<u8, most_at_bytes> given{};
     std::copy(bytes.begin(), bytes.end(), given.begin());
     std::array<u8, 256> received{};
     int count = 0;
@@ -113,10 +113,10 @@ std::string AtMode::send(std::string_view line)
     std::size_t latest = 0;
     const ReaderInside::Turn turn(*inside_);
     do {
-        const auto piece = std::string_view(bytes).substr(at, most_bytes);
+        const auto piece = std::string_view(bytes).substr(at, most_at_bytes);
         latest = exchange(*inside_, wait_, piece, answer);
         at += piece.size();
-    } while (at < bytes.size() || (latest >= most_bytes && answer.size() < most_answer));
+    } while (at < bytes.size() || (latest >= most_at_bytes && answer.size() < most_answer));
     return answer;
 }
 
