@@ -56,7 +56,8 @@ struct SettingInfo {
     std::string_view unit = {};  // of a number
     std::string range = {};      // what may be given, for people
     SettingKind kind = SettingKind::ordinary;
-    bool readable = false;  // by some readers of the family
+    bool is_number = false;  // as a rule: some have words besides
+    bool readable = false;   // by some readers of the family
     bool writable = false;
     bool until_restart = false;  // can be set so
 };

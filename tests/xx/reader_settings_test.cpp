@@ -348,8 +348,59 @@ TEST_P(SettingsOf, ShortAnswersAreNotShown)
     expect_short_answer_refused(0x36, sim::Bytes(41), [&] { reader().modes().parameters(); });
     expect_short_answer_refused(0xB1, {1}, [&] { reader().filter().rule(); });
     expect_short_answer_refused(0x77, sim::Bytes(5), [&] { reader().filter().time(); });
+    const auto get = [&](const char* name) { return [this, name] { reader().settings().get(name); }; };
+    expect_short_answer_refused(0x31, {}, get("reply-delay"));
+    expect_short_answer_refused(0x4C, sim::Bytes(3), get("serial-number"));
+    expect_short_answer_refused(0x82, {4}, get("session"));
+    expect_short_answer_refused(0x9E, {4, 14}, get("region"));
+    expect_short_answer_refused(0xD3, {40}, get("dwell-time"));
+    expect_short_answer_refused(0x94, {}, get("power"));
+    expect_short_answer_refused(0x3F, sim::Bytes(7), get("antennas"));
+    expect_short_answer_refused(0x36, sim::Bytes(41), get("mask"));
+    expect_short_answer_refused(0x77, sim::Bytes(5), get("read-parameters"));
+    expect_short_answer_refused(0x39, sim::Bytes(4), get("wiegand-format"));
+    expect_short_answer_refused(0xE6, {0x81, 1, 2, 3, 4, 5}, get("trigger-2"));
+    expect_short_answer_refused(0xB1, {1}, get("gpo-time"));
     connect_family(sim::ReaderFamily::filter);
     expect_short_answer_refused(0x93, {}, [&] { reader().filter().time(); });
+    expect_short_answer_refused(0x93, {}, get("filter-time"));
+}
+
+TEST_P(SettingsOf, TheShortFormOfOldReadersHasNoTriggerTime)
+{
+    sim::Fault shorter = sim::Fault::lose(0);
+    shorter.command = 0x36;
+    device->inject(shorter);
+    sim::Bytes frame{42 + 5, 0x0A, 0x36, 0};
+    frame.resize(4 + 42);
+    frame[4] = 2;  // the mode
+    const std::uint16_t crc = engine::crc16(frame.data(), frame.size());
+    frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
+    frame.push_back(static_cast<std::uint8_t>(crc >> 8U));
+    const auto get = [&](const char* name) {
+        const std::uint64_t before = device->counters().commands[0x36];
+        std::thread answering([&] {
+            if (device->wait_for_command(0x36, before + 1)) device->send_raw(frame);
+        });
+        struct Joined {
+            std::thread& thread;
+            ~Joined() { thread.join(); }
+        } joined{answering};
+        return patiently([&] { return reader().settings().get(name); });
+    };
+    EXPECT_EQ(get("work-mode"), "triggered");
+    EXPECT_EQ(error_of([&] { get("trigger-time"); })->code(), Errc::no_such_feature);
+}
+
+TEST_P(SettingsOf, HowLongTheAnswerIsTellsAPlanOfOnesOwn)
+{
+    patiently([&] { reader().radio().set_custom_region({866'000}, {200}, 5); });
+    sim::Fault other_band = sim::Fault::set_byte(4, 0);
+    other_band.command = 0x9E;
+    other_band.count = 0;
+    device->inject(other_band);
+    EXPECT_EQ(patiently([&] { return reader().radio().region(); }).to->value, 866'800U);
+    EXPECT_EQ(patiently([&] { return reader().settings().get("region"); }), "custom:866000:200:5");
 }
 
 TEST_P(SettingsOf, WhatMeansSomethingElseToReadersOfAnotherFamilyIsNotSent)

@@ -180,6 +180,9 @@ TEST_P(SettingsByName, AllHaveAnIndexCard)
     EXPECT_EQ(all().describe("address").kind, SettingKind::identity);
     EXPECT_EQ(all().describe("power-converter").kind, SettingKind::calibration);
     EXPECT_EQ(all().describe("power").unit, "dBm");
+    EXPECT_TRUE(all().describe("q").is_number);
+    EXPECT_TRUE(all().describe("baud").is_number);
+    EXPECT_FALSE(all().describe("beep").is_number);
 }
 
 TEST_P(SettingsByName, ShowsWhatIsMeasuredOrGivenByTheMaker)

@@ -367,7 +367,10 @@ SettingInfo Settings::describe(std::string_view name) const
 {
     const Row& named = rows::require_row(name, inside_->name());
     const Families families = options_.family ? bit_of(*options_.family) : every_family;
+    const rows::Format& format = named.format;
     SettingInfo out{named.name, named.topic, named.help, named.format.unit, {}, named.kind};
+    out.is_number =
+        format.shape == rows::Format::Shape::number && (rows::number_in(rows::show(format, {0})).has_value());
     for (const Row& row : rows::all_rows()) {
         if (row.name != named.name || (row.families & families) == 0) continue;
         out.readable |= row.readable(options_.two_way);
