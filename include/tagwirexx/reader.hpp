@@ -42,6 +42,7 @@
 #include <tagwirexx/sensors.hpp>
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/tables.hpp>
+#include <tagwirexx/tag.hpp>
 
 namespace tagwire {
 inline namespace v1 {
@@ -70,6 +71,32 @@ class TAGWIREXX_API Reader final {
     InventoryResult inventory_6b(const std::optional<Condition6b>& condition = {});
     InventoryResult inventory_gb(const OtherTagsPlan& plan = {});
     InventoryResult inventory_jb(const OtherTagsPlan& plan = {});
+
+    // The one tag that answers to the name, see tagwirexx/tag.hpp; of a TID its beginning will do. The password
+    // is the tag's access password.
+    Tag tag(const Epc& name, Password password = {});
+    Tag tag(const Tid& name, Password password = {});
+    Tag tag(const Mask& name, Password password = {});
+    // The only tag that answers at all.
+    Tag only_tag(Password password = {});
+    TagGb tag_gb(const TagId& name, Password password = {});
+    TagGb tag_gb(const OtherTagsPlan::AreaMask& name, Password password = {});
+    // With the reader's coding of how JB tags are told apart.
+    TagGb tag_jb(const TagId& name, Password password = {}, std::uint8_t algorithm = 0);
+    TagGb tag_jb(const OtherTagsPlan::AreaMask& name, Password password = {}, std::uint8_t algorithm = 0);
+    Tag6b tag_6b(const TagId& name);
+
+    // What no name goes with: it is for whichever tag answers, so have one only in the field.
+    void end_privacy(const Password& password);
+    bool has_privacy();
+    bool eas_alarm();  // of all tags
+    // The tag with the name, or whichever answers: its identity.
+    TagIdentity identify_tag(const std::optional<Epc>& name = {});
+    // A silent tag hears its name and password only.
+    Tag end_silence(const Epc& name, const Password& password);
+    Tag end_silence(const Tid& name, const Password& password);
+    // How long the reader feeds tags with an LED: 0 to 255 in its own unit.
+    void set_carrier_time(int time);
 
     Radio radio() { return Radio(*inside_); }
     Antennas antennas() { return Antennas(*inside_); }

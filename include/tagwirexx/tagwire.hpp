@@ -1,6 +1,7 @@
 // tagwire for C++: all of it.
 //
 //     tagwire::Reader   one reader, asked and told             tagwirexx/reader.hpp
+//     tagwire::Tag      one tag: read, written, locked         tagwirexx/tag.hpp
 //     tagwire::Stream   many readers, one queue of events      tagwirexx/stream.hpp
 //     tagwire::Error    what every call throws                 tagwirexx/error.hpp
 //
@@ -20,6 +21,7 @@
 #include <tagwirexx/lines.hpp>
 #include <tagwirexx/modes.hpp>
 #include <tagwirexx/network.hpp>
+#include <tagwirexx/password.hpp>
 #include <tagwirexx/profile.hpp>
 #include <tagwirexx/radio.hpp>
 #include <tagwirexx/read.hpp>
@@ -29,4 +31,5 @@
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/stream.hpp>
 #include <tagwirexx/tables.hpp>
+#include <tagwirexx/tag.hpp>
 #include <tagwirexx/units.hpp>

@@ -63,6 +63,20 @@ struct Mask {
     unsigned bits = 0;
 };
 
+// Places of memory that follow each other, counted from its start: words of 16 bits, of a 6B tag bytes.
+struct Range {
+    unsigned first = 0;
+    unsigned count = 0;
+
+    friend constexpr bool operator==(const Range&, const Range&) = default;
+    // "7" or "2-7".
+    friend std::ostream& operator<<(std::ostream& out, const Range& range)
+    {
+        out << range.first;
+        return range.count > 1 ? out << '-' << range.first + range.count - 1 : out;
+    }
+};
+
 // Memory words, 16 bits each, counted from the start of the bank.
 struct Words {
     Bank bank = Bank::tid;

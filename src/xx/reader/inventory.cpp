@@ -106,18 +106,20 @@ bool is_quiet_round(ReaderInside& inside, const StocktakePlan& plan, TagCollecti
 
 }  // namespace
 
-InventoryResult Reader::inventory(const InventoryPlan& plan)
+InventoryResult inventory(ReaderInside& inside, const InventoryPlan& plan)
 {
     const auto start = std::chrono::steady_clock::now();
-    const Inside::Turn turn(*inside_);
-    question_of(*inside_, plan);
-    TagCollection tags = collection_for(*inside_, plan.words);
-    const bool complete = take_inventories(*inside_, plan, tags);
+    const ReaderInside::Turn turn(inside);
+    question_of(inside, plan);
+    TagCollection tags = collection_for(inside, plan.words);
+    const bool complete = take_inventories(inside, plan, tags);
     InventoryResult out = tags.take_result();
     out.complete = complete;
     out.duration = time_since(start);
     return out;
 }
+
+InventoryResult Reader::inventory(const InventoryPlan& plan) { return tagwire::inventory(*inside_, plan); }
 
 StocktakeResult Reader::stocktake(const StocktakePlan& plan)
 {

@@ -163,30 +163,45 @@ InventoryResult take_inventory(ReaderInside& inside, const Call& call, Plain pla
 
 }  // namespace
 
-InventoryResult Reader::inventory_6b(const std::optional<Condition6b>& condition)
+InventoryResult inventory_6b(ReaderInside& inside, const std::optional<Condition6b>& condition)
 {
     const auto start = std::chrono::steady_clock::now();
     const std::optional<Condition> wanted =
-        condition ? std::optional(condition_of(*inside_, *condition)) : std::nullopt;
-    const Inside::Turn turn(*inside_);
-    const AntennaByte kind = inside_->antenna_byte();
+        condition ? std::optional(condition_of(inside, *condition)) : std::nullopt;
+    const ReaderInside::Turn turn(inside);
+    const AntennaByte kind = inside.antenna_byte();
     Answer6b answer;
-    const int result = wanted ? ask_for_many(*inside_, *wanted, answer) : ask_for_one(*inside_, answer);
+    const int result = wanted ? ask_for_many(inside, *wanted, answer) : ask_for_one(inside, answer);
     if (result != TAGWIRE_OK && result != TAGWIRE_INVENTORY_DONE && result != TAGWIRE_INVENTORY_NO_TAG)
-        inside_->fail(call_6b, result);
-    InventoryResult out = result_of(answer, inside_->came(), kind);
+        inside.fail(call_6b, result);
+    InventoryResult out = result_of(answer, inside.came(), kind);
     out.duration = time_since(start);
     return out;
 }
 
+InventoryResult inventory_gb(ReaderInside& inside, const OtherTagsPlan& plan)
+{
+    return take_inventory(inside, call_gb, &O::Inventory_GB, &O::InventoryMix_GB, plan);
+}
+
+InventoryResult inventory_jb(ReaderInside& inside, const OtherTagsPlan& plan)
+{
+    return take_inventory(inside, call_jb, &O::Inventory_JB, &O::InventoryMix_JB, plan, plan.algorithm);
+}
+
+InventoryResult Reader::inventory_6b(const std::optional<Condition6b>& condition)
+{
+    return tagwire::inventory_6b(*inside_, condition);
+}
+
 InventoryResult Reader::inventory_gb(const OtherTagsPlan& plan)
 {
-    return take_inventory(*inside_, call_gb, &O::Inventory_GB, &O::InventoryMix_GB, plan);
+    return tagwire::inventory_gb(*inside_, plan);
 }
 
 InventoryResult Reader::inventory_jb(const OtherTagsPlan& plan)
 {
-    return take_inventory(*inside_, call_jb, &O::Inventory_JB, &O::InventoryMix_JB, plan, plan.algorithm);
+    return tagwire::inventory_jb(*inside_, plan);
 }
 
 }  // namespace v1

@@ -45,6 +45,12 @@ bool scan_place(ReaderInside& inside, const Call& call, const Place& place,
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagCollection& tags,
                 const std::function<int(const Place&)>& send);
 
+// What a Reader offers under these names.
+InventoryResult inventory(ReaderInside& inside, const InventoryPlan& plan);
+InventoryResult inventory_6b(ReaderInside& inside, const std::optional<Condition6b>& condition);
+InventoryResult inventory_gb(ReaderInside& inside, const OtherTagsPlan& plan);
+InventoryResult inventory_jb(ReaderInside& inside, const OtherTagsPlan& plan);
+
 // Throws Error where the reader does not tell.
 std::vector<Port> ask_enabled_ports(ReaderInside& inside);
 

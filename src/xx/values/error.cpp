@@ -1,4 +1,4 @@
-#include <tagwirexx/error.hpp>
+#include "xx/values/error_details.h"
 
 #include <utility>
 
@@ -25,6 +25,10 @@ class Category final : public std::error_category {
         case Errc::not_connected: return "not connected";
         case Errc::no_such_feature: return "the reader does not know this";
         case Errc::file: return "a file could not be used";
+        case Errc::no_tag: return "no tag answers";
+        case Errc::several_tags: return "several tags answer";
+        case Errc::exists_already: return "it exists already";
+        case Errc::differs: return "what was read back differs";
         }
         return "unknown error";
     }
@@ -37,6 +41,12 @@ std::string sentence(const std::string& operation, const std::string& reader, co
     return out.empty() ? text : out + ": " + text;
 }
 
+std::shared_ptr<const ErrorDetails> or_none(std::shared_ptr<const ErrorDetails> details)
+{
+    static const auto none = std::make_shared<const ErrorDetails>();
+    return details != nullptr ? std::move(details) : none;
+}
+
 }  // namespace
 
 const std::error_category& error_category() noexcept
@@ -45,13 +55,24 @@ const std::error_category& error_category() noexcept
     return category;
 }
 
-Error::Error(Errc code, std::string operation, std::string reader, const std::string& text, Outcome outcome,
-             int result)
+Error::Error(Errc code, std::string operation, std::string reader, std::string text, Outcome outcome,
+             int result, std::shared_ptr<const ErrorDetails> details)
     : std::system_error(make_error_code(code)), operation_(std::move(operation)), reader_(std::move(reader)),
-      what_(sentence(operation_, reader_, text)), outcome_(outcome), result_(result)
+      text_(std::move(text)), what_(sentence(operation_, reader_, text_)), outcome_(outcome), result_(result),
+      details_(or_none(std::move(details)))
 {}
 
 Error::~Error() = default;
+
+int Error::tag_error() const noexcept { return details_->tag_error; }
+
+const std::vector<Range>& Error::written() const noexcept { return details_->written; }
+
+const std::vector<Range>& Error::not_written() const noexcept { return details_->not_written; }
+
+const std::vector<Range>& Error::unknown_words() const noexcept { return details_->unknown; }
+
+const std::vector<SeenTag>& Error::answered() const noexcept { return details_->answered; }
 
 }  // namespace v1
 }  // namespace tagwire

@@ -1,0 +1,103 @@
+#include "xx/tag/find_tag.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "xx/reader/scan.h"
+#include "xx/values/error_details.h"
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+constexpr const char* find_name = "find the tag";
+
+std::vector<SeenTag> take_inventory(ReaderInside& reader, const std::optional<Mask>& mask, unsigned tid_words)
+{
+    InventoryPlan plan;
+    plan.mask = mask;
+    plan.words = Words{Bank::tid, 0, tid_words};
+    const InventoryResult found = inventory(reader, plan);
+    if (!found.complete)
+        throw Error(Errc::refused, find_name, reader.name(),
+                    "the scan time was over before it was sure that no other tag answers: give the reader a "
+                    "longer one");
+    if (found.bad_records != 0)
+        throw Error(Errc::bad_answer, find_name, reader.name(),
+                    "a tag's record was damaged, so that it is not sure which tags answer: try again");
+    return found.tags();
+}
+
+bool has_tid(const SeenTag& tag) { return tag.tid.has_value(); }
+
+bool has_one_epc(const std::vector<SeenTag>& tags)
+{
+    return std::all_of(tags.begin(), tags.end(), [&](const SeenTag& t) { return t.epc == tags[0].epc; });
+}
+
+std::string list_of(const std::vector<SeenTag>& tags)
+{
+    constexpr std::size_t most = 10;
+    std::ostringstream out;
+    for (std::size_t i = 0; i < std::min(tags.size(), most); ++i) {
+        const SeenTag& tag = tags[i];
+        out << (i == 0 ? "" : ", ");
+        tag.id ? out << *tag.id : out << tag.epc;
+        if (tag.tid) out << " (TID " << *tag.tid << ')';
+    }
+    if (tags.size() > most) out << " and " << tags.size() - most << " more";
+    return out.str();
+}
+
+}  // namespace
+
+Mask mask_of(const Epc& epc)
+{
+    constexpr unsigned epc_begins_at = 32;
+    constexpr std::size_t most_bytes = 30;  // of 255 bits, in whole words
+    const auto bytes = epc.bytes().first(std::min(epc.size(), most_bytes));
+    return {Bank::epc, epc_begins_at, Bytes(bytes.begin(), bytes.end())};
+}
+
+Mask mask_of(const Tid& tid) { return {Bank::tid, 0, Bytes(tid.bytes().begin(), tid.bytes().end())}; }
+
+// TIDs have 6 words as a rule, 4 or more where they have a serial number. A reading may come without one: of a
+// tag that has none, or of one that is far away. Where the readings of an EPC are not alike it is looked again.
+std::vector<SeenTag> find_tags(ReaderInside& reader, const std::optional<Mask>& mask)
+{
+    const ReaderInside::Turn turn(reader);
+    std::vector<SeenTag> tags;
+    for (const unsigned words : {6U, 4U, 6U, 4U}) {
+        tags = take_inventory(reader, mask, words);
+        const auto with_tid = std::count_if(tags.begin(), tags.end(), has_tid);
+        const bool is_clear = static_cast<std::size_t>(with_tid) == tags.size() || !has_one_epc(tags);
+        if (is_clear || (with_tid == 0 && words == 4)) break;
+    }
+    return tags;
+}
+
+std::vector<SeenTag> find_tags(ReaderInside& reader, const Epc& epc)
+{
+    std::vector<SeenTag> tags = find_tags(reader, mask_of(epc));
+    std::erase_if(tags, [&](const SeenTag& tag) { return tag.epc != epc; });
+    return tags;
+}
+
+SeenTag only_one(const ReaderInside& reader, const std::vector<SeenTag>& tags, const std::string& name)
+{
+    if (tags.size() == 1) return tags[0];
+    if (tags.empty())
+        throw Error(Errc::no_tag, find_name, reader.name(),
+                    "no tag answers to " + name +
+                        ": is it close to an antenna that is enabled, its name right, and no filter left in "
+                        "the reader?");
+    auto details = std::make_shared<ErrorDetails>();
+    details->answered = tags;
+    throw Error(Errc::several_tags, find_name, reader.name(),
+                std::to_string(tags.size()) + " tags answer to " + name + ": " + list_of(tags) +
+                    ": name one of them, or leave only one in the field",
+                Outcome::nothing, 0, std::move(details));
+}
+
+}  // namespace v1
+}  // namespace tagwire

@@ -1,0 +1,184 @@
+// A Gen2 tag: its memory, its locks, its end.
+#include "xx/tag/gen2_memory.h"
+
+namespace tagwire {
+inline namespace v1 {
+namespace {
+
+using O = Operations;
+
+constexpr Call write_epc_call = tag_change("write the EPC");
+constexpr Call lock_call = tag_change("lock");
+constexpr Call kill_call = tag_change("kill");
+
+constexpr unsigned end_of_memory = 0x10000;
+constexpr unsigned end_of_short_pointer = 0x100;
+
+// What Lock_G2 takes.
+enum class LockCode : u8 { open, open_forever, password, forever };
+
+void checked_bank(const ReaderInside& reader, const Call& call, Bank bank)
+{
+    checked(reader, call, "the bank", static_cast<int>(bank), 0, 3);
+}
+
+void write_words(Gen2Memory& memory, const Range& range, std::span<const u8> data)
+{
+    memory.prepare(range, data);
+    write_pieces(memory, range.first, data);
+}
+
+void send_lock(TagInside& tag, Area area, LockCode code)
+{
+    checked(*tag.reader_, lock_call, "the area", static_cast<int>(area), 0, 4);
+    tag.ask(lock_call, &O::Lock_G2,
+            std::tuple(static_cast<u8>(area), static_cast<u8>(code), in(tag.password_)));
+}
+
+// Passwords that are locked for good cannot be read with the access password either.
+bool is_unreadable(TagInside& tag, Area area)
+{
+    Gen2Memory memory(tag, Bank::reserved);
+    try {
+        memory.read({area == Area::kill_password ? 0U : 2U, 2});
+    } catch (const Error& error) {
+        if (error.tag_error() != memory_locked) throw;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+Tag::Tag(std::unique_ptr<TagInside> inside) : inside_(std::move(inside)) {}
+Tag::Tag(Tag&& other) noexcept = default;
+Tag& Tag::operator=(Tag&& other) noexcept = default;
+Tag::~Tag() = default;
+
+const Epc& Tag::epc() const noexcept { return inside_->epc_; }
+
+const std::optional<Tid>& Tag::tid() const noexcept { return inside_->tid_; }
+
+// -- memory
+
+Bytes Tag::read(Bank bank, unsigned first, unsigned count)
+{
+    const auto turn = inside_->begin();
+    checked_bank(*inside_->reader_, read_call, bank);
+    const Range range = checked_range(*inside_->reader_, read_call, first, count, end_of_memory);
+    Gen2Memory memory(*inside_, bank);
+    return read_pieces(memory, range);
+}
+
+Bytes Tag::read(Bank bank)
+{
+    const auto turn = inside_->begin();
+    checked_bank(*inside_->reader_, read_call, bank);
+    Gen2Memory memory(*inside_, bank);
+    return read_all(memory);
+}
+
+void Tag::write(Bank bank, unsigned first, std::span<const std::uint8_t> data, const WriteOptions& options)
+{
+    const auto turn = inside_->begin();
+    const ReaderInside& reader = *inside_->reader_;
+    checked_bank(reader, write_call, bank);
+    const auto most = static_cast<unsigned>(
+        checked(reader, write_call, "the count of words of one command", options.most_words, 1, 255));
+    Gen2Memory memory(*inside_, bank, options.block ? Gen2Memory::How::block_write : Gen2Memory::How::write,
+                      most);
+    write_words(memory, checked_range_of(reader, write_call, first, data, memory.limits(), end_of_memory),
+                data);
+}
+
+void Tag::erase(Bank bank, unsigned first, unsigned count)
+{
+    const auto turn = inside_->begin();
+    checked_bank(*inside_->reader_, erase_call, bank);
+    const Range range = checked_range(*inside_->reader_, erase_call, first, count, end_of_short_pointer);
+    Gen2Memory memory(*inside_, bank, Gen2Memory::How::erase, end_of_short_pointer - 1);
+    write_words(memory, range, Bytes(std::size_t{range.count} * 2));
+}
+
+void Tag::write_epc(const Epc& epc)
+{
+    constexpr unsigned longest = 31;
+    constexpr unsigned length_shift = 3;
+    const auto turn = inside_->begin();
+    ReaderInside& reader = *inside_->reader_;
+    if (epc.size() % 2 != 0) refuse_value(reader, write_epc_call, "an EPC has whole words of 2 bytes");
+    const int words = checked(reader, write_epc_call, "the count of words of an EPC",
+                              static_cast<long long>(epc.size() / 2), 1, longest);
+    inside_->require_in_the_field();
+    if (epc == inside_->epc_) return;
+    Gen2Memory memory(*inside_, Bank::epc, Gen2Memory::How::write, longest + 1);
+    Bytes data = memory.read_with(inside_->proven_password(), {1, 1});
+    data[0] = static_cast<u8>(words << length_shift | (data[0] & 0x07));
+    data.insert(data.end(), epc.bytes().begin(), epc.bytes().end());
+    write_words(memory, {1, static_cast<unsigned>(words + 1)}, data);
+}
+
+void Tag::set_access_password(const Password& password) { write(Bank::reserved, 2, password.bytes()); }
+
+void Tag::set_kill_password(const Password& password) { write(Bank::reserved, 0, password.bytes()); }
+
+// -- locks
+
+void Tag::lock(Area area, Protection protection, const LockOptions& options)
+{
+    const auto turn = inside_->begin();
+    const bool by_password = protection == Protection::password;
+    if (by_password && inside_->password_.is_zero() && !options.without_password)
+        refuse_value(*inside_->reader_, lock_call,
+                     "a lock by a password keeps nobody out while the tag's access password is zero: set one "
+                     "first, and name the tag with it");
+    send_lock(*inside_, area, by_password ? LockCode::password : LockCode::open);
+}
+
+void Tag::lock_forever(Area area)
+{
+    const auto turn = inside_->begin();
+    const bool can_be_seen = area == Area::kill_password || area == Area::access_password;
+    if (can_be_seen) is_unreadable(*inside_, area);  // shows that the password is right, too
+    try {
+        send_lock(*inside_, area, LockCode::forever);
+    } catch (const Error& error) {
+        if (!can_be_seen || error.outcome() != Outcome::unknown) throw;
+        const auto seen = look_until_told([&] { return is_unreadable(*inside_, area); });
+        if (!seen) throw;
+        if (!*seen) throw told_again(error, "; looked at, it was not done", Outcome::nothing);
+    }
+}
+
+void Tag::open_forever(Area area)
+{
+    const auto turn = inside_->begin();
+    send_lock(*inside_, area, LockCode::open_forever);
+}
+
+void Tag::lock_block_forever(unsigned word)
+{
+    const auto turn = inside_->begin();
+    checked(*inside_->reader_, lock_call, "the word", word, 0, 255);
+    inside_->ask(lock_call, &O::BlockLock_G2, std::tuple(in(inside_->password_), static_cast<u8>(word)));
+}
+
+// -- the end
+
+void Tag::kill(const Password& kill_password)
+{
+    const auto turn = inside_->begin();
+    ReaderInside& reader = *inside_->reader_;
+    if (kill_password.is_zero())
+        refuse_value(reader, kill_call, "a tag whose kill password is zero cannot be killed: set one first");
+    inside_->require_in_the_field();
+    try {
+        ask_tag(reader, kill_call, inside_->name(), &O::KillTag_G2, std::tuple(in(kill_password)));
+    } catch (const Error& error) {
+        require_seen_dead(error, [&] { return inside_->is_in_the_field(); });
+    }
+    inside_->hidden_by_ = "it was killed";
+}
+
+}  // namespace v1
+}  // namespace tagwire

@@ -1,0 +1,99 @@
+// What a Tag is made of: how it is named to the reader, and how operations for one tag are called.
+#pragma once
+
+#include <stdexcept>
+#include <tuple>
+
+#include "xx/reader/scan.h"
+#include "xx/tag/find_tag.h"
+#include "xx/tag/tag_memory.h"
+
+#include <tagwirexx/tag.hpp>
+
+namespace tagwire {
+inline namespace v1 {
+
+// Operations take bytes that they do not change by plain pointers.
+inline u8* in(std::span<const u8> bytes) { return const_cast<u8*>(bytes.data()); }
+inline u8* in(const Password& password) { return in(password.bytes()); }
+inline std::array<u8, 2> high_byte_first(unsigned value)
+{
+    return {static_cast<u8>(value >> 8U), static_cast<u8>(value)};
+}
+
+// A tag's name as the commands for one tag carry it: an ID of so many words, or a mask.
+struct NameOnWire {
+    static constexpr u8 by_mask = 255;
+
+    Bytes id = Bytes(1);  // never empty
+    u8 words = by_mask;
+    GivenMask mask{};
+
+    // Bytes of a command behind its code that the name takes.
+    std::size_t size() const { return words == by_mask ? 4U + (mask.bits + 7U) / 8 : 2U * words; }
+};
+NameOnWire name_by(std::span<const u8> id);
+
+// Calls an operation for one tag. `own` are the arguments between its name and the mask, `out` those behind.
+template <class Operation, class... Own, class... Out>
+void ask_tag(ReaderInside& reader, const Call& call, NameOnWire name, Operation operation,
+             const std::tuple<Own...>& own, Out... out)
+{
+    const ReaderInside::Turn turn(reader);
+    int error = -1;
+    const int result = std::apply(
+        [&](auto... fields) {
+            return reader.run(call, operation, name.id.data(), name.words, fields..., name.mask.bank,
+                              name.mask.bit.data(), name.mask.bits, name.mask.bytes.data(), out..., &error);
+        },
+        own);
+    if (result != 0) fail_at_tag(reader, call, result, error);
+    reader.require(call, reader.came());
+}
+
+class TagInside {
+  public:
+    // Named by its EPC, or by its TID.
+    TagInside(ReaderInside& reader, const SeenTag& tag, bool by_tid, Password password)
+        : reader_(&reader), epc_(tag.epc), tid_(tag.tid), by_tid_(by_tid), password_(std::move(password))
+    {}
+
+    static Tag make(ReaderInside& reader, const SeenTag& tag, bool by_tid, Password password)
+    {
+        return Tag(std::make_unique<TagInside>(reader, tag, by_tid, std::move(password)));
+    }
+    // Of the tag whose mask is met by no other.
+    static Tag make_unambiguous(ReaderInside& reader, const SeenTag& tag, Password password);
+
+    // Keeps other callers out. Throws std::logic_error for a tag that is not to be found by its name any more.
+    ReaderInside::Turn begin() const
+    {
+        if (hidden_by_ != nullptr)
+            throw std::logic_error(std::string("the tag is not to be found by its name any more: ") +
+                                   hidden_by_);
+        return ReaderInside::Turn(*reader_);
+    }
+
+    NameOnWire name() const;
+    template <class Operation, class... Own, class... Out>
+    void ask(const Call& call, Operation operation, const std::tuple<Own...>& own, Out... out)
+    {
+        ask_tag(*reader_, call, name(), operation, own, out...);
+        is_password_right_ = true;
+    }
+    // The password opens the tag: what is told by looking at it can be asked with it.
+    const Password& proven_password() const;
+    bool is_in_the_field() const;
+    void require_in_the_field() const;
+
+    ReaderInside* reader_;
+    Epc epc_;
+    std::optional<Tid> tid_;
+    bool by_tid_;
+    Password password_;
+    bool is_password_right_ = false;
+    const char* hidden_by_ = nullptr;
+};
+
+}  // namespace v1
+}  // namespace tagwire

@@ -1,0 +1,503 @@
+// One tag: named, read, written, locked, killed; what is lost, and what wrong names and passwords do.
+#include "other_tags.h"
+#include "xx/reader/reader_inside.h"
+#include "xx/virtual_reader.h"
+
+#include <tagwirexx/tagwire.hpp>
+
+namespace tagwire::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+
+constexpr std::uint8_t read_command = 0x02;
+constexpr std::uint8_t write_command = 0x03;
+constexpr std::uint8_t kill_command = 0x05;
+constexpr std::uint8_t lock_command = 0x06;
+constexpr std::uint8_t erase_command = 0x07;
+
+const Password secret("11223344");
+const Password wrong("DEADBEEF");
+
+Tid tid_of(unsigned serial)
+{
+    return Tid("E28011602000000000" + to_hex(Bytes{0, 0, static_cast<std::uint8_t>(serial)}));
+}
+
+sim::Scenario portal(unsigned tags)
+{
+    sim::Scenario scenario = make_scenario(tags);
+    for (unsigned i = 0; i < tags; ++i) {
+        const Tid tid = tid_of(i + 1);
+        scenario.tags[i].tid.assign(tid.bytes().begin(), tid.bytes().end());
+        scenario.tags[i].user.resize(800);
+    }
+    return scenario;
+}
+
+Bytes counting(std::size_t size)
+{
+    Bytes out;
+    for (std::size_t i = 0; i < size; ++i) out.push_back(static_cast<std::uint8_t>(i * 7 + 1));
+    return out;
+}
+
+std::vector<std::string> texts(const std::vector<Range>& ranges)
+{
+    std::vector<std::string> out;
+    for (const Range& range : ranges) {
+        std::ostringstream text;
+        text << range;
+        out.push_back(text.str());
+    }
+    return out;
+}
+
+class TagOf : public VirtualReader {
+  protected:
+    void SetUp() override { connect(portal(2)); }
+
+    template <class Name> Tag tag(const Name& name, const Password& password = {})
+    {
+        return patiently([&] { return reader().tag(name, password); });
+    }
+    Tag first(const Password& password = {}) { return tag(epc_of(1), password); }
+    Bytes stored(std::size_t tag, sim::Bank bank, std::size_t first, std::size_t size)
+    {
+        const Bytes all = device->tag_memory(tag, bank);
+        const auto begin = all.begin() + static_cast<std::ptrdiff_t>(first);
+        return {begin, begin + static_cast<std::ptrdiff_t>(size)};
+    }
+    Bytes user(std::size_t tag, std::size_t words) { return stored(tag, sim::Bank::user, 0, 2 * words); }
+    std::uint64_t count(std::uint8_t command) { return device->counters().commands[command]; }
+    // Requests that carry these bytes.
+    std::size_t requests_with(const Password& password)
+    {
+        const auto bytes = password.bytes();
+        std::size_t found = 0;
+        for (const auto& request : device->requests())
+            found += std::search(request.frame.begin(), request.frame.end(), bytes.begin(), bytes.end()) !=
+                     request.frame.end();
+        return found;
+    }
+    void inject(sim::Fault fault, std::uint8_t command, std::uint64_t skip = 0)
+    {
+        fault.command = command;
+        fault.skip = skip;
+        device->inject(fault);
+    }
+    // As somebody else does who does not look.
+    void rename(const Epc& from, const Epc& to)
+    {
+        opened.reset();
+        auto inside = patiently([&] { return open_reader(parse_url(url)); });
+        Bytes name(from.bytes().begin(), from.bytes().end());
+        Bytes words(to.bytes().begin(), to.bytes().end());
+        Bytes none(4);
+        int error = 0;
+        EXPECT_EQ(inside->run({"rename"}, &Operations::WriteData_G2, name.data(), 6, 6, 1, 2, words.data(),
+                              none.data(), 0, none.data(), 0, none.data(), &error),
+                  0);
+        inside.reset();
+        open();
+    }
+    void lose(std::uint8_t command) { inject(sim::Fault::lose(), command); }
+    void silence(std::uint8_t command) { inject(sim::Fault::silence(1), command); }
+    template <class Act> void expect_invalid(Act act)
+    {
+        const std::uint64_t before = device->counters().requests;
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::invalid_value) << error->what();
+        EXPECT_EQ(device->counters().requests, before);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Links, TagOf, testing::Values(Link::tcp, Link::pty), link_name);
+
+// -- names
+
+TEST_P(TagOf, IsNamedByEpcTidOrMask)
+{
+    EXPECT_EQ(first().epc(), epc_of(1));
+    EXPECT_EQ(first().tid(), tid_of(1));
+    EXPECT_EQ(tag(tid_of(2)).epc(), epc_of(2));
+    EXPECT_EQ(tag(Mask{Bank::epc, 32 + 88, {2}}).tid(), tid_of(2));
+    Tag moved = first();
+    moved = tag(epc_of(2));
+    EXPECT_EQ(moved.epc(), epc_of(2));
+    connect(portal(1));
+    EXPECT_EQ(patiently([&] { return reader().only_tag(); }).epc(), epc_of(1));
+}
+
+TEST_P(TagOf, NothingIsDoneUnlessOneTagAnswers)
+{
+    const auto several = error_of([&] {
+        tag(Mask{Bank::epc, 32, {0xE2}}).write(Bank::user, 0, counting(4));
+    });
+    EXPECT_EQ(several->code(), Errc::several_tags);
+    ASSERT_EQ(several->answered().size(), 2U);
+    EXPECT_THAT((std::vector{several->answered()[0].epc, several->answered()[1].epc}),
+                UnorderedElementsAre(epc_of(1), epc_of(2)));
+    EXPECT_THAT(several->what(), HasSubstr(epc_of(2).to_string()));
+    EXPECT_EQ(several->outcome(), Outcome::nothing);
+    EXPECT_EQ(error_of([&] { tag(Tid("E2801160")).kill(secret); })->code(), Errc::several_tags);
+    EXPECT_EQ(error_of([&] { patiently([&] { return reader().only_tag(); }); })->code(), Errc::several_tags);
+    EXPECT_EQ(error_of([&] { tag(epc_of(3)); })->code(), Errc::no_tag);
+    EXPECT_EQ(error_of([&] { tag(Epc("E200")); })->code(), Errc::no_tag) << "the beginning of an EPC is none";
+    expect_invalid([&] { reader().tag(Epc()); });
+    expect_invalid([&] { reader().tag(Tid()); });
+    EXPECT_EQ(count(write_command) + count(kill_command), 0U);
+}
+
+TEST_P(TagOf, TwoTagsOfOneEpcAreToldApartByTheirTids)
+{
+    connect(portal(3));
+    rename(epc_of(2), epc_of(1));
+    const auto shared = error_of([&] { first(); });
+    EXPECT_EQ(shared->code(), Errc::several_tags);
+    ASSERT_EQ(shared->answered().size(), 2U);
+    EXPECT_THAT((std::vector{shared->answered()[0].tid, shared->answered()[1].tid}),
+                UnorderedElementsAre(tid_of(1), tid_of(2)));
+    EXPECT_THAT(shared->what(), HasSubstr(tid_of(2).to_string()));
+    Tag second = tag(tid_of(2));
+    patiently([&] { second.write(Bank::user, 0, counting(8)); });
+    EXPECT_EQ(user(1, 4), counting(8));
+    EXPECT_EQ(user(0, 4), Bytes(8));
+    lose(write_command);
+    patiently([&] { second.write_epc(epc_of(7)); });
+    EXPECT_EQ(second.epc(), epc_of(7));
+    EXPECT_EQ(Epc(std::span<const std::uint8_t>(stored(1, sim::Bank::epc, 4, 12))), epc_of(7));
+    EXPECT_EQ(first().tid(), tid_of(1));
+}
+
+TEST_P(TagOf, WhoCannotBeToldApartIsNotTouched)
+{
+    connect(make_scenario(2));
+    EXPECT_FALSE(first().tid());
+    sim::Scenario scenario = portal(3);
+    for (auto& tag : scenario.tags) tag.tid.resize(8);  // alike
+    connect(scenario);
+    EXPECT_EQ(first().tid()->size(), 8U);
+    rename(epc_of(2), epc_of(1));
+    EXPECT_EQ(error_of([&] {
+                  tag(Mask{Bank::epc, 32 + 88, {3}});
+                  tag(tid_of(1));
+              })->code(),
+              Errc::no_tag);
+    EXPECT_EQ(error_of([&] { tag(Tid("E2801160")); })->code(), Errc::several_tags);
+}
+
+// -- reading and writing
+
+TEST_P(TagOf, LongDataGoesInPiecesAndIsReadBack)
+{
+    Tag one = first();
+    const Bytes data = counting(600);
+    const std::uint64_t writes = count(write_command) + count(0x16);
+    patiently([&] { one.write(Bank::user, 50, data); });
+    EXPECT_GE(count(write_command) + count(0x16) - writes, 10U);
+    EXPECT_EQ(stored(0, sim::Bank::user, 100, 600), data);
+    EXPECT_EQ(patiently([&] { return one.read(Bank::user, 50, 300); }), data);
+    EXPECT_EQ(patiently([&] { return one.read(Bank::user); }).size(), 800U);
+    EXPECT_EQ(patiently([&] { return one.read(Bank::tid); }).size(), 12U);
+    EXPECT_EQ(user(1, 400), Bytes(800));
+    patiently([&] { one.write(Bank::user, 0, counting(40), {.block = true, .most_words = 7}); });
+    EXPECT_GE(count(0x10), 3U);
+    EXPECT_EQ(user(0, 20), counting(40));
+    patiently([&] { one.write(Bank::user, 300, counting(40), {.block = true}); });
+    EXPECT_GE(count(0xCF), 1U);
+    patiently([&] { one.erase(Bank::user, 5, 10); });
+    EXPECT_EQ(stored(0, sim::Bank::user, 10, 20), Bytes(20));
+    EXPECT_EQ(stored(0, sim::Bank::user, 30, 2), (Bytes{counting(40)[30], counting(40)[31]}));
+}
+
+TEST_P(TagOf, PlacesAndDataAreLookedAtFirst)
+{
+    Tag one = first();
+    expect_invalid([&] { one.read(Bank::user, 0, 0); });
+    expect_invalid([&] { one.read(Bank::user, 0x10000, 1); });
+    expect_invalid([&] { one.read(Bank::user, 1, 0x10000); });
+    expect_invalid([&] { one.read(static_cast<Bank>(4), 0, 1); });
+    expect_invalid([&] { one.write(Bank::user, 0, Bytes()); });
+    expect_invalid([&] { one.write(Bank::user, 0, Bytes(3)); });
+    expect_invalid([&] { one.write(Bank::user, 0xFFFF, Bytes(4)); });
+    expect_invalid([&] { one.write(Bank::user, 0, Bytes(4), {.most_words = 0}); });
+    expect_invalid([&] { one.erase(Bank::user, 250, 7); });
+    expect_invalid([&] { one.write_epc(Epc()); });
+    expect_invalid([&] { one.write_epc(Epc("E20011")); });
+    expect_invalid([&] { one.write_epc(Epc(std::span<const std::uint8_t>(Bytes(63)))); });
+    expect_invalid([&] { one.kill({}); });
+    expect_invalid([&] { one.lock_block_forever(256); });
+    expect_invalid([&] { one.lock(static_cast<Area>(5), Protection::open); });
+    const auto beyond = error_of([&] { patiently([&] { one.read(Bank::user, 399, 2); }); });
+    EXPECT_EQ(beyond->code(), Errc::tag_refused);
+    EXPECT_EQ(beyond->tag_error(), 3);
+    EXPECT_THAT(beyond->what(), HasSubstr("no such memory"));
+}
+
+TEST_P(TagOf, TheOneThatLeavesMidwayIsNotTakenForAnother)
+{
+    Tag one = first();
+    inject(sim::Fault::error(write_command, 0xFB, 0), write_command, 1);
+    inject(sim::Fault::error(read_command, 0xFB, 0), read_command);
+    const auto gone = error_of([&] { one.write(Bank::user, 0, counting(192)); });
+    EXPECT_EQ(gone->code(), Errc::no_tag);
+    EXPECT_EQ(gone->outcome(), Outcome::unknown);
+    EXPECT_THAT(texts(gone->written()), ElementsAre("0-31"));
+    EXPECT_THAT(texts(gone->unknown_words()), ElementsAre("32-63"));
+    EXPECT_THAT(texts(gone->not_written()), ElementsAre("64-95"));
+    EXPECT_THAT(gone->what(), HasSubstr("not written: words 64-95"));
+    EXPECT_EQ(user(1, 400), Bytes(800));
+}
+
+TEST_P(TagOf, APieceThatWasRefusedIsLookedAt)
+{
+    sim::Scenario scenario = portal(1);
+    scenario.tags[0].block_words = 20;
+    connect(scenario);
+    Tag one = first();
+    patiently([&] { one.lock_block_forever(45); });
+    const auto locked = error_of([&] { patiently([&] { one.write(Bank::user, 0, counting(192)); }); });
+    EXPECT_EQ(locked->code(), Errc::tag_refused);
+    EXPECT_EQ(locked->tag_error(), 4);
+    EXPECT_EQ(locked->outcome(), Outcome::partial);
+    EXPECT_THAT(texts(locked->written()), ElementsAre("0-31"));
+    EXPECT_THAT(texts(locked->not_written()), ElementsAre("32-95"));
+    EXPECT_TRUE(locked->unknown_words().empty());
+}
+
+TEST_P(TagOf, AWriteWhoseAnswerIsLostIsLookedAt)
+{
+    Tag one = first();
+    lose(write_command);
+    one.write(Bank::user, 0, counting(20));
+    EXPECT_EQ(count(write_command), 1U);
+    EXPECT_EQ(user(0, 10), counting(20));
+    silence(write_command);
+    const auto error = error_of([&] { one.write(Bank::user, 0, Bytes(20, 0xAA)); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::nothing);
+    EXPECT_THAT(texts(error->not_written()), ElementsAre("0-9"));
+    EXPECT_EQ(count(write_command), 2U);
+    lose(erase_command);
+    one.erase(Bank::user, 0, 10);
+    EXPECT_EQ(user(0, 10), Bytes(20));
+    EXPECT_EQ(count(erase_command), 1U);
+}
+
+TEST_P(TagOf, WhatCannotBeReadBackIsNotCalledDone)
+{
+    Tag one = first();
+    inject(sim::Fault::error(read_command, 0xFB, 0), read_command);
+    const auto unread = error_of([&] { one.write(Bank::user, 0, counting(20)); });
+    EXPECT_EQ(unread->code(), Errc::no_tag);
+    EXPECT_EQ(unread->outcome(), Outcome::partial);
+    EXPECT_THAT(texts(unread->written()), ElementsAre("0-9"));
+    device->clear_faults();
+    inject(sim::Fault::set_byte(4 + 6, 0x55), read_command);
+    const auto differs = error_of([&] { one.write(Bank::user, 0, counting(20)); });
+    EXPECT_EQ(differs->code(), Errc::differs);
+    EXPECT_THAT(texts(differs->written()), ElementsAre("0-2", "4-9"));
+    EXPECT_THAT(texts(differs->not_written()), ElementsAre("3"));
+}
+
+TEST_P(TagOf, ShortAnswersAreNotShown)
+{
+    Tag one = first();
+    expect_short_answer_refused(read_command, Bytes(14), [&] { one.read(Bank::user, 0, 8); });
+    expect_short_answer_refused(0x15, {}, [&] { one.read(Bank::user, 300, 8); });
+    expect_short_answer_refused(0x11, {0}, [&] { one.qt(); });
+    expect_short_answer_refused(0x0B, {}, [&] { reader().has_privacy(); });
+    expect_short_answer_refused(0x80, Bytes(16), [&] { reader().identify_tag(); });
+    expect_short_answer_refused(0x84, {}, [&] { reader().set_carrier_time(3); });
+}
+
+// -- the EPC
+
+TEST_P(TagOf, ANewEpcKeepsTheRestOfTheControlWord)
+{
+    Tag one = first();
+    for (const Epc epc :
+         {Epc("30340000000000000000000A"), Epc("3034"), Epc("30340000111122223333444455556666")}) {
+        patiently([&] { one.write_epc(epc); });
+        EXPECT_EQ(one.epc(), epc);
+        EXPECT_EQ(stored(0, sim::Bank::epc, 2, 1)[0], epc.size() / 2 << 3U);
+        EXPECT_EQ(tag(epc).tid(), tid_of(1));
+        patiently([&] { one.write(Bank::user, 0, epc.bytes().first(2)); });
+    }
+    const std::uint64_t writes = count(write_command);
+    patiently([&] { one.write_epc(one.epc()); });
+    const auto taken = error_of([&] { patiently([&] { one.write_epc(epc_of(2)); }); });
+    EXPECT_EQ(taken->code(), Errc::exists_already);
+    EXPECT_EQ(taken->answered().size(), 1U);
+    EXPECT_EQ(count(write_command), writes);
+}
+
+TEST_P(TagOf, AWriteThatRenamesIsNotTakenForAnothersMemory)
+{
+    Tag one = first();
+    const Bytes others = stored(1, sim::Bank::epc, 4, 12);
+    const auto taken = error_of([&] { patiently([&] { one.write(Bank::epc, 2, others); }); });
+    EXPECT_EQ(taken->code(), Errc::exists_already);
+    EXPECT_TRUE(taken->written().empty());
+    EXPECT_EQ(count(write_command), 0U);
+    Bytes mine = others;
+    mine.back() = 9;
+    patiently([&] { one.write(Bank::epc, 2, mine, {.most_words = 1}); });
+    EXPECT_EQ(one.epc(), epc_of(9));
+    EXPECT_EQ(patiently([&] { return one.read(Bank::epc, 2, 6); }), mine);
+}
+
+TEST_P(TagOf, ATagIsFoundAgainWhenTheAnswerToARenamingIsLost)
+{
+    for (const bool has_tid : {true, false}) {
+        connect(has_tid ? portal(2) : make_scenario(2));
+        Tag one = first();
+        lose(write_command);
+        patiently([&] { one.write_epc(epc_of(5)); });
+        EXPECT_EQ(count(write_command), 1U);
+        EXPECT_EQ(one.epc(), epc_of(5));
+        silence(write_command);
+        const auto error = error_of([&] { one.write_epc(Epc("3034123456789ABCDEF0")); });
+        EXPECT_EQ(error->code(), Errc::no_answer);
+        EXPECT_EQ(error->outcome(), Outcome::nothing) << error->what();
+        EXPECT_EQ(one.epc(), epc_of(5));
+        EXPECT_EQ(patiently([&] { return one.read(Bank::epc, 2, 6); }).back(), 5);
+    }
+}
+
+// -- passwords and locks
+
+TEST_P(TagOf, AWrongPasswordGoesOutOncePerCall)
+{
+    sim::Scenario scenario = portal(1);
+    scenario.tags[0].access_password = {0x11, 0x22, 0x33, 0x44};
+    scenario.tags[0].kill_password = {0x55, 0x66, 0x77, 0x88};
+    connect(scenario);
+    Tag one = first(wrong);
+    const auto expect_refused = [&](auto act) {
+        device->forget_requests();
+        const auto error = error_of(act);
+        if (error->code() == Errc::no_answer) return;
+        EXPECT_EQ(error->code(), Errc::refused) << error->what();
+        EXPECT_EQ(error->result(), 5);
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_EQ(requests_with(wrong), 1U);
+    };
+    expect_refused([&] { one.write(Bank::user, 0, counting(192)); });
+    expect_refused([&] { one.read(Bank::user, 0, 300); });
+    expect_refused([&] { one.erase(Bank::user, 0, 4); });
+    expect_refused([&] { one.write_epc(epc_of(9)); });
+    expect_refused([&] { one.set_access_password(Password("01020304")); });
+    expect_refused([&] { one.set_kill_password(Password("01020304")); });
+    expect_refused([&] { one.lock(Area::user, Protection::password); });
+    expect_refused([&] { one.lock_forever(Area::access_password); });
+    expect_refused([&] { one.lock_forever(Area::user); });
+    expect_refused([&] { one.kill(wrong); });
+    EXPECT_FALSE(device->tag_state(0).killed);
+    // Where its answer is lost, too.
+    lose(write_command);
+    device->forget_requests();
+    EXPECT_EQ(error_of([&] { one.write(Bank::user, 0, counting(4)); })->code(), Errc::no_answer);
+    EXPECT_EQ(requests_with(wrong), 1U);
+}
+
+TEST_P(TagOf, APasswordOpensTheTagFromThenOn)
+{
+    Tag one = first();
+    patiently([&] { one.set_kill_password(Password("55667788")); });
+    lose(write_command);
+    patiently([&] { one.set_access_password(secret); });
+    EXPECT_THAT(stored(0, sim::Bank::reserved, 0, 8),
+                ElementsAre(0x55, 0x66, 0x77, 0x88, 0x11, 0x22, 0x33, 0x44));
+    silence(write_command);
+    const auto error = error_of([&] { one.set_access_password(wrong); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::nothing) << error->what();
+    patiently([&] { one.write(Bank::reserved, 3, Bytes{0x99, 0x88}); });
+    patiently([&] { one.lock(Area::user, Protection::password); });
+    patiently([&] { one.write(Bank::user, 0, counting(4)); });
+    Tag anew = first(Password("11229988"));
+    patiently([&] { anew.write(Bank::user, 0, counting(8)); });
+    Tag without = first();
+    EXPECT_EQ(error_of([&] { patiently([&] { without.write(Bank::user, 0, counting(8)); }); })->tag_error(),
+              4);
+    EXPECT_EQ(patiently([&] { return without.read(Bank::user, 0, 4); }), counting(8));
+}
+
+TEST_P(TagOf, ALockWithoutAPasswordIsRefused)
+{
+    Tag one = first();
+    expect_invalid([&] { one.lock(Area::user, Protection::password); });
+    patiently([&] { one.lock(Area::user, Protection::password, {.without_password = true}); });
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::user), sim::Lock::closed);
+    patiently([&] { one.lock(Area::user, Protection::open); });
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::user), sim::Lock::open);
+    patiently([&] { one.open_forever(Area::user); });
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::user), sim::Lock::open_forever);
+    patiently([&] { one.lock_forever(Area::epc); });
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::epc), sim::Lock::closed_forever);
+    EXPECT_EQ(error_of([&] { patiently([&] { one.write_epc(epc_of(9)); }); })->tag_error(), 4);
+    EXPECT_EQ(one.epc(), epc_of(1));
+}
+
+TEST_P(TagOf, WhatIsDoneForGoodIsLookedAtWhenTheAnswerIsLost)
+{
+    Tag one = first();
+    silence(lock_command);
+    const auto undone = error_of([&] { one.lock_forever(Area::kill_password); });
+    EXPECT_EQ(undone->outcome(), Outcome::nothing) << undone->what();
+    lose(lock_command);
+    patiently([&] { one.lock_forever(Area::kill_password); });
+    EXPECT_EQ(count(lock_command), 2U);
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::kill_password), sim::Lock::closed_forever);
+    lose(lock_command);
+    EXPECT_EQ(error_of([&] { one.lock_forever(Area::user); })->outcome(), Outcome::unknown);
+    lose(0x0E);
+    EXPECT_EQ(error_of([&] { one.lock_block_forever(4); })->outcome(), Outcome::unknown);
+    lose(lock_command);
+    EXPECT_EQ(error_of([&] { one.open_forever(Area::epc); })->outcome(), Outcome::unknown);
+}
+
+TEST_P(TagOf, IsKilledOnce)
+{
+    sim::Scenario scenario = portal(2);
+    for (auto& tag : scenario.tags) tag.kill_password = {0x11, 0x22, 0x33, 0x44};
+    connect(scenario);
+    Tag one = first();
+    silence(kill_command);
+    const auto alive = error_of([&] { one.kill(secret); });
+    EXPECT_EQ(alive->code(), Errc::no_answer);
+    EXPECT_EQ(alive->outcome(), Outcome::nothing) << alive->what();
+    inject(sim::Fault::error(kill_command, 0xFB), kill_command);
+    EXPECT_EQ(error_of([&] { one.kill(secret); })->outcome(), Outcome::nothing);
+    lose(kill_command);
+    one.kill(secret);
+    EXPECT_EQ(count(kill_command), 3U);
+    EXPECT_TRUE(device->tag_state(0).killed);
+    EXPECT_FALSE(device->tag_state(1).killed);
+    EXPECT_THROW(one.read(Bank::user, 0, 1), std::logic_error);
+    Tag two = tag(tid_of(2));
+    patiently([&] { two.kill(secret); });
+    EXPECT_TRUE(device->tag_state(1).killed);
+    EXPECT_EQ(error_of([&] { tag(epc_of(1)); })->code(), Errc::no_tag);
+}
+
+TEST_P(TagOf, ADeadTagIsNotWhatTheReaderDoesNotKnow)
+{
+    sim::Scenario scenario = portal(1);
+    scenario.tags[0].kill_password = {0x11, 0x22, 0x33, 0x44};
+    connect(scenario);
+    Tag one = first();
+    inject(sim::Fault::set_byte(3, 0xFB), kill_command);
+    const auto error = error_of([&] { one.kill(secret); });
+    EXPECT_EQ(error->code(), Errc::no_tag);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_THAT(error->what(), HasSubstr("dead, or gone"));
+    EXPECT_EQ(error_of([&] { one.kill(secret); })->outcome(), Outcome::nothing);
+    EXPECT_EQ(count(kill_command), 1U);
+}
+
+}  // namespace
+}  // namespace tagwire::test
