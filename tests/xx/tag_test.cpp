@@ -499,5 +499,293 @@ TEST_P(TagOf, ADeadTagIsNotWhatTheReaderDoesNotKnow)
     EXPECT_EQ(count(kill_command), 1U);
 }
 
+// -- what particular chips can do
+
+TEST_P(TagOf, EasAndAuthentication)
+{
+    Tag one = first();
+    EXPECT_FALSE(patiently([&] { return reader().eas_alarm(); }));
+    patiently([&] { one.set_eas(true); });
+    EXPECT_TRUE(device->tag_state(0).eas);
+    EXPECT_TRUE(patiently([&] { return reader().eas_alarm(); }));
+    patiently([&] { one.set_eas(false); });
+    EXPECT_FALSE(device->tag_state(0).eas);
+    const AuthenticateMessage message{.suite = 1, .message = {1, 2, 3}, .length = 3};
+    EXPECT_THAT(patiently([&] { return one.authenticate(message); }), ElementsAre(0, 3, 2));
+    EXPECT_THAT(
+        patiently([&] { return one.authenticate({.message = {9}, .length = 1, .with_length = true}); }),
+        ElementsAre(0, 8, 9));
+    EXPECT_TRUE(
+        patiently([&] { return one.authenticate({.message = {9}, .length = 1, .store = true}); }).empty());
+    expect_invalid([&] { one.authenticate({.message = Bytes(7)}); });
+}
+
+TEST_P(TagOf, ThatHidesIsToBeFoundAnew)
+{
+    Tag one = first();
+    EXPECT_EQ(patiently([&] { return one.qt(); }), 0);
+    patiently([&] { one.set_qt(2); });
+    EXPECT_TRUE(device->tag_state(0).public_profile);
+    EXPECT_THROW(one.qt(), std::logic_error);
+    Tag shown = tag(Epc("000000000000000000000000"));
+    EXPECT_EQ(patiently([&] { return shown.qt(); }), 2);
+    patiently([&] { shown.set_qt(0); });
+
+    one = first();
+    lose(0x08);
+    EXPECT_EQ(error_of([&] { one.set_privacy(); })->outcome(), Outcome::unknown);
+    EXPECT_THROW(one.read(Bank::user, 0, 1), std::logic_error) << "it may have been done";
+    EXPECT_TRUE(device->tag_state(0).read_protected);
+    EXPECT_TRUE(patiently([&] { return reader().has_privacy(); }));
+    patiently([&] { reader().end_privacy({}); });
+    EXPECT_FALSE(device->tag_state(0).read_protected);
+    EXPECT_EQ(error_of([&] { patiently([&] { reader().end_privacy({}); }); })->code(), Errc::no_tag);
+}
+
+TEST_P(TagOf, UntraceableTellsWhatWasSent)
+{
+    Tag one = first();
+    const Untraceable sent = patiently([&] { return one.make_untraceable({.tid = Untraceable::Tid::hide}); });
+    EXPECT_EQ(sent.epc_words, 6U);
+    EXPECT_EQ(sent.tid, Untraceable::Tid::hide);
+    EXPECT_FALSE(sent.hide_user);
+    one = first();
+    EXPECT_FALSE(one.tid());
+    const Untraceable all{
+        .flag = true, .epc_words = 1, .hide_user = true, .range = Untraceable::Range::reduced};
+    EXPECT_EQ(patiently([&] { return one.make_untraceable(all); }), all);
+    const auto hidden = device->tag_state(0).untraceable;
+    EXPECT_TRUE(hidden.flag && hidden.hides_epc_end && hidden.hides_user);
+    EXPECT_EQ(hidden.tid, sim::TidHiding::none) << "shown again";
+    EXPECT_EQ(tag(Epc("E200")).tid(), tid_of(1));
+    one = tag(Epc("E200"));
+    expect_invalid([&] { one.make_untraceable({.epc_words = 32}); });
+    expect_invalid([&] { one.make_untraceable({.tid = static_cast<Untraceable::Tid>(3)}); });
+    EXPECT_EQ(one.epc(), Epc("E200"));
+}
+
+TEST_P(TagOf, ASilentTagHearsItsNameAndPasswordOnly)
+{
+    sim::Scenario scenario = portal(2);
+    scenario.tags[0].access_password = {0x11, 0x22, 0x33, 0x44};
+    connect(scenario);
+    Tag without = first();
+    expect_invalid([&] { without.silence(); });
+    Tag one = first(secret);
+    patiently([&] { one.silence(); });
+    EXPECT_TRUE(device->tag_state(0).silent);
+    EXPECT_EQ(error_of([&] { first(); })->code(), Errc::no_tag);
+    EXPECT_EQ(error_of([&] { patiently([&] { return reader().end_silence(epc_of(1), wrong); }); })->code(),
+              Errc::no_tag);
+    one = patiently([&] { return reader().end_silence(tid_of(1), secret); });
+    EXPECT_EQ(one.epc(), epc_of(1));
+    patiently([&] { one.silence(); });
+    EXPECT_EQ(patiently([&] { return reader().end_silence(epc_of(1), secret); }).tid(), tid_of(1));
+}
+
+TEST_P(TagOf, LedsAndWhatAChipHasNot)
+{
+    sim::Scenario scenario = portal(1);
+    scenario.tags[0].sensor.emplace();
+    connect(scenario);
+    Tag one = first();
+    unsigned count = 0;
+    for (const LedChip chip : {LedChip::fd, LedChip::yl, LedChip::klw, LedChip::bx}) {
+        patiently([&] { one.light_led({.chip = chip}); });
+        EXPECT_GT(device->sensor(0).led_count, count);
+        count = device->sensor(0).led_count;
+    }
+    patiently([&] { one.light_led({.chip = LedChip::yl, .mode = 3, .time = 200}); });
+    EXPECT_EQ(device->sensor(0).led_mode, 3);
+    patiently([&] { one.switch_led_off(LedChip::yl); });
+    EXPECT_FALSE(device->sensor(0).led);
+    expect_invalid([&] { one.light_led({.chip = LedChip::fd, .time = 3}); });
+    expect_invalid([&] { one.light_led({.chip = LedChip::bx, .mode = 3}); });
+    expect_invalid([&] { one.light_led({.chip = LedChip::klw, .mode = 1}); });
+    expect_invalid([&] { one.light_led({.chip = LedChip::yl, .mode = 0}); });
+    expect_invalid([&] { one.light_led({.chip = LedChip::yl, .time = 256}); });
+    expect_invalid([&] { one.light_led({.chip = static_cast<LedChip>(4)}); });
+    expect_invalid([&] { one.switch_led_off(LedChip::klw); });
+    expect_invalid([&] { one.switch_led_off(LedChip::bx); });
+    patiently([&] { reader().set_carrier_time(9); });
+    EXPECT_EQ(device->settings().carrier_time, 9);
+    expect_invalid([&] { reader().set_carrier_time(256); });
+    sim::Fault other = sim::Fault::set_byte(4, 5);
+    inject(other, 0x84);
+    EXPECT_EQ(error_of([&] { patiently([&] { reader().set_carrier_time(7); }); })->code(), Errc::differs);
+}
+
+TEST_P(TagOf, TellsItsIdentity)
+{
+    const TagIdentity told = patiently([&] { return reader().identify_tag(epc_of(2)); });
+    EXPECT_EQ(told.epc, epc_of(2));
+    EXPECT_EQ(told.tid, tid_of(2));
+    EXPECT_EQ(told.rssi, 200);
+    EXPECT_EQ(patiently([&] { return reader().identify_tag(); }).epc, epc_of(1));
+    EXPECT_EQ(error_of([&] { patiently([&] { return reader().identify_tag(epc_of(3)); }); })->code(),
+              Errc::no_tag);
+    expect_invalid([&] { reader().identify_tag(Epc()); });
+    expect_invalid([&] { reader().identify_tag(Epc(std::span<const std::uint8_t>(Bytes(32)))); });
+}
+
+// -- other air interfaces
+
+constexpr std::uint8_t write_6b = 0x53;
+constexpr std::uint8_t lock_6b = 0x55;
+
+TEST_P(TagOf, BytesOfA6bTag)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.tags_6b.resize(2);
+    scenario.tags_6b[0].id = {0xE0, 4, 0, 0, 0, 0, 0, 1};
+    scenario.tags_6b[1].id = {0xE0, 4, 0, 0, 0, 0, 0, 2};
+    connect(scenario);
+    const auto name = [&](const char* id) { return patiently([&] { return reader().tag_6b(TagId(id)); }); };
+    Tag6b one = name("E004000000000001");
+    patiently([&] { one.write(10, counting(70)); });
+    EXPECT_EQ(count(write_6b), 3U);
+    EXPECT_EQ(patiently([&] { return one.read(10, 70); }), counting(70));
+    EXPECT_EQ(patiently([&] { return one.read(0, 8); }), from_hex("E004000000000001"));
+    EXPECT_EQ(device->other_tags().iso_6b[1].memory()[10], 0);
+    lose(write_6b);
+    one.write(10, Bytes{1, 2});
+    EXPECT_EQ(count(write_6b), 4U);
+    EXPECT_FALSE(patiently([&] { return one.is_locked(20); }));
+    silence(lock_6b);
+    EXPECT_EQ(error_of([&] { one.lock_forever(20); })->outcome(), Outcome::nothing);
+    lose(lock_6b);
+    one.lock_forever(20);
+    EXPECT_EQ(count(lock_6b), 2U);
+    EXPECT_TRUE(device->other_tags().iso_6b[0].is_locked(20));
+    const auto locked = error_of([&] { patiently([&] { one.write(16, Bytes(8, 0xEE)); }); });
+    EXPECT_EQ(locked->code(), Errc::tag_refused);
+    EXPECT_THAT(texts(locked->not_written()), ElementsAre("16-23"));
+    EXPECT_THAT(locked->what(), HasSubstr("not written: bytes 16-23"));
+    expect_short_answer_refused(0x52, Bytes(3), [&] { one.read(10, 4); });
+    expect_short_answer_refused(0x54, {}, [&] { one.is_locked(10); });
+    expect_invalid([&] { one.write(7, Bytes(2)); });
+    expect_invalid([&] { one.write(250, Bytes(7)); });
+    expect_invalid([&] { one.read(0, 257); });
+    expect_invalid([&] { one.lock_forever(256); });
+    expect_invalid([&] { reader().tag_6b(TagId("E004")); });
+    EXPECT_EQ(error_of([&] { name("E004000000000003"); })->code(), Errc::no_tag);
+}
+
+constexpr std::uint8_t write_gb = 0x59;
+constexpr std::uint8_t erase_gb = 0x5A;
+constexpr std::uint8_t kill_gb = 0x5C;
+
+sim::TagGbSettings tag_gb(std::uint8_t serial)
+{
+    sim::TagGbSettings out;
+    out.tag_id = {0xA5, 0xA5, 0, serial};
+    out.info = {1, 2, 3, 4};
+    out.user.resize(200);
+    out.access_password = {0x11, 0x22, 0x33, 0x44};
+    out.kill_password = {0x55, 0x66, 0x77, 0x88};
+    return out;
+}
+
+TEST_P(TagOf, WordsOfAGbTag)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.tags_gb = {tag_gb(1), tag_gb(2)};
+    connect(scenario);
+    const auto stored = [&](std::size_t i) { return device->other_tags().gb[i]; };
+    const auto name = [&](const char* id) {
+        return patiently([&] { return reader().tag_gb(TagId(id), secret); });
+    };
+    const auto several = error_of([&] { patiently([&] { return reader().tag_gb({0x10, 0, {0xA5}}); }); });
+    EXPECT_EQ(several->code(), Errc::several_tags);
+    EXPECT_EQ(several->answered().size(), 2U);
+    EXPECT_EQ(patiently([&] { return reader().tag_gb({0x10, 24, {2}}); }).id(), TagId("A5A50002"));
+    EXPECT_EQ(error_of([&] { name("A5A5"); })->code(), Errc::no_tag);
+    TagGb one = name("A5A50001");
+    patiently([&] { one.write(GbArea::user, 3, counting(150)); });
+    EXPECT_EQ(count(write_gb), 3U);
+    EXPECT_EQ(patiently([&] { return one.read(GbArea::user, 3, 75); }), counting(150));
+    EXPECT_EQ(patiently([&] { return one.read(GbArea::information); }), from_hex("01020304"));
+    EXPECT_EQ(stored(1).content(sim::GbArea::user), Bytes(200));
+    lose(erase_gb);
+    one.erase(GbArea::user, 0, 100);
+    EXPECT_EQ(stored(0).content(sim::GbArea::user), Bytes(200));
+
+    EXPECT_EQ(error_of([&] { patiently([&] {
+                                 one.write(GbArea::coding, 1, Bytes{0, 2});
+                             }); })->code(),
+              Errc::exists_already);
+    lose(write_gb);
+    one.write(GbArea::coding, 1, Bytes{0, 7});
+    EXPECT_EQ(one.id(), TagId("A5A50007"));
+    patiently([&] { one.set_access(GbArea::user, GbAccess::read_only); });
+    EXPECT_EQ(error_of([&] { patiently([&] {
+                                 one.write(GbArea::user, 0, Bytes{1, 1});
+                             }); })->code(),
+              Errc::tag_refused);
+    patiently([&] { one.set_security(GbArea::user, GbSecurity::password); });
+    expect_short_answer_refused(0x58, Bytes(3), [&] { one.read(GbArea::user, 0, 2); });
+    expect_invalid([&] { one.write(GbArea::user, 0, Bytes(2), {.block = true}); });
+    expect_invalid([&] { one.set_access(GbArea::user, static_cast<GbAccess>(4)); });
+    expect_invalid([&] { one.kill({}); });
+}
+
+TEST_P(TagOf, AGbTagIsKilledOnce)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.tags_gb = {tag_gb(1)};
+    connect(scenario);
+    TagGb one = patiently([&] { return reader().tag_gb(TagId("A5A50001"), secret); });
+    const auto refused = error_of([&] { patiently([&] { one.kill(wrong); }); });
+    EXPECT_EQ(refused->result(), 5);
+    EXPECT_EQ(requests_with(wrong), 1U);
+    silence(kill_gb);
+    EXPECT_EQ(error_of([&] { one.kill(Password("55667788")); })->outcome(), Outcome::nothing);
+    lose(kill_gb);
+    one.kill(Password("55667788"));
+    EXPECT_TRUE(device->other_tags().gb[0].is_killed());
+    EXPECT_EQ(error_of([&] { patiently([&] { one.kill(secret); }); })->code(), Errc::no_tag);
+}
+
+TEST_P(TagOf, JbTagsAreAlike)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.reader.protocol_family = sim::ProtocolFamily::jb;
+    scenario.tags_jb = {tag_gb(1), tag_gb(2)};
+    connect(scenario);
+    TagGb one = patiently([&] { return reader().tag_jb(TagId("A5A50002"), secret); });
+    patiently([&] { one.write(GbArea::user, 0, counting(8)); });
+    EXPECT_EQ(patiently([&] { return one.read(GbArea::user, 0, 4); }), counting(8));
+    EXPECT_EQ(device->other_tags().jb[0].content(sim::GbArea::user), Bytes(200));
+    patiently([&] { one.kill(Password("55667788")); });
+    EXPECT_EQ(error_of([&] {
+                  patiently([&] { return reader().tag_jb({0x10, 0, {0xA5}}, secret).kill(secret); });
+              })->result(),
+              5);
+}
+
+// -- passwords as values
+
+TEST(APassword, IsWipedAndNotTold)
+{
+    Password one("11223344");
+    EXPECT_THAT(one.bytes(), ElementsAre(0x11, 0x22, 0x33, 0x44));
+    EXPECT_EQ(Password(std::span<const std::uint8_t>(Bytes{0x11, 0x22, 0x33, 0x44})), one);
+    const Password taken = std::move(one);
+    EXPECT_TRUE(one.is_zero());  // NOLINT(bugprone-use-after-move)
+    one = Password("0a0B0c0D");
+    EXPECT_FALSE(one.is_zero() || taken.is_zero());
+    alignas(Password) std::array<std::uint8_t, sizeof(Password)> place{};
+    const auto* const ended = new (place.data()) Password("11223344");
+    std::destroy_at(ended);
+    EXPECT_EQ(place, decltype(place){});
+    for (const char* text : {"", "1122334", "112233445", "1122334G", "0x112233", "-1223344", "11 22 33"}) {
+        const auto error = error_of([&] { Password{text}; });
+        EXPECT_EQ(error->code(), Errc::invalid_text) << text;
+        EXPECT_EQ(std::string(error->what()).find("33"), std::string::npos);
+    }
+    EXPECT_EQ(error_of([&] { Password{std::span<const std::uint8_t>(Bytes(3))}; })->code(),
+              Errc::invalid_text);
+}
+
 }  // namespace
 }  // namespace tagwire::test
