@@ -31,6 +31,7 @@
 #include <tagwirexx/api.hpp>
 #include <tagwirexx/at_mode.hpp>
 #include <tagwirexx/buffer.hpp>
+#include <tagwirexx/commission.hpp>
 #include <tagwirexx/error.hpp>
 #include <tagwirexx/firmware.hpp>
 #include <tagwirexx/info.hpp>
@@ -85,6 +86,11 @@ class TAGWIREXX_API Reader final {
     TagGb tag_jb(const TagId& name, Password password = {}, std::uint8_t algorithm = 0);
     TagGb tag_jb(const OtherTagsPlan::AreaMask& name, Password password = {}, std::uint8_t algorithm = 0);
     Tag6b tag_6b(const TagId& name);
+
+    // A report of each tag: what goes wrong with one is told there, and the next is taken. Throws Error where
+    // a plan cannot be carried out, before anything is sent. See tagwirexx/commission.hpp.
+    std::vector<CommissioningReport> commission(const std::vector<CommissioningPlan>& plans);
+    CommissioningReport commission(const CommissioningPlan& plan);
 
     // What no name goes with: it is for whichever tag answers, so have one only in the field.
     void end_privacy(const Password& password);

@@ -12,6 +12,7 @@
 #include <tagwirexx/at_mode.hpp>
 #include <tagwirexx/buffer.hpp>
 #include <tagwirexx/bytes.hpp>
+#include <tagwirexx/commission.hpp>
 #include <tagwirexx/error.hpp>
 #include <tagwirexx/event.hpp>
 #include <tagwirexx/firmware.hpp>

@@ -65,6 +65,51 @@ TEST_F(Examples, stocktake_counts_all_tags)
     EXPECT_THAT(ended.out, HasSubstr("3 tags in "));
 }
 
+TEST_F(Examples, write_verify_lock_is_for_one_tag)
+{
+    sim::Scenario scenario;
+    scenario.tags.resize(2);
+    scenario.tags[0].epc = sim::from_hex("E28011606000020900000003");
+    scenario.tags[0].user.resize(8);
+    scenario.tags[0].access_password = {0x11, 0x22, 0x33, 0x44};
+    scenario.tags[1].epc = sim::from_hex("E28011606000020900000004");
+    sim::Reader& reader = simulator.add_reader(scenario);
+    const std::string url = "tcp://127.0.0.1:" + std::to_string(reader.listen());
+    const auto ended = run(examples + "/example_write_verify_lock_cpp", {url});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(ended.out, "CAFE0001\n");
+    EXPECT_EQ(reader.tag_state(0).lock(sim::Area::user), sim::Lock::closed);
+    add();
+    const auto refused = run(examples + "/example_write_verify_lock_cpp", urls);
+    EXPECT_EQ(refused.exit_code, 1);
+    EXPECT_THAT(refused.err, HasSubstr("no tag answers to E28011606000020900000003"));
+}
+
+TEST_F(Examples, commission_goes_on_where_it_stands)
+{
+    sim::Scenario scenario = gate();
+    for (auto& tag : scenario.tags) {
+        tag.tid = sim::from_hex("E2801160200000000000AA00");
+        tag.tid.back() = tag.epc.back();
+    }
+    sim::Reader& reader = simulator.add_reader(scenario);
+    const std::string url = "tcp://127.0.0.1:" + std::to_string(reader.listen());
+    const std::string table = testing::TempDir() + "tagwire_table_" + std::to_string(::getpid()) + ".csv";
+    std::ofstream(table) << "tid,epc,access,kill,lock\n"
+                            "E2801160200000000000AA01,3034000000000001,11223344,55667788,epc:password\n"
+                            "E2801160200000000000AA07,3034000000000007,11223344,,\n";
+    auto ended = run(examples + "/example_commission_cpp", {url, table});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_THAT(ended.out, HasSubstr("E2801160200000000000AA01 ok: EPC done; access password done; "));
+    EXPECT_THAT(ended.out, HasSubstr("E2801160200000000000AA07 not done: find failed (no tag answers"));
+    EXPECT_EQ(reader.tag_state(1).lock(sim::Area::epc), sim::Lock::closed);
+    ended = run(examples + "/example_commission_cpp", {url, table});
+    EXPECT_THAT(ended.out,
+                HasSubstr("AA01 ok: EPC found; access password found; kill password found; lock epc done"
+                          "  (went on)"));
+    std::filesystem::remove(table);
+}
+
 TEST_F(Examples, live_goes_on_when_one_of_four_readers_is_restarted)
 {
     for (int i = 0; i < 3; ++i) add();

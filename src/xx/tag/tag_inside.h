@@ -62,6 +62,7 @@ class TagInside {
     {
         return Tag(std::make_unique<TagInside>(reader, tag, by_tid, std::move(password)));
     }
+    static TagInside& of(Tag& tag) { return *tag.inside_; }
     // Of the tag whose mask is met by no other.
     static Tag make_unambiguous(ReaderInside& reader, const SeenTag& tag, Password password);
 
