@@ -54,7 +54,7 @@ class TAGWIREXX_API Error : public std::system_error {
     // `text` says what happened and what to do next.
     Error(Errc code, std::string operation, std::string reader, std::string text,
           Outcome outcome = Outcome::nothing, int result = 0,
-          std::shared_ptr<const ErrorDetails> details = {});
+          const std::shared_ptr<const ErrorDetails>& details = {});
     Error(const Error&) = default;
     Error& operator=(const Error&) = default;
     ~Error() override;
@@ -73,9 +73,9 @@ class TAGWIREXX_API Error : public std::system_error {
 
     // What became of the words of a write, ascending. Each is in one of the three: those that hold the new data
     // count as written. All are empty where nothing was to be written.
-    const std::vector<Range>& written() const noexcept;
-    const std::vector<Range>& not_written() const noexcept;
-    const std::vector<Range>& unknown_words() const noexcept;
+    const std::vector<MemoryRange>& written() const noexcept;
+    const std::vector<MemoryRange>& not_written() const noexcept;
+    const std::vector<MemoryRange>& unknown_words() const noexcept;
     // The tags that answered where one should have, see tagwirexx/inventory.hpp.
     const std::vector<SeenTag>& answered() const noexcept;
 

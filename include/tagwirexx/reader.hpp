@@ -96,8 +96,6 @@ class TAGWIREXX_API Reader final {
     void end_privacy(const Password& password);
     bool has_privacy();
     bool eas_alarm();  // of all tags
-    // The tag with the name, or whichever answers: its identity.
-    TagIdentity identify_tag(const std::optional<Epc>& name = {});
     // A silent tag hears its name and password only.
     Tag end_silence(const Epc& name, const Password& password);
     Tag end_silence(const Tid& name, const Password& password);

@@ -9,8 +9,9 @@
 // reader by its whole EPC, or by its TID where others have its EPC; when a write changes its EPC it is named by
 // the new one.
 //
-// Tags are of their Reader, as long as that lives; as a Reader for threads and abort(). Of a call several
-// commands may go out; other threads' calls do not come between. A wrong password goes out once per call.
+// Tags are of their Reader, as long as that lives. One thread at a time calls a Tag; several may have Tags of
+// one Reader, whose calls take turns, and Reader::abort() ends the one in progress. Of a call several commands
+// may go out; others do not come between. A wrong password goes out once per call.
 //
 // What was not done whole throws Error. Its outcome() is Outcome::unknown where an answer was lost and looking
 // at the tag did not tell what was done.
@@ -195,14 +196,6 @@ class TAGWIREXX_API Tag6b final {
 
     ReaderInside* reader_;
     TagId id_;
-};
-
-// What QueryAndIdentify tells of a tag.
-struct TagIdentity {
-    Epc epc = {};
-    int rssi = 0;           // the reader's own scale
-    std::uint16_t key = 0;  // in the reader's coding
-    Tid tid = {};           // 12 bytes
 };
 
 }  // namespace v1

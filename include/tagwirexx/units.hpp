@@ -64,13 +64,13 @@ struct Mask {
 };
 
 // Places of memory that follow each other, counted from its start: words of 16 bits, of a 6B tag bytes.
-struct Range {
+struct MemoryRange {
     unsigned first = 0;
     unsigned count = 0;
 
-    friend constexpr bool operator==(const Range&, const Range&) = default;
+    friend constexpr bool operator==(const MemoryRange&, const MemoryRange&) = default;
     // "7" or "2-7".
-    friend std::ostream& operator<<(std::ostream& out, const Range& range)
+    friend std::ostream& operator<<(std::ostream& out, const MemoryRange& range)
     {
         out << range.first;
         return range.count > 1 ? out << '-' << range.first + range.count - 1 : out;

@@ -44,10 +44,10 @@ Bytes counting(std::size_t size)
     return out;
 }
 
-std::vector<std::string> texts(const std::vector<Range>& ranges)
+std::vector<std::string> texts(const std::vector<MemoryRange>& ranges)
 {
     std::vector<std::string> out;
-    for (const Range& range : ranges) {
+    for (const MemoryRange& range : ranges) {
         std::ostringstream text;
         text << range;
         out.push_back(text.str());
@@ -105,13 +105,6 @@ class TagOf : public VirtualReader {
     }
     void lose(std::uint8_t command) { inject(sim::Fault::lose(), command); }
     void silence(std::uint8_t command) { inject(sim::Fault::silence(1), command); }
-    template <class Act> void expect_invalid(Act act)
-    {
-        const std::uint64_t before = device->counters().requests;
-        const auto error = error_of(act);
-        EXPECT_EQ(error->code(), Errc::invalid_value) << error->what();
-        EXPECT_EQ(device->counters().requests, before);
-    }
 };
 INSTANTIATE_TEST_SUITE_P(Links, TagOf, testing::Values(Link::tcp, Link::pty), link_name);
 
@@ -186,6 +179,41 @@ TEST_P(TagOf, WhoCannotBeToldApartIsNotTouched)
               })->code(),
               Errc::no_tag);
     EXPECT_EQ(error_of([&] { tag(Tid("E2801160")); })->code(), Errc::several_tags);
+}
+
+TEST_P(TagOf, ALongerEpcIsAnotherName)
+{
+    sim::Scenario scenario = portal(3);
+    scenario.tags[1].epc = scenario.tags[0].epc;
+    scenario.tags[1].epc.resize(62, 0x55);
+    scenario.tags[2].epc = scenario.tags[1].epc;
+    scenario.tags[2].epc.back() = 0x56;
+    connect(scenario);
+    EXPECT_EQ(first().tid(), tid_of(1));
+    const Epc longest(std::span<const std::uint8_t>(scenario.tags[2].epc));
+    Tag third = tag(longest);
+    EXPECT_EQ(third.tid(), tid_of(3));
+    patiently([&] { third.write(Bank::user, 0, counting(200)); });
+    EXPECT_EQ(user(2, 100), counting(200));
+    EXPECT_EQ(user(1, 100), Bytes(200));
+}
+
+TEST_P(TagOf, ItIsSureThatNoOtherTagAnswers)
+{
+    constexpr std::uint8_t inventory_with_words = 0x19;
+    constexpr std::uint8_t scan_time_over = 2;
+    inject(sim::Fault::set_byte(3, scan_time_over), inventory_with_words, 1);
+    EXPECT_THAT(error_of([&] { first(); })->what(), HasSubstr("longer one"));
+    // One of two tags of one EPC does not tell its TID.
+    sim::Scenario scenario = portal(2);
+    scenario.tags[1].tid.resize(4);
+    connect(scenario);
+    rename(epc_of(2), epc_of(1));
+    const auto shared = error_of([&] { first(); });
+    EXPECT_EQ(shared->code(), Errc::several_tags);
+    ASSERT_EQ(shared->answered().size(), 2U);
+    EXPECT_NE(shared->answered()[0].tid, shared->answered()[1].tid);
+    EXPECT_EQ(tag(tid_of(1)).tid(), tid_of(1));
 }
 
 // -- reading and writing
@@ -286,6 +314,33 @@ TEST_P(TagOf, AWriteWhoseAnswerIsLostIsLookedAt)
     EXPECT_EQ(count(erase_command), 1U);
 }
 
+TEST_P(TagOf, WhatALostLinkLeavesIsNotKnown)
+{
+    Tag one = first();
+    inject(sim::Fault::hang_up(0), write_command, 1);
+    const auto error = error_of([&] { one.write(Bank::user, 0, counting(192)); });
+    EXPECT_EQ(error->code(), Errc::lost);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_THAT(texts(error->written()), ElementsAre("0-31"));
+    EXPECT_THAT(texts(error->unknown_words()), ElementsAre("32-63"));
+    EXPECT_THAT(texts(error->not_written()), ElementsAre("64-95"));
+}
+
+TEST_P(TagOf, AWriteThatIsAbortedIsAccountedFor)
+{
+    Tag one = first();
+    inject(sim::Fault::silence(1), write_command, 1);
+    std::jthread aborting([&] {
+        if (device->wait_for_command(write_command, 2)) reader().abort();
+    });
+    const auto error = error_of([&] { one.write(Bank::user, 0, counting(192)); });
+    EXPECT_EQ(error->code(), Errc::aborted);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_THAT(texts(error->written()), ElementsAre("0-31"));
+    EXPECT_THAT(texts(error->unknown_words()), ElementsAre("32-63"));
+    patiently([&] { one.write(Bank::user, 0, counting(192)); });
+}
+
 TEST_P(TagOf, WhatCannotBeReadBackIsNotCalledDone)
 {
     Tag one = first();
@@ -309,7 +364,6 @@ TEST_P(TagOf, ShortAnswersAreNotShown)
     expect_short_answer_refused(0x15, {}, [&] { one.read(Bank::user, 300, 8); });
     expect_short_answer_refused(0x11, {0}, [&] { one.qt(); });
     expect_short_answer_refused(0x0B, {}, [&] { reader().has_privacy(); });
-    expect_short_answer_refused(0x80, Bytes(16), [&] { reader().identify_tag(); });
     expect_short_answer_refused(0x84, {}, [&] { reader().set_carrier_time(3); });
 }
 
@@ -613,19 +667,6 @@ TEST_P(TagOf, LedsAndWhatAChipHasNot)
     sim::Fault other = sim::Fault::set_byte(4, 5);
     inject(other, 0x84);
     EXPECT_EQ(error_of([&] { patiently([&] { reader().set_carrier_time(7); }); })->code(), Errc::differs);
-}
-
-TEST_P(TagOf, TellsItsIdentity)
-{
-    const TagIdentity told = patiently([&] { return reader().identify_tag(epc_of(2)); });
-    EXPECT_EQ(told.epc, epc_of(2));
-    EXPECT_EQ(told.tid, tid_of(2));
-    EXPECT_EQ(told.rssi, 200);
-    EXPECT_EQ(patiently([&] { return reader().identify_tag(); }).epc, epc_of(1));
-    EXPECT_EQ(error_of([&] { patiently([&] { return reader().identify_tag(epc_of(3)); }); })->code(),
-              Errc::no_tag);
-    expect_invalid([&] { reader().identify_tag(Epc()); });
-    expect_invalid([&] { reader().identify_tag(Epc(std::span<const std::uint8_t>(Bytes(32)))); });
 }
 
 // -- other air interfaces

@@ -10,8 +10,8 @@ namespace {
 using State = CommissioningStep::State;
 
 constexpr Call commission_call = tag_change("commission");
-constexpr Range kill_words{0, 2};
-constexpr Range access_words{2, 2};
+constexpr MemoryRange kill_words{0, 2};
+constexpr MemoryRange access_words{2, 2};
 
 bool sets_password_lock(const CommissioningLock& lock)
 {
@@ -31,7 +31,7 @@ State state_of(const Error& error)
 }
 
 // A password that the tag has; nothing where it is locked so that it cannot be read, with this one at least.
-std::optional<Password> read_password(TagInside& tag, const Password& with, const Range& words)
+std::optional<Password> read_password(TagInside& tag, const Password& with, const MemoryRange& words)
 {
     try {
         const Bytes read = Gen2Memory(tag, Bank::reserved).read_with(with, words);
@@ -233,6 +233,7 @@ std::vector<CommissioningReport> Reader::commission(const std::vector<Commission
         if (const std::string problem = problem_of(plan); !problem.empty())
             refuse_value(*inside_, commission_call, plan.tid.to_string() + ": " + problem);
     std::vector<CommissioningReport> out;
+    out.reserve(plans.size());
     for (const CommissioningPlan& plan : plans) out.push_back(Commissioning(*this, plan).run());
     return out;
 }

@@ -1,6 +1,4 @@
 // What particular chips can do.
-#include <algorithm>
-
 #include "xx/tag/tag_inside.h"
 
 namespace tagwire {
@@ -22,7 +20,6 @@ constexpr Call silence_call = tag_change("silence");
 constexpr Call end_silence_call = tag_change("end silence");
 constexpr Call led_call = tag_change("switch the LED", engine::ResultFamily::sensor);
 constexpr Call carrier_call{"set the carrier time", Effect::change, 1};
-constexpr Call identify_call = tag_question("identify a tag", 0, engine::ResultFamily::sensor);
 
 u8 byte(const ReaderInside& reader, const Call& call, const char* what, long long value, int lowest = 0,
         int highest = 255)
@@ -213,33 +210,6 @@ Tag Reader::end_silence(const Tid& name, const Password& password)
     on_wire.mask = given_mask(*inside_, end_silence_call, mask_of(name));
     tagwire::end_silence(*inside_, on_wire, password);
     return tag(name, password);
-}
-
-TagIdentity Reader::identify_tag(const std::optional<Epc>& name)
-{
-    constexpr int fixed = 17;  // antenna, length of the EPC, rssi, key and TID
-    const Inside::Turn turn(*inside_);
-    NameOnWire on_wire = name_by(name ? name->bytes() : std::span<const u8>());
-    if (name)
-        checked(*inside_, identify_call, "the count of words of the EPC",
-                static_cast<long long>(name->size() / 2), 1, 15);
-    u8 size = 0;
-    u8 rssi = 0;
-    Bytes epc(255);
-    std::array<u8, 2> key{};
-    std::array<u8, 12> tid{};
-    const int result = inside_->run(identify_call, &O::QueryAndIdentify, on_wire.id.data(), on_wire.words,
-                                    &size, epc.data(), &rssi, key.data(), tid.data());
-    if (result != 0) fail_at_tag(*inside_, identify_call, result, -1);
-    Call whole = identify_call;
-    whole.least = fixed + size;
-    inside_->require(whole, inside_->came());
-    TagIdentity out;
-    out.epc = Epc(std::span(epc).first(std::min<std::size_t>(size, Epc::longest)));
-    out.rssi = rssi;
-    out.key = static_cast<std::uint16_t>(key[0] << 8 | key[1]);
-    out.tid = Tid(tid);
-    return out;
 }
 
 void Reader::set_carrier_time(int time)

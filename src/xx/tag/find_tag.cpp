@@ -96,7 +96,7 @@ SeenTag only_one(const ReaderInside& reader, const std::vector<SeenTag>& tags, c
     throw Error(Errc::several_tags, find_name, reader.name(),
                 std::to_string(tags.size()) + " tags answer to " + name + ": " + list_of(tags) +
                     ": name one of them, or leave only one in the field",
-                Outcome::nothing, 0, std::move(details));
+                Outcome::nothing, 0, details);
 }
 
 }  // namespace v1

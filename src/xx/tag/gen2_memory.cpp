@@ -13,7 +13,7 @@ constexpr unsigned access_password_word = 2;  // of the reserved bank
 constexpr unsigned last_word_of_short_pointer = 255;
 constexpr unsigned length_shift = 3;  // of the EPC's words in the control word's first byte
 
-bool needs_long_pointer(const Range& range)
+bool needs_long_pointer(const MemoryRange& range)
 {
     return range.first + range.count - 1 > last_word_of_short_pointer;
 }
@@ -36,10 +36,10 @@ TagMemory::Limits Gen2Memory::limits() const
     return {.most_write = std::min(most_words_, fit)};
 }
 
-Bytes Gen2Memory::read_with(const Password& password, const Range& range)
+Bytes Gen2Memory::read_with(const Password& password, const MemoryRange& range)
 {
     std::vector<u8> data(250);
-    auto first = high_byte_first(range.first);
+    auto first = word_bytes(range.first);
     const auto bank = static_cast<u8>(bank_);
     const auto count = static_cast<u8>(range.count);
     if (needs_long_pointer(range))
@@ -52,9 +52,9 @@ Bytes Gen2Memory::read_with(const Password& password, const Range& range)
     return taken(reader(), read_call, data, std::size_t{range.count} * 2);
 }
 
-void Gen2Memory::send(const Range& range, std::span<const u8> data)
+void Gen2Memory::send(const MemoryRange& range, std::span<const u8> data)
 {
-    auto first = high_byte_first(range.first);
+    auto first = word_bytes(range.first);
     const auto bank = static_cast<u8>(bank_);
     const auto count = static_cast<u8>(range.count);
     u8* const password = in(tag_.password_);
@@ -72,7 +72,7 @@ void Gen2Memory::send(const Range& range, std::span<const u8> data)
     tag_.is_password_right_ = true;
 }
 
-void Gen2Memory::prepare(const Range& range, std::span<const u8> data)
+void Gen2Memory::prepare(const MemoryRange& range, std::span<const u8> data)
 {
     const unsigned end = range.first + range.count;
     if (bank_ == Bank::reserved && range.first < access_password_word + 2 && end > access_password_word) {
@@ -88,7 +88,7 @@ void Gen2Memory::prepare(const Range& range, std::span<const u8> data)
     image_ = read_with(tag_.proven_password(), {image_first_, static_cast<unsigned>(words + 1)});
 }
 
-Bytes Gen2Memory::image_with(const Range& range, std::span<const u8> data) const
+Bytes Gen2Memory::image_with(const MemoryRange& range, std::span<const u8> data) const
 {
     Bytes out = image_;
     for (std::size_t i = 0; i < data.size(); ++i) {
@@ -119,10 +119,10 @@ void Gen2Memory::refuse_name(const Epc& epc) const
     if (details->answered.empty()) return;
     throw Error(Errc::exists_already, write_call.name, reader().name(),
                 "a tag in the field has the EPC " + epc.to_string() + " already", Outcome::nothing, 0,
-                std::move(details));
+                details);
 }
 
-void Gen2Memory::write(const Range& range, std::span<const u8> data)
+void Gen2Memory::write(const MemoryRange& range, std::span<const u8> data)
 {
     Bytes after = image_with(range, data);
     if (bank_ == Bank::epc && !after.empty() && epc_of(after) != tag_.epc_) refuse_name(epc_of(after));
@@ -131,7 +131,7 @@ void Gen2Memory::write(const Range& range, std::span<const u8> data)
     accept(std::move(after));
 }
 
-Bytes Gen2Memory::look(const Range& range)
+Bytes Gen2Memory::look(const MemoryRange& range)
 {
     if (in_doubt_) find_again();
     return read_with(bank_ == Bank::reserved ? tag_.password_ : tag_.proven_password(), range);

@@ -21,20 +21,20 @@ class Gen2Memory final : public TagMemory {
 
     Limits limits() const override;
     ReaderInside& reader() const override { return *tag_.reader_; }
-    Bytes read(const Range& range) override { return read_with(tag_.password_, range); }
+    Bytes read(const MemoryRange& range) override { return read_with(tag_.password_, range); }
     // Behind prepare().
-    void write(const Range& range, std::span<const u8> data) override;
-    Bytes look(const Range& range) override;
+    void write(const MemoryRange& range, std::span<const u8> data) override;
+    Bytes look(const MemoryRange& range) override;
 
     // Reads what the tag's name or password is made of, where the write changes it. Throws Error.
-    void prepare(const Range& range, std::span<const u8> data);
+    void prepare(const MemoryRange& range, std::span<const u8> data);
     // With the own password; behind it that is known to be right.
-    Bytes read_with(const Password& password, const Range& range);
+    Bytes read_with(const Password& password, const MemoryRange& range);
 
   private:
     void refuse_name(const Epc& epc) const;
-    void send(const Range& range, std::span<const u8> data);
-    Bytes image_with(const Range& range, std::span<const u8> data) const;
+    void send(const MemoryRange& range, std::span<const u8> data);
+    Bytes image_with(const MemoryRange& range, std::span<const u8> data) const;
     void accept(Bytes image);
     void find_again();
     void find_renamed(const Epc& after);

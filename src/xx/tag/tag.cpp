@@ -22,7 +22,7 @@ void checked_bank(const ReaderInside& reader, const Call& call, Bank bank)
     checked(reader, call, "the bank", static_cast<int>(bank), 0, 3);
 }
 
-void write_words(Gen2Memory& memory, const Range& range, std::span<const u8> data)
+void write_words(Gen2Memory& memory, const MemoryRange& range, std::span<const u8> data)
 {
     memory.prepare(range, data);
     write_pieces(memory, range.first, data);
@@ -65,7 +65,7 @@ Bytes Tag::read(Bank bank, unsigned first, unsigned count)
 {
     const auto turn = inside_->begin();
     checked_bank(*inside_->reader_, read_call, bank);
-    const Range range = checked_range(*inside_->reader_, read_call, first, count, end_of_memory);
+    const MemoryRange range = checked_range(*inside_->reader_, read_call, first, count, end_of_memory);
     Gen2Memory memory(*inside_, bank);
     return read_pieces(memory, range);
 }
@@ -95,7 +95,8 @@ void Tag::erase(Bank bank, unsigned first, unsigned count)
 {
     const auto turn = inside_->begin();
     checked_bank(*inside_->reader_, erase_call, bank);
-    const Range range = checked_range(*inside_->reader_, erase_call, first, count, end_of_short_pointer);
+    const MemoryRange range =
+        checked_range(*inside_->reader_, erase_call, first, count, end_of_short_pointer);
     Gen2Memory memory(*inside_, bank, Gen2Memory::How::erase, end_of_short_pointer - 1);
     write_words(memory, range, Bytes(std::size_t{range.count} * 2));
 }

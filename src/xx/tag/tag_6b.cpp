@@ -34,20 +34,20 @@ class Memory6b final : public TagMemory {
     // Longer writes may take the reader more time than it is waited for.
     Limits limits() const override { return {.unit = 1, .most_read = 250, .most_write = 32}; }
     ReaderInside& reader() const override { return reader_; }
-    Bytes read(const Range& range) override
+    Bytes read(const MemoryRange& range) override
     {
         std::vector<u8> data(range.count);
         ask_6b(reader_, read_6b_call, id_, &O::ReadData_6B, range.first, static_cast<u8>(range.count),
                data.data());
         return taken(reader_, read_6b_call, data, range.count);
     }
-    void write(const Range& range, std::span<const u8> data) override
+    void write(const MemoryRange& range, std::span<const u8> data) override
     {
         u8 count = 0;
         ask_6b(reader_, write_6b_call, id_, &O::WriteData_6B, range.first, in(data),
                static_cast<u8>(data.size()), &count);
     }
-    Bytes look(const Range& range) override { return read(range); }
+    Bytes look(const MemoryRange& range) override { return read(range); }
 
   private:
     ReaderInside& reader_;

@@ -103,8 +103,8 @@ class MemoryGb final : public TagMemory {
                     std::min(most_words_, (room - fixed - static_cast<unsigned>(tag_.id_.size())) / 2)};
     }
     ReaderInside& reader() const override { return *tag_.reader_; }
-    Bytes read(const Range& range) override { return read_with(tag_.password_, range); }
-    void write(const Range& range, std::span<const u8> data) override
+    Bytes read(const MemoryRange& range) override { return read_with(tag_.password_, range); }
+    void write(const MemoryRange& range, std::span<const u8> data) override
     {
         after_ = area_ == static_cast<u8>(GbArea::coding) ? id_after(range, data) : tag_.id_;
         if (after_ != tag_.id_ && !tag_.find(after_).empty())
@@ -113,7 +113,7 @@ class MemoryGb final : public TagMemory {
         send(range, data);
         tag_.id_ = after_;
     }
-    Bytes look(const Range& range) override
+    Bytes look(const MemoryRange& range) override
     {
         if (after_ != tag_.id_ && !tag_.find(after_).empty()) tag_.id_ = after_;
         static const Password none;
@@ -121,18 +121,18 @@ class MemoryGb final : public TagMemory {
     }
 
   private:
-    Bytes read_with(const Password& password, const Range& range)
+    Bytes read_with(const Password& password, const MemoryRange& range)
     {
         std::vector<u8> data(250);
-        auto first = high_byte_first(range.first);
+        auto first = word_bytes(range.first);
         ask_tag(reader(), read_gb_call, name_by(tag_.id_.bytes()), tag_.family_->read,
                 std::tuple(area_, first.data(), static_cast<u8>(range.count), in(password)), data.data());
         return taken(reader(), read_gb_call, data, std::size_t{range.count} * 2);
     }
-    void send(const Range& range, std::span<const u8> data)
+    void send(const MemoryRange& range, std::span<const u8> data)
     {
-        auto first = high_byte_first(range.first);
-        auto count = high_byte_first(range.count);
+        auto first = word_bytes(range.first);
+        auto count = word_bytes(range.count);
         if (how_ == How::erase)
             return tag_.ask(erase_gb_call, tag_.family_->erase,
                             std::tuple(area_, first.data(), count.data(), in(tag_.password_)));
@@ -143,7 +143,7 @@ class MemoryGb final : public TagMemory {
                 std::tuple(words, area_, first.data(), in(data), in(tag_.password_)));
         tag_.is_password_right_ = true;
     }
-    TagId id_after(const Range& range, std::span<const u8> data) const
+    TagId id_after(const MemoryRange& range, std::span<const u8> data) const
     {
         Bytes id(tag_.id_.bytes().begin(), tag_.id_.bytes().end());
         for (std::size_t i = 0; i < data.size(); ++i)
@@ -245,7 +245,7 @@ void TagGb::erase(GbArea area, unsigned first, unsigned count)
 {
     const ReaderInside::Turn turn(*inside_->reader_);
     MemoryGb memory(*inside_, area, MemoryGb::How::erase, end_gb);
-    const Range range = checked_range(memory.reader(), erase_gb_call, first, count, end_gb);
+    const MemoryRange range = checked_range(memory.reader(), erase_gb_call, first, count, end_gb);
     write_pieces(memory, first, Bytes(std::size_t{range.count} * 2));
 }
 

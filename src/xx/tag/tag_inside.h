@@ -16,7 +16,7 @@ inline namespace v1 {
 // Operations take bytes that they do not change by plain pointers.
 inline u8* in(std::span<const u8> bytes) { return const_cast<u8*>(bytes.data()); }
 inline u8* in(const Password& password) { return in(password.bytes()); }
-inline std::array<u8, 2> high_byte_first(unsigned value)
+inline std::array<u8, 2> word_bytes(unsigned value)
 {
     return {static_cast<u8>(value >> 8U), static_cast<u8>(value)};
 }

@@ -14,20 +14,21 @@ enum class UnitState : u8 { not_written, written, unknown };
 constexpr int no_rights = 0x02;  // the tag's own code
 constexpr int waits_for_password = 0x08;
 
-std::vector<Range> split(const Range& whole, unsigned most)
+std::vector<MemoryRange> split(const MemoryRange& whole, unsigned most)
 {
-    std::vector<Range> out;
+    std::vector<MemoryRange> out;
     for (unsigned done = 0; done < whole.count; done += out.back().count)
         out.push_back({whole.first + done, std::min(most, whole.count - done)});
     return out;
 }
 
-std::span<const u8> units_of(std::span<const u8> data, const Range& whole, const Range& part, unsigned unit)
+std::span<const u8> units_of(std::span<const u8> data, const MemoryRange& whole, const MemoryRange& part,
+                             unsigned unit)
 {
     return data.subspan(std::size_t{part.first - whole.first} * unit, std::size_t{part.count} * unit);
 }
 
-void tell(std::ostream& out, const char* what, const char* unit, const std::vector<Range>& ranges)
+void tell(std::ostream& out, const char* what, const char* unit, const std::vector<MemoryRange>& ranges)
 {
     if (ranges.empty()) return;
     out << "; " << what << ": " << unit;
@@ -37,17 +38,20 @@ void tell(std::ostream& out, const char* what, const char* unit, const std::vect
 // What became of every unit of a write.
 class Account {
   public:
-    Account(const Range& whole, std::span<const u8> data, unsigned unit)
+    Account(const MemoryRange& whole, std::span<const u8> data, unsigned unit)
         : whole_(whole), data_(data), unit_(unit), states_(whole.count, UnitState::not_written)
     {}
 
-    std::span<const u8> data_of(const Range& part) const { return units_of(data_, whole_, part, unit_); }
-    void set(const Range& part, UnitState state)
+    std::span<const u8> data_of(const MemoryRange& part) const
+    {
+        return units_of(data_, whole_, part, unit_);
+    }
+    void set(const MemoryRange& part, UnitState state)
     {
         std::fill_n(states_.begin() + (part.first - whole_.first), part.count, state);
     }
     // Units that hold the data count as written.
-    void compare(const Range& part, const Bytes& found)
+    void compare(const MemoryRange& part, const Bytes& found)
     {
         const auto wanted = data_of(part);
         for (unsigned i = 0; i < part.count; ++i) {
@@ -56,7 +60,7 @@ class Account {
             set({part.first + i, 1}, same ? UnitState::written : UnitState::not_written);
         }
     }
-    bool is_written(const Range& part) const
+    bool is_written(const MemoryRange& part) const
     {
         const auto begin = states_.begin() + (part.first - whole_.first);
         return std::all_of(begin, begin + part.count, [](UnitState s) { return s == UnitState::written; });
@@ -86,13 +90,13 @@ class Account {
                 text.str(),
                 outcome,
                 error.result(),
-                std::move(details)};
+                details};
     }
 
   private:
-    std::vector<Range> ranges(UnitState state) const
+    std::vector<MemoryRange> ranges(UnitState state) const
     {
-        std::vector<Range> out;
+        std::vector<MemoryRange> out;
         for (unsigned i = 0; i < whole_.count; ++i) {
             if (states_[i] != state) continue;
             const unsigned at = whole_.first + i;
@@ -102,23 +106,23 @@ class Account {
         return out;
     }
 
-    Range whole_;
+    MemoryRange whole_;
     std::span<const u8> data_;
     unsigned unit_;
     std::vector<UnitState> states_;
 };
 
-void look_at(TagMemory& memory, const Range& part, Account& account)
+void look_at(TagMemory& memory, const MemoryRange& part, Account& account)
 {
     const auto found = look_until_told([&] { return memory.look(part); });
     found ? account.compare(part, *found) : account.set(part, UnitState::unknown);
 }
 
-void verify(TagMemory& memory, const Range& whole, Account& account)
+void verify(TagMemory& memory, const MemoryRange& whole, Account& account)
 {
     Error error(Errc::differs, "write memory", memory.reader().name(),
                 "what was read back is not what was written: is that memory there, and can it be written?");
-    for (const Range& part : split(whole, memory.limits().most_read)) {
+    for (const MemoryRange& part : split(whole, memory.limits().most_read)) {
         try {
             account.compare(part, memory.look(part));
         } catch (const Error& read) {
@@ -157,7 +161,7 @@ void fail_at_tag(const ReaderInside& reader, const Call& call, int result, int t
     // A tag that has done it may have left before it said so.
     const bool in_doubt = call.effect == Effect::change && !is_tags_own;
     throw Error(code, call.name, reader.name(), std::string(text.what) + ": " + text.advice,
-                in_doubt ? Outcome::unknown : Outcome::nothing, result, std::move(details));
+                in_doubt ? Outcome::unknown : Outcome::nothing, result, details);
 }
 
 bool may_have_been_done(const Error& error)
@@ -176,7 +180,7 @@ Error told_again(const Error& error, const std::string& more, Outcome outcome)
             error.text() + more,
             outcome,
             error.result(),
-            std::move(details)};
+            details};
 }
 
 Bytes taken(const ReaderInside& reader, const Call& call, const std::vector<u8>& data, std::size_t bytes)
@@ -187,10 +191,10 @@ Bytes taken(const ReaderInside& reader, const Call& call, const std::vector<u8>&
     return {data.begin(), data.begin() + static_cast<std::ptrdiff_t>(bytes)};
 }
 
-Bytes read_pieces(TagMemory& memory, const Range& range)
+Bytes read_pieces(TagMemory& memory, const MemoryRange& range)
 {
     Bytes out;
-    for (const Range& part : split(range, memory.limits().most_read)) {
+    for (const MemoryRange& part : split(range, memory.limits().most_read)) {
         const Bytes piece = memory.read(part);
         out.insert(out.end(), piece.begin(), piece.end());
     }
@@ -203,7 +207,7 @@ Bytes read_all(TagMemory& memory)
     Bytes out;
     unsigned first = 0;
     for (unsigned most = memory.limits().most_read; most > 0 && first < end;) {
-        const Range part{first, std::min(most, end - first)};
+        const MemoryRange part{first, std::min(most, end - first)};
         try {
             const Bytes piece = memory.read(part);
             out.insert(out.end(), piece.begin(), piece.end());
@@ -219,9 +223,9 @@ Bytes read_all(TagMemory& memory)
 void write_pieces(TagMemory& memory, unsigned first, std::span<const u8> data)
 {
     const unsigned unit = memory.limits().unit;
-    const Range whole{first, static_cast<unsigned>(data.size() / unit)};
+    const MemoryRange whole{first, static_cast<unsigned>(data.size() / unit)};
     Account account(whole, data, unit);
-    for (Range part{first, 0}; part.first < first + whole.count; part.first += part.count) {
+    for (MemoryRange part{first, 0}; part.first < first + whole.count; part.first += part.count) {
         // A tag that has been given a longer name leaves less room.
         part.count = std::min(memory.limits().most_write, first + whole.count - part.first);
         try {
@@ -236,8 +240,8 @@ void write_pieces(TagMemory& memory, unsigned first, std::span<const u8> data)
     verify(memory, whole, account);
 }
 
-Range checked_range(const ReaderInside& reader, const Call& call, unsigned first, std::size_t count,
-                    unsigned end)
+MemoryRange checked_range(const ReaderInside& reader, const Call& call, unsigned first, std::size_t count,
+                          unsigned end)
 {
     checked(reader, call, "the first place", first, 0, static_cast<int>(end) - 1);
     checked(reader, call, "the count from there on", static_cast<long long>(count), 1,
@@ -245,8 +249,8 @@ Range checked_range(const ReaderInside& reader, const Call& call, unsigned first
     return {first, static_cast<unsigned>(count)};
 }
 
-Range checked_range_of(const ReaderInside& reader, const Call& call, unsigned first, std::span<const u8> data,
-                       const TagMemory::Limits& limits, unsigned end)
+MemoryRange checked_range_of(const ReaderInside& reader, const Call& call, unsigned first,
+                             std::span<const u8> data, const TagMemory::Limits& limits, unsigned end)
 {
     if (data.size() % limits.unit != 0)
         refuse_value(reader, call,

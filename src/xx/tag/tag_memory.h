@@ -73,27 +73,27 @@ class TagMemory {
 
     virtual Limits limits() const = 0;
     virtual ReaderInside& reader() const = 0;
-    virtual Bytes read(const Range& range) = 0;
-    virtual void write(const Range& range, std::span<const u8> data) = 0;
+    virtual Bytes read(const MemoryRange& range) = 0;
+    virtual void write(const MemoryRange& range, std::span<const u8> data) = 0;
     // What a write left there; finds the tag before, where it may have another name. No password goes out
     // that has not been right before, but for one that was just being written.
-    virtual Bytes look(const Range& range) = 0;
+    virtual Bytes look(const MemoryRange& range) = 0;
 };
 
 // Bytes of an answer; throws Error unless all have come.
 Bytes taken(const ReaderInside& reader, const Call& call, const std::vector<u8>& data, std::size_t bytes);
 
-Bytes read_pieces(TagMemory& memory, const Range& range);
+Bytes read_pieces(TagMemory& memory, const MemoryRange& range);
 // To where the tag says that there is no more.
 Bytes read_all(TagMemory& memory);
 // Whole units; read back and compared.
 void write_pieces(TagMemory& memory, unsigned first, std::span<const u8> data);
 
 // Refuses places outside of `end` and data that is not whole units.
-Range checked_range(const ReaderInside& reader, const Call& call, unsigned first, std::size_t count,
-                    unsigned end);
-Range checked_range_of(const ReaderInside& reader, const Call& call, unsigned first, std::span<const u8> data,
-                       const TagMemory::Limits& limits, unsigned end);
+MemoryRange checked_range(const ReaderInside& reader, const Call& call, unsigned first, std::size_t count,
+                          unsigned end);
+MemoryRange checked_range_of(const ReaderInside& reader, const Call& call, unsigned first,
+                             std::span<const u8> data, const TagMemory::Limits& limits, unsigned end);
 
 }  // namespace v1
 }  // namespace tagwire

@@ -41,10 +41,10 @@ std::string sentence(const std::string& operation, const std::string& reader, co
     return out.empty() ? text : out + ": " + text;
 }
 
-std::shared_ptr<const ErrorDetails> or_none(std::shared_ptr<const ErrorDetails> details)
+std::shared_ptr<const ErrorDetails> or_none(const std::shared_ptr<const ErrorDetails>& details)
 {
     static const auto none = std::make_shared<const ErrorDetails>();
-    return details != nullptr ? std::move(details) : none;
+    return details != nullptr ? details : none;
 }
 
 }  // namespace
@@ -56,21 +56,21 @@ const std::error_category& error_category() noexcept
 }
 
 Error::Error(Errc code, std::string operation, std::string reader, std::string text, Outcome outcome,
-             int result, std::shared_ptr<const ErrorDetails> details)
+             int result, const std::shared_ptr<const ErrorDetails>& details)
     : std::system_error(make_error_code(code)), operation_(std::move(operation)), reader_(std::move(reader)),
       text_(std::move(text)), what_(sentence(operation_, reader_, text_)), outcome_(outcome), result_(result),
-      details_(or_none(std::move(details)))
+      details_(or_none(details))
 {}
 
 Error::~Error() = default;
 
 int Error::tag_error() const noexcept { return details_->tag_error; }
 
-const std::vector<Range>& Error::written() const noexcept { return details_->written; }
+const std::vector<MemoryRange>& Error::written() const noexcept { return details_->written; }
 
-const std::vector<Range>& Error::not_written() const noexcept { return details_->not_written; }
+const std::vector<MemoryRange>& Error::not_written() const noexcept { return details_->not_written; }
 
-const std::vector<Range>& Error::unknown_words() const noexcept { return details_->unknown; }
+const std::vector<MemoryRange>& Error::unknown_words() const noexcept { return details_->unknown; }
 
 const std::vector<SeenTag>& Error::answered() const noexcept { return details_->answered; }
 

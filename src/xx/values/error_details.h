@@ -8,9 +8,9 @@ namespace tagwire {
 inline namespace v1 {
 
 struct ErrorDetails {
-    std::vector<Range> written = {};
-    std::vector<Range> not_written = {};
-    std::vector<Range> unknown = {};
+    std::vector<MemoryRange> written = {};
+    std::vector<MemoryRange> not_written = {};
+    std::vector<MemoryRange> unknown = {};
     std::vector<SeenTag> answered = {};
     int tag_error = -1;
 };
