@@ -40,6 +40,7 @@
 #include <tagwirexx/modes.hpp>
 #include <tagwirexx/network.hpp>
 #include <tagwirexx/radio.hpp>
+#include <tagwirexx/select.hpp>
 #include <tagwirexx/sensors.hpp>
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/tables.hpp>
@@ -91,6 +92,11 @@ class TAGWIREXX_API Reader final {
     // a plan cannot be carried out, before anything is sent. See tagwirexx/commission.hpp.
     std::vector<CommissioningReport> commission(const std::vector<CommissioningPlan>& plans);
     CommissioningReport commission(const CommissioningPlan& plan);
+
+    // The filter of tags, see tagwirexx/select.hpp; select_all() takes it away. Without antennas those that are
+    // enabled are meant.
+    void select(const Selection& what);
+    void select_all(const std::vector<Port>& antennas = {});
 
     // What no name goes with: it is for whichever tag answers, so have one only in the field.
     void end_privacy(const Password& password);

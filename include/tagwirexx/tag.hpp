@@ -185,8 +185,8 @@ class TAGWIREXX_API Tag6b final {
   public:
     const TagId& id() const noexcept { return id_; }
     Bytes read(unsigned first, unsigned count);
-    // From byte 8 on; up to 32 bytes a command.
-    void write(unsigned first, std::span<const std::uint8_t> data);
+    // From byte 8 on; 1 to 242 bytes a command, of which many may take the reader longer than it is waited for.
+    void write(unsigned first, std::span<const std::uint8_t> data, unsigned most_bytes = 32);
     bool is_locked(unsigned byte);
     void lock_forever(unsigned byte);
 

@@ -28,6 +28,7 @@
 #include <tagwirexx/read.hpp>
 #include <tagwirexx/reader.hpp>
 #include <tagwirexx/recording.hpp>
+#include <tagwirexx/select.hpp>
 #include <tagwirexx/sensors.hpp>
 #include <tagwirexx/settings.hpp>
 #include <tagwirexx/stream.hpp>

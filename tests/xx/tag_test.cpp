@@ -204,6 +204,9 @@ TEST_P(TagOf, ItIsSureThatNoOtherTagAnswers)
     constexpr std::uint8_t scan_time_over = 2;
     inject(sim::Fault::set_byte(3, scan_time_over), inventory_with_words, 1);
     EXPECT_THAT(error_of([&] { first(); })->what(), HasSubstr("longer one"));
+    // A reader that reads no words in inventories.
+    device->inject(sim::Fault::error(inventory_with_words, 0xFE));
+    EXPECT_FALSE(first().tid());
     // One of two tags of one EPC does not tell its TID.
     sim::Scenario scenario = portal(2);
     scenario.tags[1].tid.resize(4);
@@ -669,6 +672,40 @@ TEST_P(TagOf, LedsAndWhatAChipHasNot)
     EXPECT_EQ(error_of([&] { patiently([&] { reader().set_carrier_time(7); }); })->code(), Errc::differs);
 }
 
+TEST_P(TagOf, AFilterIsSetAndTakenAway)
+{
+    const auto seen = [&] { return patiently([&] { return reader().inventory(); }).tags().size(); };
+    for (const unsigned antennas : {4U, 12U, 20U}) {
+        sim::Scenario scenario = portal(2);
+        scenario.reader.antennas = antennas;
+        if (antennas > 8) scenario.reader.antenna_byte = sim::AntennaByte::number;
+        connect(scenario);
+        patiently([&] { reader().select({.mask = {Bank::tid, 88, {2}}, .target = SelectTarget::sl}); });
+        EXPECT_EQ(seen(), 1U);
+        EXPECT_THAT(error_of([&] { first(); })->what(), HasSubstr("no filter left in the reader"));
+        patiently([&] { reader().select_all(); });
+        EXPECT_EQ(seen(), 2U);
+        patiently([&] { reader().select({.mask = {Bank::tid, 88, {2}}, .antennas = {Port(2)}}); });
+        EXPECT_EQ(seen(), 2U) << "the tags are at port 1";
+        patiently([&] {
+            reader().select({.mask = {Bank::tid, 88, {2}},
+                             .antennas = {Port(1)},
+                             .target = SelectTarget::sl,
+                             .carrier_time = 3});
+        });
+        EXPECT_EQ(seen(), 1U);
+        EXPECT_EQ(error_of([&] { patiently([&] { reader().select_all({Port(30)}); }); })->code(),
+                  Errc::refused);
+    }
+    expect_invalid([&] { reader().select({}); });
+    expect_invalid([&] { reader().select({.mask = {Bank::tid, 0, {2}}, .action = 8}); });
+    expect_invalid([&] { reader().select({.mask = {Bank::tid, 0, {2}}, .antennas = {Port(65)}}); });
+    expect_invalid([&] { reader().select({.mask = {Bank::tid, 0, {2}}, .carrier_time = 3}); });
+    expect_invalid([&] { reader().select_all({Port(0)}); });
+    lose(0x9A);
+    EXPECT_EQ(error_of([&] { reader().select_all({Port(1)}); })->outcome(), Outcome::unknown);
+}
+
 // -- other air interfaces
 
 constexpr std::uint8_t write_6b = 0x53;
@@ -691,6 +728,8 @@ TEST_P(TagOf, BytesOfA6bTag)
     lose(write_6b);
     one.write(10, Bytes{1, 2});
     EXPECT_EQ(count(write_6b), 4U);
+    patiently([&] { one.write(100, counting(100), 100); });
+    EXPECT_EQ(patiently([&] { return one.read(100, 100); }), counting(100));
     EXPECT_FALSE(patiently([&] { return one.is_locked(20); }));
     silence(lock_6b);
     EXPECT_EQ(error_of([&] { one.lock_forever(20); })->outcome(), Outcome::nothing);
@@ -706,6 +745,7 @@ TEST_P(TagOf, BytesOfA6bTag)
     expect_short_answer_refused(0x54, {}, [&] { one.is_locked(10); });
     expect_invalid([&] { one.write(7, Bytes(2)); });
     expect_invalid([&] { one.write(250, Bytes(7)); });
+    expect_invalid([&] { one.write(8, Bytes(7), 243); });
     expect_invalid([&] { one.read(0, 257); });
     expect_invalid([&] { one.lock_forever(256); });
     expect_invalid([&] { reader().tag_6b(TagId("E004")); });

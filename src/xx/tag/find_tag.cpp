@@ -16,7 +16,7 @@ std::vector<SeenTag> take_inventory(ReaderInside& reader, const std::optional<Ma
 {
     InventoryPlan plan;
     plan.mask = mask;
-    plan.words = Words{Bank::tid, 0, tid_words};
+    if (tid_words != 0) plan.words = Words{Bank::tid, 0, tid_words};
     const InventoryResult found = inventory(reader, plan);
     if (!found.complete)
         throw Error(Errc::refused, find_name, reader.name(),
@@ -61,14 +61,19 @@ Mask mask_of(const Epc& epc)
 
 Mask mask_of(const Tid& tid) { return {Bank::tid, 0, Bytes(tid.bytes().begin(), tid.bytes().end())}; }
 
-// TIDs have 6 words as a rule, 4 or more where they have a serial number. A reading may come without one: of a
+// Not every reader reads words in an inventory. TIDs have 6 words as a rule, 4 or more where they have a serial number. A reading may come without one: of a
 // tag that has none, or of one that is far away. Where the readings of an EPC are not alike it is looked again.
 std::vector<SeenTag> find_tags(ReaderInside& reader, const std::optional<Mask>& mask)
 {
     const ReaderInside::Turn turn(reader);
     std::vector<SeenTag> tags;
     for (const unsigned words : {6U, 4U, 6U, 4U}) {
-        tags = take_inventory(reader, mask, words);
+        try {
+            tags = take_inventory(reader, mask, words);
+        } catch (const Error& error) {
+            if (error.code() != Errc::no_such_feature) throw;
+            return take_inventory(reader, mask, 0);
+        }
         const auto with_tid = std::count_if(tags.begin(), tags.end(), has_tid);
         const bool is_clear = static_cast<std::size_t>(with_tid) == tags.size() || !has_one_epc(tags);
         if (is_clear || (with_tid == 0 && words == 4)) break;

@@ -29,10 +29,11 @@ void ask_6b(ReaderInside& reader, const Call& call, const TagId& id, Operation o
 
 class Memory6b final : public TagMemory {
   public:
-    Memory6b(ReaderInside& reader, const TagId& id) : reader_(reader), id_(id) {}
+    Memory6b(ReaderInside& reader, const TagId& id, unsigned most_bytes = 1)
+        : reader_(reader), id_(id), most_bytes_(most_bytes)
+    {}
 
-    // Longer writes may take the reader more time than it is waited for.
-    Limits limits() const override { return {.unit = 1, .most_read = 250, .most_write = 32}; }
+    Limits limits() const override { return {.unit = 1, .most_read = 250, .most_write = most_bytes_}; }
     ReaderInside& reader() const override { return reader_; }
     Bytes read(const MemoryRange& range) override
     {
@@ -52,6 +53,7 @@ class Memory6b final : public TagMemory {
   private:
     ReaderInside& reader_;
     const TagId& id_;
+    unsigned most_bytes_;
 };
 
 }  // namespace
@@ -75,12 +77,13 @@ Bytes Tag6b::read(unsigned first, unsigned count)
     return read_pieces(memory, checked_range(*reader_, read_6b_call, first, count, end_6b));
 }
 
-void Tag6b::write(unsigned first, std::span<const std::uint8_t> data)
+void Tag6b::write(unsigned first, std::span<const std::uint8_t> data, unsigned most_bytes)
 {
     const ReaderInside::Turn turn(*reader_);
     checked_range(*reader_, write_6b_call, first, data.size(), end_6b);
     checked(*reader_, write_6b_call, "the first byte, behind the ID,", first, id_bytes, end_6b - 1);
-    Memory6b memory(*reader_, id_);
+    checked(*reader_, write_6b_call, "the count of bytes of one command", most_bytes, 1, 242);
+    Memory6b memory(*reader_, id_, most_bytes);
     write_pieces(memory, first, data);
 }
 
