@@ -216,6 +216,7 @@ TEST_P(TagOf, ItIsSureThatNoOtherTagAnswers)
     EXPECT_EQ(shared->code(), Errc::several_tags);
     ASSERT_EQ(shared->answered().size(), 2U);
     EXPECT_NE(shared->answered()[0].tid, shared->answered()[1].tid);
+    EXPECT_THAT(shared->what(), HasSubstr("or it is one"));
     EXPECT_EQ(tag(tid_of(1)).tid(), tid_of(1));
 }
 

@@ -22,7 +22,7 @@ class SecretText {
     {
         std::error_code error;
         const std::uintmax_t size = std::filesystem::file_size(path, error);
-        if (!error) text_.resize(size);
+        if (!error) text_.resize(static_cast<std::size_t>(size));
         std::ifstream file(path, std::ios::binary);
         if (error || !file.read(text_.data(), static_cast<std::streamsize>(text_.size())))
             throw Error(Errc::file, load_name, {},

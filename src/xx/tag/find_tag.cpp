@@ -98,9 +98,12 @@ SeenTag only_one(const ReaderInside& reader, const std::vector<SeenTag>& tags, c
                         "the reader?");
     auto details = std::make_shared<ErrorDetails>();
     details->answered = tags;
+    const bool may_be_one = has_one_epc(tags) && !std::all_of(tags.begin(), tags.end(), has_tid);
     throw Error(Errc::several_tags, find_name, reader.name(),
                 std::to_string(tags.size()) + " tags answer to " + name + ": " + list_of(tags) +
-                    ": name one of them, or leave only one in the field",
+                    (may_be_one
+                         ? ": or it is one, too far away for its TID to be read each time: bring it closer"
+                         : ": name one of them, or leave only one in the field"),
                 Outcome::nothing, 0, details);
 }
 
