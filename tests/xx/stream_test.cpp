@@ -148,8 +148,7 @@ TEST_P(OneReader, is_started_again_when_it_was_restarted_behind_a_link_that_stay
     stream->start();
     ASSERT_TRUE(await(*stream, is_read));
     reader->restart();
-    ASSERT_TRUE(await(*stream, is_state(State::probing)));
-    EXPECT_TRUE(await(*stream, is_read));
+    EXPECT_TRUE(reader->wait_for_reading()) << "it is started again";
     EXPECT_EQ(stream->counters("gate").reconnects, 0U);
 }
 
@@ -403,8 +402,7 @@ TEST_P(OneReader, tells_what_changes_at_its_inputs)
     EXPECT_THAT(told, testing::ElementsAre("210", "401")) << "that line 2 was high at first is no change";
     // Its answers about the inputs are no sign that it reads.
     reader->restart();
-    ASSERT_TRUE(await(*stream, is_state(State::probing)));
-    EXPECT_TRUE(await(*stream, is_read));
+    EXPECT_TRUE(reader->wait_for_reading()) << "it is started again";
 }
 
 TEST_P(OneReader, with_many_ports_tells_their_numbers)
