@@ -11,7 +11,6 @@ using O = Operations;
 constexpr unsigned control_word = 1;          // of the EPC bank
 constexpr unsigned access_password_word = 2;  // of the reserved bank
 constexpr unsigned last_word_of_short_pointer = 255;
-constexpr unsigned length_shift = 3;  // of the EPC's words in the control word's first byte
 
 bool needs_long_pointer(const MemoryRange& range)
 {

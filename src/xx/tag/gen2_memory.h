@@ -6,6 +6,8 @@
 namespace tagwire {
 inline namespace v1 {
 
+inline constexpr unsigned length_shift = 3;  // of the EPC's words in the control word's first byte
+
 inline constexpr Call read_call = tag_question("read memory");
 inline constexpr Call write_call = tag_change("write memory");
 inline constexpr Call erase_call = tag_change("erase memory");

@@ -104,7 +104,6 @@ void Tag::erase(Bank bank, unsigned first, unsigned count)
 void Tag::write_epc(const Epc& epc)
 {
     constexpr unsigned longest = 31;
-    constexpr unsigned length_shift = 3;
     const auto turn = inside_->begin();
     ReaderInside& reader = *inside_->reader_;
     if (epc.size() % 2 != 0) refuse_value(reader, write_epc_call, "an EPC has whole words of 2 bytes");
