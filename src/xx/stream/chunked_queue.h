@@ -47,17 +47,20 @@ template <class T> class ChunkedQueue {
 
   private:
     static constexpr std::size_t chunk_size = 8;
-    struct Chunk {
-        alignas(T) std::array<std::byte, sizeof(T) * chunk_size> room;
+    // Room for one, made and ended by hand.
+    union Place {
+        Place() {}
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+        ~Place() {}
+        T element;
     };
+    using Chunk = std::array<Place, chunk_size>;
 
-    T* place(std::size_t at)
-    {
-        return reinterpret_cast<T*>(chunks_[at / chunk_size]->room.data()) + at % chunk_size;
-    }
+    T* place(std::size_t at) { return &(*chunks_[at / chunk_size])[at % chunk_size].element; }
     void add_chunk()
     {
-        auto chunk = spare_ ? std::move(spare_) : std::unique_ptr<Chunk>(new Chunk);
+        auto chunk = spare_ ? std::move(spare_) : std::make_unique<Chunk>();
         chunks_.push_back(std::move(chunk));
     }
 
