@@ -126,6 +126,12 @@ TEST_P(SettingsOf, TheRestOfTheRadio)
     patiently([&] { radio.set_profile(0x0123); });
     EXPECT_EQ(patiently([&] { return radio.profile(); }), 0x0123);
     EXPECT_THAT(device->settings().profile, ElementsAre(0x01, 0x23));
+    sim::Fault other = sim::Fault::set_byte(5, 0x77);
+    other.command = 0x7F;
+    device->inject(other);
+    const auto refused = error_of([&] { patiently([&] { radio.set_profile(0x0102); }); });
+    EXPECT_EQ(refused->code(), Errc::refused);
+    EXPECT_EQ(refused->outcome(), Outcome::partial);
     expect_invalid([&] { radio.set_profile(0x10000); });
     expect_invalid([&] { radio.set_profile(-1); });
 
@@ -335,11 +341,15 @@ TEST_P(SettingsOf, Filters)
 
 TEST_P(SettingsOf, ShortAnswersAreNotShown)
 {
+    const auto set = [&](const char* name, const char* text) {
+        return [this, name, text] { reader().settings().set(name, text); };
+    };
     expect_short_answer_refused(0x94, {}, [&] { reader().radio().power(); });
     expect_short_answer_refused(0x7A, {}, [&] { reader().radio().write_power(); });
     expect_short_answer_refused(0x9E, {4, 14}, [&] { reader().radio().region(); });
     expect_short_answer_refused(0x91, {}, [&] { reader().radio().return_loss(Port(1), {915'250}); });
     expect_short_answer_refused(0x7F, {1}, [&] { reader().radio().profile(); });
+    expect_short_answer_refused(0x7F, {1}, [&] { reader().radio().set_profile(0x0100); });
     expect_short_answer_refused(0x82, {4}, [&] { reader().radio().q_and_session(); });
     expect_short_answer_refused(0x3F, sim::Bytes(7), [&] { reader().antennas().enabled(); });
     expect_short_answer_refused(0x47, {}, [&] { reader().lines().state(); });
@@ -348,6 +358,12 @@ TEST_P(SettingsOf, ShortAnswersAreNotShown)
     expect_short_answer_refused(0x36, sim::Bytes(41), [&] { reader().modes().parameters(); });
     expect_short_answer_refused(0xB1, {1}, [&] { reader().filter().rule(); });
     expect_short_answer_refused(0x77, sim::Bytes(5), [&] { reader().filter().time(); });
+    for (const std::size_t size : {6U, 11U}) {  // the mask and the words of the TID are not known then
+        expect_short_answer_refused(0x77, sim::Bytes(size), [&] { reader().filter().set_time(30s); });
+        expect_short_answer_refused(0x77, sim::Bytes(size), set("filter-time", "30"));
+        expect_short_answer_refused(0x77, sim::Bytes(size), set("read-parameters", "0106040602"));
+    }
+    EXPECT_EQ(device->counters().commands[0x75], 0U);
     const auto get = [&](const char* name) { return [this, name] { reader().settings().get(name); }; };
     expect_short_answer_refused(0x31, {}, get("reply-delay"));
     expect_short_answer_refused(0x4C, sim::Bytes(3), get("serial-number"));
@@ -412,8 +428,23 @@ TEST_P(SettingsOf, WhatMeansSomethingElseToReadersOfAnotherFamilyIsNotSent)
     EXPECT_EQ(device->panel().closed_relays, 0);
     EXPECT_EQ(device->counters().commands[0x92], 0U);
     EXPECT_EQ(device->counters().commands[0x93], 0U);
-    EXPECT_EQ(error_of([&] { patiently([&] { return reader().filter().rule(); }); })->code(),
-              Errc::no_such_feature);
+    for (const auto family : {sim::ReaderFamily::relay, sim::ReaderFamily::multiplexer}) {
+        connect_family(family);
+        EXPECT_EQ(error_of([&] { patiently([&] { return reader().filter().rule(); }); })->code(),
+                  Errc::no_such_feature);
+        EXPECT_EQ(error_of([&] { patiently([&] { reader().filter().set_rule({}); }); })->code(),
+                  Errc::no_such_feature);
+        EXPECT_EQ(device->counters().commands[0xB0], 0U) << "it would have switched an antenna";
+    }
+}
+
+TEST_P(SettingsOf, AReaderThatDoesNotTellItsFamilyIsOfNoneWithCommandsOfItsOwn)
+{
+    device->inject(sim::Fault::error(0xB1, 0xFE, 0));
+    patiently([&] { reader().filter().set_time(30s); });
+    EXPECT_EQ(patiently([&] { return reader().filter().time(); }), 30s);
+    EXPECT_EQ(device->settings().filter_time, 30);
+    EXPECT_EQ(device->counters().commands[0x92], 0U);
 }
 
 TEST_P(SettingsOf, AChangeWhoseAnswerIsLostMayHaveBeenMade)

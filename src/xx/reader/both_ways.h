@@ -35,6 +35,8 @@ inline constexpr Families every_family = 0b11111;
 // much. Of what a mobile reader tells it is the beginning.
 Bytes ask_family_values(ReaderInside& inside, const Call& call);
 Families families_telling(const Bytes& family_values);
+// The same in one. A reader that does not know the command is of none of the families that have it to themselves.
+Families ask_families(ReaderInside& inside, const Call& call);
 
 // All that the reader tells of reading without a host: as long as it came.
 Bytes ask_system_parameters(ReaderInside& inside, const Call& call);

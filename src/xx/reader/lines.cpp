@@ -26,7 +26,7 @@ constexpr unsigned line_bits = (1U << line_count) - 1;
 void switch_relay_of_family(ReaderInside& inside, u8 time)
 {
     const ReaderInside::Turn turn(inside);
-    const Families families = families_telling(ask_family_values(inside, {relay_call.name}));
+    const Families families = ask_families(inside, {relay_call.name});
     if ((families & bit_of(ReaderFamily::relay)) == 0)
         refuse_value(inside, relay_call,
                      "to this reader the command is something else: it is of another family");

@@ -41,7 +41,12 @@ std::optional<Mask> mask_of(const u8* bytes)
 // Whether the filter time has commands of its own: to other readers these mean other things.
 bool filters_by_itself(ReaderInside& inside, const Call& call)
 {
-    return families_telling(ask_family_values(inside, call)) == bit_of(ReaderFamily::filter);
+    return ask_families(inside, call) == bit_of(ReaderFamily::filter);
+}
+
+[[noreturn]] void refuse_without_filter(const ReaderInside& inside)
+{
+    throw Error(Errc::no_such_feature, filter_call.name, inside.name(), "this reader has no such filter");
 }
 
 }  // namespace
@@ -71,6 +76,16 @@ Families families_telling(const Bytes& family_values)
     }
 }
 
+Families ask_families(ReaderInside& inside, const Call& call)
+{
+    try {
+        return families_telling(ask_family_values(inside, call));
+    } catch (const Error& error) {
+        if (error.code() != Errc::no_such_feature && error.code() != Errc::refused) throw;
+        return families_telling({});
+    }
+}
+
 Bytes ask_system_parameters(ReaderInside& inside, const Call& call)
 {
     Bytes bytes(long_form);
@@ -90,16 +105,22 @@ Bytes ask_read_parameters(ReaderInside& inside, const Call& call)
     return bytes;
 }
 
-// Mask and words of the TID are switched off where they are left out.
+// Mask and words of the TID go with the rest: were they left out, they would be switched off.
 void send_read_parameters(ReaderInside& inside, const Call& call, const Bytes& parameters)
 {
     constexpr std::size_t mask_at = 6;
     constexpr std::size_t mask_head = 4;
     constexpr std::size_t most_mask = 32;
+    const auto require = [&](std::size_t bytes) {
+        inside.require({call.name, Effect::none, static_cast<int>(bytes)},
+                       static_cast<int>(parameters.size()));
+    };
+    require(mask_at + mask_head);
     Bytes sent = parameters;
-    sent.resize(std::max(sent.size(), mask_at + mask_head + most_mask + 2));  // zeros: no mask, no words
+    sent.resize(std::max(sent.size(), mask_at + mask_head + most_mask + 2));
     u8* const mask = &sent[mask_at];
     const std::size_t tid_at = mask_at + mask_head + (mask[3] + std::size_t{7}) / 8;
+    require(tid_at + 2);
     inside.ask(call, &O::SetReadParameter, &sent[1], mask[0], mask + 1, mask[3], mask + mask_head,
                u8{mask[3] != 0}, sent[tid_at], sent[tid_at + 1], u8{sent[tid_at + 1] != 0});
 }
@@ -200,18 +221,18 @@ void Filter::set_time(std::chrono::seconds time)
 FilterRule Filter::rule()
 {
     const Bytes told = ask_family_values(*inside_, filter_call);
-    if (families_telling(told) != bit_of(ReaderFamily::filter))
-        throw Error(Errc::no_such_feature, filter_call.name, inside_->name(),
-                    "this reader has no such filter");
+    if (families_telling(told) != bit_of(ReaderFamily::filter)) refuse_without_filter(*inside_);
     return {std::chrono::seconds(told[0]), told[1], told[2]};
 }
 
 void Filter::set_rule(const FilterRule& rule)
 {
-    inside_->ask(set_filter_call, &O::SetFilterParam,
-                 byte(*inside_, set_filter_call, {"the window in s", 0, 255}, rule.window.count()),
-                 byte(*inside_, set_filter_call, {"the count of readings", 0, 255}, rule.least_reads),
-                 byte(*inside_, set_filter_call, {"the weakest reading", 0, 255}, rule.least_rssi));
+    const u8 window = byte(*inside_, set_filter_call, {"the window in s", 0, 255}, rule.window.count());
+    const u8 reads = byte(*inside_, set_filter_call, {"the count of readings", 0, 255}, rule.least_reads);
+    const u8 rssi = byte(*inside_, set_filter_call, {"the weakest reading", 0, 255}, rule.least_rssi);
+    const ReaderInside::Turn turn(*inside_);
+    if (!filters_by_itself(*inside_, {set_filter_call.name})) refuse_without_filter(*inside_);
+    inside_->ask(set_filter_call, &O::SetFilterParam, window, reads, rssi);
 }
 
 }  // namespace v1

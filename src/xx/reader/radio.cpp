@@ -18,7 +18,7 @@ constexpr Call region_call{"ask for the region"};
 constexpr Call set_region_call{"set the region", Effect::change};
 constexpr Call return_loss_call{"measure the return loss", Effect::none, 1};
 constexpr Call profile_call{"ask for the profile", Effect::none, 2};
-constexpr Call set_profile_call{"set the profile", Effect::change};
+constexpr Call set_profile_call{"set the profile", Effect::change, 2};
 constexpr Call q_call{"ask for Q and session", Effect::none, 2};
 constexpr Call set_q_call{"set Q and session", Effect::change};
 constexpr Call carrier_call{"switch the carrier", Effect::change};
@@ -245,7 +245,13 @@ int Radio::profile()
 void Radio::set_profile(int profile)
 {
     checked(*inside_, set_profile_call, "the profile", profile, 0, 0xFFFF);
-    inside_->ask(set_profile_call, &O::SetExtProfile, u8{1}, &profile);
+    int echo = profile;
+    inside_->ask(set_profile_call, &O::SetExtProfile, u8{1}, &echo);
+    if (echo != profile)
+        throw Error(Errc::refused, set_profile_call.name, inside_->name(),
+                    "the reader answered that it has " + std::to_string(echo) + ", not " +
+                        std::to_string(profile),
+                    Outcome::partial);
 }
 
 QAndSession Radio::q_and_session()
