@@ -398,7 +398,8 @@ TEST_P(SettingsByName, ANewAddressIsFollowed)
 
 TEST_P(SettingsByName, AnAddressThatIsTakenOnTheBusIsNotGiven)
 {
-    sim::Scenario second = make_scenario(0);
+    connect(make_scenario(1));
+    sim::Scenario second = make_scenario(2);
     second.reader.address = 0x0B;
     sim::Scenario third = make_scenario(0);
     third.reader.address = 0x0C;
@@ -412,6 +413,7 @@ TEST_P(SettingsByName, AnAddressThatIsTakenOnTheBusIsNotGiven)
     EXPECT_THAT(error->what(), HasSubstr("already"));
     EXPECT_EQ(commands(0x24), 0U);
     EXPECT_EQ(neighbour.settings().address, 0x0B);
+    EXPECT_EQ(patiently([&] { return reader().inventory(); }).reads.size(), 1U) << "of its own field";
     set("beep", "off");
     EXPECT_EQ(device->settings().beep, 0);
     EXPECT_EQ(neighbour.settings().beep, 1);
@@ -474,6 +476,13 @@ TEST_P(SettingsByName, ANewSpeedIsFollowedOnASerialLine)
     EXPECT_EQ(get("beep"), "on");
     if (is_serial) {
         EXPECT_EQ(get("baud"), "57600");
+        answer_with(0x28, 0xFF);
+        Profile profile;
+        profile.set("baud", "9600");
+        profile.set("work-mode", "triggered");
+        const auto report = patiently([&] { return all().apply(profile, {.identity = true}); });
+        EXPECT_THAT(report.changed, ElementsAre(Field(&Change::name, "work-mode")))
+            << "a speed that is refused is no way that is lost";
     } else {
         EXPECT_EQ(error_of([&] { all().get("baud"); })->code(), Errc::no_such_feature);
     }

@@ -175,6 +175,13 @@ int ReaderInside::ask_at(u8 address)
     constexpr int attempts = 2;
     const Turn turn(*this);
     const u8 own = std::exchange(link_.address, address);
+    // The engine keeps what the last one told who was asked.
+    const auto restore = [this, own, engine_address = engine_->ReaderAddr,
+                          scan_time = engine_->inventoryScanTime] {
+        link_.address = own;
+        engine_->ReaderAddr = engine_address;
+        engine_->inventoryScanTime = scan_time;
+    };
     engine::ReaderInformation told{};
     int result = TAGWIRE_NO_ANSWER;
     try {
@@ -184,11 +191,11 @@ int ReaderInside::ask_at(u8 address)
         end(information_call, result);
     } catch (const Error& error) {
         if (error.code() != Errc::no_answer) {
-            link_.address = own;
+            restore();
             throw;
         }
     }
-    link_.address = own;
+    restore();
     return result == TAGWIRE_OK && told.address != address ? TAGWIRE_WRONG_COMMAND : result;
 }
 
@@ -196,6 +203,7 @@ void ReaderInside::move_to(u8 address)
 {
     link_.address = address;
     told_.address = address;
+    engine_->ReaderAddr = address;
 }
 
 std::optional<u8> ReaderInside::line_speed() const

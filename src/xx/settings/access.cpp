@@ -300,8 +300,14 @@ void Access::write_address(const Group& group, const std::string& name, const By
 
 void Access::write_speed(const Group& group, const std::string& name, const Bytes& block)
 {
-    is_lost_ = inside_.line_speed().has_value();
-    write_block(group, name, block);
+    const bool is_on_a_line = inside_.line_speed().has_value();
+    try {
+        write_block(group, name, block);
+    } catch (const Error& error) {
+        is_lost_ = is_on_a_line && error.outcome() != Outcome::nothing;
+        throw;
+    }
+    is_lost_ = is_on_a_line;
     if (is_lost_ && inside_.ask_at(inside_.address()) != TAGWIRE_OK)
         fail(
             Errc::no_answer, name,
