@@ -486,6 +486,8 @@ TEST_F(ProfileFile, IsRefusedWithTheLine)
     EXPECT_THAT(refused("[settings]\npwoer = 20\n"), HasSubstr("power"));
     EXPECT_THAT(refused("[settings]\npower = 50\n"), HasSubstr("0 to 40 dBm"));
     EXPECT_THAT(refused("[settings]\npower = true\n"), HasSubstr("portal.toml:2: 'power' must be"));
+    EXPECT_THAT(refused("[identity]\nserial-number = 1234\n"), HasSubstr("quotes"));
+    EXPECT_THAT(refused("[settings]\nmask = \"epx:none\"\n"), HasSubstr("portal.toml:2: "));
     EXPECT_THAT(refused("[settings]\nfirmware = \"1.0\"\n"), HasSubstr("portal.toml:2: "));
     EXPECT_THAT(refused("[settings]\naddress = 5\n"), HasSubstr("another section"));
     EXPECT_THAT(refused("[identity]\nuser-password = \"11223344\"\n"), HasSubstr("another section"));

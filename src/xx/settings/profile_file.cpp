@@ -87,6 +87,9 @@ class Loading {
         try {
             row = &rows::require_row(name);
             const std::string text = text_of(name, node);
+            if (node.is_integer() && row->format.shape == rows::Format::Shape::hex)
+                refuse(node,
+                       "'" + std::string(name) + "' is bytes as hexadecimal digits: put them in quotes");
             if (profile_.find(name) != nullptr) refuse(node, "'" + std::string(name) + "' stands twice");
             if (section.kind && *section.kind != row->kind)
                 refuse(node, "'" + std::string(name) + "' belongs to another section");

@@ -162,12 +162,13 @@ std::string show_mask(const Bytes& value)
 // BANK:BIT:HEX[/BITS]
 Parsed parse_mask(std::string_view text)
 {
-    if (text == "none" || text.ends_with(":none")) return {no_mask()};
+    if (text == "none") return {no_mask()};
     const auto parts = split(text, ':');
     if (parts.size() != 3) return refused("it has other parts");
     const auto data = split(parts[2], '/');
     const Parsed bank = parse_number({.words = banks}, parts[0]);
     const auto bit = number_in(parts[1]);
+    if (parts[2] == "none" && bank.problem.empty() && bit) return {no_mask()};
     const Parsed bytes = parse_hex({.range = {"bytes", 1, 32}}, data[0]);
     if (!bank.problem.empty() || !bit || !bytes.problem.empty()) return refused("it has other parts");
     const auto there = static_cast<long long>(bytes.bytes.size()) * 8;
