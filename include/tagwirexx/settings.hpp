@@ -45,7 +45,7 @@ enum class SettingKind : std::uint8_t {
     ordinary,
     identity,     // what makes a reader this one, and how it is reached
     secret,       // passwords
-    calibration,  // of this unit's electronics: shown only
+    calibration,  // of this unit's electronics: never applied from a profile
     state,        // measured, or given by the maker: shown only
 };
 
@@ -138,7 +138,8 @@ class TAGWIREXX_API Settings {
 
     std::string get(std::string_view name);
     // Many, to be shown; without names all that can be read, those that are measured, and passwords, too. A
-    // refusal holds for all that the same command tells. Throws Error where the reader is lost or silent altogether.
+    // refusal holds for all that the same command tells, and is the problem of that reading. Throws Error where
+    // the reader is lost or silent altogether.
     std::vector<SettingReading> read(const std::vector<std::string>& names = {});
     // Written, read back and compared: an Error where the reader has something else. Gives what it has.
     std::string set(std::string_view name, std::string_view text, Lasting lasting = Lasting::stored);

@@ -295,6 +295,52 @@ TEST_P(Profiles, AReaderThatReportsByItselfDoesSoAgain)
     EXPECT_EQ(device->settings().work_mode, 1);
 }
 
+TEST_P(Profiles, TheWorkModeIsWrittenBehindEverythingThatIsAsked)
+{
+    patiently([&] { reader().modes().set_work_mode(WorkMode::active); });
+    Profile profile;
+    std::uint8_t last = 0;
+    for (int attempt = 0; attempt < 20 && last != 0x35; ++attempt) {  // a busy machine asks once more
+        profile.set("beep", attempt % 2 == 0 ? "off" : "on");
+        EXPECT_TRUE(apply(profile).ok());
+        last = device->last_request().at(2);
+    }
+    EXPECT_EQ(last, 0x35);
+    EXPECT_EQ(device->settings().work_mode, 1);
+}
+
+TEST_P(Profiles, AReaderThatMayHaveStoppedItsReportsIsSetBack)
+{
+    patiently([&] { reader().modes().set_work_mode(WorkMode::active); });
+    Profile profile;
+    profile.set("beep", "off");
+    const std::uint64_t before = commands(0x35);
+    lose(0x35, 1);
+    std::string text;
+    for (int attempt = 0; attempt < 20 && commands(0x35) == before; ++attempt)
+        text = error_of([&] { settings().apply(profile); })->what();
+    EXPECT_THAT(text, HasSubstr("[work-mode was"));
+    EXPECT_EQ(commands(0x35), before + 2);
+    EXPECT_EQ(device->settings().work_mode, 1);
+    EXPECT_EQ(device->settings().beep, 1);
+}
+
+TEST_P(Profiles, AReportInPlaceOfAnAnswerIsSilence)
+{
+    const sim::Bytes report = frame_of(0xEE, {1, 1, 2, 0xE2, 0, 0x40});
+    lose(0x9E, 0);
+    std::vector<std::thread> reporting;
+    const std::uint64_t before = commands(0x9E);
+    for (unsigned i = 1; i <= 2; ++i)
+        reporting.emplace_back([&, i] {
+            if (device->wait_for_command(0x9E, before + i)) device->send_raw(report);
+        });
+    const Profile profile = snapshot();
+    for (auto& thread : reporting) thread.join();
+    EXPECT_THAT(names_of(profile.silent()), Contains("region"));
+    EXPECT_THAT(names_of(profile.refused()), Not(Contains("region")));
+}
+
 // -- what is refused, and what is not answered
 
 TEST_P(Profiles, OfAReaderWithFewCommandsCostFewRequests)

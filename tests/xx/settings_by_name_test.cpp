@@ -159,6 +159,10 @@ TEST_P(SettingsByName, ANameThatIsNoneIsRefusedWithTheNearest)
     EXPECT_THAT(refused_text([&] { all().set("firmware", "1.2"); }), HasSubstr("shown only"));
     EXPECT_THAT(refused_text([&] { all().set("power-converter", "3"); }), HasSubstr("shown only"));
     EXPECT_THAT(refused_text([&] { all().set({{"q", "4"}, {"q", "5"}}); }), HasSubstr("twice"));
+    EXPECT_THAT(refused_text([&] {
+                    all().set({{"power", "4"}, {"antenna-power", "5"}});
+                }),
+                HasSubstr("twice"));
 }
 
 TEST_P(SettingsByName, AllHaveAnIndexCard)
@@ -179,6 +183,8 @@ TEST_P(SettingsByName, AllHaveAnIndexCard)
     EXPECT_EQ(all().describe("user-password").kind, SettingKind::secret);
     EXPECT_EQ(all().describe("address").kind, SettingKind::identity);
     EXPECT_EQ(all().describe("power-converter").kind, SettingKind::calibration);
+    EXPECT_EQ(all().describe("calibration-type").kind, SettingKind::calibration);
+    EXPECT_TRUE(settings().describe("long-profile").readable);
     EXPECT_EQ(all().describe("power").unit, "dBm");
     EXPECT_TRUE(all().describe("q").is_number);
     EXPECT_TRUE(all().describe("baud").is_number);
@@ -222,6 +228,10 @@ TEST_P(SettingsByName, ManyAreReadAtOnce)
     EXPECT_NE(found["parameter-200"].problem, "");
     EXPECT_FALSE(found["parameter-200"].is_silent);
     refused_text([&] { all().read({"q", "queue"}); });
+    const auto partly = patiently([&] { return all().read({"region-type", "q"}); });
+    ASSERT_EQ(partly.size(), 2U);
+    EXPECT_NE(partly[0].problem, "");
+    EXPECT_EQ(partly[1].text, "4");
 }
 
 TEST_P(SettingsByName, WhatSharesACommandKeepsItsValue)
@@ -322,6 +332,26 @@ TEST_P(SettingsByName, WhatIsReadBackDecides)
     EXPECT_THAT(error->what(), HasSubstr("took 9 and has 3 now"));
 }
 
+TEST_P(SettingsByName, NoErrorShowsASecret)
+{
+    sim::Fault other = sim::Fault::set_byte(4, 0xA7);
+    other.command = 0x7E;
+    other.count = 0;
+    device->inject(other);
+    const auto error = error_of([&] { patiently([&] { all().set("user-password", "11223344"); }); });
+    EXPECT_EQ(error->code(), Errc::refused);
+    EXPECT_THAT(error->what(), Not(HasSubstr("223344")));
+}
+
+TEST_P(SettingsByName, AChangeThatCannotBeReadBackMayHaveBeenMade)
+{
+    sim::Fault silence = sim::Fault::silence(0);
+    silence.skip = 1;
+    device->inject(silence);
+    EXPECT_EQ(error_of([&] { all().set("reply-delay", "3"); })->outcome(), Outcome::unknown);
+    EXPECT_EQ(device->settings().reply_delay, 3);
+}
+
 TEST_P(SettingsByName, AChangeWhoseAnswerIsLostMayHaveBeenMade)
 {
     lose(0x40, 1);
@@ -348,6 +378,11 @@ TEST_P(SettingsByName, NothingOfAnotherFamilyIsSent)
     patiently([&] { settings().set("filter-time", "30"); });
     EXPECT_EQ(device->settings().filter_time, 30);
     EXPECT_EQ(device->panel().closed_relays, 0);
+    EXPECT_EQ(commands(0x92), 0U);
+
+    for (const char* name : {"temperature", "reader-password"})
+        EXPECT_EQ(error_of([&] { patiently([&] { return settings().get(name); }); })->code(),
+                  Errc::invalid_value);
     EXPECT_EQ(commands(0x92), 0U);
 
     connect_family(sim::ReaderFamily::multiplexer);

@@ -41,6 +41,17 @@ inline sim::TagSettings make_tag(unsigned serial)
 }
 inline Epc epc_of(unsigned serial) { return Epc(std::span<const std::uint8_t>(make_tag(serial).epc)); }
 
+// An answer or report of the reader at address 0x0A.
+inline sim::Bytes frame_of(std::uint8_t command, const sim::Bytes& data, std::uint8_t status = 0)
+{
+    sim::Bytes frame{static_cast<std::uint8_t>(data.size() + 5), 0x0A, command, status};
+    frame.insert(frame.end(), data.begin(), data.end());
+    const std::uint16_t crc = engine::crc16(frame.data(), frame.size());
+    frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
+    frame.push_back(static_cast<std::uint8_t>(crc >> 8U));
+    return frame;
+}
+
 // As fast as the machine is, at address 0x0A.
 inline sim::Scenario make_scenario(unsigned tags)
 {
@@ -119,11 +130,7 @@ class VirtualReader : public testing::TestWithParam<Link> {
     template <class Act>
     auto with_answer(std::uint8_t command, const sim::Bytes& data, Act act, std::uint8_t status = 0)
     {
-        sim::Bytes frame{static_cast<std::uint8_t>(data.size() + 5), 0x0A, command, status};
-        frame.insert(frame.end(), data.begin(), data.end());
-        const std::uint16_t crc = engine::crc16(frame.data(), frame.size());
-        frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
-        frame.push_back(static_cast<std::uint8_t>(crc >> 8U));
+        const sim::Bytes frame = frame_of(command, data, status);
         const auto attempt = [&] {
             sim::Fault lose = sim::Fault::lose();
             lose.command = command;

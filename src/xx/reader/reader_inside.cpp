@@ -379,6 +379,11 @@ int ReaderInside::came() const { return engine::Response(engine_.get()).came(); 
 
 int ReaderInside::status() const { return engine::Response(engine_.get()).status(); }
 
+bool ReaderInside::report_came() const
+{
+    return engine_->recvBuff[engine::frame::command] == engine::report_command && status() == 0;
+}
+
 void ReaderInside::require(const Call& call, int bytes) const
 {
     if (bytes < call.least)
@@ -389,8 +394,8 @@ void ReaderInside::require(const Call& call, int bytes) const
 
 void ReaderInside::fail(const Call& call, int result) const
 {
-    const bool is_unknown =
-        result == TAGWIRE_WRONG_COMMAND && engine_->recvBuff[engine::frame::command] == engine::error_echo;
+    const bool is_unknown = result == TAGWIRE_WRONG_COMMAND && !report_came() &&
+                            engine_->recvBuff[engine::frame::command] == engine::error_echo;
     if (result == TAGWIRE_BAD_HANDLE || (result == TAGWIRE_NO_ANSWER && is_lost()))
         fail_as(Errc::lost, call, lost_text, result);
     const engine::ResultText text = engine::result_text(call.family, result);

@@ -120,6 +120,8 @@ class ReaderInside {
     // Bytes of data in the answer that came last, and its status.
     int came() const;
     int status() const;
+    // Whether a tag that the reader reported by itself came in place of the answer.
+    bool report_came() const;
     void require(const Call& call, int bytes) const;
     [[noreturn]] void fail(const Call& call, int result) const;
 

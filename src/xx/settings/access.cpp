@@ -22,6 +22,13 @@ bool belong_together(const Row& one, const Row& other)
     return one.writer == other.writer && one.index == other.index;
 }
 
+std::size_t size_of(const Group& group)
+{
+    std::size_t size = 0;
+    for (const Wanted& one : group) size += one.row->size;
+    return size;
+}
+
 bool is_the_end(const Error& error) { return error.code() == Errc::lost || error.code() == Errc::aborted; }
 
 }  // namespace
@@ -87,7 +94,12 @@ const Row& Access::readable(const Row& named)
     if (std::any_of(rows.begin(), rows.end(), [&](const Row* other) { return other->source != row.source; }))
         refuse_unsettled(row);
     const bool is_on_a_line = row.source != &sources::line_speed || inside_.line_speed();
-    if (row.readable(options_.two_way) && is_on_a_line) return row;
+    if (row.readable(options_.two_way) && is_on_a_line) {
+        Families meant = 0;
+        for (const Row* const other : rows) meant |= other->families;
+        if (named.families != every_family && (families() & ~meant) != 0) refuse_unsettled(row);
+        return row;
+    }
     const char* const way =
         row.source != nullptr && row.source->is_two_way
             ? "it is told by the command that sets it: where the reader's two-way commands "
@@ -154,6 +166,7 @@ Access::Reading Access::ask(const Source& source, u8 index, const std::string& n
         Reading reading;
         try {
             reading.bytes = source.read(sending(name, index));
+            memory = {};
             return reading;
         } catch (const Error& error) {
             if (is_final(error, memory, reading)) return reading;
@@ -168,12 +181,12 @@ bool Access::is_final(const Error& error, Memory& memory, Reading& reading)
     constexpr int most_silences = 2;
     if (is_the_end(error)) throw error;
     reading.error = error;
-    const bool is_garbled = error.code() == Errc::bad_answer && error.result() != 0;
-    if (error.code() == Errc::no_answer || is_garbled) {
+    reading.is_garbled = error.code() == Errc::bad_answer && error.result() != 0;
+    if (error.code() == Errc::no_answer || reading.is_garbled) {
+        reading.is_silent = !reading.is_garbled || error.result() == TAGWIRE_BAD_CRC || inside_.report_came();
         inside_.ask_information();  // one that is silent altogether is not asked for more
-        reading.is_silent = !is_garbled || error.result() == TAGWIRE_BAD_CRC;
         const bool is_enough =
-            is_garbled ? ++memory.garbled >= most_garbled_ : ++memory.silences >= most_silences;
+            reading.is_garbled ? ++memory.garbled >= most_garbled_ : ++memory.silences >= most_silences;
         if (is_enough) memory.last = reading;
         return is_enough;
     }
@@ -201,9 +214,7 @@ std::vector<Group> Access::grouped(std::vector<Wanted> wanted) const
     for (const Group& group : groups) {
         const Row& row = *group.front().row;
         if (row.is_written_alone() || row.writer->source != nullptr) continue;
-        std::size_t given = 0;
-        for (const Wanted& one : group) given += one.row->size;
-        if (given != row.writer->size)
+        if (size_of(group) != row.writer->size)
             fail(Errc::invalid_value, row.name,
                  "it goes with others in one command, and they cannot be read: give all of them",
                  Outcome::nothing);
@@ -217,7 +228,7 @@ Bytes Access::block_of(const Group& group)
     const Writer& writer = *row.writer;
     if (row.is_written_alone()) return group.front().value;
     Bytes block(writer.size);
-    if (writer.source != nullptr) {
+    if (writer.source != nullptr && size_of(group) != writer.size) {
         const Reading& present = answer(*writer.source, row.index, row.name);
         if (present.error) throw Error(*present.error);
         auto part = part_of(present.bytes, writer.first, writer.size);
@@ -255,8 +266,8 @@ void Access::write_block(const Group& group, const std::string& name, const Byte
     Bytes sent = block;
     const Bytes echo = row.writer->write(sending(name, row.index), sent);
     if (echo.empty() || echo == block) return;
-    std::string text = "the reader answered that it has " + rows::show(row.format, echo) + ", not " +
-                       rows::show(row.format, block);
+    std::string text =
+        "the reader answered that it has " + show_to_all(row, echo) + ", not " + show_to_all(row, block);
     if (!options_.two_way && row.source != nullptr && row.source->is_two_way)
         text += ": where its two-way commands set with bit 7 only, say so (two_way)";
     fail(Errc::refused, name, text, Outcome::partial);

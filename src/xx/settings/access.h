@@ -55,6 +55,7 @@ class Access {
         Bytes bytes = {};
         std::optional<Error> error = {};  // the reader refused, or was silent about this only
         bool is_silent = false;
+        bool is_garbled = false;  // something else came
     };
     // Throws Error where the reader is lost, silent altogether, or the call was aborted.
     Reading read(const Row& row);

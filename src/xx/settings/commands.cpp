@@ -244,7 +244,7 @@ const Source protocol{read_bytes<&O::SwitchProtocol>, true};
 const Source tag_function{read_bytes<&O::SetTagCustomFunction>, true};
 const Source profile{read_bytes<&O::SetProfile>, true};
 const Source antenna_count{read_bytes<&O::ConfigAntNum>, true};
-const Source long_profile{read_long_profile, true};
+const Source long_profile{read_long_profile};
 const Source module_version{read_bytes<&O::GetModuleVersion, 2>};
 const Source module_description{read_module_description};
 const Source chip_version{read_chip_version};

@@ -45,6 +45,8 @@ constexpr Families filter_only = bit_of(ReaderFamily::filter);
 constexpr Families all_but_filter = every_family & ~filter_only;
 constexpr Families multiplexer_only = bit_of(ReaderFamily::multiplexer);
 constexpr Families standard_or_relay = bit_of(ReaderFamily::standard) | bit_of(ReaderFamily::relay);
+// To those two the command of others' password and temperature is one that sets and switches.
+constexpr Families without_filter_and_relay = every_family & ~filter_only & ~bit_of(ReaderFamily::relay);
 constexpr Families filter_or_mobile = filter_only | bit_of(ReaderFamily::mobile);
 
 // -- rows
@@ -87,7 +89,10 @@ std::vector<Row> named_rows()
          0,
          2,
          nullptr,
-         state},
+         state,
+         true,
+         {},
+         without_filter_and_relay},
         {"temperature-choice", "reader", "which temperature is measured", f::code, nullptr, 0, 1,
          &w::temperature_choice},
         {"clock",
@@ -104,8 +109,18 @@ std::vector<Row> named_rows()
          identity},
         {"user-password", "reader", "user password", f::hex(4, 4), &s::user_password, 0, 4, &w::user_password,
          secret},
-        {"reader-password", "reader", "password of the reader", f::hex(4, 4), &s::reader_password, 0, 4,
-         &w::reader_password, secret},
+        {"reader-password",
+         "reader",
+         "password of the reader",
+         f::hex(4, 4),
+         &s::reader_password,
+         0,
+         4,
+         &w::reader_password,
+         secret,
+         true,
+         {},
+         without_filter_and_relay},
         {"reply-delay", "reader", "delay before an answer", f::code, &s::reply_delay, 0, 1, &w::reply_delay},
         {"power-mode", "reader", "power mode", f::two_way_code, &s::power_mode, 0, 1, &w::power_mode},
         {"heartbeat-time", "reader", "interval of heartbeat messages", f::two_way_code, &s::heartbeat_time, 0,
@@ -156,7 +171,7 @@ std::vector<Row> named_rows()
         {"power-converter", "radio", "converter value of the power calibration", f::code, &s::power_converter,
          0, 1, nullptr, calibration},
         {"calibration-type", "radio", "kind of power calibration", f::code, nullptr, 0, 1,
-         &w::calibration_type},
+         &w::calibration_type, calibration},
         {"antennas",
          "radio",
          "antennas that an inventory goes through",

@@ -34,6 +34,13 @@ struct Row {
     }
 };
 
+// For whoever sees errors and changes: no secrets.
+inline constexpr std::string_view secret_text = "********";
+inline std::string show_to_all(const Row& row, const Bytes& value)
+{
+    return row.kind == SettingKind::secret ? std::string(secret_text) : show(row.format, value);
+}
+
 // Rows of one name, for readers of different families, lie beside each other.
 const std::vector<Row>& all_rows();
 // The first one of the name; null where there is none.

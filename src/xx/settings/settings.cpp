@@ -24,27 +24,44 @@ std::string shown(const Row& row, const Bytes& value) { return rows::show(row.fo
 
 std::string with_unit(const Change& change, const std::string& text)
 {
-    if (change.is_secret) return "********";
+    if (change.is_secret) return std::string(rows::secret_text);
     const bool is_number = !text.empty() && text.find_first_not_of("0123456789,") == std::string::npos;
     return change.unit.empty() || !is_number ? text : text + ' ' + std::string(change.unit);
 }
 
 // -- one
 
-void require_same(Access& access, const Wanted& wanted, const Row& readable)
+// Gives what the reader has, as text.
+std::string require_same(Access& access, const Wanted& wanted)
 {
     const Row& row = *wanted.row;
-    const auto reading = access.read(readable);
-    const auto fail = [&](Errc code, const std::string& text, Outcome outcome) {
-        throw Error(code, "set " + row.name, access.reader(), text, outcome);
+    const auto refuse_unread = [&](const Error& error) {
+        throw Error(static_cast<Errc>(error.code().value()), "set " + row.name, access.reader(),
+                    "it was set, but cannot be read back: " + std::string(error.what()), Outcome::unknown,
+                    error.result());
     };
-    if (reading.error)
-        fail(static_cast<Errc>(reading.error->code().value()),
-             "it was set, but cannot be read back: " + std::string(reading.error->what()), Outcome::unknown);
+    Access::Reading reading{wanted.value};
+    try {
+        if (const Row* const readable = access.find_readable(row)) reading = access.read(*readable);
+    } catch (const Error& error) {
+        refuse_unread(error);
+    }
+    if (reading.error) refuse_unread(*reading.error);
     if (!rows::agree(row.format, wanted.value, reading.bytes))
-        fail(Errc::refused,
-             "the reader took " + shown(row, wanted.value) + " and has " + shown(row, reading.bytes) + " now",
-             Outcome::partial);
+        throw Error(Errc::refused, "set " + row.name, access.reader(),
+                    "the reader took " + show_to_all(row, wanted.value) + " and has " +
+                        show_to_all(row, reading.bytes) + " now",
+                    Outcome::partial);
+    return shown(row, reading.bytes);
+}
+
+bool overlap(const Row& one, const Row& other)
+{
+    const auto is_before = [](const Row& left, const Row& right) {
+        return left.size != 0 && left.first + left.size <= right.first;
+    };
+    return one.writer == other.writer && one.index == other.index && !is_before(one, other) &&
+           !is_before(other, one);
 }
 
 std::vector<Wanted> parsed(const std::vector<Profile::Value>& values, const std::string& reader)
@@ -52,11 +69,11 @@ std::vector<Wanted> parsed(const std::vector<Profile::Value>& values, const std:
     std::vector<Wanted> out;
     for (const auto& [name, text] : values) {
         const Row& row = rows::require_row(name, reader);
-        const auto is_known = [&](const Wanted& wanted) { return wanted.row == &row; };
+        if (row.kind == SettingKind::state || row.writer == nullptr)
+            throw Error(Errc::invalid_text, row.name, reader, "it can be shown only, not set");
+        const auto is_known = [&](const Wanted& wanted) { return overlap(*wanted.row, row); };
         if (std::any_of(out.begin(), out.end(), is_known))
             throw Error(Errc::invalid_text, row.name, reader, "it is given twice");
-        if (row.kind == SettingKind::calibration || row.kind == SettingKind::state)
-            throw Error(Errc::invalid_text, row.name, reader, "it can be shown only, not set");
         out.push_back({&row, rows::parse_value(row, text, reader)});
     }
     return out;
@@ -74,6 +91,22 @@ void write_all(Access& access, const std::vector<Wanted>& wanted)
                         Outcome::partial, failure->error.result());
         before += (before.empty() ? "" : ", ") + rows::names_of(group);
     }
+}
+
+// Gives what the reader has of each, as text.
+std::vector<std::string> write_and_compare(Access& access, std::vector<Wanted> wanted, Lasting lasting)
+{
+    for (Wanted& one : wanted) {
+        one.row = &access.writable(*one.row);
+        if (lasting == Lasting::until_restart && !one.row->writer->until_restart)
+            throw Error(Errc::invalid_value, "set " + one.row->name, access.reader(),
+                        "it cannot be set until the restart only");
+    }
+    write_all(access, wanted);
+    std::vector<std::string> now;
+    now.reserve(wanted.size());
+    for (const Wanted& one : wanted) now.push_back(require_same(access, one));
+    return now;
 }
 
 // -- all
@@ -105,12 +138,17 @@ void take(Profile& profile, Access& access, const Row& row)
     ProfileInside::add(profile, row, text);
 }
 
-// A reader that reports by itself hides answers among its reports.
+bool comes_last(const Row& row)
+{
+    return row.writer != nullptr && row.writer->order >= rows::Order::work_mode;
+}
+
+// A reader that reports by itself hides answers among its reports, this one for one.
 void expect_reports(Access& access)
 {
     access.expect_reports(true);
     const auto mode = access.read(work_mode());
-    access.expect_reports(!mode.error && mode.bytes[0] != answering);
+    access.expect_reports(mode.is_garbled || (!mode.error && mode.bytes[0] != answering));
 }
 
 // -- a profile and a reader
@@ -145,8 +183,11 @@ class Application {
     std::vector<Group> planned();
     void write(const Group& group);
     void fail(const Group& group, const std::string& text, Outcome outcome);
+    void stop_reports();
+    void try_to_verify(Step& step);
     void verify(Step& step);
     void verify();
+    void verify_last();
     ApplyReport report() const;
 
     ReaderInside& inside_;
@@ -155,7 +196,7 @@ class Application {
     std::vector<Step> steps_;
     Comparison comparison_;
     std::vector<FailedSetting> others_;  // that the profile does not name
-    bool reports_ = false;               // by itself, but not while it is written to
+    std::optional<Bytes> mode_;          // of one that reports by itself, but not while it is written to
     bool is_over_ = false;               // the reader is lost, or not known to be the same
 };
 
@@ -183,8 +224,8 @@ Comparison Application::compare(const Profile& profile)
         text << "the profile is of " << *profile.firmware() << ", this reader has " << now;
         comparison_.skipped.push_back({"firmware", text.str()});
     }
-    access_.check_family();
     expect_reports(access_);
+    access_.check_family();
     for (const auto& value : profile.values()) compare(value, comparison_);
     return comparison_;
 }
@@ -209,6 +250,7 @@ void Application::compare(const Profile::Value& value, Comparison& out)
             }
             step.before = reading.bytes;
             step.differs = !rows::agree(row->format, step.wanted.value, reading.bytes);
+            if (step.differs && row->writer == nullptr) access_.writable(*row);  // an Error
         }
     } catch (const Error& error) {
         if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value &&
@@ -256,10 +298,12 @@ void Application::verify(Step& step)
 {
     const Row& row = step.row();
     const auto reading = access_.read(row);
+    const std::string why = step.failure ? step.failure->text + "; " : "";
     if (reading.error) {
+        const Outcome outcome = step.differs ? Outcome::unknown : Outcome::nothing;
         step.failure =
-            FailedSetting{row.name, "it cannot be read back: " + std::string(reading.error->what()),
-                          step.differs ? Outcome::unknown : Outcome::nothing};
+            FailedSetting{row.name, why + "it cannot be read back: " + std::string(reading.error->what()),
+                          step.failure ? step.failure->outcome : outcome};
     } else if (rows::agree(row.format, step.wanted.value, reading.bytes)) {
         step.failure.reset();  // an answer was lost, or another write has done it
     } else {
@@ -267,25 +311,56 @@ void Application::verify(Step& step)
             row.kind == SettingKind::secret
                 ? "the reader has another one"
                 : "the reader has " + shown(row, reading.bytes) + ", not " + shown(row, step.wanted.value);
-        const std::string why = step.failure ? step.failure->text + "; " : "";
-        step.failure = FailedSetting{row.name, why + has, Outcome::nothing};
+        const bool is_as_before = rows::agree(row.format, step.before, reading.bytes);
+        step.failure = FailedSetting{row.name, why + has, is_as_before ? Outcome::nothing : Outcome::partial};
     }
 }
 
+void Application::try_to_verify(Step& step)
+{
+    try {
+        if (step.is_readable && !is_over_) verify(step);
+    } catch (const Error& error) {
+        is_over_ = true;
+        if (!step.failure) step.failure = FailedSetting{step.row().name, error.what(), Outcome::unknown};
+    }
+}
+
+// All but what is written behind this.
 void Application::verify()
 {
     access_.forget();
     for (Step& step : steps_) {
-        try {
-            if (step.is_readable && !is_over_) verify(step);
-        } catch (const Error& error) {
-            is_over_ = true;
-            if (!step.failure) step.failure = FailedSetting{step.row().name, error.what(), Outcome::unknown};
-        }
+        if (comes_last(step.row())) continue;
+        try_to_verify(step);
         if (is_over_ && step.differs && !step.failure)
             step.failure = FailedSetting{step.row().name, "it was written and is not read back after that",
                                          Outcome::unknown};
     }
+}
+
+// The reader may report again: it is asked only where its answer to the command was lost.
+void Application::verify_last()
+{
+    access_.expect_reports(true);
+    for (Step& step : steps_)
+        if (comes_last(step.row()) && step.failure && step.failure->outcome == Outcome::unknown)
+            try_to_verify(step);
+}
+
+// Where it is not known whether the reader heard, it is set back.
+void Application::stop_reports()
+{
+    const auto failure = access_.write({{&work_mode(), {answering}}});
+    if (!failure) return;
+    const Error& error = failure->error;
+    if (error.outcome() != Outcome::unknown || failure->is_the_end) throw Error(error);
+    const bool is_back = !access_.write({{&work_mode(), *mode_}});
+    const std::string mode = shown(work_mode(), *mode_);
+    throw Error(static_cast<Errc>(error.code().value()), error.operation(), access_.reader(),
+                std::string(error.what()) + (is_back ? " [work-mode was set back to " + mode + "]"
+                                                     : " [work-mode was " + mode + ", and may not be now]"),
+                is_back ? Outcome::nothing : Outcome::unknown, error.result());
 }
 
 // What is to be written. A reader that reports by itself does so again behind that.
@@ -296,20 +371,22 @@ std::vector<Group> Application::planned()
     for (const Step& step : steps_)
         if (step.differs) wanted.push_back(step.wanted);
     const auto now = access_.read(mode);
-    reports_ = !wanted.empty() && !now.error && now.bytes[0] != answering;
+    if (!wanted.empty() && !now.error && now.bytes[0] != answering) mode_ = now.bytes;
     const auto is_mode = [&](const Wanted& one) { return one.row == &mode; };
-    if (reports_ && std::none_of(wanted.begin(), wanted.end(), is_mode)) wanted.push_back({&mode, now.bytes});
+    if (mode_ && std::none_of(wanted.begin(), wanted.end(), is_mode)) wanted.push_back({&mode, *mode_});
     return access_.grouped(std::move(wanted));
 }
 
 ApplyReport Application::apply()
 {
     const auto groups = planned();
-    if (reports_) {
-        if (const auto failure = access_.write({{&work_mode(), {answering}}})) throw Error(failure->error);
-    }
-    for (const Group& group : groups) write(group);
+    if (mode_) stop_reports();
+    const auto last = std::find_if(groups.begin(), groups.end(),
+                                   [](const Group& group) { return comes_last(*group.front().row); });
+    std::for_each(groups.begin(), last, [this](const Group& group) { write(group); });
     if (!groups.empty()) verify();
+    std::for_each(last, groups.end(), [this](const Group& group) { write(group); });
+    verify_last();
     return report();
 }
 
@@ -394,6 +471,7 @@ std::vector<SettingReading> Settings::read(const std::vector<std::string>& names
     wanted.reserve(names.size());
     for (const std::string& name : names) wanted.push_back(&rows::require_row(name, inside_->name()));
     Access access(*inside_, options_);
+    expect_reports(access);
     access.check_family();
     std::vector<SettingReading> out;
     const auto add = [&](const Row& row) {
@@ -405,9 +483,19 @@ std::vector<SettingReading> Settings::read(const std::vector<std::string>& names
         else
             now.text = shown(row, reading.bytes);
     };
-    for (const Row* const row : wanted) add(access.readable(*row));
+    for (const Row* const named : wanted) {
+        if (const Row* const row = access.find_readable(*named)) {
+            add(*row);
+            continue;
+        }
+        try {
+            access.readable(*named);
+        } catch (const Error& error) {
+            const bool is_silent = named->families != every_family && access.is_family_silent();
+            out.push_back({named->name, {}, error.what(), is_silent});
+        }
+    }
     if (!names.empty()) return out;
-    expect_reports(access);
     for (const Row& named : rows::all_rows())
         if (const Row* const row = rows::is_first(named) ? access.find_readable(named) : nullptr) add(*row);
     return out;
@@ -415,27 +503,16 @@ std::vector<SettingReading> Settings::read(const std::vector<std::string>& names
 
 std::string Settings::set(std::string_view name, std::string_view text, Lasting lasting)
 {
-    const ReaderInside::Turn turn(*inside_);
-    set(std::vector<Profile::Value>{{std::string(name), std::string(text)}}, lasting);
-    const Row& named = rows::require_row(name);
-    Access access(*inside_, options_);
-    const Row* const row = access.find_readable(named);
-    return row != nullptr ? access.show(*row) : rows::show(named.format, rows::parse_value(named, text));
+    auto wanted = parsed({{std::string(name), std::string(text)}}, inside_->name());
+    Access access(*inside_, options_, lasting);
+    return write_and_compare(access, std::move(wanted), lasting).front();
 }
 
 void Settings::set(const std::vector<Profile::Value>& values, Lasting lasting)
 {
     auto wanted = parsed(values, inside_->name());
     Access access(*inside_, options_, lasting);
-    for (Wanted& one : wanted) {
-        one.row = &access.writable(*one.row);
-        if (lasting == Lasting::until_restart && !one.row->writer->until_restart)
-            throw Error(Errc::invalid_value, "set " + one.row->name, inside_->name(),
-                        "it cannot be set until the restart only");
-    }
-    write_all(access, wanted);
-    for (const Wanted& one : wanted)
-        if (const Row* const row = access.find_readable(*one.row)) require_same(access, one, *row);
+    write_and_compare(access, std::move(wanted), lasting);
 }
 
 Profile Settings::snapshot(const SnapshotOptions& options)
@@ -444,8 +521,8 @@ Profile Settings::snapshot(const SnapshotOptions& options)
     Profile profile;
     const auto& told = inside_->ask_information();
     ProfileInside::set_reader(profile, told.type, Version{told.version[0], told.version[1]});
-    access.check_family();
     expect_reports(access);
+    access.check_family();
     for (const Row& named : rows::all_rows()) {
         if (!rows::is_first(named)) continue;
         const Row* const row = access.find_readable(named);
