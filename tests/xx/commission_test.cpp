@@ -142,11 +142,39 @@ TEST_P(CommissioningOf, AWrongPasswordGoesOutOnce)
     EXPECT_EQ(report.steps[0].state, State::failed);
     EXPECT_EQ(device->counters().commands[read_command] - before, 2U) << "one without, one with the new one";
     EXPECT_FALSE(report.ok());
+    CommissioningPlan same = whole_plan(1);
+    same.password = *same.access;
+    do {
+        before = device->counters().commands[read_command];
+        report = reader().commission(same);
+    } while (is_busy(report));
+    EXPECT_EQ(device->counters().commands[read_command] - before, 2U) << "not once more as the new one";
     CommissioningPlan right = whole_plan(1);
     right.password = *other.access;
     report = commission(right);
     EXPECT_TRUE(report.ok()) << report;
     expect_ready(0);
+}
+
+TEST_P(CommissioningOf, APasswordThatCouldNotBeReadIsNotTakenForLocked)
+{
+    constexpr std::uint8_t too_little_power = 0x0B;
+    CommissioningPlan plan;
+    plan.tid = tid_of(1);
+    plan.kill = kill_password;
+    plan.locks = {{.area = Area::kill_password, .forever = true}};
+    const auto report = with_answer(
+        read_command, {too_little_power},
+        [&] {
+            CommissioningReport out = reader().commission(plan);
+            if (is_busy(out)) throw Error(Errc::no_answer, "commission", "", "busy");
+            return out;
+        },
+        0xFC);
+    EXPECT_THAT(states(report), ElementsAre(State::failed, State::not_reached)) << report;
+    EXPECT_EQ(device->counters().commands[lock_command], 0U);
+    EXPECT_TRUE(commission(plan).ok());
+    EXPECT_THAT(device->tag_memory(0, sim::Bank::reserved), ElementsAre(0x55, 0x66, 0x77, 0x88, 0, 0, 0, 0));
 }
 
 TEST_P(CommissioningOf, EachTagOfATableIsReportedOn)

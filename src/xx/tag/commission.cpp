@@ -37,8 +37,8 @@ std::optional<Password> read_password(TagInside& tag, const Password& with, cons
         const Bytes read = Gen2Memory(tag, Bank::reserved).read_with(with, words);
         return Password(std::span<const u8>(read));
     } catch (const Error& error) {
-        if (error.code() == Errc::tag_refused) return std::nullopt;
-        throw;
+        if (error.tag_error() != memory_locked) throw;
+        return std::nullopt;
     }
 }
 
@@ -93,7 +93,8 @@ class Commissioning {
     {
         TagInside& tag = inside();
         if (const auto read = read_password(tag, {}, access_words)) return take(*read);
-        for (const Password* const password : {&plan_.password, plan_.access ? &*plan_.access : nullptr}) {
+        const bool has_other = plan_.access && *plan_.access != plan_.password;
+        for (const Password* const password : {&plan_.password, has_other ? &*plan_.access : nullptr}) {
             if (password == nullptr || password->is_zero()) continue;
             try {
                 read_password(tag, *password, access_words);
