@@ -5,9 +5,13 @@
 //
 // Reader::tag() finds out which tag is meant before anything is done to it: where none answers, or more than
 // one, it throws Error (Errc::no_tag, Errc::several_tags) with those that did in answered(). Two tags of one
-// EPC are told apart by their TIDs, as far as these can be read. From then on the one tag is named to the
-// reader by its whole EPC, or by its TID where others have its EPC; when a write changes its EPC it is named by
-// the new one.
+// EPC are told apart by their TIDs. Where the reader does not read these, two of one EPC are seen as one, and so
+// are GB or JB tags of one ID: have one only in the field then. From then on the one tag is named to the reader
+// by its whole EPC, or by its TID where others have its EPC or may have it; when a write changes its EPC it is
+// named by the new one.
+//
+// What cannot be taken back, and giving a new EPC, is done only where just before no other tag answers to that
+// name.
 //
 // Tags are of their Reader, as long as that lives. One thread at a time calls a Tag; several may have Tags of
 // one Reader, whose calls take turns, and Reader::abort() ends the one in progress. Of a call several commands
@@ -54,8 +58,9 @@ struct WriteOptions {
 
 // What a tag hides from those without its password. All of it is set at once: what is left out is shown again.
 struct Untraceable {
-    bool flag = false;                       // the tag's U indicator
-    std::optional<unsigned> epc_words = {};  // 0 to 31 words of the EPC are shown; empty: all
+    bool flag = false;  // the tag's U indicator
+    std::optional<unsigned> epc_words =
+        {};  // 0 to 31 words of the EPC are shown; empty: as many as it shows now
     enum class Tid : std::uint8_t { show, hide_serial, hide };
     Tid tid = Tid::show;
     bool hide_user = false;
@@ -93,7 +98,7 @@ class TAGWIREXX_API Tag final {
 
     // That it answers to now.
     const Epc& epc() const noexcept;
-    // Its first 6 words, or 4 where it has no more; empty where they could not be read.
+    // Its first 6 words, 4 where it has no more, or what it was named by; empty where they could not be read.
     const std::optional<Tid>& tid() const noexcept;
 
     // Words 0 to 65535. A whole bank ends where the tag says that it has no such memory.

@@ -164,6 +164,41 @@ TEST_P(TagOf, TwoTagsOfOneEpcAreToldApartByTheirTids)
     EXPECT_EQ(first().tid(), tid_of(1));
 }
 
+TEST_P(TagOf, WhoIsNotAloneAnyMoreIsNotTouchedForGood)
+{
+    sim::Scenario scenario = portal(2);
+    scenario.tags[1].epc.assign(scenario.tags[0].epc.begin(), scenario.tags[0].epc.end());
+    scenario.tags[1].epc.resize(14);
+    for (auto& tag : scenario.tags) tag.kill_password = {0x11, 0x22, 0x33, 0x44};
+    connect(scenario);
+    Tag one = first();
+    Tag same = first();
+    Tag twin = tag(tid_of(2));
+    patiently([&] { twin.make_untraceable({.epc_words = 6}); });  // shows the EPC of the first
+    const auto expect_refused = [&](Errc code, auto act) {
+        const auto error = error_of([&] { patiently(act); });
+        EXPECT_EQ(error->code(), code) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_FALSE(error->answered().empty());
+    };
+    expect_refused(Errc::several_tags, [&] { one.kill(secret); });
+    expect_refused(Errc::several_tags, [&] { one.lock_forever(Area::user); });
+    expect_refused(Errc::several_tags, [&] { one.open_forever(Area::user); });
+    expect_refused(Errc::several_tags, [&] { one.lock_block_forever(0); });
+    // A reader that reads no words in inventories does not see that there are two.
+    device->inject(sim::Fault::error(0x19, 0xFE, 0));
+    twin = tag(tid_of(2));
+    EXPECT_EQ(twin.tid(), tid_of(2));
+    patiently([&] { twin.write(Bank::user, 0, counting(8)); });
+    EXPECT_EQ(user(1, 4), counting(8));
+    EXPECT_EQ(user(0, 4), Bytes(8));
+    device->clear_faults();
+    patiently([&] { tag(tid_of(1)).make_untraceable({.epc_words = 1}); });
+    expect_refused(Errc::no_tag, [&] { same.kill(secret); });  // the other alone has the EPC now
+    EXPECT_EQ(count(kill_command) + count(lock_command) + count(0x0E), 0U);
+    EXPECT_FALSE(device->tag_state(0).killed || device->tag_state(1).killed);
+}
+
 TEST_P(TagOf, WhoCannotBeToldApartIsNotTouched)
 {
     connect(make_scenario(2));
@@ -208,16 +243,18 @@ TEST_P(TagOf, ItIsSureThatNoOtherTagAnswers)
     device->inject(sim::Fault::error(inventory_with_words, 0xFE));
     EXPECT_FALSE(first().tid());
     // One of two tags of one EPC does not tell its TID.
-    sim::Scenario scenario = portal(2);
-    scenario.tags[1].tid.resize(4);
-    connect(scenario);
-    rename(epc_of(2), epc_of(1));
-    const auto shared = error_of([&] { first(); });
-    EXPECT_EQ(shared->code(), Errc::several_tags);
-    ASSERT_EQ(shared->answered().size(), 2U);
-    EXPECT_NE(shared->answered()[0].tid, shared->answered()[1].tid);
-    EXPECT_THAT(shared->what(), HasSubstr("or it is one"));
-    EXPECT_EQ(tag(tid_of(1)).tid(), tid_of(1));
+    for (const std::size_t bytes : {4U, 8U}) {
+        sim::Scenario scenario = portal(2);
+        scenario.tags[1].tid.resize(bytes);
+        connect(scenario);
+        rename(epc_of(2), epc_of(1));
+        const auto shared = error_of([&] { first(); });
+        EXPECT_EQ(shared->code(), Errc::several_tags);
+        ASSERT_EQ(shared->answered().size(), 2U);
+        EXPECT_NE(shared->answered()[0].tid, shared->answered()[1].tid);
+        EXPECT_THAT(shared->what(), HasSubstr("or it is one"));
+        EXPECT_EQ(tag(tid_of(1)).tid(), tid_of(1));
+    }
 }
 
 // -- reading and writing
@@ -266,6 +303,12 @@ TEST_P(TagOf, PlacesAndDataAreLookedAtFirst)
     EXPECT_EQ(beyond->code(), Errc::tag_refused);
     EXPECT_EQ(beyond->tag_error(), 3);
     EXPECT_THAT(beyond->what(), HasSubstr("no such memory"));
+    const auto untold = error_of([&] {
+        with_answer(
+            read_command, {}, [&] { one.read(Bank::user, 0, 1); }, 0xFC);
+    });
+    EXPECT_EQ(untold->code(), Errc::tag_refused);
+    EXPECT_EQ(untold->tag_error(), -1) << "it gave no code";
 }
 
 TEST_P(TagOf, TheOneThatLeavesMidwayIsNotTakenForAnother)
@@ -455,10 +498,12 @@ TEST_P(TagOf, AWrongPasswordGoesOutOncePerCall)
     expect_refused([&] { one.kill(wrong); });
     EXPECT_FALSE(device->tag_state(0).killed);
     // Where its answer is lost, too.
-    lose(write_command);
-    device->forget_requests();
-    EXPECT_EQ(error_of([&] { one.write(Bank::user, 0, counting(4)); })->code(), Errc::no_answer);
-    EXPECT_EQ(requests_with(wrong), 1U);
+    for (const Bank bank : {Bank::user, Bank::reserved}) {
+        lose(write_command);
+        device->forget_requests();
+        EXPECT_EQ(error_of([&] { one.write(bank, 0, counting(4)); })->code(), Errc::no_answer);
+        EXPECT_EQ(requests_with(wrong), 1U);
+    }
 }
 
 TEST_P(TagOf, APasswordOpensTheTagFromThenOn)
@@ -510,6 +555,9 @@ TEST_P(TagOf, WhatIsDoneForGoodIsLookedAtWhenTheAnswerIsLost)
     patiently([&] { one.lock_forever(Area::kill_password); });
     EXPECT_EQ(count(lock_command), 2U);
     EXPECT_EQ(device->tag_state(0).lock(sim::Area::kill_password), sim::Lock::closed_forever);
+    lose(lock_command);
+    EXPECT_EQ(error_of([&] { one.lock_forever(Area::kill_password); })->outcome(), Outcome::unknown)
+        << "it looked so before";
     lose(lock_command);
     EXPECT_EQ(error_of([&] { one.lock_forever(Area::user); })->outcome(), Outcome::unknown);
     lose(0x0E);
@@ -629,6 +677,7 @@ TEST_P(TagOf, ASilentTagHearsItsNameAndPasswordOnly)
     connect(scenario);
     Tag without = first();
     expect_invalid([&] { without.silence(); });
+    expect_invalid([&] { reader().end_silence(Epc("E20011"), secret); });
     Tag one = first(secret);
     patiently([&] { one.silence(); });
     EXPECT_TRUE(device->tag_state(0).silent);
@@ -639,6 +688,11 @@ TEST_P(TagOf, ASilentTagHearsItsNameAndPasswordOnly)
     EXPECT_EQ(one.epc(), epc_of(1));
     patiently([&] { one.silence(); });
     EXPECT_EQ(patiently([&] { return reader().end_silence(epc_of(1), secret); }).tid(), tid_of(1));
+    inject(sim::Fault::set_byte(3, 2), 0x19);
+    const auto unfound =
+        error_of([&] { patiently([&] { return reader().end_silence(epc_of(1), secret); }); });
+    EXPECT_EQ(unfound->outcome(), Outcome::partial) << unfound->what();
+    EXPECT_THAT(unfound->what(), HasSubstr("the silence was ended, but"));
 }
 
 TEST_P(TagOf, LedsAndWhatAChipHasNot)
@@ -665,6 +719,12 @@ TEST_P(TagOf, LedsAndWhatAChipHasNot)
     expect_invalid([&] { one.light_led({.chip = static_cast<LedChip>(4)}); });
     expect_invalid([&] { one.switch_led_off(LedChip::klw); });
     expect_invalid([&] { one.switch_led_off(LedChip::bx); });
+    const auto untold = error_of([&] {
+        with_answer(
+            0xC9, {3}, [&] { one.light_led({}); }, 0xFC);
+    });
+    EXPECT_EQ(untold->code(), Errc::tag_refused);
+    EXPECT_EQ(untold->tag_error(), -1) << "it is not told";
     patiently([&] { reader().set_carrier_time(9); });
     EXPECT_EQ(device->settings().carrier_time, 9);
     expect_invalid([&] { reader().set_carrier_time(256); });

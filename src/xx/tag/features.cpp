@@ -52,14 +52,48 @@ template <class Act> void hide(TagInside& tag, const char* by, Act act)
 
 bool has_mode(LedChip chip) { return chip == LedChip::fd || chip == LedChip::yl; }
 
+// Its command takes EPCs of 14 words at most, and does not tell the tag's own code.
+void switch_fd_led(TagInside& tag, u8 mode)
+{
+    constexpr u8 most_words = 14;
+    ReaderInside& reader = *tag.reader_;
+    NameOnWire name = tag.name();
+    if (name.words != NameOnWire::by_mask && name.words > most_words) {
+        if (!tag.tid_)
+            refuse_value(
+                reader, led_call,
+                "the LED of this chip takes an EPC of 14 words at most, and the tag's TID is not known");
+        name = name_by(reader, *tag.tid_);
+    }
+    int unused = 0;
+    const int result = run_for_tag(reader, led_call, std::move(name), unused, &O::Fd_LedCtr,
+                                   std::tuple(mode, in(tag.password_)));
+    if (result != 0) fail_at_tag(reader, led_call, result, -1);
+    tag.is_password_right_ = true;
+}
+
 void switch_led(TagInside& tag, LedChip chip, u8 mode, u8 time)
 {
     u8* const password = in(tag.password_);
     switch (chip) {
-    case LedChip::fd: return tag.ask(led_call, &O::Fd_LedCtr, std::tuple(mode, password));
+    case LedChip::fd: return switch_fd_led(tag, mode);
     case LedChip::yl: return tag.ask(led_call, &O::YL_LED_Controll, std::tuple(mode, time, password));
     case LedChip::klw: return tag.ask(led_call, &O::KLW_LED_Controll, std::tuple(time, password));
     case LedChip::bx: return tag.ask(led_call, &O::BX_LED_Controll, std::tuple(time, password));
+    }
+}
+
+// A tag that was woken; it is awake even where it is not found.
+template <class Find> Tag found_again(const ReaderInside& reader, Find find)
+{
+    try {
+        return find();
+    } catch (const Error& error) {
+        auto details = std::make_shared<ErrorDetails>();
+        details->answered = error.answered();
+        throw Error(static_cast<Errc>(error.code().value()), end_silence_call.name, reader.name(),
+                    "the silence was ended, but finding the tag failed: " + error.text(), Outcome::partial,
+                    error.result(), details);
     }
 }
 
@@ -197,19 +231,18 @@ bool Reader::eas_alarm()
 Tag Reader::end_silence(const Epc& name, const Password& password)
 {
     const Inside::Turn turn(*inside_);
+    if (name.size() % 2 != 0) refuse_value(*inside_, end_silence_call, "an EPC has whole words of 2 bytes");
     checked(*inside_, end_silence_call, "the count of words of the EPC",
             static_cast<long long>(name.size() / 2), 1, 31);
     tagwire::end_silence(*inside_, name_by(name.bytes()), password);
-    return tag(name, password);
+    return found_again(*inside_, [&] { return tag(name, password); });
 }
 
 Tag Reader::end_silence(const Tid& name, const Password& password)
 {
     const Inside::Turn turn(*inside_);
-    NameOnWire on_wire;
-    on_wire.mask = given_mask(*inside_, end_silence_call, mask_of(name));
-    tagwire::end_silence(*inside_, on_wire, password);
-    return tag(name, password);
+    tagwire::end_silence(*inside_, name_by(*inside_, name), password);
+    return found_again(*inside_, [&] { return tag(name, password); });
 }
 
 void Reader::set_carrier_time(int time)

@@ -49,7 +49,41 @@ std::string list_of(const std::vector<SeenTag>& tags)
     return out.str();
 }
 
+// Not every reader reads words in an inventory. TIDs have 6 words as a rule, 4 or more where they have a serial
+// number; they are cut to 4 only where none has 6, as cut ones may be alike. A reading may come without one: of
+// a tag that has none, or of one that is far away. Where the readings of an EPC are not alike it is looked again.
+template <class Fits>
+std::vector<SeenTag> find_tags(ReaderInside& reader, const std::optional<Mask>& mask, Fits fits)
+{
+    constexpr int most_looks = 4;
+    const ReaderInside::Turn turn(reader);
+    std::vector<SeenTag> tags;
+    unsigned words = 6;
+    for (int i = 0; i < most_looks; ++i) {
+        try {
+            tags = take_inventory(reader, mask, words);
+        } catch (const Error& error) {
+            if (error.code() != Errc::no_such_feature) throw;
+            tags = take_inventory(reader, mask, 0);
+            i = most_looks;
+        }
+        std::erase_if(tags, [&](const SeenTag& tag) { return !fits(tag); });
+        const auto with_tid = std::count_if(tags.begin(), tags.end(), has_tid);
+        if (static_cast<std::size_t>(with_tid) == tags.size() || !has_one_epc(tags)) break;
+        if (with_tid == 0 && words == 4) break;
+        if (with_tid == 0 && i == 0) words = 4;
+    }
+    return tags;
+}
+
 }  // namespace
+
+bool begin_alike(const Tid& a, const Tid& b)
+{
+    const std::size_t bytes = std::min(a.size(), b.size());
+    return std::equal(a.bytes().begin(), a.bytes().begin() + static_cast<std::ptrdiff_t>(bytes),
+                      b.bytes().begin());
+}
 
 Mask mask_of(const Epc& epc)
 {
@@ -61,31 +95,14 @@ Mask mask_of(const Epc& epc)
 
 Mask mask_of(const Tid& tid) { return {Bank::tid, 0, Bytes(tid.bytes().begin(), tid.bytes().end())}; }
 
-// Not every reader reads words in an inventory. TIDs have 6 words as a rule, 4 or more where they have a serial number. A reading may come without one: of a
-// tag that has none, or of one that is far away. Where the readings of an EPC are not alike it is looked again.
 std::vector<SeenTag> find_tags(ReaderInside& reader, const std::optional<Mask>& mask)
 {
-    const ReaderInside::Turn turn(reader);
-    std::vector<SeenTag> tags;
-    for (const unsigned words : {6U, 4U, 6U, 4U}) {
-        try {
-            tags = take_inventory(reader, mask, words);
-        } catch (const Error& error) {
-            if (error.code() != Errc::no_such_feature) throw;
-            return take_inventory(reader, mask, 0);
-        }
-        const auto with_tid = std::count_if(tags.begin(), tags.end(), has_tid);
-        const bool is_clear = static_cast<std::size_t>(with_tid) == tags.size() || !has_one_epc(tags);
-        if (is_clear || (with_tid == 0 && words == 4)) break;
-    }
-    return tags;
+    return find_tags(reader, mask, [](const SeenTag&) { return true; });
 }
 
 std::vector<SeenTag> find_tags(ReaderInside& reader, const Epc& epc)
 {
-    std::vector<SeenTag> tags = find_tags(reader, mask_of(epc));
-    std::erase_if(tags, [&](const SeenTag& tag) { return tag.epc != epc; });
-    return tags;
+    return find_tags(reader, mask_of(epc), [&](const SeenTag& tag) { return tag.epc == epc; });
 }
 
 SeenTag only_one(const ReaderInside& reader, const std::vector<SeenTag>& tags, const std::string& name)

@@ -12,6 +12,9 @@ std::vector<SeenTag> find_tags(ReaderInside& reader, const std::optional<Mask>& 
 // Those with exactly this EPC.
 std::vector<SeenTag> find_tags(ReaderInside& reader, const Epc& epc);
 
+// Whether one is the beginning of the other.
+bool begin_alike(const Tid& a, const Tid& b);
+
 Mask mask_of(const Epc& epc);
 Mask mask_of(const Tid& tid);
 

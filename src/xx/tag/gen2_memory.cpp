@@ -133,16 +133,15 @@ void Gen2Memory::write(const MemoryRange& range, std::span<const u8> data)
 Bytes Gen2Memory::look(const MemoryRange& range)
 {
     if (in_doubt_) find_again();
-    return read_with(bank_ == Bank::reserved ? tag_.password_ : tag_.proven_password(), range);
+    return read_with(tag_.proven_password(), range);
 }
 
 void Gen2Memory::find_again()
 {
     if (in_doubt_->empty() || *in_doubt_ == image_) return accept(image_);
-    if (bank_ == Bank::epc)
-        find_renamed(epc_of(*in_doubt_));
-    else
-        find_password(Password(std::span<const u8>(*in_doubt_)));
+    if (bank_ == Bank::reserved)  // tried once
+        return find_password(Password(std::span<const u8>(*std::exchange(in_doubt_, std::nullopt))));
+    find_renamed(epc_of(*in_doubt_));
     in_doubt_.reset();
 }
 
@@ -161,7 +160,9 @@ void Gen2Memory::find_renamed(const Epc& after)
     }
     for (const Epc& name : {after, tag_.epc_}) {
         const auto tags = find_tags(reader(), name);
-        if (tags.size() == 1) return take(tags[0]);
+        const bool is_another =
+            tags.size() == 1 && tag_.tid_ && tags[0].tid && !begin_alike(*tags[0].tid, *tag_.tid_);
+        if (tags.size() == 1 && !is_another) return take(tags[0]);
     }
     throw Error(Errc::no_tag, read_call.name, reader().name(), "the tag answers to neither EPC");
 }
@@ -174,7 +175,6 @@ void Gen2Memory::find_password(const Password& after)
         tag_.password_ = after;
     } catch (const Error& error) {
         if (error.result() != wrong_password) throw;
-        in_doubt_.reset();
         image_ = read_with(tag_.password_, {access_password_word, 2});
     }
 }

@@ -28,22 +28,28 @@ void write_words(Gen2Memory& memory, const MemoryRange& range, std::span<const u
     write_pieces(memory, range.first, data);
 }
 
-void send_lock(TagInside& tag, Area area, LockCode code)
+void check_area(const TagInside& tag, Area area)
 {
     checked(*tag.reader_, lock_call, "the area", static_cast<int>(area), 0, 4);
+}
+
+void send_lock(TagInside& tag, Area area, LockCode code)
+{
     tag.ask(lock_call, &O::Lock_G2,
             std::tuple(static_cast<u8>(area), static_cast<u8>(code), in(tag.password_)));
 }
 
-// Passwords that are locked for good cannot be read with the access password either.
-bool is_unreadable(TagInside& tag, Area area)
+// Passwords that are locked for good cannot be read with the access password either. Empty where it cannot be
+// seen.
+std::optional<bool> is_unreadable(TagInside& tag, Area area)
 {
+    if (area != Area::kill_password && area != Area::access_password) return std::nullopt;
     Gen2Memory memory(tag, Bank::reserved);
     try {
         memory.read({area == Area::kill_password ? 0U : 2U, 2});
     } catch (const Error& error) {
-        if (error.tag_error() != memory_locked) throw;
-        return true;
+        if (error.code() != Errc::tag_refused) throw;
+        return error.tag_error() == memory_locked ? std::optional(true) : std::nullopt;
     }
     return false;
 }
@@ -127,6 +133,7 @@ void Tag::set_kill_password(const Password& password) { write(Bank::reserved, 0,
 void Tag::lock(Area area, Protection protection, const LockOptions& options)
 {
     const auto turn = inside_->begin();
+    check_area(*inside_, area);
     const bool by_password = protection == Protection::password;
     if (by_password && inside_->password_.is_zero() && !options.without_password)
         refuse_value(*inside_->reader_, lock_call,
@@ -138,21 +145,24 @@ void Tag::lock(Area area, Protection protection, const LockOptions& options)
 void Tag::lock_forever(Area area)
 {
     const auto turn = inside_->begin();
-    const bool can_be_seen = area == Area::kill_password || area == Area::access_password;
-    if (can_be_seen) is_unreadable(*inside_, area);  // shows that the password is right, too
+    check_area(*inside_, area);
+    const auto before = is_unreadable(*inside_, area);  // shows that the password is right, too
+    inside_->require_in_the_field();
     try {
         send_lock(*inside_, area, LockCode::forever);
     } catch (const Error& error) {
-        if (!can_be_seen || error.outcome() != Outcome::unknown) throw;
-        const auto seen = look_until_told([&] { return is_unreadable(*inside_, area); });
-        if (!seen) throw;
-        if (!*seen) throw told_again(error, "; looked at, it was not done", Outcome::nothing);
+        if (before != false || error.outcome() != Outcome::unknown) throw;
+        const auto after = look_until_told([&] { return is_unreadable(*inside_, area); });
+        if (!after || !*after) throw;
+        if (!**after) throw told_again(error, "; looked at, it was not done", Outcome::nothing);
     }
 }
 
 void Tag::open_forever(Area area)
 {
     const auto turn = inside_->begin();
+    check_area(*inside_, area);
+    inside_->require_in_the_field();
     send_lock(*inside_, area, LockCode::open_forever);
 }
 
@@ -160,6 +170,7 @@ void Tag::lock_block_forever(unsigned word)
 {
     const auto turn = inside_->begin();
     checked(*inside_->reader_, lock_call, "the word", word, 0, 255);
+    inside_->require_in_the_field();
     inside_->ask(lock_call, &O::BlockLock_G2, std::tuple(in(inside_->password_), static_cast<u8>(word)));
 }
 

@@ -16,6 +16,20 @@ void require_name(const ReaderInside& reader, std::size_t bytes)
     if (bytes == 0) refuse_value(reader, find_call, "a tag has no name without bytes");
 }
 
+std::string tid_text(const Tid& tid) { return "the TID " + tid.to_string(); }
+
+[[noreturn]] void refuse_another(const ReaderInside& reader, const SeenTag& found, const Tid& wanted)
+{
+    auto details = std::make_shared<ErrorDetails>();
+    details->answered = {found};
+    throw Error(Errc::no_tag, find_call.name, reader.name(),
+                (found.tid ? "another tag answers, of " + tid_text(*found.tid)
+                           : "a tag answers whose TID could not be read") +
+                    ", and not surely the one of " + tid_text(wanted) +
+                    ": bring that one closer and others away",
+                Outcome::nothing, 0, details);
+}
+
 }  // namespace
 
 NameOnWire name_by(std::span<const u8> id)
@@ -26,13 +40,14 @@ NameOnWire name_by(std::span<const u8> id)
     return out;
 }
 
-NameOnWire TagInside::name() const
+NameOnWire name_by(const ReaderInside& reader, const Tid& tid)
 {
-    if (!by_tid_) return name_by(epc_.bytes());
     NameOnWire out;
-    out.mask = given_mask(*reader_, find_call, mask_of(*tid_));
+    out.mask = given_mask(reader, find_call, mask_of(tid));
     return out;
 }
+
+NameOnWire TagInside::name() const { return by_tid_ ? name_by(*reader_, *tid_) : name_by(epc_.bytes()); }
 
 const Password& TagInside::proven_password() const
 {
@@ -40,21 +55,28 @@ const Password& TagInside::proven_password() const
     return is_password_right_ ? password_ : none;
 }
 
-bool TagInside::is_in_the_field() const
+std::vector<SeenTag> TagInside::find() const
 {
-    return !(by_tid_ ? find_tags(*reader_, mask_of(*tid_)) : find_tags(*reader_, epc_)).empty();
+    return by_tid_ ? find_tags(*reader_, mask_of(*tid_)) : find_tags(*reader_, epc_);
 }
+
+bool TagInside::is_in_the_field() const { return !find().empty(); }
 
 void TagInside::require_in_the_field() const
 {
-    if (!is_in_the_field()) only_one(*reader_, {}, epc_.to_string());
+    const SeenTag found = only_one(*reader_, find(), by_tid_ ? tid_text(*tid_) : epc_.to_string());
+    if (tid_ && (found.tid ? !begin_alike(*found.tid, *tid_) : !by_tid_))
+        refuse_another(*reader_, found, *tid_);
 }
 
 Tag TagInside::make_unambiguous(ReaderInside& reader, const SeenTag& tag, Password password)
 {
     const std::vector<SeenTag> alike = tag.epc.empty() ? std::vector<SeenTag>{} : find_tags(reader, tag.epc);
-    if (alike.size() == 1) return make(reader, tag, false, std::move(password));
-    if (!tag.tid) only_one(reader, alike, "the EPC of the tag, which shows no TID");
+    if (!tag.tid) {
+        const SeenTag seen = only_one(reader, alike, "the EPC of the tag, which shows no TID");
+        return make(reader, seen, false, std::move(password));
+    }
+    if (alike.size() == 1 && alike[0].tid == tag.tid) return make(reader, tag, false, std::move(password));
     only_one(reader, find_tags(reader, mask_of(*tag.tid)), "the TID of the tag, whose EPC others have");
     return make(reader, tag, true, std::move(password));
 }
@@ -71,7 +93,9 @@ Tag Reader::tag(const Tid& name, Password password)
 {
     require_name(*inside_, name.size());
     const Inside::Turn turn(*inside_);
-    const SeenTag tag = only_one(*inside_, find_tags(*inside_, mask_of(name)), "the TID " + name.to_string());
+    SeenTag tag = only_one(*inside_, find_tags(*inside_, mask_of(name)), tid_text(name));
+    if (tag.tid && !begin_alike(*tag.tid, name)) refuse_another(*inside_, tag, name);
+    if (!tag.tid || tag.tid->size() < name.size()) tag.tid = name;
     return TagInside::make_unambiguous(*inside_, tag, std::move(password));
 }
 

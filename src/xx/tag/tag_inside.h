@@ -33,20 +33,29 @@ struct NameOnWire {
     std::size_t size() const { return words == by_mask ? 4U + (mask.bits + 7U) / 8 : 2U * words; }
 };
 NameOnWire name_by(std::span<const u8> id);
+NameOnWire name_by(const ReaderInside& reader, const Tid& tid);
 
 // Calls an operation for one tag. `own` are the arguments between its name and the mask, `out` those behind.
+template <class Operation, class... Own, class... Out>
+int run_for_tag(ReaderInside& reader, const Call& call, NameOnWire name, int& error, Operation operation,
+                const std::tuple<Own...>& own, Out... out)
+{
+    return std::apply(
+        [&](auto... fields) {
+            return reader.run(call, operation, name.id.data(), name.words, fields..., name.mask.bank,
+                              name.mask.bit.data(), name.mask.bits, name.mask.bytes.data(), out..., &error);
+        },
+        own);
+}
+
+// The same where anything but success is an Error.
 template <class Operation, class... Own, class... Out>
 void ask_tag(ReaderInside& reader, const Call& call, NameOnWire name, Operation operation,
              const std::tuple<Own...>& own, Out... out)
 {
     const ReaderInside::Turn turn(reader);
     int error = -1;
-    const int result = std::apply(
-        [&](auto... fields) {
-            return reader.run(call, operation, name.id.data(), name.words, fields..., name.mask.bank,
-                              name.mask.bit.data(), name.mask.bits, name.mask.bytes.data(), out..., &error);
-        },
-        own);
+    const int result = run_for_tag(reader, call, std::move(name), error, operation, own, out...);
     if (result != 0) fail_at_tag(reader, call, result, error);
     reader.require(call, reader.came());
 }
@@ -84,7 +93,10 @@ class TagInside {
     }
     // The password opens the tag: what is told by looking at it can be asked with it.
     const Password& proven_password() const;
+    // Those that answer to its name.
+    std::vector<SeenTag> find() const;
     bool is_in_the_field() const;
+    // Throws Error unless it answers, and no other to its name.
     void require_in_the_field() const;
 
     ReaderInside* reader_;

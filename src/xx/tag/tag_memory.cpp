@@ -151,13 +151,14 @@ void fail_at_tag(const ReaderInside& reader, const Call& call, int result, int t
     const bool is_gen2 =
         call.family == engine::ResultFamily::tag || call.family == engine::ResultFamily::sensor;
     const bool is_tags_own = result == TAGWIRE_TAG_ERROR;
-    const auto text = is_tags_own && is_gen2 ? engine::result_text(engine::ResultFamily::tag_error, tag_error)
-                                             : engine::result_text(call.family, result);
+    const bool has_code = is_tags_own && tag_error >= 0 && reader.came() >= 1;
+    const auto text = has_code && is_gen2 ? engine::result_text(engine::ResultFamily::tag_error, tag_error)
+                                          : engine::result_text(call.family, result);
     const Errc code = is_tags_own                 ? Errc::tag_refused
                       : result == TAGWIRE_NO_DATA ? Errc::no_tag
                                                   : Errc::refused;
     auto details = std::make_shared<ErrorDetails>();
-    if (is_tags_own) details->tag_error = tag_error;
+    if (has_code) details->tag_error = tag_error;
     // A tag that has done it may have left before it said so.
     const bool in_doubt = call.effect == Effect::change && !is_tags_own;
     throw Error(code, call.name, reader.name(), std::string(text.what) + ": " + text.advice,

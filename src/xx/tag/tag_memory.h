@@ -22,7 +22,7 @@ constexpr Call tag_change(const char* name, engine::ResultFamily family = engine
     return {name, Effect::change, 0, false, family};
 }
 
-// As ReaderInside::fail(), with the tag's own code where it gave one.
+// As ReaderInside::fail(), with the tag's own code where it gave one; -1: this call does not tell it.
 [[noreturn]] void fail_at_tag(const ReaderInside& reader, const Call& call, int result, int tag_error);
 
 // Whether a command that changes something may have done so though it failed.
