@@ -259,17 +259,24 @@ TEST_F(ATableOfTags, HasColumnsInAnyOrder)
     EXPECT_TRUE(plans[0].locks[1].forever);
     EXPECT_FALSE(plans[1].epc || plans[1].access || plans[1].kill);
     EXPECT_TRUE(plans[1].locks.at(0).forever);
+    const auto quoted = load("\"tid\",\"epc\"\n \"E280\" , \"3034\" \n");
+    ASSERT_EQ(quoted.size(), 1U);
+    EXPECT_EQ(quoted[0].tid, Tid("E280"));
+    EXPECT_EQ(quoted[0].epc, Epc("3034"));
     EXPECT_TRUE(load("").empty());
     EXPECT_TRUE(load("tid\n").empty());
 }
 
 TEST_F(ATableOfTags, IsRefusedWithItsLine)
 {
-    expect_refused("tid,colour\n", ".csv:1: 'colour' is no column");
+    expect_refused("tid,colour\n", ".csv:1: column 2: ");
+    expect_refused("11223344,tid\n", "this is none of them");
+    expect_refused("tid,epc\nE28011,3034\nE280,3035\n", ".csv:3: the TID is the beginning");
+    expect_refused("tid,epc\nE28011,3034\nE2801122,3035\n", ".csv:3: the TID is the beginning");
     expect_refused("epc\n", ".csv:1: ");
     expect_refused("tid,tid\n", "twice");
     expect_refused("tid,epc\n\nE280\n", ".csv:3: there are 2 columns, and 1 values");
-    expect_refused("tid,access\nE280,1122334\n", ".csv:2: a password has 4 bytes");
+    expect_refused("tid,access\nE280,1122334\n", ".csv:2: column access: a password has 4 bytes");
     expect_refused("tid,epc\nE28G,3034\n", "E28G");
     expect_refused("tid,epc\n,3034\n", "a tag is named by its TID");
     expect_refused("tid,epc\nE280,30\n", "whole words");

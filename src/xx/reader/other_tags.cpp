@@ -109,6 +109,7 @@ Question question_of(const ReaderInside& inside, const Call& call, const OtherTa
         out.mask =
             given_mask(inside, call, plan.mask->area, plan.mask->bit, plan.mask->bytes, plan.mask->bits);
     if (plan.password) {
+        if (!plan.words) refuse_value(inside, call, "a password is for words to be read: name them");
         if (plan.password->size() != out.password.size())
             refuse_value(inside, call, "a password has 4 bytes");
         std::copy(plan.password->begin(), plan.password->end(), out.password.begin());

@@ -43,7 +43,11 @@ std::string_view trimmed(std::string_view text)
     constexpr std::string_view blanks = " \t\r";
     const std::size_t first = text.find_first_not_of(blanks);
     if (first == std::string_view::npos) return {};
-    text = text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string_view unquoted(std::string_view text)
+{
     const bool is_quoted = text.size() >= 2 && text.front() == '"' && text.back() == '"';
     return is_quoted ? text.substr(1, text.size() - 2) : text;
 }
@@ -53,7 +57,7 @@ std::vector<std::string_view> split_at(std::string_view text, char separator)
     std::vector<std::string_view> out;
     for (std::size_t end = 0; end != std::string_view::npos; text.remove_prefix(end + 1)) {
         end = text.find(separator);
-        out.push_back(trimmed(text.substr(0, end)));
+        out.push_back(unquoted(trimmed(text.substr(0, end))));
         if (end == std::string_view::npos) break;
     }
     return out;
@@ -103,18 +107,35 @@ std::vector<const Column*> columns_of(std::string_view line)
 {
     std::vector<const Column*> out;
     for (const std::string_view name : split_at(line, ',')) {
+        const std::string number = "column " + std::to_string(out.size() + 1);
         const auto* const column =
             std::find_if(columns.begin(), columns.end(), [&](const Column& c) { return c.name == name; });
         if (column == columns.end())
-            refuse_text('\'' + std::string(name) +
-                        "' is no column: there are tid, epc, access, kill, lock and password");
+            refuse_text(number +
+                        ": the first line names the columns, which are tid, epc, access, kill, lock and "
+                        "password; this is none of them");  // but a secret, where there is no such line
         if (std::find(out.begin(), out.end(), column) != out.end())
-            refuse_text("the column " + std::string(name) + " is there twice");
+            refuse_text(number + ": " + std::string(name) + " is there twice");
         out.push_back(column);
     }
     if (std::find(out.begin(), out.end(), columns.data()) == out.end())
         refuse_text("the first line names the columns, and there is no tid");
     return out;
+}
+
+void put_cell(CommissioningPlan& plan, const Column& column, std::string_view cell)
+{
+    try {
+        column.put(plan, cell);
+    } catch (const Error& error) {
+        refuse_text("column " + std::string(column.name) + ": " + error.text());
+    }
+}
+
+bool is_beginning(const Tid& beginning, const Tid& whole)
+{
+    const auto bytes = beginning.bytes();
+    return bytes.size() <= whole.size() && std::equal(bytes.begin(), bytes.end(), whole.bytes().begin());
 }
 
 CommissioningPlan plan_of(const std::vector<const Column*>& header, std::string_view line)
@@ -125,7 +146,7 @@ CommissioningPlan plan_of(const std::vector<const Column*>& header, std::string_
                     std::to_string(cells.size()) + " values");
     CommissioningPlan plan;
     for (std::size_t i = 0; i < cells.size(); ++i)
-        if (!cells[i].empty()) header[i]->put(plan, cells[i]);
+        if (!cells[i].empty()) put_cell(plan, *header[i], cells[i]);
     if (const std::string problem = problem_of(plan); !problem.empty()) refuse_text(problem);
     return plan;
 }
@@ -141,7 +162,13 @@ class Table {
             return;
         }
         CommissioningPlan plan = plan_of(header_, line);
-        if (!tids_.insert(plan.tid).second) refuse_text("the TID is there twice");
+        // One that begins another comes right before it.
+        const auto [at, is_new] = tids_.insert(plan.tid);
+        if (!is_new) refuse_text("the TID is there twice");
+        const auto next = std::next(at);
+        if ((next != tids_.end() && is_beginning(*at, *next)) ||
+            (at != tids_.begin() && is_beginning(*std::prev(at), *at)))
+            refuse_text("the TID is the beginning of another one, or another one is of it");
         if (plan.epc && !epcs_.insert(*plan.epc).second) refuse_text("the EPC is there twice");
         plans_.push_back(std::move(plan));
     }
