@@ -154,7 +154,8 @@ class TAGWIREXX_API Tag final {
     std::unique_ptr<TagInside> inside_;
 };
 
-// Memory of GB and JB tags; user areas go on at 0x31.
+// Memory of GB and JB tags; user areas go on at 0x31. Of the security area the first two words are taken for the
+// kill password and the next two for the access password, which a TagGb goes on with when it writes them.
 enum class GbArea : std::uint8_t { information = 0x00, coding = 0x10, security = 0x20, user = 0x30 };
 enum class GbAccess : std::uint8_t { read_write, read_only, write_only, none };
 enum class GbSecurity : std::uint8_t { open = 1, password = 2 };

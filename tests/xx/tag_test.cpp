@@ -432,6 +432,7 @@ TEST_P(TagOf, ANewEpcKeepsTheRestOfTheControlWord)
     const auto taken = error_of([&] { patiently([&] { one.write_epc(epc_of(2)); }); });
     EXPECT_EQ(taken->code(), Errc::exists_already);
     EXPECT_EQ(taken->answered().size(), 1U);
+    EXPECT_THAT(texts(taken->not_written()), ElementsAre("1-7"));
     EXPECT_EQ(count(write_command), writes);
 }
 
@@ -497,6 +498,9 @@ TEST_P(TagOf, AWrongPasswordGoesOutOncePerCall)
     expect_refused([&] { one.lock_forever(Area::user); });
     expect_refused([&] { one.kill(wrong); });
     EXPECT_FALSE(device->tag_state(0).killed);
+    const auto unwritten =
+        error_of([&] { patiently([&] { one.set_access_password(Password("01020304")); }); });
+    EXPECT_THAT(texts(unwritten->not_written()), ElementsAre("2-3"));
     // Where its answer is lost, too.
     for (const Bank bank : {Bank::user, Bank::reserved}) {
         lose(write_command);
@@ -859,6 +863,8 @@ TEST_P(TagOf, WordsOfAGbTag)
     lose(write_gb);
     one.write(GbArea::coding, 1, Bytes{0, 7});
     EXPECT_EQ(one.id(), TagId("A5A50007"));
+    patiently([&] { one.write(GbArea::security, 2, from_hex("0A0B0C0D")); });
+    EXPECT_EQ(patiently([&] { return one.read(GbArea::security, 2, 2); }), from_hex("0A0B0C0D"));
     patiently([&] { one.set_access(GbArea::user, GbAccess::read_only); });
     EXPECT_EQ(error_of([&] { patiently([&] {
                                  one.write(GbArea::user, 0, Bytes{1, 1});

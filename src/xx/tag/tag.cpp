@@ -22,9 +22,19 @@ void checked_bank(const ReaderInside& reader, const Call& call, Bank bank)
     checked(reader, call, "the bank", static_cast<int>(bank), 0, 3);
 }
 
+// What is done before a write.
+template <class Act> void begin_write(const MemoryRange& range, Act act)
+{
+    try {
+        act();
+    } catch (const Error& error) {
+        throw told_unwritten(error, range);
+    }
+}
+
 void write_words(Gen2Memory& memory, const MemoryRange& range, std::span<const u8> data)
 {
-    memory.prepare(range, data);
+    begin_write(range, [&] { memory.prepare(range, data); });
     write_pieces(memory, range.first, data);
 }
 
@@ -115,13 +125,17 @@ void Tag::write_epc(const Epc& epc)
     if (epc.size() % 2 != 0) refuse_value(reader, write_epc_call, "an EPC has whole words of 2 bytes");
     const int words = checked(reader, write_epc_call, "the count of words of an EPC",
                               static_cast<long long>(epc.size() / 2), 1, longest);
-    inside_->require_in_the_field();
-    if (epc == inside_->epc_) return;
+    const MemoryRange range{1, static_cast<unsigned>(words + 1)};
     Gen2Memory memory(*inside_, Bank::epc, Gen2Memory::How::write, longest + 1);
-    Bytes data = memory.read_with(inside_->proven_password(), {1, 1});
+    Bytes data;
+    begin_write(range, [&] {
+        inside_->require_in_the_field();
+        if (epc != inside_->epc_) data = memory.read_with(inside_->proven_password(), {1, 1});
+    });
+    if (data.empty()) return;
     data[0] = static_cast<u8>(words << length_shift | (data[0] & 0x07));
     data.insert(data.end(), epc.bytes().begin(), epc.bytes().end());
-    write_words(memory, {1, static_cast<unsigned>(words + 1)}, data);
+    write_words(memory, range, data);
 }
 
 void Tag::set_access_password(const Password& password) { write(Bank::reserved, 2, password.bytes()); }

@@ -1,5 +1,6 @@
 // A GB or JB tag.
 #include <algorithm>
+#include <cstring>
 
 #include "xx/tag/tag_inside.h"
 
@@ -110,12 +111,24 @@ class MemoryGb final : public TagMemory {
         if (after_ != tag_.id_ && !tag_.find(after_).empty())
             throw Error(Errc::exists_already, write_gb_call.name, reader().name(),
                         "another tag has the ID " + after_.to_string() + " already");
+        if (area_ == static_cast<u8>(GbArea::security)) password_in_doubt_ = password_after(range, data);
         send(range, data);
         tag_.id_ = after_;
+        if (password_in_doubt_) tag_.password_ = *std::exchange(password_in_doubt_, std::nullopt);
     }
     Bytes look(const MemoryRange& range) override
     {
         if (after_ != tag_.id_ && !tag_.find(after_).empty()) tag_.id_ = after_;
+        if (password_in_doubt_) {  // tried once
+            const Password after = *std::exchange(password_in_doubt_, std::nullopt);
+            try {
+                Bytes out = read_with(after, range);
+                tag_.password_ = after;
+                return out;
+            } catch (const Error& error) {
+                if (error.result() != wrong_password) throw;
+            }
+        }
         static const Password none;
         return read_with(tag_.is_password_right_ ? tag_.password_ : none, range);
     }
@@ -151,11 +164,25 @@ class MemoryGb final : public TagMemory {
         return TagId(std::span<const u8>(id));
     }
 
+    Password password_after(const MemoryRange& range, std::span<const u8> data) const
+    {
+        constexpr std::size_t begin = 4;  // behind the kill password
+        Bytes password(tag_.password_.bytes().begin(), tag_.password_.bytes().end());
+        for (std::size_t i = 0; i < data.size(); ++i) {
+            const std::size_t at = std::size_t{range.first} * 2 + i;
+            if (at >= begin && at - begin < password.size()) password[at - begin] = data[i];
+        }
+        Password out{std::span<const u8>(password)};
+        ::explicit_bzero(password.data(), password.size());
+        return out;
+    }
+
     TagGbInside& tag_;
     u8 area_;
     How how_;
     unsigned most_words_;
     TagId after_ = tag_.id_;
+    std::optional<Password> password_in_doubt_;  // the one if the write that failed was done
 };
 
 void set_lock(TagGbInside& tag, GbArea area, u8 what, u8 value)

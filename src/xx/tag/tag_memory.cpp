@@ -184,6 +184,11 @@ Error told_again(const Error& error, const std::string& more, Outcome outcome)
             details};
 }
 
+Error told_unwritten(const Error& error, const MemoryRange& whole, unsigned unit)
+{
+    return Account(whole, {}, unit).tell_with(error);
+}
+
 Bytes taken(const ReaderInside& reader, const Call& call, const std::vector<u8>& data, std::size_t bytes)
 {
     Call whole = call;

@@ -57,6 +57,9 @@ template <class Answers> void require_seen_dead(const Error& error, Answers answ
         throw told_again(error, "; the tag does not answer any more: dead, or gone", Outcome::unknown);
 }
 
+// The same error, with all that was to be written told as not written.
+Error told_unwritten(const Error& error, const MemoryRange& whole, unsigned unit = 2);
+
 // The memory that a write goes to. All throw Error.
 class TagMemory {
   public:
