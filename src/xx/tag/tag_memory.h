@@ -50,7 +50,10 @@ template <class Look> auto look_until_told(Look look) -> std::optional<decltype(
 template <class Answers> void require_seen_dead(const Error& error, Answers answers)
 {
     if (!may_have_been_done(error)) throw error;
-    const auto still_answers = look_until_told([&] { return answers() || answers(); });
+    const auto still_answers = look_until_told([&] {
+        const bool first = answers();
+        return first || answers();  // one look may miss it
+    });
     if (!still_answers) throw told_again(error, "; whether it was done could not be seen", Outcome::unknown);
     if (*still_answers) throw told_again(error, "; the tag still answers", Outcome::nothing);
     if (error.code() != Errc::no_answer && error.code() != Errc::bad_answer)
