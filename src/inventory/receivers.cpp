@@ -119,19 +119,18 @@ class InventoryAnswer {
     }
 
   private:
-    // The clock is read around a chunk, not for each frame in it: `last_good` becomes the time at which a lone
-    // frame came, and of several the time at which the last one had been handed out.
+    // `last_good` becomes the time at which the last good frame was taken. The clock is read once a chunk, and
+    // again where tags are handed out in between, which takes as long as it likes.
     template <class Find, class Accept>
     Outcome take_timed(std::int64_t& last_good, const u8* chunk, int count, Find find, Accept accept)
     {
         const std::int64_t arrived = getCurrentTimeMsec();
         int frames = 0;
-        const Outcome outcome = take_frames(bytes_, chunk, count, find, [&](FrameCopy& frame) {
-            ++frames;
+        return take_frames(bytes_, chunk, count, find, [&](FrameCopy& frame) {
+            const bool is_later = frames++ > 0 && has_tag_taker(reader_);
+            last_good = is_later ? getCurrentTimeMsec() : arrived;
             return accept(frame);
         });
-        if (frames > 0) last_good = frames == 1 ? arrived : getCurrentTimeMsec();
-        return outcome;
     }
 
     Outcome accept(FrameCopy& frame, bool has_tags, bool last)

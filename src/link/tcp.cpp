@@ -65,12 +65,10 @@ int send_tcp(Reader* reader, u8* frame, unsigned count, Purpose purpose)
     if (!link.usable()) return TAGWIRE_NO_ANSWER;
     clear_received(reader, purpose);
     if (count > longest_send) return TAGWIRE_NO_ANSWER;
+    if (!await_writable(reader, link.fd(), tcp_limit_ms)) return TAGWIRE_NO_ANSWER;
     ssize_t sent = 0;
-    for (int attempt = 0; attempt < send_attempts && sent <= 0; ++attempt) {
-        // Where there is no room yet, only the rest of the attempts wait for it.
-        if (attempt == 1 && !await_writable(reader, link.fd(), tcp_limit_ms)) return TAGWIRE_NO_ANSWER;
+    for (int attempt = 0; attempt < send_attempts && sent <= 0; ++attempt)
         sent = sys::calls.send(link.fd(), frame, count, MSG_NOSIGNAL | MSG_DONTWAIT);
-    }
     if (sent <= 0) return TAGWIRE_NO_ANSWER;
     note_traffic(reader, Direction::sent, frame, static_cast<int>(count));
     return TAGWIRE_OK;
