@@ -18,7 +18,7 @@ try {
     };
     const auto report = reader.update_firmware(tagwire::load_file(argv[2]), show, stop.get_token());
     std::cout << '\n' << report.text() << '\n';
-    if (report.state == tagwire::UpdateState::update_mode) reader.leave_update_mode();
+    if (!report.success()) reader.leave_update_mode();  // where it is in it
     return report.success() ? 0 : 1;
 } catch (const tagwire::Error& error) {
     std::cerr << error.what() << '\n';

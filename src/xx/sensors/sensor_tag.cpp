@@ -56,6 +56,8 @@ Read the_one(const ReaderInside& inside, std::vector<Read> reads, const std::opt
         if (read.tid) known = read.tid;
     }
     std::vector<Read> found = strongest_of_each(std::move(reads), wanted);
+    if (found.size() == 1 && found.front().epc.empty())
+        refuse_tags(inside, "the tag has no EPC to be named by");
     if (found.size() == 1) return std::move(found.front());
     if (found.empty()) refuse_tags(inside, "no such tag answers: is it close to an antenna, and awake?");
     std::string text = std::to_string(found.size()) + " tags answer, name one of them:";
@@ -66,8 +68,12 @@ Read the_one(const ReaderInside& inside, std::vector<Read> reads, const std::opt
 Read find_one(Reader& reader, const ReaderInside& inside, const Mask& mask, const std::optional<Epc>& wanted)
 {
     constexpr unsigned tid_words = 6;
-    return the_one(inside, reader.inventory({.mask = mask, .words = Words{Bank::tid, 0, tid_words}}).reads,
-                   wanted);
+    InventoryResult found = reader.inventory({.mask = mask, .words = Words{Bank::tid, 0, tid_words}});
+    if (!found.complete || found.bad_records != 0)
+        refuse_tags(
+            inside,
+            "the inventory did not tell for sure which tags are there: try it again, with fewer of them");
+    return the_one(inside, std::move(found.reads), wanted);
 }
 
 // -- memory

@@ -160,7 +160,7 @@ Temperatures take_inventories(ReaderInside& inside, const TemperaturePlan& plan)
 bool ends_the_row(const Error& error)
 {
     return error.code() == Errc::lost || error.code() == Errc::aborted ||
-           error.code() == Errc::invalid_value || error.code() == Errc::no_such_feature;
+           error.code() == Errc::no_such_feature;
 }
 
 // One that falls silent for two tags in a row is not asked for the others.
@@ -169,6 +169,10 @@ void measure_each(ReaderInside& inside, const TemperaturePlan& plan, std::vector
     const PasswordBytes password = password_bytes(inside, temperatures_call, plan.question.password);
     bool was_silent = false;
     for (Temperature& measured : readings) {
+        if (measured.epc.empty()) {  // whichever tag is there would answer
+            measured.problem = "the tag has no EPC to be asked by";
+            continue;
+        }
         try {
             measure_one(inside, plan.chip, password, plan.question, measured);
             was_silent = false;
