@@ -405,6 +405,65 @@ TEST_P(OneReader, tells_what_changes_at_its_inputs)
     EXPECT_TRUE(reader->wait_for_reading()) << "it is started again";
 }
 
+TEST_P(OneReader, tells_of_an_input_as_soon_as_there_is_room)
+{
+    SourceOptions source;
+    source.inputs_every = 20ms;
+    open(1, {.capacity = 5}, source);
+    stream->start();
+    while (stream->counters("gate").highest_level < 5) std::this_thread::yield();
+    ASSERT_TRUE(reader->wait_for_command(0x47));
+    reader->set_input(2, true);
+    const auto asked = reader->counters().commands[0x47];
+    ASSERT_TRUE(reader->wait_for_command(0x47, asked + 2));
+    const auto change = await(*stream, [](const Event& event) { return event.input() != nullptr; });
+    ASSERT_TRUE(change);
+    EXPECT_EQ(change->input()->port, 2U);
+    EXPECT_TRUE(change->input()->now);
+}
+
+// The pause waits for the end of the start, which does not come.
+TEST_P(OneReader, that_is_stopped_while_it_is_about_to_be_lent_is_not_lent)
+{
+    SourceOptions source;
+    source.probe_after = 30ms;
+    open(0, {}, source);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_state(State::streaming)));
+    reader->inject(sim::Fault::silence());
+    ASSERT_TRUE(reader->wait_for_command(0x50, 2));
+    std::atomic<bool> is_calling{false};
+    std::thread pausing([&] {
+        is_calling = true;
+        EXPECT_THROW(stream->paused("gate", [](Reader&) {}), Error);
+    });
+    while (!is_calling) std::this_thread::yield();
+    stream->stop();
+    pausing.join();
+}
+
+TEST(Streams, ask_again_how_a_reader_tells_its_ports)
+{
+    sim::Simulator simulator;
+    sim::Scenario scenario = portal(1);
+    scenario.reader.antennas = 16;
+    scenario.reader.enabled_antennas = {12};
+    scenario.reader.antenna_byte = sim::AntennaByte::number;
+    scenario.tags[0].antennas = {12};
+    sim::Reader& reader = simulator.add_reader(scenario);
+    reader.inject(sim::Fault::error(0x94, 0xF8));
+    Stream stream;
+    stream.add(url_of(reader, Over::tcp), {.name = "gate"});
+    stream.start();
+    ASSERT_TRUE(await(stream, is_read));
+    reader.clear_faults();
+    reader.hang_up();
+    ASSERT_TRUE(await(stream, is_state(State::lost)));
+    const auto read = await(stream, is_read);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->read()->port, Port(12));
+}
+
 TEST_P(OneReader, with_many_ports_tells_their_numbers)
 {
     sim::Scenario scenario = portal(1);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -72,7 +71,8 @@ template <class Take> std::size_t walk(std::span<const std::uint8_t> file, Take 
 // Also where the file ends within its first bytes, after a crash.
 bool begins_well(std::span<const std::uint8_t> file)
 {
-    return std::memcmp(file.data(), magic.data(), std::min(file.size(), magic.size())) == 0;
+    const std::size_t size = std::min(file.size(), magic.size());
+    return std::equal(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size), magic.begin());
 }
 
 Bytes contents_of(const std::string& path)
@@ -185,6 +185,9 @@ void Recorder::append(std::uint16_t source, Kind kind, std::int64_t time,
                       std::span<const std::uint8_t> payload)
 {
     const std::size_t begin = waiting_.size();
+    // At once, so that no half of it stays where memory is short.
+    const std::size_t needed = begin + head_size + payload.size() + crc_size;
+    if (waiting_.capacity() < needed) waiting_.reserve(std::max(needed, 2 * waiting_.capacity()));
     put_number(waiting_, payload.size(), 4);
     waiting_.push_back(static_cast<std::uint8_t>(kind));
     put_number(waiting_, source, 2);

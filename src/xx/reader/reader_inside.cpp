@@ -440,6 +440,8 @@ AntennaByte ReaderInside::antenna_byte()
     u8 powers[255];
     int count = 0;
     const int result = run({"ask for the antennas"}, &Operations::GetAntennaPower, powers, &count);
+    // Where the answer was lost it is asked again the next time.
+    if (result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_CRC) return AntennaByte::mask;
     const bool has_many = result == TAGWIRE_OK && std::min(count, came()) > most_in_a_mask;
     link_.antenna_byte = has_many ? AntennaByte::number : AntennaByte::mask;
     return *link_.antenna_byte;

@@ -93,8 +93,14 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)
         append_read(lane, read);
     } catch (const std::bad_alloc&) {
         ++lane->counters_.dropped;
-        if (lane->untold_.count++ == 0) lane->untold_.first_sequence = lane->sequence_;
+        tell_later(*lane, lane->sequence_);
     }
+}
+
+// Of a report for which there was no memory, and none for its gap.
+void EventQueue::tell_later(Lane& lane, std::uint64_t sequence)
+{
+    if (lane.untold_.count++ == 0) lane.untold_.first_sequence = sequence;
 }
 
 void EventQueue::append_read(const std::shared_ptr<Lane>& lane, Read& read)
@@ -126,11 +132,12 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string
     lane->unread_state_ = &append(lane, std::move(change));
 }
 
-void EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
+bool EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
 {
-    if (closed_ || lane->is_full(capacity_)) return;  // the next look at the lines shows them again
+    if (closed_ || lane->is_full(capacity_)) return false;
     append(lane, change);
     count_in(*lane);
+    return true;
 }
 
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Raw raw)
@@ -194,7 +201,11 @@ void EventQueue::drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t se
         }
         if (event.read() != nullptr || event.input() != nullptr) break;
     }
-    append(lane, Gap{1, sequence});
+    try {
+        append(lane, Gap{1, sequence});
+    } catch (const std::bad_alloc&) {
+        tell_later(*lane, sequence);
+    }
 }
 
 std::size_t EventQueue::take(Event* to, std::size_t most, std::chrono::milliseconds timeout,

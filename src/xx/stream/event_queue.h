@@ -67,7 +67,7 @@ class EventQueue {
     // Inside with_lock() only; nothing happens behind close().
     void put(const std::shared_ptr<Lane>& lane, Read read);
     void put(const std::shared_ptr<Lane>& lane, State state, std::string reason, unsigned attempts);
-    void put(const std::shared_ptr<Lane>& lane, InputChange change);
+    bool put(const std::shared_ptr<Lane>& lane, InputChange change);  // false: there is no room
     void put(const std::shared_ptr<Lane>& lane, Raw raw);
     void count(Lane& lane, const Counters& more) const;
     // Nothing is taken in any more. Takers end when they have taken what is there.
@@ -94,6 +94,7 @@ class EventQueue {
     void give_turn(const std::shared_ptr<Lane>& lane);
     static void count_in(Lane& lane);
     static void drop_oldest(Lane& lane);
+    static void tell_later(Lane& lane, std::uint64_t sequence);
     static void count_as_dropped(Lane& lane, const Read& read, Event& gap);
     static void remove(Lane& lane, std::size_t at);
     void drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t sequence);

@@ -373,6 +373,7 @@ void Source::close_link()
     is_out_of_room_ = false;
     incomplete_since_.reset();
     overruns_.reset();
+    overruns_due_ = {};
     bytes_ = {buffer_, sizeof buffer_};
 }
 
@@ -388,6 +389,7 @@ void Source::end(std::function<void()> done)
     }
     done_ = std::move(done);
     is_ending_ = true;
+    if (taker_) std::exchange(taker_, {})({{}, {}, "the stream has been stopped"});
     switch (step_) {
     case Step::starting:
     case Step::reading:
@@ -396,10 +398,7 @@ void Source::end(std::function<void()> done)
     case Step::stopping_to_restart: stop_reading(Step::stopping_to_end); return go_on();
     case Step::preparing:
     case Step::parked: return;  // until the link comes back
-    case Step::stopping_to_park:
-        if (taker_) std::exchange(taker_, {})({{}, {}, "the stream has been stopped"});
-        step_ = Step::stopping_to_end;
-        return;
+    case Step::stopping_to_park: step_ = Step::stopping_to_end; return;
     case Step::stopping_to_rest:
         step_ = Step::stopping_to_end;
         limit(stop_limit);

@@ -131,9 +131,11 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     void accept_report();
     void accept_answer();
     void accept_ports(int ports);
-    void accept_lines(std::uint8_t bits);
+    void set_aside(Bytes bytes);
+    void put_lines(EventQueue& queue, std::uint8_t bits);
     void life_seen(bool is_report);
     void hand_over();
+    void put_all(EventQueue& queue);
     bool is_wanted(const Read& read) const;
     void give_frame_up();
 
@@ -175,8 +177,13 @@ class Source final : public Watcher, public std::enable_shared_from_this<Source>
     Received received_;
     std::vector<Read> reads_;
     Bytes skipped_;
-    std::vector<Bytes> raws_;
-    Counters counted_;  // since it was handed over last
+    struct Aside {
+        std::size_t reads_in_front;
+        std::optional<std::uint8_t> lines;  // as the reader told them; otherwise:
+        Raw raw;
+    };
+    std::vector<Aside> asides_;  // what is no report, among the reports
+    Counters counted_;           // since it was handed over last
 
     std::shared_ptr<Recorder> recorder_;
     std::uint16_t number_ = 0;  // in the recording

@@ -144,7 +144,7 @@ void Source::skip(std::uint8_t byte)
     ++counted_.skipped_bytes;
     if (!takes_reports()) return;
     skipped_.push_back(byte);
-    if (skipped_.size() >= most_skipped) raws_.push_back(std::exchange(skipped_, {}));
+    if (skipped_.size() >= most_skipped) set_aside(std::exchange(skipped_, {}));
 }
 
 // The rest did not follow: what is in front begins no frame.
@@ -162,7 +162,7 @@ void Source::accept()
     bytes_.drop(frame_.length());
     incomplete_since_.reset();
     ++counted_.frames;
-    if (!skipped_.empty()) raws_.push_back(std::exchange(skipped_, {}));
+    if (!skipped_.empty()) set_aside(std::exchange(skipped_, {}));
     const bool is_report = engine::is_report(frame_);
     if (frame_.bytes[engine::frame::command] != engine::lines_command) life_seen(is_report);
     is_report ? accept_report() : accept_answer();
@@ -202,7 +202,7 @@ void Source::accept_report()
 {
     if (!takes_reports()) return;
     engine::for_each_record(frame_.bytes, engine::report_layout, [&](const engine::TagRecord& record) {
-        if (!record.whole) return void(raws_.emplace_back(frame_.bytes, frame_.bytes + frame_.length()));
+        if (!record.whole) return set_aside(Bytes(frame_.bytes, frame_.bytes + frame_.length()));
         Read read = read_from(record, url_.antenna_byte.value_or(AntennaByte::mask));
         read.received = received_;
         if (!is_wanted(read)) return void(++counted_.filtered);
@@ -219,9 +219,11 @@ void Source::accept_answer()
         if (!engine::read_information(frame_, information_)) return;
         // A reader that still pushes for a program that is gone is stopped first.
         return saw_reports_ && step_ == Step::asking ? stop_reading(Step::clearing) : learn_ports();
-    case engine::antenna_power_command: return accept_ports(frame_.data_size());
+    case engine::antenna_power_command:
+        if (status == 0) return accept_ports(frame_.data_size());
+        return step_ == Step::asking_ports ? prepare() : void();  // asked again at the next connection
     case engine::lines_command:
-        if (status == 0 && frame_.data_size() > 0) accept_lines(*frame_.data());
+        if (status == 0 && frame_.data_size() > 0) asides_.push_back({reads_.size(), *frame_.data(), {}});
         return;
     case engine::start_command:
         if (step_ != Step::starting && step_ != Step::restarting) return;
@@ -236,8 +238,9 @@ void Source::accept_answer()
             limit(milliseconds(0));
         return;
     default:
-        if (step_ == Step::asking_ports) return accept_ports(0);  // it does not know the question
-        if (takes_reports()) raws_.push_back(Bytes(frame_.bytes, frame_.bytes + frame_.length()));
+        if (step_ == Step::asking_ports && frame_.bytes[engine::frame::command] == engine::error_echo)
+            return accept_ports(0);  // it does not know the question
+        if (takes_reports()) set_aside(Bytes(frame_.bytes, frame_.bytes + frame_.length()));
         return;
     }
 }
@@ -251,19 +254,21 @@ void Source::accept_ports(int ports)
     prepare();
 }
 
-// Inputs stand above the outputs, four each.
-void Source::accept_lines(std::uint8_t bits)
+// Bytes that are no report, in their place among those that are.
+void Source::set_aside(Bytes bytes) { asides_.push_back({reads_.size(), {}, {std::move(bytes), received_}}); }
+
+// Inputs stand above the outputs, four each. A change for which there is no room now is told at the next look.
+void Source::put_lines(EventQueue& queue, std::uint8_t bits)
 {
     constexpr unsigned line_count = 4;
     const auto inputs = static_cast<std::uint8_t>(bits >> line_count);
-    const std::uint8_t before = std::exchange(inputs_, inputs).value_or(inputs);
-    queue_.with_lock([&](EventQueue& queue) {
-        for (unsigned line = 1; line <= line_count; ++line) {
-            const unsigned bit = 1U << (line - 1);
-            if (((before ^ inputs) & bit) != 0)
-                queue.put(lane_, InputChange{line, (before & bit) != 0, (inputs & bit) != 0});
-        }
-    });
+    if (!inputs_) inputs_ = inputs;
+    for (unsigned line = 1; line <= line_count; ++line) {
+        const auto bit = static_cast<std::uint8_t>(1U << (line - 1));
+        const bool before = (*inputs_ & bit) != 0;
+        const bool now = (inputs & bit) != 0;
+        if (before != now && queue.put(lane_, InputChange{line, before, now})) *inputs_ ^= bit;
+    }
 }
 
 bool Source::is_wanted(const Read& read) const { return !options_.only || fits(*options_.only, read.epc); }
@@ -271,19 +276,31 @@ bool Source::is_wanted(const Read& read) const { return !options_.only || fits(*
 // What has been collected goes into the queue at once.
 void Source::hand_over()
 {
-    if (is_ending_) {
+    if (step_ == Step::reading && !skipped_.empty()) set_aside(std::exchange(skipped_, {}));
+    try {
+        if (!is_ending_) queue_.with_lock([this](EventQueue& queue) { put_all(queue); });
+    } catch (...) {  // there was no memory
         reads_.clear();
-        raws_.clear();
-        return;
+        asides_.clear();
+        throw;
     }
-    if (step_ == Step::reading && !skipped_.empty()) raws_.push_back(std::exchange(skipped_, {}));
-    queue_.with_lock([&](EventQueue& queue) {
-        queue.count(*lane_, std::exchange(counted_, {}));
-        for (Read& read : reads_) queue.put(lane_, std::move(read));
-        for (Bytes& raw : raws_) queue.put(lane_, Raw{std::move(raw), received_});
-    });
     reads_.clear();
-    raws_.clear();
+    asides_.clear();
+}
+
+void Source::put_all(EventQueue& queue)
+{
+    queue.count(*lane_, std::exchange(counted_, {}));
+    auto read = reads_.begin();
+    for (Aside& aside : asides_) {
+        for (; read != reads_.begin() + static_cast<std::ptrdiff_t>(aside.reads_in_front); ++read)
+            queue.put(lane_, std::move(*read));
+        if (aside.lines)
+            put_lines(queue, *aside.lines);
+        else
+            queue.put(lane_, std::move(aside.raw));
+    }
+    for (; read != reads_.end(); ++read) queue.put(lane_, std::move(*read));
 }
 
 void Source::send(const engine::Question& question)
