@@ -97,7 +97,7 @@ class RecordCursor {
     const u8* frame_;
     std::size_t at_;
     const RecordLayout layout_;
-    u8 cut_[size + most_beside_id + 255];
+    u8 cut_[most_beside_id + 255];  // a record that is not within the copy begins so near to its end
 };
 
 }  // namespace detail

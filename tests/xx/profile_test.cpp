@@ -41,12 +41,6 @@ class Profiles : public VirtualReader {
   protected:
     void SetUp() override { connect(make_scenario(0)); }
 
-    void connect_family(sim::ReaderFamily family)
-    {
-        sim::Scenario scenario = make_scenario(0);
-        scenario.reader.family = family;
-        connect(scenario);
-    }
     Settings settings() { return reader().settings(standard); }
     Profile snapshot(const SnapshotOptions& options = {})
     {

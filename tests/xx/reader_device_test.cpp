@@ -487,7 +487,7 @@ TEST_P(DeviceOf, ATableThatTheReaderDidNotTakeIsToldOf)
     device->inject(
         Fault::power_loss(0xE6));  // behind the first frame: the others are refused, and that does not show
     const auto error = error_of([&] { reader().tables().write(3, image_of(700)); });
-    EXPECT_EQ(error->code(), Errc::refused) << error->what();
+    EXPECT_EQ(error->code(), Errc::differs) << error->what();
     EXPECT_EQ(error->outcome(), Outcome::unknown);
     EXPECT_EQ(device->table(3), (sim::Bytes{1, 2}));
     device->inject(on(0xE6, Fault::lose()));

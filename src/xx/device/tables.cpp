@@ -45,10 +45,9 @@ void Tables::write(unsigned number, std::span<const std::uint8_t> table)
     inside_->ask(write_table_call, &Operations::WriteParameterTable, checked_number, bytes.data(),
                  static_cast<int>(table.size()));
     bytes.pop_back();
-    if (read(number) != bytes)
-        throw Error(Errc::refused, write_table_call.name, inside_->name(),
-                    "the reader does not hold what was written: is the table free to be written?",
-                    Outcome::unknown);
+    if (read_back(*inside_, write_table_call, [&] { return read(number); }) != bytes)
+        fail_as_different(*inside_, write_table_call,
+                          "the reader does not hold what was written: is the table free to be written?");
 }
 
 void Tables::save_as_factory()

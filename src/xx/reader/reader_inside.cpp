@@ -10,6 +10,7 @@
 #include "link/serial.h"
 #include "tagwire/result.h"
 #include "xx/reader/both_ways.h"
+#include "xx/values/ports.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -408,6 +409,17 @@ void ReaderInside::fail_as(Errc code, const Call& call, const std::string& text,
     throw Error(code, call.name, link_.name, text, in_doubt ? Outcome::unknown : Outcome::nothing, result);
 }
 
+void fail_as_different(const ReaderInside& inside, const Call& change, const std::string& text)
+{
+    throw Error(Errc::differs, change.name, inside.name(), text, Outcome::unknown);
+}
+
+void fail_unread(const std::string& operation, const std::string& reader, const Error& error)
+{
+    throw Error(static_cast<Errc>(error.code().value()), operation, reader,
+                "it was set, but cannot be read back: " + error.text(), Outcome::unknown, error.result());
+}
+
 void refuse_value(const ReaderInside& inside, const Call& call, const std::string& text)
 {
     throw Error(Errc::invalid_value, call.name, inside.name(), text);
@@ -434,7 +446,6 @@ int checked(const ReaderInside& inside, const Call& call, const char* what, long
 
 AntennaByte ReaderInside::antenna_byte()
 {
-    constexpr int most_in_a_mask = 8;
     const Turn turn(*this);
     if (link_.antenna_byte) return *link_.antenna_byte;
     u8 powers[255];
@@ -442,8 +453,7 @@ AntennaByte ReaderInside::antenna_byte()
     const int result = run({"ask for the antennas"}, &Operations::GetAntennaPower, powers, &count);
     // Where the answer was lost it is asked again the next time.
     if (result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_CRC) return AntennaByte::mask;
-    const bool has_many = result == TAGWIRE_OK && std::min(count, came()) > most_in_a_mask;
-    link_.antenna_byte = has_many ? AntennaByte::number : AntennaByte::mask;
+    link_.antenna_byte = antenna_byte_of(result == TAGWIRE_OK ? std::min(count, came()) : 0);
     return *link_.antenna_byte;
 }
 

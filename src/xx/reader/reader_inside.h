@@ -189,6 +189,20 @@ OpenLink open_link(const Url& url);
 // Finds the device of serial:auto in `folder`. Throws Error.
 std::unique_ptr<ReaderInside> open_reader(const Url& url, const std::string& folder = "/dev");
 
+// A change that was acknowledged, and reads back otherwise; or whose reading back fails, with that Error.
+[[noreturn]] void fail_as_different(const ReaderInside& inside, const Call& change, const std::string& text);
+[[noreturn]] void fail_unread(const std::string& operation, const std::string& reader, const Error& error);
+
+// What `read` reads behind such a change.
+template <class Read> auto read_back(const ReaderInside& inside, const Call& change, Read read)
+{
+    try {
+        return read();
+    } catch (const Error& error) {
+        fail_unread(change.name, inside.name(), error);
+    }
+}
+
 // An Error for a value outside its range.
 [[noreturn]] void refuse_value(const ReaderInside& inside, const Call& call, const std::string& text);
 // The value, if it is in its range.

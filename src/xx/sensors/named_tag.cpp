@@ -24,13 +24,6 @@ void fail_of_tag(const ReaderInside& inside, const Call& call, int result, int t
                 Outcome::nothing, result);
 }
 
-std::string reason_of(const Error& error)
-{
-    const std::string what = error.what();
-    const std::string in_front = error.operation() + " (" + error.reader() + "): ";
-    return what.starts_with(in_front) ? what.substr(in_front.size()) : what;
-}
-
 NamedTag::NamedTag(ReaderInside& inside, const Call& call, const Epc& epc, unsigned longest) : inside_(inside)
 {
     const auto bytes = epc.bytes();

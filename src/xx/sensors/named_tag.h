@@ -20,9 +20,6 @@ PasswordBytes password_bytes(const ReaderInside& inside, const Call& call,
 // Says what the tag's error code means.
 [[noreturn]] void fail_of_tag(const ReaderInside& inside, const Call& call, int result, int tag_error);
 
-// What an Error says, without who says it.
-std::string reason_of(const Error& error);
-
 constexpr std::array<u8, 2> high_byte_first(unsigned value)
 {
     return {static_cast<u8>(value >> 8U), static_cast<u8>(value)};

@@ -145,14 +145,13 @@ std::string range_text(std::size_t first, std::size_t count)
     std::string text = done > 0 ? range_text(first, done) + " were written, " : "";
     text += range_text(first + done, piece) + (is_in_doubt ? " may have been, " : " were not, ");
     throw Error(static_cast<Errc>(error.code().value()), error.operation(), error.reader(),
-                text + "nothing behind them: " + reason_of(error), outcome, error.result());
+                text + "nothing behind them: " + error.text(), outcome, error.result());
 }
 
 [[noreturn]] void refuse_difference(const ReaderInside& inside, const Call& call, const std::string& what)
 {
-    throw Error(Errc::bad_answer, call.name, inside.name(),
-                what + " read back otherwise than they were written: look before you write again",
-                Outcome::unknown);
+    fail_as_different(inside, call,
+                      what + " read back otherwise than they were written: look before you write again");
 }
 
 // -- mode
@@ -256,7 +255,7 @@ void SensorTag::write_register(unsigned number, std::uint16_t value)
     NamedTag(*inside_, write_register_call, epc(), longest_epc)
         .ask(write_register_call, &O::Fd_WriteReg,
              std::tuple(address.data(), bytes.data(), password_.data()));
-    if (read_register(number) != value)
+    if (read_back(*inside_, write_register_call, [&] { return read_register(number); }) != value)
         refuse_difference(*inside_, write_register_call, "the bits of register " + std::to_string(number));
 }
 
@@ -296,7 +295,9 @@ void SensorTag::write_memory(unsigned first, std::span<const std::uint8_t> data,
         }
         done += piece.size();
     }
-    const Bytes found = read_pieces(tag, password_, key, first, static_cast<unsigned>(data.size()));
+    const Bytes found = read_back(*inside_, write_memory_call, [&] {
+        return read_pieces(tag, password_, key, first, static_cast<unsigned>(data.size()));
+    });
     if (!std::equal(found.begin(), found.end(), data.begin(), data.end()))
         refuse_difference(*inside_, write_memory_call, range_text(first, data.size()));
 }

@@ -179,7 +179,7 @@ void measure_each(ReaderInside& inside, const TemperaturePlan& plan, std::vector
         } catch (const Error& error) {
             const bool is_silent = error.code() == Errc::no_answer;
             if (ends_the_row(error) || (is_silent && was_silent)) throw;
-            measured.problem = reason_of(error);
+            measured.problem = error.text();
             was_silent = is_silent;
         }
     }

@@ -36,9 +36,7 @@ std::string require_same(Access& access, const Wanted& wanted)
 {
     const Row& row = *wanted.row;
     const auto refuse_unread = [&](const Error& error) {
-        throw Error(static_cast<Errc>(error.code().value()), "set " + row.name, access.reader(),
-                    "it was set, but cannot be read back: " + std::string(error.what()), Outcome::unknown,
-                    error.result());
+        fail_unread("set " + row.name, access.reader(), error);
     };
     Access::Reading reading{wanted.value};
     try {

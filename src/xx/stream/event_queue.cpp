@@ -135,7 +135,11 @@ void EventQueue::put(const std::shared_ptr<Lane>& lane, State state, std::string
 bool EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
 {
     if (closed_ || lane->is_full(capacity_)) return false;
-    append(lane, change);
+    try {
+        append(lane, change);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     count_in(*lane);
     return true;
 }
@@ -143,7 +147,11 @@ bool EventQueue::put(const std::shared_ptr<Lane>& lane, InputChange change)
 void EventQueue::put(const std::shared_ptr<Lane>& lane, Raw raw)
 {
     if (closed_ || lane->raw_level_ >= most_raw) return;
-    append(lane, std::move(raw));
+    try {
+        append(lane, std::move(raw));
+    } catch (const std::bad_alloc&) {
+        return;
+    }
     ++lane->raw_level_;
 }
 

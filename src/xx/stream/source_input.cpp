@@ -8,6 +8,7 @@
 
 #include "inventory/records.h"
 #include "link/system.h"
+#include "xx/values/ports.h"
 #include "xx/values/reads.h"
 
 namespace tagwire {
@@ -248,9 +249,8 @@ void Source::accept_answer()
 // One power a port.
 void Source::accept_ports(int ports)
 {
-    constexpr int most_in_a_mask = 8;
     if (step_ != Step::asking_ports) return;
-    url_.antenna_byte = ports > most_in_a_mask ? AntennaByte::number : AntennaByte::mask;
+    url_.antenna_byte = antenna_byte_of(ports);
     prepare();
 }
 
@@ -277,13 +277,7 @@ bool Source::is_wanted(const Read& read) const { return !options_.only || fits(*
 void Source::hand_over()
 {
     if (step_ == Step::reading && !skipped_.empty()) set_aside(std::exchange(skipped_, {}));
-    try {
-        if (!is_ending_) queue_.with_lock([this](EventQueue& queue) { put_all(queue); });
-    } catch (...) {  // there was no memory
-        reads_.clear();
-        asides_.clear();
-        throw;
-    }
+    if (!is_ending_) queue_.with_lock([this](EventQueue& queue) { put_all(queue); });
     reads_.clear();
     asides_.clear();
 }
