@@ -5,12 +5,6 @@
 #include "link/system.h"
 
 namespace tagwire::engine {
-namespace {
-
-constexpr std::int64_t ns_per_s = 1'000'000'000;
-constexpr std::int64_t ns_per_ms = 1'000'000;
-
-}  // namespace
 
 std::int64_t monotonic_ns()
 {
@@ -21,12 +15,17 @@ std::int64_t monotonic_ns()
 
 void sleep_ms(int milliseconds)
 {
-    const std::int64_t at = monotonic_ns() + milliseconds * ns_per_ms;
-    timespec end{};
-    end.tv_sec = static_cast<time_t>(at / ns_per_s);
-    end.tv_nsec = static_cast<long>(at % ns_per_s);
+    const timespec end = timespec_of(monotonic_ns() + milliseconds * ns_per_ms);
     while (sys::calls.sleep_until(&end) == EINTR) {
     }
+}
+
+timespec timespec_of(std::int64_t ns)
+{
+    timespec out{};
+    out.tv_sec = static_cast<time_t>(ns / ns_per_s);
+    out.tv_nsec = static_cast<long>(ns % ns_per_s);
+    return out;
 }
 
 }  // namespace tagwire::engine

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 #include "tagwire/types.h"
 
@@ -13,7 +14,11 @@ TAGWIRE_API std::int64_t getCurrentTimeMsec();
 
 namespace tagwire::engine {
 
+inline constexpr std::int64_t ns_per_s = 1'000'000'000;
+inline constexpr std::int64_t ns_per_ms = 1'000'000;
+
 std::int64_t monotonic_ns();      // does not wrap
 void sleep_ms(int milliseconds);  // whole, whatever signals arrive
+timespec timespec_of(std::int64_t ns);
 
 }  // namespace tagwire::engine

@@ -10,9 +10,6 @@
 namespace tagwire::engine {
 namespace {
 
-constexpr std::int64_t ns_per_s = 1'000'000'000;
-constexpr std::int64_t ns_per_ms = 1'000'000;
-
 // The longest a worker sleeps on a quiet link, and on a dead one; whatever ends its work wakes it.
 constexpr int quiet_rest_ms = 10'000;
 constexpr int dead_rest_ms = 24 * 60 * 60 * 1000;
@@ -22,21 +19,13 @@ constexpr int failed_rest_ms = 10;
 
 constexpr int no_descriptor = -1;
 
-timespec span_of(std::int64_t left)
-{
-    timespec out{};
-    out.tv_sec = static_cast<time_t>(left / ns_per_s);
-    out.tv_nsec = static_cast<long>(left % ns_per_s);
-    return out;
-}
-
 Wait wait_within(Reader* reader, int fd, short events, std::int64_t left)
 {
     pollfd watched[] = {{reader->keeping.wake_fd, POLLIN, 0},
                         {fd, static_cast<short>(events | POLLRDHUP), 0}};
     const std::int64_t end = monotonic_ns() + left;
     for (;;) {
-        const timespec limit = span_of(left);
+        const timespec limit = timespec_of(left);
         const int ready = sys::calls.ppoll(watched, 2, &limit);
         if (ready < 0 && errno == EINTR) {
             left = std::max<std::int64_t>(0, end - monotonic_ns());

@@ -67,7 +67,7 @@ class Turn {
     // Tries again for at most this long.
     bool take_within(int milliseconds)
     {
-        const std::int64_t end = monotonic_ns() + milliseconds * std::int64_t{1'000'000};
+        const std::int64_t end = monotonic_ns() + milliseconds * ns_per_ms;
         while (!taken_ && take() != 0 && monotonic_ns() < end) sleep_ms(1);
         return taken_;
     }
@@ -92,7 +92,7 @@ class Turn {
 
     void wait_for_stop()
     {
-        const std::int64_t end = monotonic_ns() + longest_stop_ms * std::int64_t{1'000'000};
+        const std::int64_t end = monotonic_ns() + longest_stop_ms * ns_per_ms;
         while (is_anothers_stop(take()) && !reader_->keeping.retired && monotonic_ns() < end) sleep_ms(1);
     }
 
