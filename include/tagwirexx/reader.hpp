@@ -117,16 +117,13 @@ class TAGWIREXX_API Reader final {
     Buffer buffer() { return Buffer(*inside_); }
     Settings settings(const SettingsOptions& options = {}) { return Settings(*inside_, options); }
 
-    // Of all sensor tags of a kind. Where they are asked one by one, one that does not answer is a problem of
-    // its own; a reader that falls silent is an Error.
+    // Of all sensor tags of a kind (of one by itself: Tag::sensor()). Where they are asked one by one, one that
+    // does not answer is a problem of its own; a reader that falls silent is an Error.
     Temperatures temperatures(const TemperaturePlan& plan = {});
     Temperature temperature_of_any(const AnyTagQuestion& question = {});
-    // Looks for the tag: throws Error where none fits, and where several do, with their EPCs. `password` has 4
-    // bytes.
-    SensorTag sensor(const Epc& epc, const std::optional<Bytes>& password = {});
-    SensorTag sensor(const Mask& mask, const std::optional<Bytes>& password = {});
     // Of a tag that sleeps, and so cannot be looked for. Tells how it was.
-    SensorMode wake_sensor(const Epc& epc, const std::optional<Bytes>& password = {});
+    SensorMode wake_sensor(const Epc& name, const Password& password = {});
+    SensorMode wake_sensor(const Tid& name, const Password& password = {});
     Identification identification() { return Identification(*inside_); }
 
     Network network() { return Network(*inside_); }

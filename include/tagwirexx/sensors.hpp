@@ -4,29 +4,36 @@
 //         if (measured.celsius) std::cout << measured.epc << ' ' << *measured.celsius << '\n';
 //         else std::cerr << measured.epc << ' ' << measured.problem << '\n';
 //
-// What is no temperature is a problem and never a number: a sensor word with a wrong parity, a tag without a
-// calibration, degrees outside the chip's range, an answer that did not come whole.
+//     auto sensor = reader.tag(tagwire::Epc("E28011700000020F00000001")).sensor();
+//     sensor.start_log({.step = 60}, 2048);
+//
+// What is no measurement is a problem and never a number: a sensor word with a wrong parity, a tag without a
+// calibration, degrees outside -40 to 150, an answer that did not come whole.
 #pragma once
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <tagwirexx/api.hpp>
+#include <tagwirexx/firmware.hpp>
 #include <tagwirexx/inventory.hpp>
+#include <tagwirexx/password.hpp>
 
 namespace tagwire {
 inline namespace v1 {
 
 class Reader;
 class ReaderInside;
+class TagInside;
 
 // Kinds of sensor tags. The first three come in an inventory of their own, the others are asked one by one.
 enum class SensorChip {
@@ -41,22 +48,25 @@ enum class SensorChip {
 };
 
 struct Temperature {
-    Epc epc = {};  // empty where the record was too short for one
-    Port port = {};
-    int rssi = 0;                   // the reader's own scale
-    std::uint8_t antenna_byte = 0;  // as it came
+    Epc epc = {};                   // empty where the record had none
+    std::optional<Tid> tid = {};    // of tags that are asked one by one, where it was read
+    Port port = {};                 // of the inventory that found it; unknown where there was none
+    int rssi = 0;                   // as the port
+    std::uint8_t antenna_byte = 0;  // as the port
     Received received = {};
     std::optional<double> celsius = {};
     std::string problem = {};                                  // why there is none
     Bytes raw = {};                                            // of the sensor, as much as came
     Bytes calibration = {};                                    // that it was converted by, 3 bytes
-    std::optional<std::chrono::sys_seconds> measured_at = {};  // of em, by the reader's clock
+    std::optional<std::chrono::sys_seconds> measured_at = {};  // of em, by the clock, where that is set
     Bytes uid = {};                                            // of em, where it was asked for
 };
 
 struct Temperatures {
-    std::vector<Temperature> readings = {};  // one for each tag: the strongest of its good ones
-    bool complete = true;                    // false: the scan time ran out, there may be more tags
+    // One for each tag: the strongest of its good ones. Of those that come in an inventory of their own, tags
+    // of one EPC are one; the others are told apart by their TIDs.
+    std::vector<Temperature> readings = {};
+    bool complete = true;  // false: the scan time ran out or a record was damaged, there may be more tags
 
     auto begin() const { return readings.begin(); }
     auto end() const { return readings.end(); }
@@ -65,7 +75,6 @@ struct Temperatures {
 
 // How a chip is asked. What a chip does not have is refused when it is given.
 struct SensorQuestion {
-    std::optional<Bytes> password = {};     // em, yl, on, fd: 4 bytes
     std::optional<Bytes> calibration = {};  // em, g2 one by one: 3 bytes; otherwise it is read from the tag
     std::optional<unsigned> calibration_word = {};  // em, g2 one by one: where it stands in user memory; 8
     std::optional<unsigned> start_word = {};        // g2 one by one: the word that starts the measurement; 0
@@ -76,7 +85,7 @@ struct SensorQuestion {
 
 struct TemperaturePlan {
     SensorChip chip = SensorChip::g2;
-    std::optional<Epc> epc = {};    // this tag only
+    std::optional<Epc> epc = {};    // tags of this EPC only
     std::optional<Mask> mask = {};  // tags that match only; not of g2 and ltu32
     int q = 4;                      // 0 to 15: about 2^Q tags are expected
     Session session = Session::s0;
@@ -85,6 +94,7 @@ struct TemperaturePlan {
     std::optional<std::chrono::milliseconds> scan_time = {};  // as of an InventoryPlan
     std::optional<unsigned> select_target = {};  // g2, ltu32: of the Select in front, 0 to 7; the session
     std::optional<unsigned> select_action = {};  // g2, ltu32: 0 to 7; 0
+    Password password = {};                      // em, yl, on, fd: the tags' access password
     SensorQuestion question = {};
 };
 
@@ -108,8 +118,8 @@ struct Measurement {
 struct Measured {
     std::uint16_t raw = 0;
     std::optional<double> celsius = {};  // of a temperature
-    std::string problem = {};            // why there is none
     std::optional<int> millivolts = {};  // of a voltage
+    std::string problem = {};            // why there is none
 };
 
 // How a tag is. Bits without a name here stand in `bits`.
@@ -124,12 +134,6 @@ struct SensorMode {
     bool has_alarm() const { return (bits & 0x20U) != 0; }
     // "log running, alarm", or "idle"
     friend TAGWIREXX_API std::ostream& operator<<(std::ostream& out, SensorMode mode);
-};
-
-// Where a tag keeps its log, and what opens that memory.
-struct LogPlace {
-    unsigned first_byte = 2048;  // of the data memory: a count of 2 bytes, and the samples behind
-    std::optional<Bytes> memory_password = {};  // 4 bytes; none is given when empty
 };
 
 struct LogPlan {
@@ -151,14 +155,19 @@ struct SpiExchange {
     unsigned interval = 0;  // between two bytes
 };
 
-// One sensor tag of a Reader, as long as that lives; as a Reader for threads and errors. It was looked for
-// when this was made (see Reader::sensor()), and is named by its whole EPC from then on.
-class TAGWIREXX_API SensorTag {
-  public:
-    const Epc& epc() const { return found_.epc; }
-    const Read& found() const { return found_; }
+// How far a reading came; false ends it, which throws Error with Errc::aborted. Called on the thread that
+// reads.
+using ReadingTold = std::function<bool(const Progress&)>;
 
-    // `question.password` is this tag's where it is left out.
+// What a Tag measures, by Tag::sensor(). It is the same tag, by the same name and password, and may outlive the
+// Tag; copies are of one tag. For its Reader, threads and errors see tagwirexx/tag.hpp.
+//
+// What the tag loses for good (its log, its registers, an alarm) it loses only where just before no other tag
+// answers to its name.
+class TAGWIREXX_API SensorTag final {
+  public:
+    const Epc& epc() const noexcept;
+
     Temperature temperature(SensorChip chip, const SensorQuestion& question = {});
 
     // The rest is of fd tags.
@@ -171,18 +180,23 @@ class TAGWIREXX_API SensorTag {
     // All registers become those of a new tag.
     void renew_registers();
 
-    // Bytes 0 to 65535 of the data memory. What was written is read back and compared; an Error says how far
-    // it came.
-    Bytes read_memory(unsigned first, unsigned count, const std::optional<Bytes>& memory_password = {});
+    // Bytes 0 to 65535 of the data memory, which may have a password of its own. What was written is read back
+    // and compared; where it fails Error tells which bytes hold the new data. `most_bytes` are of one command,
+    // 1 to 255; never more than fit it.
+    Bytes read_memory(unsigned first, unsigned count, const Password& memory_password = {},
+                      const ReadingTold& told = {});
     void write_memory(unsigned first, std::span<const std::uint8_t> data,
-                      const std::optional<Bytes>& memory_password = {}, unsigned bytes_at_once = 32);
+                      const Password& memory_password = {}, unsigned most_bytes = 32);
 
-    // Refused where a log runs, or one lies there that would be lost.
-    void start_log(const LogPlan& plan, const LogPlace& place = {});
+    // The log stands in the data memory, from a byte on that is the chip's own matter: a count of 2 bytes, and
+    // the samples behind it. Refused where a log runs, or one lies there that would be lost.
+    void start_log(const LogPlan& plan, unsigned first_byte, const Password& memory_password = {});
     // Whatever log the tag has is lost.
     void start_log_anew(const LogPlan& plan);
-    void stop_log(const std::optional<Bytes>& stop_password = {});
-    std::vector<LogSample> read_log(const LogPlace& place = {});
+    // It cannot go on.
+    void stop_log(const Password& stop_password = {});
+    std::vector<LogSample> read_log(unsigned first_byte, const Password& memory_password = {},
+                                    const ReadingTold& told = {});
 
     SensorMode mode();
     // A tag that sleeps is not heard, until Reader::wake_sensor().
@@ -193,14 +207,10 @@ class TAGWIREXX_API SensorTag {
     void reset_alarm();
 
   private:
-    friend class Reader;
-    SensorTag(ReaderInside& inside, Read found, const std::array<std::uint8_t, 4>& password)
-        : inside_(&inside), found_(std::move(found)), password_(password)
-    {}
+    friend class Tag;
+    explicit SensorTag(std::shared_ptr<TagInside> inside);
 
-    ReaderInside* inside_;
-    Read found_;
-    std::array<std::uint8_t, 4> password_;
+    std::shared_ptr<TagInside> inside_;
 };
 
 // What a reader tells of a tag that it identifies.

@@ -37,6 +37,7 @@ namespace tagwire {
 inline namespace v1 {
 
 class ReaderInside;
+class SensorTag;
 class TagInside;
 class TagGbInside;
 
@@ -137,6 +138,9 @@ class TAGWIREXX_API Tag final {
     // Of the chips fd and yl; the others end by themselves.
     void switch_led_off(LedChip chip);
 
+    // What it measures, see tagwirexx/sensors.hpp.
+    SensorTag sensor() const;
+
     // The tag may show another EPC or TID behind these, or none: it has to be found anew by Reader::tag().
     // Any other call on this Tag is a std::logic_error then.
     void set_qt(std::uint8_t control);
@@ -149,9 +153,9 @@ class TAGWIREXX_API Tag final {
 
   private:
     friend class TagInside;
-    explicit Tag(std::unique_ptr<TagInside> inside);
+    explicit Tag(std::shared_ptr<TagInside> inside);
 
-    std::unique_ptr<TagInside> inside_;
+    std::shared_ptr<TagInside> inside_;  // with its SensorTags
 };
 
 // Memory of GB and JB tags; user areas go on at 0x31. Of the security area the first two words are taken for the

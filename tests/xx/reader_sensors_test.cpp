@@ -2,6 +2,8 @@
 #include "xx/sensors/degrees.h"
 #include "xx/virtual_reader.h"
 
+#include <tagwirexx/tagwire.hpp>
+
 namespace tagwire::test {
 namespace {
 
@@ -9,7 +11,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr double a_step = 0.05;  // of a sensor word
+const Password secret("01020304");
+constexpr unsigned log_place = 2048;  // of the virtual tag
+constexpr double a_step = 0.05;       // of a sensor word
 
 sim::TagSettings make_sensor(unsigned serial, double degrees)
 {
@@ -18,6 +22,15 @@ sim::TagSettings make_sensor(unsigned serial, double degrees)
     tag.sensor.emplace().temperature = degrees;
     return tag;
 }
+
+std::vector<std::string> texts(const std::vector<MemoryRange>& ranges)
+{
+    std::vector<std::string> out;
+    for (const MemoryRange& range : ranges) out.push_back((std::ostringstream() << range).str());
+    return out;
+}
+
+Tid tid_of(unsigned serial) { return Tid(std::span<const std::uint8_t>(make_sensor(serial, 0).tid)); }
 
 class SensorsOf : public VirtualReader {
   protected:
@@ -37,17 +50,18 @@ class SensorsOf : public VirtualReader {
     {
         return patiently([&] { return reader().temperatures(plan); });
     }
-    static const Temperature& of(const Temperatures& all, unsigned serial)
+    static const Temperature& of(const Temperatures& all, unsigned serial) { return of(all, epc_of(serial)); }
+    static const Temperature& of(const Temperatures& all, const Epc& epc)
     {
-        const auto found = std::find_if(all.begin(), all.end(), [serial](const Temperature& measured) {
-            return measured.epc == epc_of(serial);
-        });
+        const auto found = std::find_if(all.begin(), all.end(),
+                                        [&](const Temperature& measured) { return measured.epc == epc; });
         if (found == all.end()) throw std::out_of_range("no such tag was measured");
         return *found;
     }
-    SensorTag sensor(unsigned serial = 1)
+    SensorTag sensor(unsigned serial = 1) { return tag(epc_of(serial)).sensor(); }
+    template <class Name> Tag tag(const Name& name, const Password& password = {})
     {
-        return patiently([&] { return reader().sensor(epc_of(serial)); });
+        return patiently([&] { return reader().tag(name, password); });
     }
     // With a password, without which nothing of it can be changed.
     SensorTag secured_sensor(sim::TagSettings tag)
@@ -56,9 +70,45 @@ class SensorsOf : public VirtualReader {
         sim::Scenario scenario = make_scenario(0);
         scenario.tags = {std::move(tag)};
         connect(scenario);
-        return patiently([&] { return reader().sensor(epc_of(1), Bytes{1, 2, 3, 4}); });
+        return this->tag(epc_of(1), secret).sensor();
     }
     SensorTag secured_sensor() { return secured_sensor(make_sensor(1, 20)); }
+    // Of two tags the second shows the EPC of the first from show_twin() on.
+    void connect_twins()
+    {
+        sim::Scenario scenario = make_scenario(0);
+        scenario.tags = {make_sensor(1, 20), make_sensor(2, 30)};
+        scenario.tags[1].epc = scenario.tags[0].epc;
+        scenario.tags[1].epc.resize(14);
+        for (auto& tag : scenario.tags) tag.access_password = {1, 2, 3, 4};
+        connect(scenario);
+    }
+    void show_twin() { show_words(tid_of(2), 6); }
+    void show_words(const Tid& name, unsigned words)
+    {
+        Tag twin = tag(name, secret);
+        patiently([&] { twin.make_untraceable({.epc_words = words}); });
+    }
+    std::uint64_t count(std::uint8_t command) { return device->counters().commands[command]; }
+    // Once per act, where a busy machine has not lost another answer before.
+    template <class Act> void losing(std::uint8_t command, Act act)
+    {
+        sim::Fault lose = sim::Fault::lose();
+        lose.command = command;
+        const std::uint64_t before = count(command);
+        device->inject(lose);
+        act();
+        EXPECT_EQ(count(command), before + 1);
+        device->clear_faults();
+    }
+    template <class Act> void expect_unknown(std::uint8_t command, Act act)
+    {
+        losing(command, [&] {
+            const auto error = error_of(act);
+            EXPECT_EQ(error->code(), Errc::no_answer) << error->what();
+            EXPECT_EQ(error->outcome(), Outcome::unknown) << error->what();
+        });
+    }
 };
 INSTANTIATE_TEST_SUITE_P(Links, SensorsOf, testing::Values(Link::tcp, Link::pty), link_name);
 
@@ -104,6 +154,17 @@ TEST(SensorValues, AreDegreesOrAProblem)
         EXPECT_THAT(measured.problem,
                     row.celsius ? IsEmpty() : testing::Matcher<std::string>(HasSubstr(row.problem)))
             << row.raw << ' ' << row.calibration;
+    }
+}
+
+TEST(SensorValues, AreVoltsOrAProblem)
+{
+    for (const std::uint16_t raw : {0x0000, 0x0001, 0x0BAB, 0xFFFE, 0xFFFF}) {
+        Measured measured{raw};
+        convert_voltage(measured);
+        const bool is_none = raw == 0 || raw == 0xFFFF;
+        EXPECT_EQ(measured.millivolts, is_none ? std::optional<int>() : raw);
+        EXPECT_EQ(measured.problem.empty(), !is_none);
     }
 }
 
@@ -205,10 +266,11 @@ TEST_P(SensorsOf, OneTagByItself)
          {SensorChip::g2, SensorChip::em, SensorChip::bx, SensorChip::yl, SensorChip::on, SensorChip::fd}) {
         const Temperature measured = patiently([&] { return tag.temperature(chip); });
         EXPECT_NEAR(measured.celsius.value(), 4.25, a_step) << measured.problem;
-        EXPECT_EQ(measured.port, Port(2));
+        EXPECT_EQ(measured.epc, epc_of(2));
+        EXPECT_FALSE(measured.port.known()) << "the reader does not tell it";
     }
     EXPECT_EQ(error_of([&] { patiently([&] { sensor(3).temperature(SensorChip::yl); }); })->code(),
-              Errc::refused);
+              Errc::no_tag);
 }
 
 TEST_P(SensorsOf, WhicheverTagAnswers)
@@ -238,6 +300,8 @@ TEST_P(SensorsOf, WhatDidNotComeIsAProblem)
     expect_short(0x13, {0xF0, 0, 0}, SensorChip::g2);
     expect_short(0x13, {0xF0, 0, 0, 7, 0, 0}, SensorChip::g2);
     expect_short(0x86, sim::Bytes(7), SensorChip::em);
+    EXPECT_FALSE(
+        with_answer(0x86, sim::Bytes(8), [&] { return tag.temperature(SensorChip::em); }).measured_at);
     expect_short(0x8A, {}, SensorChip::bx);
     expect_short(0xCD, {9}, SensorChip::yl);
     expect_short(0xE8, {9}, SensorChip::on);
@@ -248,7 +312,14 @@ TEST_P(SensorsOf, WhatDidNotComeIsAProblem)
         1);
     ASSERT_EQ(short_record.size(), 1U);
     EXPECT_TRUE(short_record.readings[0].epc.empty());
-    EXPECT_THAT(short_record.readings[0].problem, HasSubstr("no room"));
+    EXPECT_THAT(short_record.readings[0].problem, HasSubstr("not an EPC"));
+    const auto odd_record = with_answer(
+        0x17, {1, 1, 10, 1, 2, 3, 0xF4, 0, 0, 7, 0, 0, 0x20, 99},
+        [&] { return reader().temperatures({.antennas = {Port(1)}}); }, 1);
+    ASSERT_EQ(odd_record.size(), 1U);
+    EXPECT_TRUE(odd_record.readings[0].epc.empty());
+    EXPECT_FALSE(odd_record.readings[0].celsius);
+    EXPECT_THAT(odd_record.readings[0].raw, ElementsAre(1, 2, 3, 0xF4, 0, 0, 7, 0, 0, 0x20));
     const auto cut_record = with_answer(
         0x17, {1, 1, 20, 1, 2}, [&] { return reader().temperatures({.antennas = {Port(1)}}); }, 1);
     ASSERT_EQ(cut_record.size(), 1U);
@@ -274,11 +345,11 @@ TEST_P(SensorsOf, WhatAChipDoesNotHaveIsRefused)
     expect_refused({.chip = SensorChip::ast010, .select_target = 0});
     expect_refused({.select_target = 8});
     expect_refused({.select_action = 8});
-    expect_refused({.question = {.password = Bytes(4)}});
+    expect_refused({.password = secret});
+    expect_refused({.chip = SensorChip::bx, .password = secret});
     expect_refused({.question = {.calibration = Bytes{0, 0, 0x20}}});
     expect_refused({.question = {.start_word = 1}});
     expect_refused({.question = {.wait_time = 256}});
-    expect_refused({.chip = SensorChip::yl, .question = {.password = Bytes(3)}});
     expect_refused({.chip = SensorChip::yl, .question = {.wait_time = 1}});
     expect_refused({.chip = SensorChip::yl, .question = {.latest = true}});
     expect_refused({.chip = SensorChip::fd, .question = {.with_uid = true}});
@@ -288,57 +359,101 @@ TEST_P(SensorsOf, WhatAChipDoesNotHaveIsRefused)
     SensorTag tag = sensor(1);
     expect_invalid([&] { tag.temperature(SensorChip::ltu32); });
     expect_invalid([&] { tag.temperature(SensorChip::ast010); });
-    expect_invalid([&] { tag.temperature(SensorChip::bx, {.password = Bytes(4)}); });
 }
 
 // -- one tag
 
-TEST_P(SensorsOf, ATagIsLookedForBeforeAnythingIsWritten)
+TEST_P(SensorsOf, ASensorIsItsTags)
 {
-    const auto both = error_of([&] {
-        patiently([&] { reader().sensor(Mask{Bank::tid, 0, {0xE2, 0xC0}}); });
-    });
-    EXPECT_EQ(both->code(), Errc::invalid_value);
-    EXPECT_THAT(both->what(), HasSubstr(epc_of(1).to_string()));
-    EXPECT_THAT(both->what(), HasSubstr(epc_of(2).to_string()));
-    EXPECT_THAT(error_of([&] { patiently([&] { reader().sensor(epc_of(9)); }); })->what(),
-                HasSubstr("no such tag"));
-    const Mask second{Bank::tid, 80, {0, 2}};
-    EXPECT_EQ(patiently([&] { return reader().sensor(second); }).epc(), epc_of(2));
-    expect_invalid([&] { reader().sensor(Epc()); });
-    expect_invalid([&] { reader().sensor(Mask{}); });
-    expect_invalid([&] { reader().sensor(epc_of(1), Bytes(3)); });
-
-    // An EPC of which another one is the beginning is named all the same.
-    sim::Scenario alike = cold_store();
-    alike.tags[2].epc.insert(alike.tags[2].epc.end(), {0, 1});
-    alike.tags[0].epc.assign(alike.tags[2].epc.begin(), alike.tags[2].epc.end() - 2);
-    connect(alike);
-    for (const std::size_t tag : {0, 2}) {
-        const Epc epc(std::span<const std::uint8_t>(alike.tags[tag].epc));
-        EXPECT_EQ(patiently([&] { return reader().sensor(epc); }).epc(), epc);
-    }
+    connect_twins();
+    auto first = std::make_unique<Tag>(tag(epc_of(1), secret));
+    SensorTag sensor = first->sensor();
+    patiently([&] { first->write_epc(epc_of(5)); });
+    EXPECT_EQ(sensor.epc(), epc_of(5));
+    first.reset();
+    EXPECT_EQ(patiently([&] { return sensor.measure(); }).celsius, 20);
+    Tag second = tag(tid_of(2), secret);
+    SensorTag other = second.sensor();
+    patiently([&] { second.make_untraceable({.epc_words = 1}); });
+    EXPECT_THROW(other.measure(), std::logic_error);
+    EXPECT_THROW(second.sensor(), std::logic_error);
 }
 
-TEST_P(SensorsOf, TwoTagsWithOneEpcAreNotTakenForOne)
+TEST_P(SensorsOf, TwoTagsWithOneEpcAreToldApart)
 {
-    sim::Bytes answer{1, 4};  // antenna and count
-    for (const std::uint8_t serial : {1, 2}) {
-        sim::TagSettings tag = make_sensor(serial, 20);
-        const sim::Bytes epc = make_tag(9).epc;
-        for (const std::uint8_t item : {0, 1}) {
-            const sim::Bytes& id = item == 0 ? epc : tag.tid;
-            answer.insert(answer.end(), {item, static_cast<std::uint8_t>(id.size())});
-            answer.insert(answer.end(), id.begin(), id.end());
-            answer.push_back(99);
+    connect_twins();
+    show_twin();
+    EXPECT_EQ(error_of([&] { tag(epc_of(1)); })->code(), Errc::several_tags);
+    EXPECT_EQ(error_of([&] { tag(Mask{Bank::tid, 0, {0xE2, 0xC0}}); })->code(), Errc::several_tags);
+    for (const unsigned serial : {1U, 2U}) {
+        SensorTag sensor = tag(tid_of(serial), secret).sensor();
+        const double degrees = 10 + 10 * serial;
+        for (const SensorChip chip : {SensorChip::em, SensorChip::yl, SensorChip::on, SensorChip::fd}) {
+            const Temperature measured = patiently([&] { return sensor.temperature(chip); });
+            EXPECT_NEAR(measured.celsius.value(), degrees, a_step) << measured.problem;
+            EXPECT_EQ(measured.tid, tid_of(serial));
         }
+        patiently([&] { sensor.write_memory(0, Bytes{static_cast<std::uint8_t>(serial)}); });
+        EXPECT_EQ(device->sensor(serial - 1).memory.at(0), serial);
+        expect_invalid([&] { sensor.temperature(SensorChip::bx); });
+        expect_invalid([&] { sensor.temperature(SensorChip::g2); });
     }
-    const auto error = error_of([&] {
-        with_answer(
-            0x19, answer, [&] { return reader().sensor(epc_of(9)); }, 1);
-    });
-    EXPECT_EQ(error->code(), Errc::invalid_value);
-    EXPECT_THAT(error->what(), HasSubstr("several tags have the EPC"));
+    const Temperatures all = temperatures({.chip = SensorChip::on});
+    ASSERT_EQ(all.size(), 2U);
+    for (const Temperature& measured : all)
+        EXPECT_EQ(measured.celsius, measured.tid == tid_of(1) ? 20 : 30) << measured.problem;
+    for (const Temperature& measured : temperatures({.chip = SensorChip::bx})) {
+        EXPECT_FALSE(measured.celsius);
+        EXPECT_THAT(measured.problem, HasSubstr("which others have"));
+    }
+    // A reader that reads no words in inventories does not see that there are two.
+    device->inject(sim::Fault::error(0x19, 0xFE, 0));
+    EXPECT_EQ(temperatures({.chip = SensorChip::on}).size(), 1U);
+}
+
+TEST_P(SensorsOf, ATagWithoutAnEpcIsAskedByItsTidOrNotAtAll)
+{
+    sim::Scenario scenario = cold_store();
+    scenario.tags[1].epc.clear();
+    connect(scenario);
+    EXPECT_NEAR(of(temperatures({.chip = SensorChip::on}), Epc()).celsius.value(), 4.25, a_step);
+    device->inject(sim::Fault::error(0x19, 0xFE, 0));
+    EXPECT_THAT(of(temperatures({.chip = SensorChip::on}), Epc()).problem, HasSubstr("neither an EPC nor"));
+}
+
+TEST_P(SensorsOf, WhoIsNotAloneAnyMoreLosesNothing)
+{
+    connect_twins();
+    SensorTag sensor = tag(epc_of(1), secret).sensor();
+    const auto expect_refused = [&](Errc code) {
+        const auto refused = [&](auto act) {
+            const auto error = error_of([&] { patiently(act); });
+            EXPECT_EQ(error->code(), code) << error->what();
+            EXPECT_EQ(error->outcome(), Outcome::nothing);
+            EXPECT_FALSE(error->answered().empty());
+        };
+        refused([&] { sensor.start_log({}, log_place); });
+        refused([&] { sensor.start_log_anew({}); });
+        refused([&] { sensor.stop_log(); });
+        refused([&] { sensor.renew_registers(); });
+        refused([&] { sensor.reset_alarm(); });
+    };
+    show_twin();
+    expect_refused(Errc::several_tags);
+    show_words(tid_of(1), 1);
+    expect_refused(Errc::no_tag);  // the other alone has the EPC now
+    EXPECT_EQ(count(0xC6) + count(0xC7) + count(0xC0) + count(0x88), 0U);
+}
+
+TEST_P(SensorsOf, ALongEpcIsNamedByItsTid)
+{
+    sim::Scenario scenario = cold_store();
+    scenario.tags[0].epc.resize(30, 0x55);
+    connect(scenario);
+    const Epc epc(std::span<const std::uint8_t>(scenario.tags[0].epc));
+    SensorTag sensor = tag(epc).sensor();
+    EXPECT_EQ(patiently([&] { return sensor.measure(); }).celsius, -18.5);
+    expect_invalid([&] { sensor.temperature(SensorChip::g2); });
 }
 
 TEST_P(SensorsOf, Registers)
@@ -386,7 +501,6 @@ TEST_P(SensorsOf, AValueThatCannotBeReadBackMayHaveBeenWritten)
     };
     expect_unread(0xC1, "write a register", [&] { tag.write_register(1, 0xBEEF); });
     EXPECT_EQ(patiently([&] { return tag.read_register(1); }), 0xBEEF);
-    expect_unread(0xC3, "write sensor memory", [&] { tag.write_memory(0, Bytes{1, 2}); });
 }
 
 TEST_P(SensorsOf, MemoryInPieces)
@@ -396,18 +510,22 @@ TEST_P(SensorsOf, MemoryInPieces)
     SensorTag tag = secured_sensor(settings);
     Bytes data(600);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7);
-    const Bytes key{9, 8, 7, 6};
-    patiently([&] { tag.write_memory(100, data, key, 226); });
+    const Password key("09080706");
+    patiently([&] { tag.write_memory(100, data, key, 255); });
+    EXPECT_EQ(count(0xC4), 3U) << "of 226 bytes";
     EXPECT_EQ(patiently([&] { return tag.read_memory(100, 600, key); }), data);
     const Bytes stored = device->sensor(0).memory;
     EXPECT_TRUE(std::equal(data.begin(), data.end(), stored.begin() + 100));
     EXPECT_EQ(error_of([&] { patiently([&] { tag.read_memory(0, 1); }); })->code(), Errc::tag_refused);
-    EXPECT_EQ(error_of([&] { patiently([&] { tag.read_memory(0, 1, Bytes(4)); }); })->code(), Errc::refused);
+    const auto wrong = error_of([&] { patiently([&] { tag.write_memory(0, data, Password("DEADBEEF")); }); });
+    EXPECT_EQ(wrong->code(), Errc::refused);
+    EXPECT_EQ(wrong->outcome(), Outcome::nothing);
+    EXPECT_THAT(texts(wrong->not_written()), ElementsAre("0-599"));
+    EXPECT_EQ(count(0xC4), 3U);
     expect_invalid([&] { tag.read_memory(65536, 1); });
     expect_invalid([&] { tag.read_memory(65535, 2); });
     expect_invalid([&] { tag.read_memory(0, 0); });
-    expect_invalid([&] { tag.read_memory(0, 1, Bytes(5)); });
-    expect_invalid([&] { tag.write_memory(0, data, key, 227); });
+    expect_invalid([&] { tag.write_memory(0, data, key, 256); });
     expect_invalid([&] { tag.write_memory(0, data, key, 0); });
     expect_invalid([&] { tag.write_memory(0, {}, key); });
 }
@@ -418,16 +536,36 @@ TEST_P(SensorsOf, AWritingThatEndsHalfWaySaysHowFarItCame)
     const Bytes data(32, 0x5A);
     const auto refused = error_of([&] { patiently([&] { tag.write_memory(4080, data, {}, 8); }); });
     EXPECT_EQ(refused->code(), Errc::tag_refused);
-    EXPECT_EQ(refused->outcome(), Outcome::partial);
-    EXPECT_THAT(refused->what(), HasSubstr("bytes 4080 to 4095 were written, bytes 4096 to 4103 were not"));
-    sim::Fault lose = sim::Fault::lose();
-    lose.command = 0xC4;
-    lose.skip = 1;
-    device->inject(lose);
-    const auto lost = error_of([&] { tag.write_memory(0, data, {}, 16); });
-    EXPECT_EQ(lost->code(), Errc::no_answer);
-    EXPECT_EQ(lost->outcome(), Outcome::unknown);
-    device->clear_faults();
+    EXPECT_EQ(refused->outcome(), Outcome::unknown) << "the memory that there is not cannot be looked at";
+    EXPECT_THAT(texts(refused->written()), ElementsAre("4080-4095"));
+    EXPECT_THAT(texts(refused->unknown_words()), ElementsAre("4096-4103"));
+    EXPECT_THAT(texts(refused->not_written()), ElementsAre("4104-4111"));
+    EXPECT_THAT(refused->what(), HasSubstr("written: bytes 4080-4095"));
+    // One that leaves.
+    sim::Fault gone = sim::Fault::error(0xC4, 0xFB, 0);
+    gone.skip = 1;
+    device->inject(gone);
+    device->inject(sim::Fault::error(0xC3, 0xFB, 0));
+    const auto left = error_of([&] { tag.write_memory(0, data, {}, 8); });
+    EXPECT_EQ(left->code(), Errc::no_tag);
+    EXPECT_EQ(left->outcome(), Outcome::unknown);
+    EXPECT_THAT(texts(left->written()), ElementsAre("0-7"));
+    EXPECT_THAT(texts(left->unknown_words()), ElementsAre("8-15"));
+    EXPECT_THAT(texts(left->not_written()), ElementsAre("16-31"));
+}
+
+TEST_P(SensorsOf, AWritingWhoseAnswerIsLostIsLookedAt)
+{
+    SensorTag tag = secured_sensor();
+    const Bytes data(32, 0x5A);
+    losing(0xC4, [&] { tag.write_memory(0, data); });
+    EXPECT_EQ(patiently([&] { return tag.read_memory(0, 32); }), data);
+    losing(0xC2, [&] { tag.write_register(1, 0xBEEF); });
+    EXPECT_EQ(patiently([&] { return tag.read_register(1); }), 0xBEEF);
+    device->inject(sim::Fault::silence(1));
+    const auto error = error_of([&] { tag.write_register(1, 0x1234); });
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_THAT(error->what(), HasSubstr("register 1 holds BEEF"));
 }
 
 TEST_P(SensorsOf, MeasuringFurther)
@@ -443,6 +581,9 @@ TEST_P(SensorsOf, MeasuringFurther)
     EXPECT_EQ(patiently([&] { return tag.measure({.block = 3}); }).celsius, -7.25);
     device->set_temperature(0, 40);
     EXPECT_EQ(patiently([&] { return tag.measure({.latest = true}); }).celsius, -7.25);
+    EXPECT_THAT(
+        with_answer(0xC5, {0, 0}, [&] { return tag.measure({.quantity = Quantity::voltage}); }).problem,
+        HasSubstr("no voltage"));
     EXPECT_THAT(with_answer(0xC5, {0x80, 0}, [&] { return tag.measure(); }).problem,
                 HasSubstr("no temperature"));
     EXPECT_THAT(patiently([&] { return tag.read_memory(12, 2); }), ElementsAre(0xFD, 0x2B));
@@ -462,12 +603,15 @@ TEST_P(SensorsOf, ATagThatSleepsIsWoken)
     SensorTag tag = secured_sensor();
     patiently([&] { tag.sleep(); });
     EXPECT_TRUE(device->tag_state(0).asleep);
-    EXPECT_THAT(error_of([&] { patiently([&] { reader().sensor(epc_of(1)); }); })->what(),
-                HasSubstr("awake"));
-    const Bytes password{1, 2, 3, 4};
-    EXPECT_TRUE(patiently([&] { return reader().wake_sensor(epc_of(1), password); }).was_asleep());
+    EXPECT_EQ(error_of([&] { sensor(1); })->code(), Errc::no_tag);
+    EXPECT_TRUE(patiently([&] { return reader().wake_sensor(epc_of(1), secret); }).was_asleep());
     EXPECT_FALSE(patiently([&] { return tag.mode(); }).was_asleep());
+    patiently([&] { tag.sleep(); });
+    EXPECT_TRUE(patiently([&] { return reader().wake_sensor(tid_of(1), secret); }).was_asleep());
+    EXPECT_FALSE(device->tag_state(0).asleep);
     expect_invalid([&] { reader().wake_sensor(Epc()); });
+    expect_invalid([&] { reader().wake_sensor(Epc("010203")); });
+    expect_invalid([&] { reader().wake_sensor(Tid()); });
 }
 
 // -- log
@@ -477,34 +621,33 @@ TEST_P(SensorsOf, ALogThatRunsOrLiesThereIsNotDestroyed)
     sim::TagSettings settings = make_sensor(1, 21.5);
     settings.sensor->stop_password = {4, 3, 2, 1};
     SensorTag tag = secured_sensor(settings);
-    patiently([&] { tag.start_log({.delay = 0, .step = 3600}); });
+    patiently([&] { tag.start_log({.delay = 0, .step = 3600}, log_place); });
     EXPECT_TRUE(device->sensor(0).logging);
     EXPECT_EQ(device->sensor(0).samples, 1U);
     const std::uint64_t starts = device->counters().commands[0xC6];
-    const auto running = error_of([&] { patiently([&] { tag.start_log({.step = 1}); }); });
+    const auto running = error_of([&] { patiently([&] { tag.start_log({.step = 1}, log_place); }); });
     EXPECT_EQ(running->code(), Errc::refused);
     EXPECT_EQ(running->outcome(), Outcome::nothing);
     EXPECT_THAT(running->what(), HasSubstr("a log runs"));
     EXPECT_EQ(error_of([&] { patiently([&] { tag.stop_log(); }); })->code(), Errc::refused)
         << "wrong password";
-    patiently([&] { tag.stop_log(Bytes{4, 3, 2, 1}); });
+    patiently([&] { tag.stop_log(Password("04030201")); });
     EXPECT_FALSE(device->sensor(0).logging);
-    const auto lying = error_of([&] { patiently([&] { tag.start_log({.step = 1}); }); });
+    const auto lying = error_of([&] { patiently([&] { tag.start_log({.step = 1}, log_place); }); });
     EXPECT_THAT(lying->what(), HasSubstr("a log of 1 samples"));
     EXPECT_EQ(device->counters().commands[0xC6], starts);
 
-    const std::vector<LogSample> log = patiently([&] { return tag.read_log(); });
+    const std::vector<LogSample> log = patiently([&] { return tag.read_log(log_place); });
     ASSERT_EQ(log.size(), 1U);
     EXPECT_EQ(log[0].celsius, 21.5);
     device->set_temperature(0, 22.25);
     patiently([&] { tag.start_log_anew({.delay = 0, .step = 3600}); });
-    EXPECT_EQ(patiently([&] { return tag.read_log(); }).at(0).celsius, 22.25);
-    expect_invalid([&] { tag.start_log({.step = 0}); });
-    expect_invalid([&] { tag.start_log({.delay = 0x10000}); });
-    expect_invalid([&] { tag.start_log({}, {.first_byte = 65535}); });
-    expect_invalid([&] { tag.start_log({}, {.memory_password = Bytes(3)}); });
+    EXPECT_EQ(patiently([&] { return tag.read_log(log_place); }).at(0).celsius, 22.25);
+    expect_invalid([&] { tag.start_log({.step = 0}, log_place); });
+    expect_invalid([&] { tag.start_log({.delay = 0x10000}, log_place); });
+    expect_invalid([&] { tag.start_log({}, 65535); });
+    expect_invalid([&] { tag.read_log(65535); });
     expect_invalid([&] { tag.start_log_anew({.step = 0x10000}); });
-    expect_invalid([&] { tag.stop_log(Bytes(3)); });
 }
 
 TEST_P(SensorsOf, WhatIsNoLogIsNotReadAsOne)
@@ -515,29 +658,91 @@ TEST_P(SensorsOf, WhatIsNoLogIsNotReadAsOne)
     settings.sensor->memory[0] = 0;
     settings.sensor->memory[1] = 2;
     SensorTag tag = secured_sensor(settings);
-    const auto log = patiently([&] { return tag.read_log({.first_byte = 0}); });
+    const auto log = patiently([&] { return tag.read_log(0); });
     ASSERT_EQ(log.size(), 2U);
     EXPECT_FALSE(log[0].celsius);
     EXPECT_EQ(log[0].raw, 0x8080);
     EXPECT_THAT(log[0].problem, HasSubstr("no temperature"));
-    EXPECT_THAT(patiently([&] { return tag.read_log({.first_byte = 100}); }), IsEmpty());
+    EXPECT_THAT(patiently([&] { return tag.read_log(100); }), IsEmpty());
     EXPECT_EQ(error_of([&] {
-                  with_answer(0xC3, {0xFF, 0xFF}, [&] { return tag.read_log({.first_byte = 100}); });
+                  with_answer(0xC3, {0xFF, 0xFF}, [&] { return tag.read_log(100); });
               })->code(),
               Errc::bad_answer);
 }
 
-TEST_P(SensorsOf, AChangeOfATagWhoseAnswerIsLostMayHaveBeenMade)
+TEST_P(SensorsOf, ALongReadingTellsHowFarItCame)
 {
-    SensorTag tag = secured_sensor();
-    sim::Fault lose = sim::Fault::lose();
-    lose.command = 0xC6;
-    device->inject(lose);
-    const auto error = error_of([&] { tag.start_log_anew({.step = 60}); });
-    EXPECT_EQ(error->code(), Errc::no_answer);
-    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    sim::TagSettings settings = make_sensor(1, 20);
+    settings.sensor->memory = Bytes(802, 1);
+    settings.sensor->memory[0] = 1;
+    settings.sensor->memory[1] = 0x90;  // 400 samples
+    SensorTag tag = secured_sensor(settings);
+    std::vector<std::size_t> told;
+    const auto tell = [&](const Progress& done) {
+        EXPECT_EQ(done.total, 800U);
+        told.push_back(done.bytes);
+        return done.bytes < 500;
+    };
+    const auto error = error_of([&] { tag.read_log(0, {}, tell); });
+    EXPECT_EQ(error->code(), Errc::aborted);
+    EXPECT_EQ(error->outcome(), Outcome::nothing);
+    EXPECT_THAT(error->what(), HasSubstr("500 of 800 bytes"));
+    EXPECT_THAT(told, ElementsAre(250, 500));
+    const auto log = patiently([&] {
+        told.clear();
+        return tag.read_log(0, {}, [&](const Progress& done) { return tell(done), true; });
+    });
+    EXPECT_EQ(log.size(), 400U);
+    EXPECT_EQ(log.back().raw, 0x0101);
+    EXPECT_THAT(told, ElementsAre(250, 500, 750, 800));
+    EXPECT_EQ(patiently([&] { return tag.read_memory(2, 4, {}, [](const Progress&) { return false; }); }),
+              Bytes(4, 1))
+        << "all of it came";
+}
+
+TEST_P(SensorsOf, AChangeWhoseAnswerIsLostIsLookedAt)
+{
+    sim::TagSettings settings = make_sensor(1, 20);
+    settings.sensor->alarm = true;
+    SensorTag tag = secured_sensor(settings);
+    losing(0xC6, [&] { tag.start_log({.step = 3600}, log_place); });
     EXPECT_TRUE(device->sensor(0).logging);
-    EXPECT_TRUE(patiently([&] { return tag.mode(); }).logs());
+    expect_unknown(0xC6, [&] { tag.start_log_anew({.step = 3600}); });  // a log ran already
+    losing(0xC7, [&] { tag.stop_log(); });
+    EXPECT_FALSE(device->sensor(0).logging);
+    losing(0xC6, [&] { tag.start_log_anew({.step = 3600}); });
+    EXPECT_TRUE(device->sensor(0).logging);
+
+    const auto expect_not_done = [&](std::uint8_t command, auto act) {
+        sim::Fault silence = sim::Fault::silence(1);
+        silence.command = command;
+        device->inject(silence);
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::no_answer);
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_THAT(error->what(), HasSubstr("looked at"));
+    };
+    expect_not_done(0xC7, [&] { tag.stop_log(); });
+    patiently([&] { tag.stop_log(); });
+    expect_not_done(0xC6, [&] { tag.start_log_anew({.step = 3600}); });
+    EXPECT_FALSE(device->sensor(0).logging);
+
+    // Looking cannot tell.
+    expect_unknown(0xC0, [&] { tag.renew_registers(); });
+    expect_unknown(0x88, [&] { tag.reset_alarm(); });
+    EXPECT_FALSE(device->sensor(0).alarm);
+    expect_unknown(0xC5, [&] { tag.measure({.block = 3}); });
+    expect_unknown(0x87, [&] { tag.exchange_spi({.command = {0x9F}, .answer = 3}); });
+    expect_unknown(0xCA, [&] { tag.sleep(); });
+    EXPECT_TRUE(device->tag_state(0).asleep);
+    expect_unknown(0xC8, [&] { reader().wake_sensor(epc_of(1), secret); });
+    EXPECT_FALSE(device->tag_state(0).asleep);
+    // The mode cannot be asked for either.
+    sim::Fault mute = sim::Fault::silence(0);
+    mute.command = 0xC8;
+    mute.skip = 1;
+    device->inject(mute);
+    expect_unknown(0xC6, [&] { tag.start_log_anew({.step = 3600}); });
 }
 
 TEST_P(SensorsOf, ShortAnswersAreNotShown)
@@ -545,13 +750,16 @@ TEST_P(SensorsOf, ShortAnswersAreNotShown)
     SensorTag tag = secured_sensor();
     expect_short_answer_refused(0xC1, {1}, [&] { tag.read_register(0); });
     expect_short_answer_refused(0xC3, sim::Bytes(7), [&] { tag.read_memory(0, 8); });
-    expect_short_answer_refused(0xC3, {}, [&] { tag.start_log({}); });
+    expect_short_answer_refused(0xC3, {}, [&] { tag.start_log({}, log_place); });
     expect_short_answer_refused(0xC5, {1}, [&] { tag.measure({.quantity = Quantity::voltage}); });
     expect_short_answer_refused(0xC8, {1}, [&] { tag.mode(); });
     expect_short_answer_refused(0x87, {1, 2}, [&] { tag.exchange_spi({.answer = 3}); });
     expect_short_answer_refused(0x80, sim::Bytes(16), [&] { reader().identification().tag(); });
     expect_short_answer_refused(0x80, {1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
                                 [&] { reader().identification().tag(); });
+    sim::Bytes odd(17 + 3);
+    odd[1] = 3;
+    expect_short_answer_refused(0x80, odd, [&] { reader().identification().tag(); });
     expect_short_answer_refused(0x81, {1, 2, 3}, [&] { reader().identification().begin(); });
     expect_short_answer_refused(0x82, sim::Bytes(9), [&] { reader().identification().finish({}); });
 }
@@ -570,6 +778,8 @@ TEST_P(SensorsOf, TagAndReaderAreIdentified)
     EXPECT_EQ(error_of([&] { patiently([&] { return identification.finish({}); }); })->code(), Errc::refused)
         << "a second time";
     expect_invalid([&] { identification.tag(Epc(std::string(64, '0'))); });
+    expect_invalid([&] { identification.tag(Epc("010203")); });
+    EXPECT_EQ(error_of([&] { patiently([&] { identification.tag(epc_of(9)); }); })->code(), Errc::no_tag);
 }
 
 }  // namespace

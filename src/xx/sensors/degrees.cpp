@@ -12,27 +12,29 @@ namespace {
 
 constexpr double absolute_zero = -273.15;
 
-// In the order of SensorChip.
-constexpr std::array chip_rules{
-    ChipRule{"g2", 14, true, true, -40, 150},      ChipRule{"ltu32", 14, true, true, -40, 150},
-    ChipRule{"ast010", 31, false, true, -40, 150}, ChipRule{"em", 15, true, false, -40, 150},
-    ChipRule{"bx", 31, false, false, -40, 150},    ChipRule{"yl", 31, false, false, -40, 150},
-    ChipRule{"on", 31, false, false, -40, 150},    ChipRule{"fd", 14, false, false, -40, 150}};
+constexpr double lowest = -40;  // that these sensors measure
+constexpr double highest = 150;
 
-std::string range_problem(const ChipRule& rule, double celsius)
+// In the order of SensorChip.
+constexpr std::array chip_rules{ChipRule{"g2", 14, true, true},      ChipRule{"ltu32", 14, true, true},
+                                ChipRule{"ast010", 31, false, true}, ChipRule{"em", 15, true, false},
+                                ChipRule{"bx", 31, false, false},    ChipRule{"yl", 31, false, false},
+                                ChipRule{"on", 31, false, false},    ChipRule{"fd", 14, false, false}};
+
+std::string range_problem(double celsius)
 {
     std::array<char, 96> text{};
-    std::snprintf(text.data(), text.size(), "%.2f C is outside of what the chip measures, %.0f to %.0f C",
-                  celsius, rule.lowest, rule.highest);
+    std::snprintf(text.data(), text.size(), "%.2f C is outside of what these sensors measure, %.0f to %.0f C",
+                  celsius, lowest, highest);
     return text.data();
 }
 
-void set(const ChipRule& rule, double value, std::optional<double>& celsius, std::string& problem)
+void set(double value, std::optional<double>& celsius, std::string& problem)
 {
     if (!std::isfinite(value) || value < absolute_zero)
         problem = "what the sensor tells is no temperature";
-    else if (value < rule.lowest || value > rule.highest)
-        problem = range_problem(rule, value);
+    else if (value < lowest || value > highest)
+        problem = range_problem(value);
     else
         celsius = std::round(value * 100) / 100;
 }
@@ -47,7 +49,7 @@ std::string calibration_problem(const Bytes& calibration)
     return {};
 }
 
-void convert_sense_word(const ChipRule& rule, Temperature& measured)
+void convert_sense_word(Temperature& measured)
 {
     constexpr float no_measurement = 9999.0F;
     std::array<unsigned char, sense_size> sense{};
@@ -63,7 +65,7 @@ void convert_sense_word(const ChipRule& rule, Temperature& measured)
         measured.problem = "the sensor word " + to_hex(sense) + " is no measurement with the calibration " +
                            to_hex(measured.calibration);
     else
-        set(rule, celsius, measured.celsius, measured.problem);
+        set(celsius, measured.celsius, measured.problem);
 }
 
 }  // namespace
@@ -80,11 +82,20 @@ bool is_known_kind(std::span<const std::uint8_t> calibration)
     return calibration.size() == calibration_size && calibration[2] >> 4U <= highest_kind;
 }
 
-void convert(const ChipRule& rule, std::span<const std::uint8_t> hundredths, std::optional<double>& celsius,
-             std::string& problem)
+void convert_hundredths(std::span<const std::uint8_t> hundredths, std::optional<double>& celsius,
+                        std::string& problem)
 {
     const auto number = static_cast<std::int16_t>(hundredths[0] << 8U | hundredths[1]);
-    set(rule, number / 100.0, celsius, problem);
+    set(number / 100.0, celsius, problem);
+}
+
+void convert_voltage(Measured& measured)
+{
+    constexpr std::uint16_t erased = 0xFFFF;
+    if (measured.raw == 0 || measured.raw == erased)
+        measured.problem = "what the sensor tells is no voltage";
+    else
+        measured.millivolts = measured.raw;
 }
 
 void convert(const ChipRule& rule, Temperature& measured)
@@ -94,9 +105,9 @@ void convert(const ChipRule& rule, Temperature& measured)
         measured.problem = "only " + std::to_string(measured.raw.size()) + " of the " + std::to_string(size) +
                            " bytes of the sensor came";
     else if (rule.has_sense_word)
-        convert_sense_word(rule, measured);
+        convert_sense_word(measured);
     else
-        convert(rule, measured.raw, measured.celsius, measured.problem);
+        convert_hundredths(measured.raw, measured.celsius, measured.problem);
 }
 
 }  // namespace v1

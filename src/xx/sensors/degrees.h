@@ -12,11 +12,9 @@ inline constexpr std::size_t hundredths_size = 2;
 
 struct ChipRule {
     const char* name;
-    unsigned longest_epc;  // words, of the command that asks one tag
+    unsigned longest_epc;  // words, of the command that asks the tag
     bool has_sense_word;   // otherwise hundredths of a degree, signed, high byte first
     bool comes_in_inventory;
-    double lowest;  // degrees that the chip measures
-    double highest;
 
     std::size_t raw_size() const { return has_sense_word ? sense_size : hundredths_size; }
 };
@@ -26,10 +24,11 @@ const ChipRule* find_chip(SensorChip chip);
 // Whether it is of a kind of conversion that there is.
 bool is_known_kind(std::span<const std::uint8_t> calibration);
 
-// Sets degrees, or the problem, by `raw` and `calibration`.
+// Set the value, or the problem.
 void convert(const ChipRule& rule, Temperature& measured);
-void convert(const ChipRule& rule, std::span<const std::uint8_t> hundredths, std::optional<double>& celsius,
-             std::string& problem);
+void convert_hundredths(std::span<const std::uint8_t> hundredths, std::optional<double>& celsius,
+                        std::string& problem);
+void convert_voltage(Measured& measured);
 
 }  // namespace v1
 }  // namespace tagwire

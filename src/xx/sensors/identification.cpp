@@ -1,8 +1,6 @@
 // Tag and reader identified to each other.
-#include <algorithm>
-
 #include "tagwire/result.h"
-#include "xx/sensors/named_tag.h"
+#include "xx/tag/tag_inside.h"
 
 namespace tagwire {
 inline namespace v1 {
@@ -29,19 +27,23 @@ void require_success(ReaderInside& inside, const Call& call)
 
 IdentifiedTag Identification::tag(const std::optional<Epc>& epc)
 {
-    NamedTag named(*inside_, identify_call, epc.value_or(Epc()), longest_identified_epc);
+    NameOnWire name = name_by(*inside_, identify_call, epc.value_or(Epc()), longest_identified_epc);
     u8 size = 0;
     u8 rssi = 0;
     std::array<u8, 256> found{};
     std::array<u8, 12> tid{};
     IdentifiedTag out;
     const ReaderInside::Turn turn(*inside_);
-    inside_->ask(identify_call, &O::QueryAndIdentify, named.epc(), named.words(), &size, found.data(), &rssi,
-                 out.key.data(), tid.data());
+    const int result = inside_->run(identify_call, &O::QueryAndIdentify, name.id.data(), name.words, &size,
+                                    found.data(), &rssi, out.key.data(), tid.data());
+    if (result != TAGWIRE_OK) fail_at_tag(*inside_, identify_call, result, -1);
     Call whole = identify_call;
     whole.least += size;
     inside_->require(whole, inside_->came());
-    out.epc = Epc(std::span<const std::uint8_t>(found.data(), std::min<std::size_t>(size, Epc::longest)));
+    if (size % 2 != 0 || size > Epc::longest)
+        throw Error(Errc::bad_answer, identify_call.name, inside_->name(),
+                    std::to_string(size) + " bytes are no EPC");
+    out.epc = Epc(std::span<const std::uint8_t>(found.data(), size));
     out.rssi = rssi;
     out.tid = Tid(std::span<const std::uint8_t>(tid));
     return out;

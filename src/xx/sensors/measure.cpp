@@ -1,7 +1,5 @@
 #include "xx/sensors/measure.h"
 
-#include <algorithm>
-
 namespace tagwire {
 inline namespace v1 {
 namespace {
@@ -12,54 +10,50 @@ constexpr unsigned usual_calibration_word = 8;
 constexpr u8 calibration_words = 2;
 constexpr std::size_t longest_answer = 250;
 
-// As many bytes as came, and no more than `most`.
-Bytes taken(std::span<const u8> from, int came, std::size_t most)
-{
-    const std::size_t count = std::min({from.size(), static_cast<std::size_t>(std::max(came, 0)), most});
-    return {from.begin(), from.begin() + static_cast<std::ptrdiff_t>(count)};
-}
-
 u8 byte_or(const std::optional<unsigned>& value, unsigned otherwise)
 {
     return static_cast<u8>(value.value_or(otherwise));
 }
 
+constexpr SensorCall one_call(unsigned most_words) { return {temperature_call, most_words}; }
+
 // The calibration comes with the same answer, behind the sensor word.
-void measure_g2(ReaderInside& inside, NamedTag& tag, const SensorQuestion& question,
-                const std::optional<Bytes>& time, Temperature& measured)
+void measure_g2(TagInside& tag, const SensorQuestion& question, const std::optional<Bytes>& time,
+                Temperature& measured)
 {
+    constexpr SensorCall how = one_call(14);
     std::array<u8, longest_answer + 6> data{};
     int tag_error = -1;
+    ReaderInside& reader = *tag.reader_;
+    NameOnWire name = tag.name_by_epc(how.call, how.most_words);
     const u8 start = byte_or(question.start_word, 0);
     const u8 wait = byte_or(question.wait_time, 0);
     const u8 word = byte_or(question.calibration_word, usual_calibration_word);
     const u8 reads_back = question.calibration ? 0 : 1;
-    Bytes given_time = time.value_or(Bytes{});
     const int result =
-        time ? inside.run(temperature_call, &O::GetTagTemperatureByTime, tag.epc(), tag.words(), start, wait,
-                          given_time.data(), word, calibration_words, reads_back, data.data(), &tag_error)
-             : inside.run(temperature_call, &O::GetTagTemperature, tag.epc(), tag.words(), start, wait, word,
+        time ? reader.run(how.call, &O::GetTagTemperatureByTime, name.id.data(), name.words, start, wait,
+                          in(*time), word, calibration_words, reads_back, data.data(), &tag_error)
+             : reader.run(how.call, &O::GetTagTemperature, name.id.data(), name.words, start, wait, word,
                           calibration_words, reads_back, data.data(), &tag_error);
-    tag.check(temperature_call, result, tag_error);
-    const int came = inside.came();
-    measured.raw = taken(data, came, sense_size);
+    require_done(tag, how, result, tag_error);
+    const int came = reader.came();
+    measured.raw = as_came(data, came, sense_size);
     if (!question.calibration)
         measured.calibration =
-            taken(std::span(data).subspan(sense_size), came - int{sense_size}, calibration_size);
+            as_came(std::span(data).subspan(sense_size), came - int{sense_size}, calibration_size);
 }
 
-Bytes read_calibration(ReaderInside& inside, NamedTag& tag, PasswordBytes password, u8 word)
+Bytes read_calibration(TagInside& tag, u8 word)
 {
-    constexpr u8 user_bank = 3;
     std::array<u8, longest_answer> words{};
-    tag.ask(temperature_call, &O::ReadData_G2,
-            std::tuple(user_bank, word, calibration_words, password.data()), words.data());
-    return taken(words, inside.came(), calibration_size);
+    ask_sensor(tag, one_call(31), &O::ReadData_G2,
+               std::tuple(static_cast<u8>(Bank::user), word, calibration_words, in(tag.password_)),
+               words.data());
+    return as_came(words, tag.reader_->came(), calibration_size);
 }
 
 // The answer is the ID where it was asked for, the sensor word, and the time.
-void measure_em(ReaderInside& inside, NamedTag& tag, PasswordBytes password, const SensorQuestion& question,
-                Temperature& measured)
+void measure_em(TagInside& tag, const SensorQuestion& question, Temperature& measured)
 {
     constexpr int fixed_size = 8;
     std::array<u8, longest_answer + 6> uid{};
@@ -67,37 +61,38 @@ void measure_em(ReaderInside& inside, NamedTag& tag, PasswordBytes password, con
     std::array<u8, 4> utc{};
     const u8 sends_uid{question.with_uid};
     const u8 anew{!question.latest};
-    tag.ask(temperature_call, &O::GetEMTmpData, std::tuple(sends_uid, anew, password.data()), uid.data(),
-            sense.data(), utc.data());
-    const int uid_size = inside.came() - fixed_size;
-    const bool is_whole = question.with_uid ? uid_size >= 0 && uid[0] == uid_size : uid_size >= 0;
+    ask_sensor(tag, one_call(15), &O::GetEMTmpData, std::tuple(sends_uid, anew, in(tag.password_)),
+               uid.data(), sense.data(), utc.data());
+    const int uid_size = tag.reader_->came() - fixed_size;
+    const bool is_whole = uid_size >= 0 && (!question.with_uid || uid[0] == uid_size);
     if (!is_whole) return;
     measured.raw.assign(sense.begin(), sense.end());
-    measured.measured_at = std::chrono::sys_seconds(std::chrono::seconds(
-        std::uint32_t{utc[0]} << 24U | std::uint32_t{utc[1]} << 16U | std::uint32_t{utc[2]} << 8U | utc[3]));
+    const std::uint32_t seconds =
+        std::uint32_t{utc[0]} << 24U | std::uint32_t{utc[1]} << 16U | std::uint32_t{utc[2]} << 8U | utc[3];
+    if (seconds != 0) measured.measured_at.emplace(std::chrono::seconds(seconds));
     if (question.with_uid) measured.uid.assign(uid.begin() + 1, uid.begin() + 1 + uid_size);
     if (!question.calibration)
-        measured.calibration = read_calibration(inside, tag, password,
-                                                byte_or(question.calibration_word, usual_calibration_word));
+        measured.calibration =
+            read_calibration(tag, byte_or(question.calibration_word, usual_calibration_word));
 }
 
-void measure_bx(ReaderInside& inside, NamedTag& tag, Temperature& measured)
+void measure_bx(TagInside& tag, Temperature& measured)
 {
+    constexpr SensorCall how = one_call(31);
     std::array<u8, hundredths_size> data{};
     int tag_error = -1;
-    const int result = inside.run(temperature_call, &O::GetBxTagTemperature, tag.words(), tag.epc(),
-                                  data.data(), &tag_error);
-    tag.check(temperature_call, result, tag_error);
-    measured.raw = taken(data, inside.came(), data.size());
+    NameOnWire name = tag.name_by_epc(how.call, how.most_words);
+    const int result = tag.reader_->run(how.call, &O::GetBxTagTemperature, name.words, name.id.data(),
+                                        data.data(), &tag_error);
+    require_done(tag, how, result, tag_error);
+    measured.raw = as_came(data, tag.reader_->came(), data.size());
 }
 
-template <class Operation>
-void measure_hundredths(ReaderInside& inside, NamedTag& tag, Operation operation, PasswordBytes password,
-                        Temperature& measured)
+template <class Operation> void measure_hundredths(TagInside& tag, Operation operation, Temperature& measured)
 {
     std::array<u8, hundredths_size> data{};
-    tag.ask(temperature_call, operation, std::tuple(password.data()), data.data());
-    measured.raw = taken(data, inside.came(), data.size());
+    ask_sensor(tag, one_call(31), operation, std::tuple(in(tag.password_)), data.data());
+    measured.raw = as_came(data, tag.reader_->came(), data.size());
 }
 
 }  // namespace
@@ -119,9 +114,7 @@ void check_question(const ReaderInside& inside, const Call& call, SensorChip chi
     };
     const bool is_em = chip == SensorChip::em;
     const bool is_one_g2 = chip == SensorChip::g2 && asked == Asked::one_by_one;
-    const bool has_password = !rule.comes_in_inventory && chip != SensorChip::bx;
     require(asked == Asked::one_by_one, !rule.comes_in_inventory || is_one_g2, "one tag by itself");
-    require(question.password.has_value(), has_password, "a password");
     require(question.calibration.has_value(), is_em || is_one_g2, "a calibration");
     require(question.calibration_word.has_value(), is_em || is_one_g2, "the word of a calibration");
     require(question.start_word.has_value(), is_one_g2, "a word that starts the measurement");
@@ -135,42 +128,24 @@ void check_question(const ReaderInside& inside, const Call& call, SensorChip chi
         refuse_value(inside, call, "a calibration has 3 bytes, of which the last one begins with 0, 1 or 2");
     for (const auto& byte : {question.calibration_word, question.start_word, question.wait_time})
         checked(inside, call, "a word, or a time to wait,", byte.value_or(0), 0, 255);
-    password_bytes(inside, call, question.password);
 }
 
-Bytes measure_fd(ReaderInside& inside, const Call& call, const Epc& epc, PasswordBytes password,
-                 const Measurement& measurement)
+void measure_one(TagInside& tag, SensorChip chip, const SensorQuestion& question, Temperature& measured,
+                 const std::optional<Bytes>& time)
 {
-    std::array<u8, hundredths_size> data{};
-    NamedTag tag(inside, call, epc, find_chip(SensorChip::fd)->longest_epc);
-    const u8 latest{measurement.latest};
-    const u8 check{measurement.check_field};
-    const u8 stores{measurement.block.has_value()};
-    const ReaderInside::Turn turn(inside);
-    tag.ask(call, &O::Fd_GetTemperature,
-            std::tuple(static_cast<u8>(measurement.quantity), latest, check, stores,
-                       byte_or(measurement.block, 0), password.data()),
-            data.data());
-    return taken(data, inside.came(), data.size());
-}
-
-void measure_one(ReaderInside& inside, SensorChip chip, PasswordBytes password,
-                 const SensorQuestion& question, Temperature& measured, const std::optional<Bytes>& time)
-{
-    const ChipRule& rule = chip_rule(inside, temperature_call, chip);
-    NamedTag tag(inside, temperature_call, measured.epc, rule.longest_epc);
-    const ReaderInside::Turn turn(inside);
+    constexpr SensorCall fd_temperature_call = fd_call(temperature_call.name);
+    const ChipRule& rule = chip_rule(*tag.reader_, temperature_call, chip);
+    const ReaderInside::Turn turn(*tag.reader_);
     measured.calibration = question.calibration.value_or(Bytes{});
     switch (chip) {
-    case SensorChip::em: measure_em(inside, tag, password, question, measured); break;
-    case SensorChip::bx: measure_bx(inside, tag, measured); break;
-    case SensorChip::yl: measure_hundredths(inside, tag, &O::YL_GetTempData, password, measured); break;
-    case SensorChip::on: measure_hundredths(inside, tag, &O::ON_GetTempData, password, measured); break;
+    case SensorChip::em: measure_em(tag, question, measured); break;
+    case SensorChip::bx: measure_bx(tag, measured); break;
+    case SensorChip::yl: measure_hundredths(tag, &O::YL_GetTempData, measured); break;
+    case SensorChip::on: measure_hundredths(tag, &O::ON_GetTempData, measured); break;
     case SensorChip::fd:
-        measured.raw =
-            measure_fd(inside, temperature_call, measured.epc, password, {.latest = question.latest});
+        measured.raw = measure_fd(tag, fd_temperature_call, {.latest = question.latest});
         break;
-    default: measure_g2(inside, tag, question, time, measured);
+    default: measure_g2(tag, question, time, measured);
     }
     measured.received = {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
     convert(rule, measured);

@@ -1,6 +1,4 @@
 // One sensor tag: registers, memory, log, mode.
-#include <algorithm>
-#include <map>
 #include <utility>
 
 #include "xx/sensors/measure.h"
@@ -11,164 +9,106 @@ namespace {
 
 using O = Operations;
 
-constexpr Call sensor_call(const char* name, Effect effect = Effect::none, int least = 0)
+constexpr SensorCall peripheral_call(const char* name)
 {
-    return {.name = name, .effect = effect, .least = least, .family = engine::ResultFamily::sensor};
+    constexpr unsigned most_words = 15;
+    return {{name, Effect::change, 0, false, engine::ResultFamily::sensor}, most_words};
 }
 
-constexpr Call find_call = sensor_call("look for a sensor tag");
-constexpr Call measure_call = sensor_call("measure", Effect::none, hundredths_size);
-constexpr Call read_register_call = sensor_call("read a register", Effect::none, 2);
-constexpr Call write_register_call = sensor_call("write a register", Effect::change);
-constexpr Call renew_call = sensor_call("renew the registers", Effect::change);
-constexpr Call read_memory_call = sensor_call("read sensor memory");
-constexpr Call write_memory_call = sensor_call("write sensor memory", Effect::change);
-constexpr Call start_log_call = sensor_call("start the log", Effect::change);
-constexpr Call stop_log_call = sensor_call("stop the log", Effect::change);
-constexpr Call read_log_call = sensor_call("read the log");
-constexpr Call mode_call = sensor_call("ask for the mode of a sensor tag", Effect::none, 2);
-constexpr Call wake_call = sensor_call("wake a sensor tag", Effect::change, 2);
-constexpr Call sleep_call = sensor_call("put a sensor tag to sleep", Effect::change);
-constexpr Call spi_call = sensor_call("talk to an SPI peripheral", Effect::change);
-constexpr Call alarm_call = sensor_call("reset the alarm", Effect::change);
+constexpr SensorCall measure_call = fd_call("measure", Effect::none, hundredths_size);
+constexpr SensorCall read_register_call = fd_call("read a register", Effect::none, 2);
+constexpr SensorCall write_register_call = fd_call("write a register", Effect::change, 0, TagCode::told);
+constexpr SensorCall renew_call = fd_call("renew the registers", Effect::change);
+constexpr SensorCall start_log_call = fd_call("start the log", Effect::change, 0, TagCode::told);
+constexpr SensorCall stop_log_call = fd_call("stop the log", Effect::change);
+constexpr SensorCall read_log_call = fd_call("read the log");
+constexpr SensorCall mode_call = fd_call("ask for the mode of a sensor tag", Effect::none, 2);
+constexpr SensorCall wake_call = fd_call("wake a sensor tag", Effect::change, 2);
+constexpr SensorCall sleep_call = fd_call("put a sensor tag to sleep", Effect::change);
+constexpr SensorCall spi_call = peripheral_call("talk to an SPI peripheral");
+constexpr SensorCall alarm_call = peripheral_call("reset the alarm");
 
-constexpr unsigned longest_epc = 14;             // words, of fd tags
-constexpr unsigned longest_peripheral_epc = 15;  // of tags with an SPI peripheral or an alarm
-constexpr unsigned memory_size = 65536;
-constexpr unsigned most_bytes_in_answer = 250;
 constexpr unsigned sample_size = 2;
 
-// -- finding one
-
-[[noreturn]] void refuse_tags(const ReaderInside& inside, const std::string& text)
+std::uint16_t number_of(std::span<const u8> bytes)
 {
-    throw Error(Errc::invalid_value, find_call.name, inside.name(), text);
+    return static_cast<std::uint16_t>(bytes[0] << 8U | bytes[1]);
 }
 
-// Of tags with one EPC the strongest; refused where TIDs tell that they are several.
-Read the_one(const ReaderInside& inside, std::vector<Read> reads, const std::optional<Epc>& wanted)
+// Behind a change that failed: looks whether it was done all the same, and throws Error unless it was.
+template <class IsDone> void require_seen_done(const Error& error, IsDone is_done, const char* not_done)
 {
-    std::map<Epc, std::optional<Tid>> tids;
-    for (const Read& read : reads) {
-        std::optional<Tid>& known = tids[read.epc];
-        if (known && read.tid && *known != *read.tid && (!wanted || read.epc == *wanted))
-            refuse_tags(inside, "several tags have the EPC " + read.epc.to_string());
-        if (read.tid) known = read.tid;
-    }
-    std::vector<Read> found = strongest_of_each(std::move(reads), wanted);
-    if (found.size() == 1 && found.front().epc.empty())
-        refuse_tags(inside, "the tag has no EPC to be named by");
-    if (found.size() == 1) return std::move(found.front());
-    if (found.empty()) refuse_tags(inside, "no such tag answers: is it close to an antenna, and awake?");
-    std::string text = std::to_string(found.size()) + " tags answer, name one of them:";
-    for (const Read& read : found) text += " " + read.epc.to_string();
-    refuse_tags(inside, text);
+    if (!may_have_been_done(error)) throw error;
+    const auto done = look_until_told(is_done);
+    if (!done) throw told_again(error, "; whether it was done could not be seen", Outcome::unknown);
+    if (!*done) throw told_again(error, not_done, Outcome::nothing);
+    if (error.outcome() != Outcome::unknown)
+        throw told_again(error, "; looked at, it is so all the same", Outcome::unknown);
 }
 
-Read find_one(Reader& reader, const ReaderInside& inside, const Mask& mask, const std::optional<Epc>& wanted)
+// -- registers
+
+std::uint16_t ask_register(TagInside& tag, unsigned number, const Password& password)
 {
-    constexpr unsigned tid_words = 6;
-    InventoryResult found = reader.inventory({.mask = mask, .words = Words{Bank::tid, 0, tid_words}});
-    if (!found.complete || found.bad_records != 0)
-        refuse_tags(
-            inside,
-            "the inventory did not tell for sure which tags are there: try it again, with fewer of them");
-    return the_one(inside, std::move(found.reads), wanted);
+    auto address = word_bytes(number);
+    std::array<u8, 2> value{};
+    ask_sensor(tag, read_register_call, &O::Fd_ReadReg, std::tuple(address.data(), in(password)),
+               value.data());
+    return number_of(value);
 }
 
-// -- memory
-
-// What goes with every reading and writing of it.
-struct MemoryKey {
-    u8 type = 0;  // whether there is a password
-    PasswordBytes password{};
-};
-
-MemoryKey memory_key(const ReaderInside& inside, const Call& call, const std::optional<Bytes>& password)
+void send_register(TagInside& tag, unsigned number, std::uint16_t value)
 {
-    return {u8{password.has_value()}, password_bytes(inside, call, password)};
+    auto address = word_bytes(number);
+    auto bytes = word_bytes(value);
+    ask_sensor(tag, write_register_call, &O::Fd_WriteReg,
+               std::tuple(address.data(), bytes.data(), in(tag.password_)));
 }
 
-void check_range(const ReaderInside& inside, const Call& call, unsigned first, std::size_t count)
+// -- log
+
+SensorMode look_at_mode(TagInside& tag) { return ask_mode(tag, mode_call, tag.proven_password(), false); }
+
+void check_plan(const ReaderInside& reader, const LogPlan& plan)
 {
-    checked(inside, call, "the first byte", first, 0, memory_size - 1);
-    checked(inside, call, "the count of bytes", static_cast<long long>(count), 1,
-            static_cast<int>(memory_size - first));
+    checked(reader, start_log_call.call, "the delay", plan.delay, 0, 0xFFFF);
+    checked(reader, start_log_call.call, "the step", plan.step, 1, 0xFFFF);
 }
 
-Bytes read_piece(NamedTag& tag, PasswordBytes password, MemoryKey key, unsigned first, unsigned count)
+[[noreturn]] void refuse_log(const ReaderInside& reader, const std::string& what)
 {
-    Bytes out(count);
-    Call call = read_memory_call;
-    call.least = static_cast<int>(count);
-    auto address = high_byte_first(first);
-    tag.ask(
-        call, &O::Fd_ReadMemory,
-        std::tuple(address.data(), static_cast<u8>(count), password.data(), key.type, key.password.data()),
-        out.data());
-    return out;
-}
-
-Bytes read_pieces(NamedTag& tag, const PasswordBytes& password, const MemoryKey& key, unsigned first,
-                  unsigned count)
-{
-    Bytes out;
-    while (out.size() < count) {
-        const unsigned done = static_cast<unsigned>(out.size());
-        const Bytes piece =
-            read_piece(tag, password, key, first + done, std::min(count - done, most_bytes_in_answer));
-        out.insert(out.end(), piece.begin(), piece.end());
-    }
-    return out;
-}
-
-void write_piece(NamedTag& tag, PasswordBytes password, MemoryKey key, unsigned first,
-                 std::span<const std::uint8_t> piece)
-{
-    Bytes bytes(piece.begin(), piece.end());
-    auto address = high_byte_first(first);
-    tag.ask(write_memory_call, &O::Fd_WriteMemory,
-            std::tuple(address.data(), static_cast<u8>(bytes.size()), bytes.data(), password.data(), key.type,
-                       key.password.data()));
-}
-
-std::string range_text(std::size_t first, std::size_t count)
-{
-    return "bytes " + std::to_string(first) + " to " + std::to_string(first + count - 1);
-}
-
-// Says how far a writing came that ended at `piece` bytes behind `done`.
-[[noreturn]] void fail_half_way(const Error& error, unsigned first, std::size_t done, std::size_t piece)
-{
-    const bool is_in_doubt = error.outcome() == Outcome::unknown;
-    const Outcome outcome = is_in_doubt ? Outcome::unknown : done > 0 ? Outcome::partial : Outcome::nothing;
-    std::string text = done > 0 ? range_text(first, done) + " were written, " : "";
-    text += range_text(first + done, piece) + (is_in_doubt ? " may have been, " : " were not, ");
-    throw Error(static_cast<Errc>(error.code().value()), error.operation(), error.reader(),
-                text + "nothing behind them: " + error.text(), outcome, error.result());
-}
-
-[[noreturn]] void refuse_difference(const ReaderInside& inside, const Call& call, const std::string& what)
-{
-    fail_as_different(inside, call,
-                      what + " read back otherwise than they were written: look before you write again");
-}
-
-// -- mode
-
-SensorMode ask_mode(ReaderInside& inside, const Call& call, const Epc& epc, PasswordBytes password,
-                    bool wakes)
-{
-    std::array<u8, 2> bits{};
-    NamedTag(inside, call, epc, longest_epc)
-        .ask(call, &O::Fd_OP_Mode_Chk, std::tuple(u8{wakes}, password.data()), bits.data());
-    return {static_cast<std::uint16_t>(bits[0] << 8U | bits[1])};
-}
-
-void refuse_log(const ReaderInside& inside, const std::string& what)
-{
-    throw Error(Errc::refused, start_log_call.name, inside.name(),
+    throw Error(Errc::refused, start_log_call.call.name, reader.name(),
                 what + ": read it first; start_log_anew() would destroy it");
+}
+
+// Where a log runs already it cannot be seen whether it was begun anew.
+void begin_log(TagInside& tag, const LogPlan& plan, bool runs)
+{
+    auto delay = word_bytes(plan.delay);
+    auto step = word_bytes(plan.step);
+    tag.require_in_the_field();
+    try {
+        ask_sensor(tag, start_log_call, &O::Fd_StartLogging,
+                   std::tuple(delay.data(), step.data(), in(tag.password_)));
+    } catch (const Error& error) {
+        if (runs) throw;
+        require_seen_done(
+            error, [&] { return look_at_mode(tag).logs(); }, "; looked at, no log runs");
+    }
+}
+
+MemoryRange place_of_log(const ReaderInside& reader, const SensorCall& how, unsigned first_byte)
+{
+    checked(reader, how.call, "the first byte of the log", first_byte, 0, SensorMemory::end - sample_size);
+    return {first_byte, sample_size};
+}
+
+LogSample sample_of(std::span<const u8> bytes)
+{
+    LogSample out;
+    out.raw = number_of(bytes);
+    convert_hundredths(bytes, out.celsius, out.problem);
+    return out;
 }
 
 }  // namespace
@@ -186,51 +126,39 @@ std::ostream& operator<<(std::ostream& out, SensorMode mode)
     return *between == '\0' ? out << "idle" : out;
 }
 
-SensorTag Reader::sensor(const Epc& epc, const std::optional<Bytes>& password)
+SensorTag Tag::sensor() const
 {
-    const PasswordBytes bytes = password_bytes(*inside_, find_call, password);
-    if (epc.empty()) refuse_value(*inside_, find_call, "the EPC is empty");
-    return SensorTag(*inside_, find_one(*this, *inside_, epc_mask(epc), epc), bytes);
+    const auto turn = inside_->begin();
+    return SensorTag(inside_);
 }
 
-SensorTag Reader::sensor(const Mask& mask, const std::optional<Bytes>& password)
-{
-    const PasswordBytes bytes = password_bytes(*inside_, find_call, password);
-    given_mask(*inside_, find_call, mask);
-    return SensorTag(*inside_, find_one(*this, *inside_, mask, {}), bytes);
-}
+SensorTag::SensorTag(std::shared_ptr<TagInside> inside) : inside_(std::move(inside)) {}
 
-SensorMode Reader::wake_sensor(const Epc& epc, const std::optional<Bytes>& password)
-{
-    if (epc.empty()) refuse_value(*inside_, wake_call, "the EPC is empty");
-    return ask_mode(*inside_, wake_call, epc, password_bytes(*inside_, wake_call, password), true);
-}
+const Epc& SensorTag::epc() const noexcept { return inside_->epc_; }
 
 // -- measuring
 
 Temperature SensorTag::temperature(SensorChip chip, const SensorQuestion& question)
 {
-    check_question(*inside_, temperature_call, chip, Asked::one_by_one, question);
-    const PasswordBytes password =
-        question.password ? password_bytes(*inside_, temperature_call, question.password) : password_;
-    Temperature out{.epc = found_.epc, .port = found_.port, .rssi = found_.rssi};
-    out.antenna_byte = found_.antenna_byte;
-    measure_one(*inside_, chip, password, question, out);
+    const auto turn = inside_->begin();
+    check_question(*inside_->reader_, temperature_call, chip, Asked::one_by_one, question);
+    Temperature out{.epc = inside_->epc_, .tid = inside_->tid_};
+    measure_one(*inside_, chip, question, out);
     return out;
 }
 
 Measured SensorTag::measure(const Measurement& measurement)
 {
-    Call call = measure_call;
+    const auto turn = inside_->begin();
+    SensorCall how = measure_call;
     if (measurement.block) {
-        checked(*inside_, call, "the block", *measurement.block, 0, 255);
-        call.effect = Effect::change;
+        checked(*inside_->reader_, how.call, "the block", *measurement.block, 0, 255);
+        how.call.effect = Effect::change;
     }
-    const Bytes raw = measure_fd(*inside_, call, epc(), password_, measurement);
-    Measured out{static_cast<std::uint16_t>(raw[0] << 8U | raw[1])};
-    if (measurement.quantity == Quantity::temperature)
-        convert(*find_chip(SensorChip::fd), raw, out.celsius, out.problem);
-    if (measurement.quantity == Quantity::voltage) out.millivolts = out.raw;
+    const Bytes raw = measure_fd(*inside_, how, measurement);
+    Measured out{number_of(raw)};
+    if (measurement.quantity == Quantity::temperature) convert_hundredths(raw, out.celsius, out.problem);
+    if (measurement.quantity == Quantity::voltage) convert_voltage(out);
     return out;
 }
 
@@ -238,161 +166,181 @@ Measured SensorTag::measure(const Measurement& measurement)
 
 std::uint16_t SensorTag::read_register(unsigned number)
 {
-    checked(*inside_, read_register_call, "the register", number, 0, 0xFFFF);
-    auto address = high_byte_first(number);
-    std::array<u8, 2> value{};
-    NamedTag(*inside_, read_register_call, epc(), longest_epc)
-        .ask(read_register_call, &O::Fd_ReadReg, std::tuple(address.data(), password_.data()), value.data());
-    return static_cast<std::uint16_t>(value[0] << 8U | value[1]);
+    const auto turn = inside_->begin();
+    checked(*inside_->reader_, read_register_call.call, "the register", number, 0, 0xFFFF);
+    return ask_register(*inside_, number, inside_->password_);
 }
 
 void SensorTag::write_register(unsigned number, std::uint16_t value)
 {
-    checked(*inside_, write_register_call, "the register", number, 0, 0xFFFF);
-    auto address = high_byte_first(number);
-    auto bytes = high_byte_first(value);
-    const ReaderInside::Turn turn(*inside_);
-    NamedTag(*inside_, write_register_call, epc(), longest_epc)
-        .ask(write_register_call, &O::Fd_WriteReg,
-             std::tuple(address.data(), bytes.data(), password_.data()));
-    if (read_back(*inside_, write_register_call, [&] { return read_register(number); }) != value)
-        refuse_difference(*inside_, write_register_call, "the bits of register " + std::to_string(number));
+    const auto turn = inside_->begin();
+    const ReaderInside& reader = *inside_->reader_;
+    const Call& call = write_register_call.call;
+    checked(reader, call, "the register", number, 0, 0xFFFF);
+    const auto look = [&] { return ask_register(*inside_, number, inside_->proven_password()); };
+    const auto text = [&](std::uint16_t found) {
+        return "register " + std::to_string(number) + " holds " + to_hex(word_bytes(found));
+    };
+    try {
+        send_register(*inside_, number, value);
+    } catch (const Error& error) {
+        if (error.outcome() != Outcome::unknown) throw;
+        const auto found = look_until_told(look);
+        if (found == value) return;
+        throw told_again(error, found ? "; " + text(*found) : "; what it holds could not be seen",
+                         Outcome::unknown);
+    }
+    if (const std::uint16_t found = read_back(reader, call, look); found != value)
+        fail_as_different(reader, call, text(found) + ", which is not what was written");
 }
 
 void SensorTag::renew_registers()
 {
-    NamedTag(*inside_, renew_call, epc(), longest_epc)
-        .ask(renew_call, &O::Fd_InitRegfile, std::tuple(password_.data()));
+    const auto turn = inside_->begin();
+    inside_->require_in_the_field();
+    ask_sensor(*inside_, renew_call, &O::Fd_InitRegfile, std::tuple(in(inside_->password_)));
 }
 
 // -- memory
 
-Bytes SensorTag::read_memory(unsigned first, unsigned count, const std::optional<Bytes>& memory_password)
+Bytes SensorTag::read_memory(unsigned first, unsigned count, const Password& memory_password,
+                             const ReadingTold& told)
 {
-    const MemoryKey key = memory_key(*inside_, read_memory_call, memory_password);
-    check_range(*inside_, read_memory_call, first, count);
-    const ReaderInside::Turn turn(*inside_);
-    NamedTag tag(*inside_, read_memory_call, epc(), longest_epc);
-    return read_pieces(tag, password_, key, first, count);
+    const auto turn = inside_->begin();
+    SensorMemory memory(*inside_, memory_password);
+    return memory.read_told(
+        checked_range(memory.reader(), read_sensor_memory_call.call, first, count, SensorMemory::end), told);
 }
 
 void SensorTag::write_memory(unsigned first, std::span<const std::uint8_t> data,
-                             const std::optional<Bytes>& memory_password, unsigned bytes_at_once)
+                             const Password& memory_password, unsigned most_bytes)
 {
-    constexpr unsigned frame_room = 238;  // for the data and the EPC
-    const MemoryKey key = memory_key(*inside_, write_memory_call, memory_password);
-    check_range(*inside_, write_memory_call, first, data.size());
-    checked(*inside_, write_memory_call, "the count of bytes at once", bytes_at_once, 1,
-            static_cast<int>(frame_room - epc().size()));
-    const ReaderInside::Turn turn(*inside_);
-    NamedTag tag(*inside_, write_memory_call, epc(), longest_epc);
-    for (std::size_t done = 0; done < data.size();) {
-        const auto piece = data.subspan(done, std::min<std::size_t>(bytes_at_once, data.size() - done));
-        try {
-            write_piece(tag, password_, key, first + static_cast<unsigned>(done), piece);
-        } catch (const Error& error) {
-            fail_half_way(error, first, done, piece.size());
-        }
-        done += piece.size();
+    const auto turn = inside_->begin();
+    const ReaderInside& reader = *inside_->reader_;
+    const Call& call = write_sensor_memory_call.call;
+    const MemoryRange range = checked_range(reader, call, first, data.size(), SensorMemory::end);
+    checked(reader, call, "the count of bytes of one command", most_bytes, 1, 255);
+    SensorMemory memory(*inside_, memory_password, most_bytes);
+    try {
+        memory.open(range);
+    } catch (const Error& error) {
+        throw told_unwritten(error, range, 1);
     }
-    const Bytes found = read_back(*inside_, write_memory_call, [&] {
-        return read_pieces(tag, password_, key, first, static_cast<unsigned>(data.size()));
-    });
-    if (!std::equal(found.begin(), found.end(), data.begin(), data.end()))
-        refuse_difference(*inside_, write_memory_call, range_text(first, data.size()));
+    write_pieces(memory, first, data);
 }
 
 // -- log
 
-void SensorTag::start_log(const LogPlan& plan, const LogPlace& place)
+void SensorTag::start_log(const LogPlan& plan, unsigned first_byte, const Password& memory_password)
 {
-    const ReaderInside::Turn turn(*inside_);
-    memory_key(*inside_, start_log_call, place.memory_password);
-    check_range(*inside_, start_log_call, place.first_byte, sample_size);
-    checked(*inside_, start_log_call, "the step", plan.step, 1, 0xFFFF);
-    checked(*inside_, start_log_call, "the delay", plan.delay, 0, 0xFFFF);
+    const auto turn = inside_->begin();
+    const ReaderInside& reader = *inside_->reader_;
+    check_plan(reader, plan);
+    const MemoryRange place = place_of_log(reader, start_log_call, first_byte);
     const SensorMode now = mode();
-    if (now.logs()) refuse_log(*inside_, "a log runs");
-    const Bytes count = read_memory(place.first_byte, sample_size, place.memory_password);
-    if (now.log_is_full() || count != Bytes(sample_size))
-        refuse_log(*inside_,
-                   "the tag holds a log of " + std::to_string(count[0] << 8U | count[1]) + " samples");
-    start_log_anew(plan);
+    if (now.logs()) refuse_log(reader, "a log runs");
+    const unsigned count = number_of(SensorMemory(*inside_, memory_password).read(place));
+    if (now.log_is_full() || count != 0)
+        refuse_log(reader, "the tag holds a log of " + std::to_string(count) + " samples");
+    begin_log(*inside_, plan, false);
 }
 
 void SensorTag::start_log_anew(const LogPlan& plan)
 {
-    checked(*inside_, start_log_call, "the delay", plan.delay, 0, 0xFFFF);
-    checked(*inside_, start_log_call, "the step", plan.step, 1, 0xFFFF);
-    auto delay = high_byte_first(plan.delay);
-    auto step = high_byte_first(plan.step);
-    NamedTag(*inside_, start_log_call, epc(), longest_epc)
-        .ask(start_log_call, &O::Fd_StartLogging, std::tuple(delay.data(), step.data(), password_.data()));
+    const auto turn = inside_->begin();
+    check_plan(*inside_->reader_, plan);
+    const bool runs = mode().logs();
+    begin_log(*inside_, plan, runs);
 }
 
-void SensorTag::stop_log(const std::optional<Bytes>& stop_password)
+void SensorTag::stop_log(const Password& stop_password)
 {
-    PasswordBytes stop = password_bytes(*inside_, stop_log_call, stop_password);
-    NamedTag(*inside_, stop_log_call, epc(), longest_epc)
-        .ask(stop_log_call, &O::Fd_StopLogging, std::tuple(password_.data(), stop.data()));
-}
-
-std::vector<LogSample> SensorTag::read_log(const LogPlace& place)
-{
-    const ReaderInside::Turn turn(*inside_);
-    const Bytes head = read_memory(place.first_byte, sample_size, place.memory_password);
-    const unsigned count = static_cast<unsigned>(head[0]) << 8U | head[1];
-    if (count == 0) return {};
-    const unsigned first = place.first_byte + sample_size;
-    if (first + count * sample_size > memory_size)
-        throw Error(Errc::bad_answer, read_log_call.name, inside_->name(),
-                    "there is no log: " + std::to_string(count) + " samples have no room behind byte " +
-                        std::to_string(place.first_byte));
-    const Bytes samples = read_memory(first, count * sample_size, place.memory_password);
-    std::vector<LogSample> out(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto bytes = std::span(samples).subspan(i * sample_size, sample_size);
-        out[i].raw = static_cast<std::uint16_t>(bytes[0] << 8U | bytes[1]);
-        convert(*find_chip(SensorChip::fd), bytes, out[i].celsius, out[i].problem);
+    const auto turn = inside_->begin();
+    inside_->require_in_the_field();
+    try {
+        ask_sensor(*inside_, stop_log_call, &O::Fd_StopLogging,
+                   std::tuple(in(inside_->password_), in(stop_password)));
+    } catch (const Error& error) {
+        require_seen_done(
+            error, [&] { return !look_at_mode(*inside_).logs(); }, "; looked at, the log runs on");
     }
+}
+
+std::vector<LogSample> SensorTag::read_log(unsigned first_byte, const Password& memory_password,
+                                           const ReadingTold& told)
+{
+    const auto turn = inside_->begin();
+    const ReaderInside& reader = *inside_->reader_;
+    const MemoryRange place = place_of_log(reader, read_log_call, first_byte);
+    SensorMemory memory(*inside_, memory_password);
+    const unsigned count = number_of(memory.read(place));
+    const unsigned first = first_byte + sample_size;
+    if (first + count * sample_size > SensorMemory::end)
+        throw Error(Errc::bad_answer, read_log_call.call.name, reader.name(),
+                    "there is no log: " + std::to_string(count) + " samples have no room behind byte " +
+                        std::to_string(first_byte));
+    const Bytes samples = memory.read_told({first, count * sample_size}, told);
+    std::vector<LogSample> out;
+    for (std::size_t at = 0; at < samples.size(); at += sample_size)
+        out.push_back(sample_of(std::span(samples).subspan(at, sample_size)));
     return out;
+}
+
+// -- mode
+
+SensorMode SensorTag::mode()
+{
+    const auto turn = inside_->begin();
+    return ask_mode(*inside_, mode_call, inside_->password_, false);
+}
+
+void SensorTag::sleep()
+{
+    const auto turn = inside_->begin();
+    ask_sensor(*inside_, sleep_call, &O::Fd_DeepSleep, std::tuple(in(inside_->password_)));
+}
+
+SensorMode Reader::wake_sensor(const Epc& name, const Password& password)
+{
+    if (name.empty()) refuse_value(*inside_, wake_call.call, "the EPC is empty");
+    TagInside tag(*inside_, {.epc = name}, false, password);
+    return ask_mode(tag, wake_call, password, true);
+}
+
+SensorMode Reader::wake_sensor(const Tid& name, const Password& password)
+{
+    TagInside tag(*inside_, {.tid = name}, true, password);
+    return ask_mode(tag, wake_call, password, true);
 }
 
 // -- the rest
 
-SensorMode SensorTag::mode() { return ask_mode(*inside_, mode_call, epc(), password_, false); }
-
-void SensorTag::sleep()
-{
-    NamedTag(*inside_, sleep_call, epc(), longest_epc)
-        .ask(sleep_call, &O::Fd_DeepSleep, std::tuple(password_.data()));
-}
-
 Bytes SensorTag::exchange_spi(const SpiExchange& exchange)
 {
-    const auto byte = [this](const char* what, unsigned value) {
-        return static_cast<u8>(checked(*inside_, spi_call, what, value, 0, 255));
+    const auto turn = inside_->begin();
+    const ReaderInside& reader = *inside_->reader_;
+    SensorCall how = spi_call;
+    const auto byte = [&](const char* what, unsigned value) {
+        return static_cast<u8>(checked(reader, how.call, what, value, 0, 255));
     };
-    const int answer = checked(*inside_, spi_call, "the count of bytes to read back", exchange.answer, 0, 7);
-    const int size = checked(*inside_, spi_call, "the count of bytes of the command",
+    const int answer = checked(reader, how.call, "the count of bytes to read back", exchange.answer, 0, 7);
+    const int size = checked(reader, how.call, "the count of bytes of the command",
                              static_cast<long long>(exchange.command.size()), 0, 200);
-    Bytes command = exchange.command;
     Bytes out(static_cast<std::size_t>(answer));
-    Call call = spi_call;
-    call.least = answer;
-    NamedTag(*inside_, call, epc(), longest_peripheral_epc)
-        .ask(call, &O::GetSPI,
-             std::tuple(static_cast<u8>(size), static_cast<u8>(answer), byte("the clock", exchange.clock),
-                        byte("the delay", exchange.delay), byte("the interval", exchange.interval),
-                        command.data(), password_.data()),
-             out.data());
+    how.call.least = answer;
+    ask_sensor(*inside_, how, &O::GetSPI,
+               std::tuple(static_cast<u8>(size), static_cast<u8>(answer), byte("the clock", exchange.clock),
+                          byte("the delay", exchange.delay), byte("the interval", exchange.interval),
+                          in(exchange.command), in(inside_->password_)),
+               out.data());
     return out;
 }
 
 void SensorTag::reset_alarm()
 {
-    NamedTag(*inside_, alarm_call, epc(), longest_peripheral_epc)
-        .ask(alarm_call, &O::ResetAlarm, std::tuple(password_.data()));
+    const auto turn = inside_->begin();
+    inside_->require_in_the_field();
+    ask_sensor(*inside_, alarm_call, &O::ResetAlarm, std::tuple(in(inside_->password_)));
 }
 
 }  // namespace v1

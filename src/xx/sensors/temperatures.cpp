@@ -1,5 +1,6 @@
 // The temperatures of all tags.
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <new>
 #include <utility>
@@ -16,7 +17,6 @@ using O = Operations;
 
 constexpr Call temperatures_call{
     .name = "read temperatures", .is_inventory = true, .family = engine::ResultFamily::inventory};
-constexpr unsigned epc_bit = 32;  // where the EPC begins in its bank
 
 // -- what an inventory brings
 
@@ -50,8 +50,10 @@ class TemperatureSink final : public RecordSink {
         out.rssi = record.rssi;
         out.antenna_byte = record.antenna;
         out.received = {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
-        if (!record.whole || id.size() < tail || id.size() - tail > Epc::longest) {
-            out.problem = record.whole ? "the record has no room for an EPC and a temperature"
+        const bool is_good =
+            id.size() >= tail && (id.size() - tail) % 2 == 0 && id.size() - tail <= Epc::longest;
+        if (!record.whole || !is_good) {
+            out.problem = record.whole ? "the record is not an EPC of whole words and a temperature"
                                        : "the record was cut off";
             if (record.whole) out.raw.assign(id.begin(), id.end());
             return out;
@@ -83,10 +85,9 @@ class TemperatureSink final : public RecordSink {
     bool out_of_memory_ = false;
 };
 
-std::optional<Mask> mask_of(const TemperaturePlan& plan)
+std::optional<Mask> wanted_by(const TemperaturePlan& plan)
 {
-    if (!plan.epc) return plan.mask;
-    return epc_mask(*plan.epc);
+    return plan.epc ? mask_of(*plan.epc) : plan.mask;
 }
 
 void check_plan(ReaderInside& inside, const TemperaturePlan& plan)
@@ -100,7 +101,11 @@ void check_plan(ReaderInside& inside, const TemperaturePlan& plan)
     checked(inside, temperatures_call, "the target", static_cast<int>(plan.target), 0, 1);
     if (plan.epc && plan.mask) refuse_value(inside, temperatures_call, "give an EPC or a mask");
     if (plan.epc && plan.epc->empty()) refuse_value(inside, temperatures_call, "the EPC is empty");
-    NamedTag(inside, temperatures_call, plan.epc.value_or(Epc()), rule.longest_epc);  // refuses one too long
+    name_by(inside, temperatures_call, plan.epc.value_or(Epc()), rule.longest_epc);  // refuses one too long
+    const bool has_password = !rule.comes_in_inventory && plan.chip != SensorChip::bx;
+    if (!plan.password.is_zero() && !has_password)
+        refuse_value(inside, temperatures_call,
+                     std::string("a password is not for the chip ") + rule.name + " here");
     if (plan.mask && has_select)
         refuse_value(inside, temperatures_call,
                      std::string("tags of the chip ") + rule.name +
@@ -116,13 +121,12 @@ void check_plan(ReaderInside& inside, const TemperaturePlan& plan)
 
 int send_sense_inventory(ReaderInside& inside, const TemperaturePlan& plan, const Place& place)
 {
-    NamedTag tag(inside, temperatures_call, plan.epc.value_or(Epc()),
-                 chip_rule(inside, temperatures_call, plan.chip).longest_epc);
+    NameOnWire tag = name_by(plan.epc.value_or(Epc()).bytes());
     const auto session = static_cast<u8>(plan.session);
     return inside.run(
         temperatures_call,
         plan.chip == SensorChip::ltu32 ? &O::Inventory_Temperature_ltu32 : &O::Inventory_Temperature,
-        tag.words(), tag.epc(), static_cast<u8>(plan.select_target.value_or(session)),
+        tag.words, tag.id.data(), static_cast<u8>(plan.select_target.value_or(session)),
         static_cast<u8>(plan.select_action.value_or(0)), static_cast<u8>(plan.question.wait_time.value_or(0)),
         static_cast<u8>(plan.q), session, static_cast<u8>(plan.target), place.antenna, place.scan_time,
         nullptr, nullptr, nullptr, nullptr);
@@ -130,7 +134,7 @@ int send_sense_inventory(ReaderInside& inside, const TemperaturePlan& plan, cons
 
 int send_masked_inventory(ReaderInside& inside, const TemperaturePlan& plan, const Place& place)
 {
-    const std::optional<Mask> wanted = mask_of(plan);
+    const std::optional<Mask> wanted = wanted_by(plan);
     GivenMask mask = wanted ? given_mask(inside, temperatures_call, *wanted) : GivenMask{};
     return inside.run(temperatures_call, &O::Inventory_Temperature_Ast010, static_cast<u8>(plan.q),
                       static_cast<u8>(plan.session), mask.bank, mask.bit.data(), mask.bits, mask.bytes.data(),
@@ -163,18 +167,67 @@ bool ends_the_row(const Error& error)
            error.code() == Errc::no_such_feature;
 }
 
-// One that falls silent for two tags in a row is not asked for the others.
-void measure_each(ReaderInside& inside, const TemperaturePlan& plan, std::vector<Temperature>& readings)
+// Readings of one EPC are of one tag, unless their TIDs tell otherwise. The strongest one counts.
+void add(std::vector<Read>& tags, Read read)
 {
-    const PasswordBytes password = password_bytes(inside, temperatures_call, plan.question.password);
+    const auto same = std::find_if(tags.begin(), tags.end(), [&](const Read& tag) {
+        return tag.epc == read.epc && (!tag.tid || !read.tid || begin_alike(*tag.tid, *read.tid));
+    });
+    if (same == tags.end()) return tags.push_back(std::move(read));
+    const std::optional<Tid> tid = same->tid ? same->tid : read.tid;
+    if (read.rssi > same->rssi) *same = std::move(read);
+    same->tid = tid;
+}
+
+// With their TIDs, of a reader that reads these.
+InventoryResult look_around(ReaderInside& inside, const TemperaturePlan& plan)
+{
+    constexpr unsigned tid_words = 6;
+    InventoryPlan look{.q = plan.q,
+                       .session = plan.session,
+                       .target = plan.target,
+                       .antennas = plan.antennas,
+                       .scan_time = plan.scan_time,
+                       .mask = wanted_by(plan),
+                       .words = Words{Bank::tid, 0, tid_words}};
+    try {
+        return inventory(inside, look);
+    } catch (const Error& error) {
+        if (error.code() != Errc::no_such_feature) throw;
+    }
+    look.words.reset();
+    return inventory(inside, look);
+}
+
+Temperature not_measured_yet(const Read& read)
+{
+    Temperature out{.epc = read.epc, .tid = read.tid, .port = read.port, .rssi = read.rssi};
+    out.antenna_byte = read.antenna_byte;
+    out.received = read.received;
+    return out;
+}
+
+// By its TID where others have its EPC, or where it has none.
+TagInside name_in(ReaderInside& inside, const Temperatures& all, const Temperature& tag,
+                  const Password& password)
+{
+    const auto others =
+        std::count_if(all.begin(), all.end(), [&](const Temperature& other) { return other.epc == tag.epc; });
+    return {inside, SeenTag{.epc = tag.epc, .tid = tag.tid}, others > 1 || tag.epc.empty(), password};
+}
+
+// One that falls silent for two tags in a row is not asked for the others.
+void measure_each(ReaderInside& inside, const TemperaturePlan& plan, Temperatures& all)
+{
     bool was_silent = false;
-    for (Temperature& measured : readings) {
-        if (measured.epc.empty()) {  // whichever tag is there would answer
-            measured.problem = "the tag has no EPC to be asked by";
+    for (Temperature& measured : all.readings) {
+        if (measured.epc.empty() && !measured.tid) {  // whichever tag is there would answer
+            measured.problem = "the tag has neither an EPC nor a TID to be asked by";
             continue;
         }
         try {
-            measure_one(inside, plan.chip, password, plan.question, measured);
+            TagInside tag = name_in(inside, all, measured, plan.password);
+            measure_one(tag, plan.chip, plan.question, measured);
             was_silent = false;
         } catch (const Error& error) {
             const bool is_silent = error.code() == Errc::no_answer;
@@ -185,56 +238,27 @@ void measure_each(ReaderInside& inside, const TemperaturePlan& plan, std::vector
     }
 }
 
-Temperature not_measured_yet(const Read& read)
+Temperatures ask_each(ReaderInside& inside, const TemperaturePlan& plan)
 {
-    Temperature out{.epc = read.epc, .port = read.port, .rssi = read.rssi};
-    out.antenna_byte = read.antenna_byte;
-    out.received = read.received;
+    InventoryResult found = look_around(inside, plan);
+    std::vector<Read> tags;
+    for (Read& read : found.reads)
+        if (!plan.epc || read.epc == *plan.epc) add(tags, std::move(read));
+    Temperatures out;
+    out.complete = found.complete && found.bad_records == 0;
+    std::transform(tags.begin(), tags.end(), std::back_inserter(out.readings), not_measured_yet);
+    measure_each(inside, plan, out);
     return out;
 }
 
 }  // namespace
 
-Mask epc_mask(const Epc& epc)
-{
-    constexpr std::size_t longest = 31;  // bytes that a mask has room for
-    const auto bytes = epc.bytes().first(std::min(epc.size(), longest));
-    return {Bank::epc, epc_bit, Bytes(bytes.begin(), bytes.end())};
-}
-
-std::vector<Read> strongest_of_each(std::vector<Read> reads, const std::optional<Epc>& wanted)
-{
-    std::vector<Read> out;
-    std::map<Epc, std::size_t> places;
-    for (Read& read : reads) {
-        if (wanted && read.epc != *wanted) continue;
-        const auto [place, is_new] = places.try_emplace(read.epc, out.size());
-        if (is_new)
-            out.push_back(std::move(read));
-        else if (read.rssi > out[place->second].rssi)
-            out[place->second] = std::move(read);
-    }
-    return out;
-}
-
 Temperatures Reader::temperatures(const TemperaturePlan& plan)
 {
     check_plan(*inside_, plan);
     const Inside::Turn turn(*inside_);
-    if (chip_rule(*inside_, temperatures_call, plan.chip).comes_in_inventory)
-        return take_inventories(*inside_, plan);
-    InventoryResult found = inventory({.q = plan.q,
-                                       .session = plan.session,
-                                       .target = plan.target,
-                                       .antennas = plan.antennas,
-                                       .scan_time = plan.scan_time,
-                                       .mask = mask_of(plan)});
-    Temperatures out;
-    out.complete = found.complete;
-    for (const Read& read : strongest_of_each(std::move(found.reads), plan.epc))
-        out.readings.push_back(not_measured_yet(read));
-    measure_each(*inside_, plan, out.readings);
-    return out;
+    const bool comes_in_inventory = chip_rule(*inside_, temperatures_call, plan.chip).comes_in_inventory;
+    return comes_in_inventory ? take_inventories(*inside_, plan) : ask_each(*inside_, plan);
 }
 
 Temperature Reader::temperature_of_any(const AnyTagQuestion& question)
@@ -243,8 +267,9 @@ Temperature Reader::temperature_of_any(const AnyTagQuestion& question)
     check_question(*inside_, temperature_call, SensorChip::g2, Asked::one_by_one, question.question);
     if (question.time && question.time->size() != time_size)
         refuse_value(*inside_, temperature_call, "the time for a tag has 6 bytes");
+    TagInside any(*inside_, {}, false, {});
     Temperature out;
-    measure_one(*inside_, SensorChip::g2, {}, question.question, out, question.time);
+    measure_one(any, SensorChip::g2, question.question, out, question.time);
     return out;
 }
 

@@ -55,18 +55,10 @@ bool has_mode(LedChip chip) { return chip == LedChip::fd || chip == LedChip::yl;
 // Its command takes EPCs of 14 words at most, and does not tell the tag's own code.
 void switch_fd_led(TagInside& tag, u8 mode)
 {
-    constexpr u8 most_words = 14;
+    constexpr unsigned most_words = 14;
     ReaderInside& reader = *tag.reader_;
-    NameOnWire name = tag.name();
-    if (name.words != NameOnWire::by_mask && name.words > most_words) {
-        if (!tag.tid_)
-            refuse_value(
-                reader, led_call,
-                "the LED of this chip takes an EPC of 14 words at most, and the tag's TID is not known");
-        name = name_by(reader, *tag.tid_);
-    }
     int unused = 0;
-    const int result = run_for_tag(reader, led_call, std::move(name), unused, &O::Fd_LedCtr,
+    const int result = run_for_tag(reader, led_call, tag.name(led_call, most_words), unused, &O::Fd_LedCtr,
                                    std::tuple(mode, in(tag.password_)));
     if (result != 0) fail_at_tag(reader, led_call, result, -1);
     tag.is_password_right_ = true;

@@ -66,7 +66,7 @@ std::optional<bool> is_unreadable(TagInside& tag, Area area)
 
 }  // namespace
 
-Tag::Tag(std::unique_ptr<TagInside> inside) : inside_(std::move(inside)) {}
+Tag::Tag(std::shared_ptr<TagInside> inside) : inside_(std::move(inside)) {}
 Tag::Tag(Tag&& other) noexcept = default;
 Tag& Tag::operator=(Tag&& other) noexcept = default;
 Tag::~Tag() = default;

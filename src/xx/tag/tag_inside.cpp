@@ -47,7 +47,33 @@ NameOnWire name_by(const ReaderInside& reader, const Tid& tid)
     return out;
 }
 
+NameOnWire name_by(const ReaderInside& reader, const Call& call, const Epc& epc, unsigned most_words)
+{
+    if (epc.size() % 2 != 0) refuse_value(reader, call, "an EPC has whole words of 2 bytes");
+    checked(reader, call, "the count of words of the EPC", static_cast<long long>(epc.size() / 2), 0,
+            static_cast<int>(most_words));
+    return name_by(epc.bytes());
+}
+
 NameOnWire TagInside::name() const { return by_tid_ ? name_by(*reader_, *tid_) : name_by(epc_.bytes()); }
+
+NameOnWire TagInside::name(const Call& call, unsigned most_words) const
+{
+    if (by_tid_) return name();
+    if (!tid_ || epc_.size() <= std::size_t{2} * most_words) return name_by(*reader_, call, epc_, most_words);
+    only_one(*reader_, find_tags(*reader_, mask_of(*tid_)), tid_text(*tid_));
+    return name_by(*reader_, *tid_);
+}
+
+NameOnWire TagInside::name_by_epc(const Call& call, unsigned most_words) const
+{
+    if (by_tid_)
+        refuse_value(
+            *reader_, call,
+            "this command names a tag by its EPC, which others have or may have: leave only this one "
+            "in the field and look for it anew");
+    return name_by(*reader_, call, epc_, most_words);
+}
 
 const Password& TagInside::proven_password() const
 {

@@ -34,6 +34,8 @@ struct NameOnWire {
 };
 NameOnWire name_by(std::span<const u8> id);
 NameOnWire name_by(const ReaderInside& reader, const Tid& tid);
+// Throws Error for an EPC of no whole words, or of more than a command has room for.
+NameOnWire name_by(const ReaderInside& reader, const Call& call, const Epc& epc, unsigned most_words);
 
 // Calls an operation for one tag. `own` are the arguments between its name and the mask, `out` those behind.
 template <class Operation, class... Own, class... Out>
@@ -69,7 +71,7 @@ class TagInside {
 
     static Tag make(ReaderInside& reader, const SeenTag& tag, bool by_tid, Password password)
     {
-        return Tag(std::make_unique<TagInside>(reader, tag, by_tid, std::move(password)));
+        return Tag(std::make_shared<TagInside>(reader, tag, by_tid, std::move(password)));
     }
     static TagInside& of(Tag& tag) { return *tag.inside_; }
     // Of the tag whose mask is met by no other.
@@ -85,6 +87,11 @@ class TagInside {
     }
 
     NameOnWire name() const;
+    // For commands that take an EPC of so many words only: a longer one's tag is named by its TID, which no
+    // other may have. Throws Error.
+    NameOnWire name(const Call& call, unsigned most_words) const;
+    // For those that take no mask. Throws Error for a tag that is named by its TID.
+    NameOnWire name_by_epc(const Call& call, unsigned most_words) const;
     template <class Operation, class... Own, class... Out>
     void ask(const Call& call, Operation operation, const std::tuple<Own...>& own, Out... out)
     {
