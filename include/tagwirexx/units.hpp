@@ -63,7 +63,8 @@ struct Mask {
     unsigned bits = 0;
 };
 
-// Places of memory that follow each other, counted from its start: words of 16 bits, of a 6B tag bytes.
+// Places of memory that follow each other, counted from its start: words of 16 bits; bytes of a 6B tag and of
+// a sensor tag's data memory.
 struct MemoryRange {
     unsigned first = 0;
     unsigned count = 0;

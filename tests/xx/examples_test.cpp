@@ -169,6 +169,17 @@ TEST_F(Examples, temperatures_are_lines_of_a_table)
     EXPECT_THAT(ended.out, HasSubstr(",E28000000000000000000001,1,12.5"));
 }
 
+TEST_F(Examples, the_log_of_a_sensor_tag_is_lines_of_a_table)
+{
+    sim::Scenario scenario = gate();
+    scenario.tags[1].sensor.emplace().memory = {0, 2, 0x04, 0xE2, 0x80, 0x00};
+    const auto url = "tcp://127.0.0.1:" + std::to_string(simulator.add_reader(scenario).listen());
+    const auto ended = run(examples + "/example_sensor_log_cpp", {url, "E28000000000000000000001", "0"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(ended.out, "sample,celsius,problem\n1,12.5,\n2,,what the sensor tells is no temperature\n");
+    EXPECT_THAT(ended.err, HasSubstr("100 %, 4 of 4 bytes"));
+}
+
 TEST_F(Examples, firmware_is_replaced_and_shown)
 {
     sim::Reader& reader = add();

@@ -554,6 +554,35 @@ TEST_P(SensorsOf, AWritingThatEndsHalfWaySaysHowFarItCame)
     EXPECT_THAT(texts(left->not_written()), ElementsAre("16-31"));
 }
 
+TEST_P(SensorsOf, AWrongPasswordGoesOutOncePerCall)
+{
+    secured_sensor();
+    const Password wrong("DEADBEEF");
+    SensorTag sensor = tag(epc_of(1), wrong).sensor();
+    const auto expect_once = [&](auto act) {
+        device->forget_requests();
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::refused) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        const auto requests = device->requests();
+        const auto bytes = wrong.bytes();
+        EXPECT_EQ(std::count_if(requests.begin(), requests.end(),
+                                [&](const auto& request) {
+                                    const auto& frame = request.frame;
+                                    return std::search(frame.begin(), frame.end(), bytes.begin(),
+                                                       bytes.end()) != frame.end();
+                                }),
+                  1);
+    };
+    expect_once([&] { sensor.temperature(SensorChip::em); });
+    expect_once([&] { sensor.write_register(1, 2); });
+    expect_once([&] { sensor.renew_registers(); });
+    expect_once([&] { sensor.write_memory(0, Bytes(100)); });
+    expect_once([&] { sensor.start_log({}, log_place); });
+    expect_once([&] { sensor.start_log_anew({}); });
+    expect_once([&] { sensor.stop_log(); });
+}
+
 TEST_P(SensorsOf, AWritingWhoseAnswerIsLostIsLookedAt)
 {
     SensorTag tag = secured_sensor();

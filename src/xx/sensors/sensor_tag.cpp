@@ -82,7 +82,7 @@ void check_plan(const ReaderInside& reader, const LogPlan& plan)
 }
 
 // Where a log runs already it cannot be seen whether it was begun anew.
-void begin_log(TagInside& tag, const LogPlan& plan, bool runs)
+void begin_log(TagInside& tag, const LogPlan& plan, SensorMode before)
 {
     auto delay = word_bytes(plan.delay);
     auto step = word_bytes(plan.step);
@@ -91,9 +91,12 @@ void begin_log(TagInside& tag, const LogPlan& plan, bool runs)
         ask_sensor(tag, start_log_call, &O::Fd_StartLogging,
                    std::tuple(delay.data(), step.data(), in(tag.password_)));
     } catch (const Error& error) {
-        if (runs) throw;
-        require_seen_done(
-            error, [&] { return look_at_mode(tag).logs(); }, "; looked at, no log runs");
+        if (before.logs()) throw;
+        const auto has_begun = [&] {
+            const SensorMode now = look_at_mode(tag);
+            return now.logs() || (now.log_is_full() && !before.log_is_full());
+        };
+        require_seen_done(error, has_begun, "; looked at, no log runs");
     }
 }
 
@@ -242,15 +245,14 @@ void SensorTag::start_log(const LogPlan& plan, unsigned first_byte, const Passwo
     const unsigned count = number_of(SensorMemory(*inside_, memory_password).read(place));
     if (now.log_is_full() || count != 0)
         refuse_log(reader, "the tag holds a log of " + std::to_string(count) + " samples");
-    begin_log(*inside_, plan, false);
+    begin_log(*inside_, plan, now);
 }
 
 void SensorTag::start_log_anew(const LogPlan& plan)
 {
     const auto turn = inside_->begin();
     check_plan(*inside_->reader_, plan);
-    const bool runs = mode().logs();
-    begin_log(*inside_, plan, runs);
+    begin_log(*inside_, plan, mode());
 }
 
 void SensorTag::stop_log(const Password& stop_password)
