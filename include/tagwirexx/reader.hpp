@@ -119,7 +119,7 @@ class TAGWIREXX_API Reader final {
 
     // Of all sensor tags of a kind (of one by itself: Tag::sensor()). Where they are asked one by one, one that
     // does not answer is a problem of its own; a reader that falls silent is an Error.
-    Temperatures temperatures(const TemperaturePlan& plan = {});
+    Temperatures temperatures(const TemperaturePlan& plan = {}, const TemperatureTold& told = {});
     Temperature temperature_of_any(const AnyTagQuestion& question = {});
     // Of a tag that sleeps, and so cannot be looked for. Tells how it was.
     SensorMode wake_sensor(const Epc& name, const Password& password = {});

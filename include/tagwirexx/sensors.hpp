@@ -66,7 +66,8 @@ struct Temperatures {
     // One for each tag: the strongest of its good ones. Of those that come in an inventory of their own, tags
     // of one EPC are one; the others are told apart by their TIDs.
     std::vector<Temperature> readings = {};
-    bool complete = true;  // false: the scan time ran out or a record was damaged, there may be more tags
+    // false: the scan time ran out, a record was damaged or it was ended, so that there may be more tags.
+    bool complete = true;
 
     auto begin() const { return readings.begin(); }
     auto end() const { return readings.end(); }
@@ -97,6 +98,10 @@ struct TemperaturePlan {
     Password password = {};                      // em, yl, on, fd: the tags' access password
     SensorQuestion question = {};
 };
+
+// Each temperature of tags that are asked one by one, as it comes; false ends it, and leaves the others out.
+// Called on the thread that asks.
+using TemperatureTold = std::function<bool(const Temperature&)>;
 
 // Of g2 only: whichever tag answers, which may be given a time of 6 bytes.
 struct AnyTagQuestion {

@@ -230,6 +230,26 @@ TEST_P(SensorsOf, ThoseAskedOneByOneHaveAProblemEach)
     }
 }
 
+TEST_P(SensorsOf, EachIsToldAsItComes)
+{
+    std::vector<Epc> told;
+    const auto measure_until = [&](std::size_t most) {
+        told.clear();
+        return reader().temperatures({.chip = SensorChip::on}, [&](const Temperature& measured) {
+            EXPECT_NE(measured.celsius.has_value(), !measured.problem.empty());
+            told.push_back(measured.epc);
+            return told.size() < most;
+        });
+    };
+    const Temperatures two = patiently([&] { return measure_until(2); });
+    EXPECT_EQ(two.size(), 2U);
+    EXPECT_FALSE(two.complete);
+    EXPECT_THAT(told, ElementsAre(two.readings.at(0).epc, two.readings.at(1).epc));
+    const Temperatures all = patiently([&] { return measure_until(3); });
+    EXPECT_EQ(all.size(), 3U);
+    EXPECT_TRUE(all.complete);
+}
+
 TEST_P(SensorsOf, AReaderThatFallsSilentIsNotAskedForEveryTag)
 {
     sim::Fault silence = sim::Fault::silence();
@@ -302,6 +322,8 @@ TEST_P(SensorsOf, WhatDidNotComeIsAProblem)
     expect_short(0x86, sim::Bytes(7), SensorChip::em);
     EXPECT_FALSE(
         with_answer(0x86, sim::Bytes(8), [&] { return tag.temperature(SensorChip::em); }).measured_at);
+    EXPECT_THAT(with_answer(0x02, {0, 0}, [&] { return tag.temperature(SensorChip::em); }).problem,
+                HasSubstr("calibration did not come"));
     expect_short(0x8A, {}, SensorChip::bx);
     expect_short(0xCD, {9}, SensorChip::yl);
     expect_short(0xE8, {9}, SensorChip::on);

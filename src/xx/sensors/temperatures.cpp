@@ -216,29 +216,40 @@ TagInside name_in(ReaderInside& inside, const Temperatures& all, const Temperatu
     return {inside, SeenTag{.epc = tag.epc, .tid = tag.tid}, others > 1 || tag.epc.empty(), password};
 }
 
-// One that falls silent for two tags in a row is not asked for the others.
-void measure_each(ReaderInside& inside, const TemperaturePlan& plan, Temperatures& all)
+// Whether the reader was silent. It throws Error where it would be for the others, too.
+bool measure_in(ReaderInside& inside, const TemperaturePlan& plan, const Temperatures& all,
+                Temperature& measured, bool was_silent)
 {
-    bool was_silent = false;
-    for (Temperature& measured : all.readings) {
-        if (measured.epc.empty() && !measured.tid) {  // whichever tag is there would answer
-            measured.problem = "the tag has neither an EPC nor a TID to be asked by";
-            continue;
-        }
-        try {
-            TagInside tag = name_in(inside, all, measured, plan.password);
-            measure_one(tag, plan.chip, plan.question, measured);
-            was_silent = false;
-        } catch (const Error& error) {
-            const bool is_silent = error.code() == Errc::no_answer;
-            if (ends_the_row(error) || (is_silent && was_silent)) throw;
-            measured.problem = error.text();
-            was_silent = is_silent;
-        }
+    if (measured.epc.empty() && !measured.tid) {  // whichever tag is there would answer
+        measured.problem = "the tag has neither an EPC nor a TID to be asked by";
+        return was_silent;
+    }
+    try {
+        TagInside tag = name_in(inside, all, measured, plan.password);
+        measure_one(tag, plan.chip, plan.question, measured);
+        return false;
+    } catch (const Error& error) {
+        const bool is_silent = error.code() == Errc::no_answer;
+        if (ends_the_row(error) || (is_silent && was_silent)) throw;
+        measured.problem = error.text();
+        return is_silent;
     }
 }
 
-Temperatures ask_each(ReaderInside& inside, const TemperaturePlan& plan)
+void measure_each(ReaderInside& inside, const TemperaturePlan& plan, Temperatures& all,
+                  const TemperatureTold& told)
+{
+    bool is_silent = false;
+    for (auto measured = all.readings.begin(); measured != all.readings.end(); ++measured) {
+        is_silent = measure_in(inside, plan, all, *measured, is_silent);
+        if (!told || told(*measured) || measured + 1 == all.readings.end()) continue;
+        all.complete = false;
+        all.readings.erase(measured + 1, all.readings.end());
+        return;
+    }
+}
+
+Temperatures ask_each(ReaderInside& inside, const TemperaturePlan& plan, const TemperatureTold& told)
 {
     InventoryResult found = look_around(inside, plan);
     std::vector<Read> tags;
@@ -247,18 +258,18 @@ Temperatures ask_each(ReaderInside& inside, const TemperaturePlan& plan)
     Temperatures out;
     out.complete = found.complete && found.bad_records == 0;
     std::transform(tags.begin(), tags.end(), std::back_inserter(out.readings), not_measured_yet);
-    measure_each(inside, plan, out);
+    measure_each(inside, plan, out, told);
     return out;
 }
 
 }  // namespace
 
-Temperatures Reader::temperatures(const TemperaturePlan& plan)
+Temperatures Reader::temperatures(const TemperaturePlan& plan, const TemperatureTold& told)
 {
     check_plan(*inside_, plan);
     const Inside::Turn turn(*inside_);
     const bool comes_in_inventory = chip_rule(*inside_, temperatures_call, plan.chip).comes_in_inventory;
-    return comes_in_inventory ? take_inventories(*inside_, plan) : ask_each(*inside_, plan);
+    return comes_in_inventory ? take_inventories(*inside_, plan) : ask_each(*inside_, plan, told);
 }
 
 Temperature Reader::temperature_of_any(const AnyTagQuestion& question)
