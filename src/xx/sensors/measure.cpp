@@ -15,13 +15,10 @@ u8 byte_or(const std::optional<unsigned>& value, unsigned otherwise)
     return static_cast<u8>(value.value_or(otherwise));
 }
 
-constexpr SensorCall one_call(unsigned most_words) { return {temperature_call, most_words}; }
-
 // The calibration comes with the same answer, behind the sensor word.
-void measure_g2(TagInside& tag, const SensorQuestion& question, const std::optional<Bytes>& time,
-                Temperature& measured)
+void measure_g2(TagInside& tag, const SensorCall& how, const SensorQuestion& question,
+                const std::optional<Bytes>& time, Temperature& measured)
 {
-    constexpr SensorCall how = one_call(14);
     std::array<u8, longest_answer + 6> data{};
     int tag_error = -1;
     ReaderInside& reader = *tag.reader_;
@@ -46,14 +43,14 @@ void measure_g2(TagInside& tag, const SensorQuestion& question, const std::optio
 Bytes read_calibration(TagInside& tag, u8 word)
 {
     std::array<u8, longest_answer> words{};
-    ask_sensor(tag, one_call(31), &O::ReadData_G2,
+    ask_sensor(tag, {temperature_call}, &O::ReadData_G2,
                std::tuple(static_cast<u8>(Bank::user), word, calibration_words, in(tag.password_)),
                words.data());
     return as_came(words, tag.reader_->came(), calibration_size);
 }
 
 // The answer is the ID where it was asked for, the sensor word, and the time.
-void measure_em(TagInside& tag, const SensorQuestion& question, Temperature& measured)
+void measure_em(TagInside& tag, const SensorCall& how, const SensorQuestion& question, Temperature& measured)
 {
     constexpr int fixed_size = 8;
     std::array<u8, longest_answer + 6> uid{};
@@ -61,8 +58,8 @@ void measure_em(TagInside& tag, const SensorQuestion& question, Temperature& mea
     std::array<u8, 4> utc{};
     const u8 sends_uid{question.with_uid};
     const u8 anew{!question.latest};
-    ask_sensor(tag, one_call(15), &O::GetEMTmpData, std::tuple(sends_uid, anew, in(tag.password_)),
-               uid.data(), sense.data(), utc.data());
+    ask_sensor(tag, how, &O::GetEMTmpData, std::tuple(sends_uid, anew, in(tag.password_)), uid.data(),
+               sense.data(), utc.data());
     const int uid_size = tag.reader_->came() - fixed_size;
     const bool is_whole = uid_size >= 0 && (!question.with_uid || uid[0] == uid_size);
     if (!is_whole) return;
@@ -76,9 +73,8 @@ void measure_em(TagInside& tag, const SensorQuestion& question, Temperature& mea
             read_calibration(tag, byte_or(question.calibration_word, usual_calibration_word));
 }
 
-void measure_bx(TagInside& tag, Temperature& measured)
+void measure_bx(TagInside& tag, const SensorCall& how, Temperature& measured)
 {
-    constexpr SensorCall how = one_call(31);
     std::array<u8, hundredths_size> data{};
     int tag_error = -1;
     NameOnWire name = tag.name_by_epc(how.call, how.most_words);
@@ -88,10 +84,11 @@ void measure_bx(TagInside& tag, Temperature& measured)
     measured.raw = as_came(data, tag.reader_->came(), data.size());
 }
 
-template <class Operation> void measure_hundredths(TagInside& tag, Operation operation, Temperature& measured)
+template <class Operation>
+void measure_hundredths(TagInside& tag, const SensorCall& how, Operation operation, Temperature& measured)
 {
     std::array<u8, hundredths_size> data{};
-    ask_sensor(tag, one_call(31), operation, std::tuple(in(tag.password_)), data.data());
+    ask_sensor(tag, how, operation, std::tuple(in(tag.password_)), data.data());
     measured.raw = as_came(data, tag.reader_->came(), data.size());
 }
 
@@ -133,19 +130,18 @@ void check_question(const ReaderInside& inside, const Call& call, SensorChip chi
 void measure_one(TagInside& tag, SensorChip chip, const SensorQuestion& question, Temperature& measured,
                  const std::optional<Bytes>& time)
 {
-    constexpr SensorCall fd_temperature_call = fd_call(temperature_call.name);
     const ChipRule& rule = chip_rule(*tag.reader_, temperature_call, chip);
+    const SensorCall how{temperature_call, rule.longest_epc,
+                         chip == SensorChip::fd ? TagCode::not_told : TagCode::told};
     const ReaderInside::Turn turn(*tag.reader_);
     measured.calibration = question.calibration.value_or(Bytes{});
     switch (chip) {
-    case SensorChip::em: measure_em(tag, question, measured); break;
-    case SensorChip::bx: measure_bx(tag, measured); break;
-    case SensorChip::yl: measure_hundredths(tag, &O::YL_GetTempData, measured); break;
-    case SensorChip::on: measure_hundredths(tag, &O::ON_GetTempData, measured); break;
-    case SensorChip::fd:
-        measured.raw = measure_fd(tag, fd_temperature_call, {.latest = question.latest});
-        break;
-    default: measure_g2(tag, question, time, measured);
+    case SensorChip::em: measure_em(tag, how, question, measured); break;
+    case SensorChip::bx: measure_bx(tag, how, measured); break;
+    case SensorChip::yl: measure_hundredths(tag, how, &O::YL_GetTempData, measured); break;
+    case SensorChip::on: measure_hundredths(tag, how, &O::ON_GetTempData, measured); break;
+    case SensorChip::fd: measured.raw = measure_fd(tag, how, {.latest = question.latest}); break;
+    default: measure_g2(tag, how, question, time, measured);
     }
     measured.received = {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
     convert(rule, measured);
