@@ -24,7 +24,7 @@ enum class Errc {
     cannot_open,      // the link could not be opened: name, address, device, permission, descriptors
     in_use,           // the serial device is another connection's
     lost,             // the link was there and is gone
-    aborted,          // by Reader::abort()
+    aborted,          // by Reader::abort(), or by who was told how far a reading came
     invalid_text,     // a URL, hexadecimal, setting or file that cannot be understood
     invalid_value,    // outside its range; nothing was sent
     not_connected,    // the source of a stream is not connected now

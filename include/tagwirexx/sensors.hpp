@@ -5,7 +5,7 @@
 //         else std::cerr << measured.epc << ' ' << measured.problem << '\n';
 //
 //     auto sensor = reader.tag(tagwire::Epc("E28011700000020F00000001")).sensor();
-//     sensor.start_log({.step = 60}, 2048);
+//     sensor.start_log({.step = 60}, 2048);   // the byte where this chip's log begins
 //
 // What is no measurement is a problem and never a number: a sensor word with a wrong parity, a tag without a
 // calibration, degrees outside -40 to 150, an answer that did not come whole.

@@ -26,6 +26,7 @@ sim::TagSettings make_sensor(unsigned serial, double degrees)
 std::vector<std::string> texts(const std::vector<MemoryRange>& ranges)
 {
     std::vector<std::string> out;
+    out.reserve(ranges.size());
     for (const MemoryRange& range : ranges) out.push_back((std::ostringstream() << range).str());
     return out;
 }
