@@ -7,7 +7,7 @@ namespace tagwire::sim {
 
 namespace {
 
-constexpr std::string_view digits = "0123456789ABCDEF";
+constexpr std::string_view hex_digits = "0123456789ABCDEF";
 
 int digit_value(char digit)
 {
@@ -27,8 +27,8 @@ std::string to_hex(const Bytes& bytes, std::string_view separator)
     text.reserve(bytes.size() * (2 + separator.size()));
     for (const std::uint8_t byte : bytes) {
         if (!text.empty()) text += separator;
-        text += digits[byte >> 4U];
-        text += digits[byte & 0x0FU];
+        text += hex_digits[byte >> 4U];
+        text += hex_digits[byte & 0x0FU];
     }
     return text;
 }

@@ -11,6 +11,9 @@ namespace tagwire::sim {
 
 using Bytes = std::vector<std::uint8_t>;
 
+// What tags count their memory in.
+inline constexpr std::size_t word_size = 2;
+
 // A point in the simulator's time, counted from its start, or a span of it.
 using Time = std::chrono::nanoseconds;
 

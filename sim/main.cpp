@@ -18,9 +18,9 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
-#include "fault.h"
-#include "scenario.h"
+#include "scenario/scenario.h"
 #include "simulator.h"
+#include "transport/fault.h"
 
 namespace {
 

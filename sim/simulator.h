@@ -14,14 +14,14 @@
 #include <vector>
 
 #include "bytes.h"
-#include "fault.h"
-#include "firmware.h"
-#include "modem.h"
-#include "panel.h"
-#include "scenario.h"
-#include "sensor_tags.h"
-#include "settings.h"
-#include "tag.h"
+#include "device/firmware.h"
+#include "device/modem.h"
+#include "device/panel.h"
+#include "device/settings.h"
+#include "field/sensor_tags.h"
+#include "field/tag.h"
+#include "scenario/scenario.h"
+#include "transport/fault.h"
 
 namespace tagwire::sim {
 

@@ -7,7 +7,7 @@
 #include <map>
 #include <utility>
 
-#include "device.h"
+#include "device/device.h"
 
 namespace tagwire::sim {
 

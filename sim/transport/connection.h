@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "device.h"
+#include "device/device.h"
 #include "transport/descriptor.h"
-#include "wire.h"
+#include "transport/wire.h"
 
 namespace tagwire::sim {
 

@@ -23,7 +23,7 @@ constexpr std::uint64_t first_free_id = 16;
 constexpr std::size_t most_requests_kept = 65536;
 constexpr int most_timers_in_a_row = 1024;
 
-Descriptor check(int fd, const char* what)
+Descriptor opened(int fd, const char* what)
 {
     if (fd < 0) throw std::system_error(errno, std::generic_category(), what);
     return Descriptor(fd);
@@ -48,9 +48,9 @@ bool ReaderState::has_room(ConnectionId to) const { return core.has_room(to); }
 std::vector<ConnectionId> ReaderState::peers() const { return core.connections_of(*this); }
 
 Core::Core()
-    : poll_(check(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
-      wake_(check(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
-      alarm_(check(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create")),
+    : poll_(opened(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
+      wake_(opened(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
+      alarm_(opened(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create")),
       last_id_(first_free_id)
 {
     watch(wake_.get(), wake_id, EPOLLIN, EPOLL_CTL_ADD);

@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "device.h"
-#include "fault.h"
+#include "device/device.h"
 #include "simulator.h"
 #include "transport/connection.h"
+#include "transport/fault.h"
 #include "transport/timers.h"
 
 namespace tagwire::sim {

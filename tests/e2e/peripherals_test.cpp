@@ -4,7 +4,7 @@
 #include <numeric>
 
 #include "e2e/portal.h"
-#include "wire.h"
+#include "transport/wire.h"
 
 namespace tagwire::test {
 namespace {

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "e2e/portal.h"
-#include "wire.h"
+#include "transport/wire.h"
 
 namespace tagwire::test {
 namespace {

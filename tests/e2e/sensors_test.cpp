@@ -6,7 +6,7 @@
 
 #include "e2e/linked_reader.h"
 #include "e2e/named_tag.h"
-#include "sense_word.h"
+#include "field/sense_word.h"
 
 namespace tagwire::test {
 namespace {

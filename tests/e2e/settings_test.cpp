@@ -3,7 +3,7 @@
 #include <array>
 
 #include "e2e/asked_reader.h"
-#include "wire.h"
+#include "transport/wire.h"
 
 namespace tagwire::test {
 namespace {

@@ -9,8 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "bytes.h"
-#include "device.h"
-#include "wire.h"
+#include "device/device.h"
+#include "transport/wire.h"
 
 namespace tagwire::sim {
 

@@ -1,4 +1,4 @@
-#include "fault.h"
+#include "transport/fault.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include <optional>
 
+#include "device/firmware.h"
 #include "exchange.h"
-#include "firmware.h"
 #include "peer.h"
 #include "simulator.h"
 

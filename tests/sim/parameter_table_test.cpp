@@ -1,5 +1,5 @@
+#include "device/parameter_tables.h"
 #include "exchange.h"
-#include "parameter_tables.h"
 #include "simulator.h"
 
 namespace tagwire::sim {

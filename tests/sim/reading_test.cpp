@@ -1,4 +1,4 @@
-#include "reading.h"
+#include "device/reading.h"
 
 #include <map>
 #include <set>

@@ -1,6 +1,6 @@
 #include "exchange.h"
+#include "field/sense_word.h"
 #include "peer.h"
-#include "sense_word.h"
 #include "simulator.h"
 
 namespace tagwire::sim {

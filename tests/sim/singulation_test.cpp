@@ -1,4 +1,4 @@
-#include "singulation.h"
+#include "radio/singulation.h"
 
 #include <set>
 

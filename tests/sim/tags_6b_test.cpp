@@ -1,5 +1,5 @@
 #include "exchange.h"
-#include "other_tags.h"
+#include "field/other_tags.h"
 #include "peer.h"
 #include "simulator.h"
 

@@ -1,4 +1,4 @@
-#include "wire.h"
+#include "transport/wire.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
 // One tag: named, read, written, locked, killed; what is lost, and what wrong names and passwords do.
-#include "other_tags.h"
+#include "field/other_tags.h"
 #include "xx/reader/reader_inside.h"
 #include "xx/virtual_reader.h"
 

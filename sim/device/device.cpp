@@ -1,0 +1,207 @@
+#include "device/device.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "commands/codes.h"
+#include "commands/dispatch.h"
+
+namespace tagwire::sim {
+
+namespace {
+
+constexpr Time job_step = std::chrono::milliseconds(1);
+constexpr Time dwell_unit = std::chrono::milliseconds(10);
+constexpr std::size_t most_waiting = 64;
+
+}  // namespace
+
+Device::Device(const Scenario& scenario, Wire& wire)
+    : settings_(scenario.reader), config_(factory_settings(scenario.reader)), stored_(config_),
+      factory_(config_), services_(scenario.services, settings_.firmware), field_(scenario),
+      other_tags_(scenario), store_(settings_.buffer_size), random_(settings_.seed), wire_(wire),
+      reading_(settings_.report_rate, settings_.start_gap)
+{}
+
+void Device::receive(Time now, ConnectionId from, const Request& request)
+{
+    advance(now);
+    if (!job_ || acts_at_once(request)) {
+        handle(now, from, request);
+        advance(now);
+        return;
+    }
+    if (waiting_.size() >= most_waiting) {
+        ++refused_requests_;
+        return;
+    }
+    waiting_.push_back({from, request});
+}
+
+void Device::handle(Time now, ConnectionId from, const Request& request)
+{
+    if (now < silent_until_) return;
+    const Call call{now, from, request};
+    if (const Handler handler = handler_for(request)) {
+        handler(*this, call);
+        return;
+    }
+    answer(call, status::unknown_command);
+}
+
+void Device::advance(Time now)
+{
+    now_ = std::max(now_, now);
+    run_job(now);
+    while (!job_ && !waiting_.empty()) {
+        const Waiting next = std::move(waiting_.front());
+        waiting_.pop_front();
+        handle(now, next.from, next.request);
+        run_job(now);
+    }
+    if (job_ || now < silent_until_) return;
+    reading_.advance(*this, now);
+    if (!reading_.is_running()) active_mode_.advance(*this, now);
+}
+
+std::optional<Time> Device::next_event() const
+{
+    if (job_) return job_due_;
+    const auto next = reading_.is_running() ? reading_.next_event() : active_mode_.next_event(*this);
+    return next ? std::optional<Time>(std::max(*next, silent_until_)) : std::nullopt;
+}
+
+void Device::run_job(Time now)
+{
+    if (!job_) return;
+    if (job_->advance(now)) {
+        job_.reset();
+        return;
+    }
+    job_due_ = now + job_step;
+}
+
+void Device::begin(std::unique_ptr<Job> job, Time now)
+{
+    job_ = std::move(job);
+    run_job(now);
+}
+
+void Device::abort_job()
+{
+    if (!job_) return;
+    job_->abort();
+    job_.reset();
+}
+
+void Device::forget_connection(Time now, ConnectionId connection)
+{
+    std::erase_if(waiting_, [connection](const Waiting& waiting) { return waiting.from == connection; });
+    if (reading_.owner() == connection) reading_.stop(*this);
+    if (job_ && job_->owner() == connection) abort_job();
+    advance(now);
+}
+
+bool Device::change(const std::function<void(Settings&)>& edit, Lasting lasting)
+{
+    Settings changed = config_;
+    edit(changed);
+    if (!may_change(config_, changed, settings_)) return false;
+    config_ = std::move(changed);
+    if (lasting == Lasting::stored) edit(stored_);
+    return true;
+}
+
+void Device::restart()
+{
+    config_ = stored_;
+    reading_.stop(*this);
+    active_mode_.stop(*this);
+    panel_.restart();
+    services_.restart();
+    field_.lose_power();
+    std::vector<unsigned> ports(settings_.antennas);
+    std::iota(ports.begin(), ports.end(), 1U);
+    field_.selection().clear(ports);
+    store_ = TagStore(settings_.buffer_size);
+}
+
+void Device::save_as_factory()
+{
+    services_.tables.save_as_factory();
+    factory_ = config_;
+}
+
+void Device::restore_factory()
+{
+    services_.tables.restore_factory();
+    stored_ = factory_;
+    restart();
+}
+
+void Device::reboot(Time now)
+{
+    job_.reset();
+    waiting_.clear();
+    restart();
+    silent_until_ = now + services_.firmware.settings().boot;
+}
+
+void Device::cut_power(Time now)
+{
+    services_.firmware.note_power_loss();
+    reboot(now);
+}
+
+bool Device::end_self_test(ConnectionId from, const Bytes& bytes)
+{
+    if (!panel_.self_test() || bytes != Bytes{command::end_self_test}) return false;
+    panel_.set_self_test(false);
+    wire_.send(from, {}, make_answer(address(), command::end_self_test, status::success), FrameKind::answer);
+    return true;
+}
+
+std::uint32_t Device::frequency_khz() const
+{
+    if (!config_.region_is_set) return settings_.frequency_khz;
+    const Time dwell = dwell_unit * std::max<unsigned>(config_.dwell_time, 1);
+    const auto hops = static_cast<std::uint64_t>(now_ / dwell);
+    return channel_khz(config_.region, static_cast<unsigned>(hops % channel_count(config_.region)));
+}
+
+std::uint8_t Device::writing_power(const Tag& tag) const
+{
+    if (config_.writing_power) return *config_.writing_power;
+    for (const unsigned port : config_.antennas) {
+        if (tag.is_seen_by(port)) return config_.power[port - 1];
+    }
+    return config_.power.front();
+}
+
+void Device::signal_reading()
+{
+    if (config_.beep != 0) panel_.beep(1);
+    if (config_.pulse_output != 0) panel_.pulse();
+}
+
+std::uint8_t Device::antenna_byte(unsigned port) const
+{
+    if (settings_.antenna_byte == AntennaByte::number) return static_cast<std::uint8_t>(port);
+    return port <= 8 ? static_cast<std::uint8_t>(1U << (port - 1)) : std::uint8_t{0};
+}
+
+std::uint8_t Device::antenna_bytes(const std::vector<unsigned>& ports) const
+{
+    if (settings_.antenna_byte == AntennaByte::number) return static_cast<std::uint8_t>(ports.size());
+    std::uint8_t mask = 0;
+    for (const unsigned port : ports) mask = static_cast<std::uint8_t>(mask | antenna_byte(port));
+    return mask;
+}
+
+void Device::answer(const Call& call, std::uint8_t status, const Bytes& data)
+{
+    wire_.send(call.from, {}, make_answer(address(), call.request.command, status, data), FrameKind::answer);
+}
+
+}  // namespace tagwire::sim

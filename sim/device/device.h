@@ -1,0 +1,145 @@
+// One virtual reader as its protocol shows it: requests in, frames out. It has no clock and no transport of
+// its own; whoever owns it hands in the time.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "device/active_mode.h"
+#include "device/clock.h"
+#include "device/panel.h"
+#include "device/reading.h"
+#include "device/services.h"
+#include "device/settings.h"
+#include "device/tag_store.h"
+#include "field/other_tags.h"
+#include "field/population.h"
+#include "random.h"
+#include "scenario/scenario.h"
+#include "transport/wire.h"
+
+namespace tagwire::sim {
+
+enum class FrameKind { answer, report };
+
+// Where a reader's frames go.
+class Wire {
+  public:
+    virtual ~Wire() = default;
+    // `lead` goes out before the frame and is no part of it.
+    virtual void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) = 0;
+    virtual bool has_room(ConnectionId to) const = 0;
+    // Everyone who is connected to the reader.
+    virtual std::vector<ConnectionId> peers() const = 0;
+};
+
+// A request on its way through the reader.
+struct Call {
+    Time now{};
+    ConnectionId from = 0;
+    const Request& request;
+
+    const Bytes& data() const { return request.data; }
+};
+
+// Something that keeps the reader busy; requests wait until it is over.
+class Job {
+  public:
+    virtual ~Job() = default;
+    // Does what is due until `now`; true when the job is over.
+    virtual bool advance(Time now) = 0;
+    virtual void abort() = 0;
+    virtual ConnectionId owner() const = 0;
+};
+
+// How long a changed setting lasts.
+enum class Lasting { stored, until_restart };
+
+class Device {
+  public:
+    Device(const Scenario& scenario, Wire& wire);
+
+    void receive(Time now, ConnectionId from, const Request& request);
+    void advance(Time now);
+    // When to call advance() next.
+    std::optional<Time> next_event() const;
+    void forget_connection(Time now, ConnectionId connection);
+
+    // What the reader was made as, and its settings in force, which began there.
+    const ReaderSettings& settings() const { return settings_; }
+    const Settings& config() const { return config_; }
+    std::uint8_t address() const { return config_.address; }
+    // False, and nothing is changed, when a value is out of range.
+    bool change(const std::function<void(Settings&)>& edit, Lasting lasting = Lasting::stored);
+    void store_settings() { stored_ = config_; }
+    // Connections stay, and so do the settings that are stored.
+    void restart();
+    // Settings and tables.
+    void save_as_factory();
+    void restore_factory();
+    // Whatever it does ends at once. It is silent until it runs again.
+    void reboot(Time now);
+    void cut_power(Time now);
+    // Whether the bytes are the one byte that ends the self-test, which then is answered.
+    bool end_self_test(ConnectionId from, const Bytes& bytes);
+
+    Reading& reading() { return reading_; }
+    const Reading& reading() const { return reading_; }
+    std::uint64_t refused_requests() const { return refused_requests_; }
+
+    // For the handlers of commands.
+    Population& field() { return field_; }
+    OtherTags& other_tags() { return other_tags_; }
+    TagStore& store() { return store_; }
+    Random& random() { return random_; }
+    Wire& wire() { return wire_; }
+    Panel& panel() { return panel_; }
+    const Panel& panel() const { return panel_; }
+    Clock& clock() { return clock_; }
+    Services& services() { return services_; }
+    const Services& services() const { return services_; }
+    const std::vector<unsigned>& enabled_antennas() const { return config_.antennas; }
+    std::uint32_t frequency_khz() const;  // at this moment
+    std::uint8_t writing_power(const Tag& tag) const;
+    void signal_reading();  // by beeper and outputs
+    std::uint8_t antenna_byte(unsigned port) const;
+    std::uint8_t antenna_bytes(const std::vector<unsigned>& ports) const;
+    void answer(const Call& call, std::uint8_t status, const Bytes& data = {});
+    void begin(std::unique_ptr<Job> job, Time now);
+    void abort_job();
+    bool is_busy() const { return job_ != nullptr; }
+
+  private:
+    struct Waiting {
+        ConnectionId from;
+        Request request;
+    };
+
+    void handle(Time now, ConnectionId from, const Request& request);
+    void run_job(Time now);
+
+    ReaderSettings settings_;
+    Settings config_;
+    Settings stored_;
+    Settings factory_;
+    Panel panel_;
+    Clock clock_;
+    Services services_;
+    Time silent_until_{};
+    Time now_{};
+    Population field_;
+    OtherTags other_tags_;
+    TagStore store_;
+    Random random_;
+    Wire& wire_;
+    Reading reading_;
+    ActiveMode active_mode_;
+    std::unique_ptr<Job> job_;
+    Time job_due_{};
+    std::deque<Waiting> waiting_;
+    std::uint64_t refused_requests_ = 0;
+};
+
+}  // namespace tagwire::sim
