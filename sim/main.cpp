@@ -20,7 +20,7 @@
 
 #include "scenario/scenario.h"
 #include "simulator.h"
-#include "transport/fault.h"
+#include "scenario/fault.h"
 
 namespace {
 

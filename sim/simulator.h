@@ -21,7 +21,7 @@
 #include "field/sensor_tags.h"
 #include "field/tag.h"
 #include "scenario/scenario.h"
-#include "transport/fault.h"
+#include "scenario/fault.h"
 
 namespace tagwire::sim {
 

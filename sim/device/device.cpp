@@ -162,6 +162,12 @@ bool Device::end_self_test(ConnectionId from, const Bytes& bytes)
     return true;
 }
 
+std::size_t Device::choose(std::size_t count)
+{
+    const bool is_choice = settings_.by_chance && count > 1;
+    return is_choice ? random_.below(static_cast<std::uint32_t>(count)) : 0;
+}
+
 std::uint32_t Device::frequency_khz() const
 {
     if (!config_.region_is_set) return settings_.frequency_khz;

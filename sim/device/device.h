@@ -94,6 +94,7 @@ class Device {
     OtherTags& other_tags() { return other_tags_; }
     TagStore& store() { return store_; }
     Random& random() { return random_; }
+    std::size_t choose(std::size_t count);  // which of so many tags answers a command that fits them all
     Wire& wire() { return wire_; }
     Panel& panel() { return panel_; }
     const Panel& panel() const { return panel_; }

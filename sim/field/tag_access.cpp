@@ -1,6 +1,8 @@
 #include "field/tag_access.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 #include <utility>
 
 #include "device/device.h"
@@ -187,17 +189,18 @@ TagAnswer kill(Tag& tag, const Password& password, unsigned power_dbm)
 Tag* find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits)
 {
     Population& field = device.field();
-    std::size_t found = field.size();
+    std::set<std::size_t> fitting;  // their places in the field
     for (const unsigned antenna : device.enabled_antennas()) {
         if (!field.selection().at(antenna).empty()) field.lose_power();
         field.apply_selection(antenna, now, device.settings());
-        for (std::size_t i = 0; i < found; ++i) {
+        for (std::size_t i = 0; i < field.size(); ++i) {
             const Tag& tag = field[i];
             if (!tag.is_in_field(now) || !tag.is_seen_by(antenna)) continue;
-            if (takes_part(field, tag, antenna) && fits(tag)) found = i;
+            if (takes_part(field, tag, antenna) && fits(tag)) fitting.insert(i);
         }
     }
-    return found < field.size() ? &field[found] : nullptr;
+    if (fitting.empty()) return nullptr;
+    return &field[*std::next(fitting.begin(), device.choose(fitting.size()))];
 }
 
 }  // namespace tagwire::sim

@@ -83,8 +83,8 @@ class TagAccess {
 
 TagAnswer kill(Tag& tag, const Password& password, unsigned power_dbm);
 
-// The first tag in the field that fits, that an enabled antenna sees and that the select filter lets through;
-// null if there is none.
+// A tag in the field that fits, that an enabled antenna sees and that the select filter lets through: of several the
+// one that `Device::choose` tells. Null if there is none.
 Tag* find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits);
 
 }  // namespace tagwire::sim

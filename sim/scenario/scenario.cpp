@@ -91,6 +91,21 @@ void read_description(Section& section, std::string& description)
     description = **node->as_string();
 }
 
+void read_faults(Section& section, std::vector<Fault>& faults)
+{
+    const toml::node* node = section.find("faults");
+    if (!node) return;
+    const toml::array* list = node->as_array();
+    if (!list) section.fail(*node, "faults must be a list, such as [\"lose:chance=0.01\"]");
+    for (const toml::node& item : *list) {
+        try {
+            faults.push_back(Fault::parse(item.value_or(std::string())));
+        } catch (const std::invalid_argument& problem) {
+            section.fail(item, problem.what());
+        }
+    }
+}
+
 void read_reader(Section& section, ReaderSettings& reader)
 {
     section.read_integer("address", reader.address, 0, 0xFE);
@@ -113,6 +128,7 @@ void read_reader(Section& section, ReaderSettings& reader)
     section.read_milliseconds("start_gap_ms", reader.start_gap);
     section.read_flag("phase", reader.phase);
     section.read_integer("frequency_khz", reader.frequency_khz, 0, 0xFFFFFF);
+    section.read_flag("by_chance", reader.by_chance);
     section.read_number("air_time", reader.air_time);
     section.read_integer("records_per_frame", reader.records_per_frame, 0, 255);
     section.read_integer("buffer_size", reader.buffer_size, 1, 65535);
@@ -125,6 +141,7 @@ void read_reader(Section& section, ReaderSettings& reader)
     read_description(section, reader.description);
     section.read_seconds("s1_persistence", reader.s1_persistence);
     section.read_seconds("s2_persistence", reader.s2_persistence);
+    read_faults(section, reader.faults);
     section.refuse_unknown_keys("[reader]");
 }
 

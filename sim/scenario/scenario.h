@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bytes.h"
+#include "scenario/fault.h"
 #include "scenario/other_tag_settings.h"
 #include "scenario/sensor_settings.h"
 #include "scenario/service_settings.h"
@@ -87,7 +88,8 @@ struct ReaderSettings {
     Time start_gap = std::chrono::milliseconds(20);
     bool phase = false;
     std::uint32_t frequency_khz = 866700;
-    double air_time = 1;             // seconds that pass per second of air time
+    bool by_chance = true;  // of several tags that a command fits, which one answers; else the first of them
+    double air_time = 1;    // seconds that pass per second of air time
     unsigned records_per_frame = 0;  // 0: as many as fit
     ReaderFamily family = ReaderFamily::standard;
     std::uint8_t baud = 0xFF;  // code of the line's speed; 0xFF: any until a host sets one
@@ -98,6 +100,7 @@ struct ReaderSettings {
     ProtocolFamily protocol_family = ProtocolFamily::gb;
     unsigned buffer_size = 1000;  // tags that each of the reader's buffers holds
     Time s1_persistence = std::chrono::seconds(2);
+    std::vector<Fault> faults;  // that it has from its start
     Time s2_persistence = std::chrono::seconds(5);  // of sessions 2 and 3
 };
 

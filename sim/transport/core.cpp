@@ -357,6 +357,7 @@ void Core::handle_request(Connection& connection, const Request& request)
     ++reader.counters.commands[request.command];
     reader.requests.push_back({connection.id(), request.command, request.frame, time});
     if (reader.requests.size() > most_requests_kept) reader.requests.pop_front();
+    reader.faults.set_time(time - reader.origin);
     if (reader.faults.silences(connection.id(), request)) return;
     if (const auto status = reader.faults.error_for(connection.id(), request)) {
         send(reader, connection.id(), lead_of(request.command),
@@ -378,6 +379,7 @@ void Core::send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes f
         ++reader.counters.reports_dropped;
         return;
     }
+    reader.faults.set_time(now() - reader.origin);
     queue(connection, reader, reader.faults.strike(to, lead, std::move(frame), kind), kind);
 }
 

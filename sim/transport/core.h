@@ -14,15 +14,17 @@
 #include "device/device.h"
 #include "simulator.h"
 #include "transport/connection.h"
-#include "transport/fault.h"
+#include "transport/faults.h"
 #include "transport/timers.h"
 
 namespace tagwire::sim {
 
 struct ReaderState : public Wire {
     ReaderState(Core& owner, std::uint64_t number, const Scenario& scenario, Time now)
-        : core(owner), id(number), origin(now), device(scenario, *this)
-    {}
+        : core(owner), id(number), origin(now), device(scenario, *this), faults(scenario.reader.seed)
+    {
+        for (const Fault& fault : scenario.reader.faults) faults.add(fault);
+    }
 
     void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) override;
     bool has_room(ConnectionId to) const override;

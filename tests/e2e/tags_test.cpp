@@ -27,6 +27,7 @@ class Tags : public LinkedReader {
     void SetUp() override
     {
         sim::Scenario scenario = make_scenario(5);
+        scenario.reader.by_chance = false;
         sim::TagSettings& tag = scenario.tags.front();
         tag.tid = {0xE2, 0x80, 0x11, 0x05, 1, 2, 3, 4, 5, 6, 7, 8};
         tag.user = Bytes(64, 0);

@@ -1,6 +1,12 @@
-#include "transport/fault.h"
+#include "transport/faults.h"
 
 #include <gmock/gmock.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "scenario/scenario.h"
 
 namespace tagwire::sim {
 namespace {
@@ -106,6 +112,57 @@ TEST(Faults, HangUpAfterSomeBytes)
     EXPECT_TRUE(none.hang_up);
     EXPECT_EQ(whole(none), "");
     ASSERT_THAT(none.pieces, SizeIs(1));
+}
+
+TEST(Faults, StrikeAShareOfTheFrames)
+{
+    const auto lost_of_1000 = [](const char* fault, std::uint64_t seed) {
+        Faults faults(seed);
+        faults.add(Fault::parse(fault));
+        int lost = 0;
+        for (int i = 0; i < 1000; ++i) lost += strike(faults).pieces.empty() ? 1 : 0;
+        return lost;
+    };
+    EXPECT_THAT(lost_of_1000("lose:count=0,chance=0.25", 1),
+                testing::AllOf(testing::Gt(200), testing::Lt(300)));
+    EXPECT_EQ(lost_of_1000("lose:count=0,chance=0.25", 1), lost_of_1000("lose:count=0,chance=0.25", 1));
+    EXPECT_NE(lost_of_1000("lose:count=0,chance=0.25", 1), lost_of_1000("lose:count=0,chance=0.25", 2));
+    EXPECT_EQ(lost_of_1000("lose:count=10,chance=0.25", 1), 10);
+    EXPECT_EQ(lost_of_1000("lose:count=0,chance=0", 1), 0);
+}
+
+TEST(Faults, StrikeInTheirTime)
+{
+    Faults faults;
+    faults.add(Fault::parse("lose:count=0,from=1.5,until=3"));
+    std::vector<bool> lost;
+    for (const int ms : {0, 1499, 1500, 2999, 3000}) {
+        faults.set_time(milliseconds(ms));
+        lost.push_back(strike(faults).pieces.empty());
+    }
+    EXPECT_THAT(lost, testing::ElementsAre(false, false, true, true, false));
+}
+
+TEST(Faults, StandInAScenario)
+{
+    const Scenario scenario =
+        Scenario::from_text("[reader]\nfaults = [\"lose:count=3\", \"delay:ms=5,until=2\"]\n");
+    ASSERT_THAT(scenario.reader.faults, SizeIs(2));
+    EXPECT_EQ(scenario.reader.faults[0].count, 3u);
+    EXPECT_EQ(scenario.reader.faults[1].until, Time(std::chrono::seconds(2)));
+    for (const auto& [line, problem] : std::vector<std::pair<std::string, std::string>>{
+             {"faults = \"lose\"", "faults must be a list"},
+             {"faults = [3]", "there is no fault ''"},
+             {"faults = [\"lose:chance=2\"]", "chance=2: give a number from 0 to 1"},
+             {"faults = [\"lose:from=5,until=5\"]", "a fault ends, until, after it begins, from"}}) {
+        try {
+            Scenario::from_text("[reader]\n" + line + "\n");
+            FAIL() << line;
+        } catch (const ScenarioError& error) {
+            EXPECT_THAT(error.what(), HasSubstr(problem));
+            EXPECT_THAT(error.what(), HasSubstr(":2"));
+        }
+    }
 }
 
 TEST(Faults, StrikeWhatTheyAreAimedAt)

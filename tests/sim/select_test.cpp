@@ -12,6 +12,7 @@ constexpr const char* field = R"(
 [reader]
 antennas = 2
 air_time = 0
+by_chance = false
 start_gap_ms = 0
 [[tag]]
 epc = "A001"

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <set>
+#include <string>
+
 #include "exchange.h"
 #include "peer.h"
 
@@ -17,6 +20,7 @@ antennas = 2
 enabled_antennas = [1]
 power = 20
 air_time = 0
+by_chance = false
 start_gap_ms = 0
 [[tag]]
 epc = "3000 0009"
@@ -186,6 +190,25 @@ TEST(TagMemory, AWriteNeedsItsPower)
                });
     EXPECT_EQ(stored(bench, 1, Bank::user), "00112233445566778899AABB");
     EXPECT_FALSE(bench.device.field()[1].state().killed);
+}
+
+// The words that so many readings of whichever tag is there bring.
+std::set<std::string> words_of_any(const std::string& by_chance)
+{
+    std::string scenario = "[reader]\nair_time = 0\n" + by_chance;
+    for (const char* word : {"00A1", "00A2", "00A3"}) {
+        scenario += "[[tag]]\nepc = \"" + std::string(word) + "\"\nuser = \"" + word + "\"\n";
+    }
+    Bench bench(scenario);
+    std::set<std::string> words;
+    for (int i = 0; i < 40; ++i) words.insert(answers(bench, 0x02, "00 03 00 01 00000000").front());
+    return words;
+}
+
+TEST(TagMemory, IsThatOfAnyTagThatFits)
+{
+    EXPECT_THAT(words_of_any(""), ElementsAre("00 00 A1", "00 00 A2", "00 00 A3"));
+    EXPECT_THAT(words_of_any("by_chance = false\n"), ElementsAre("00 00 A1"));
 }
 
 TEST(TagEpc, IsReplacedByOneOfAnyLength)

@@ -14,6 +14,7 @@ antennas = 2
 enabled_antennas = [1]
 power = 20
 air_time = 0
+by_chance = false
 [[tag]]
 epc = "E200 1122 3344 5566"
 tid = "E280 1160 0007 0008"

@@ -31,6 +31,7 @@ std::string gen2_scenario()
 [reader]
 air_time = 0
 antennas = 2
+by_chance = false
 
 [[tag]]
 epc = "E28011700000020F00000001"

@@ -152,12 +152,13 @@ bool is_meant(const TagGb& tag, const GbTarget& target)
 TagGb* find_tag(Device& device, Time now, const GbTarget& target)
 {
     const auto antennas = device.enabled_antennas();
+    std::vector<TagGb*> meant;
     for (TagGb& tag : tags_of(device)) {
         if (tag.is_killed() || !tag.place().is_present(now) || !tag.place().is_seen_by_any(antennas))
             continue;
-        if (is_meant(tag, target)) return &tag;
+        if (is_meant(tag, target)) meant.push_back(&tag);
     }
-    return nullptr;
+    return meant.empty() ? nullptr : meant[device.choose(meant.size())];
 }
 
 // What a command does to the tag, given its own fields; nothing when one is out of range.

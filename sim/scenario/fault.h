@@ -2,13 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "bytes.h"
-#include "device/device.h"
 
 namespace tagwire::sim {
 
@@ -35,6 +33,9 @@ struct Fault {
     std::uint64_t skip = 0;               // frames that it lets pass before
     std::optional<std::uint8_t> command;  // strikes only this command; reports are 0xEE
     ConnectionId connection = 0;          // strikes only this connection; 0: all
+    double chance = 1;                    // share of the frames that it strikes, where it would strike all
+    Time from{};                          // since the reader's start
+    std::optional<Time> until;
 
     std::vector<std::size_t> at;
     Time gap{};
@@ -58,36 +59,6 @@ struct Fault {
     // From text such as "lose:count=3" or "split:at=2+7,ms=5". Throws std::invalid_argument with a text that
     // says what is wrong.
     static Fault parse(const std::string& text);
-};
-
-// A piece of what goes out for a frame.
-struct Piece {
-    Bytes bytes;
-    Time wait{};  // since the piece before
-};
-
-struct Struck {
-    std::vector<Piece> pieces;  // none: the frame is lost
-    bool hang_up = false;       // behind the last piece
-};
-
-// The faults of one reader. Of several of a kind that would strike the same frame, the oldest does.
-class Faults {
-  public:
-    void add(Fault fault) { faults_.push_back(std::move(fault)); }
-    void clear() { faults_.clear(); }
-    std::size_t size() const { return faults_.size(); }
-
-    Struck strike(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind);
-    bool silences(ConnectionId from, const Request& request);
-    bool cuts_power(ConnectionId from, const Request& request);
-    std::optional<std::uint8_t> error_for(ConnectionId from, const Request& request);
-
-  private:
-    std::optional<Fault> take(Fault::Kind kind, ConnectionId connection, std::uint8_t command,
-                              FrameKind frame);
-
-    std::deque<Fault> faults_;
 };
 
 }  // namespace tagwire::sim

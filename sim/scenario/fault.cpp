@@ -1,46 +1,16 @@
-#include "transport/fault.h"
+#include "scenario/fault.h"
 
-#include <algorithm>
 #include <charconv>
 #include <map>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
-#include "link/frame.h"
-
 namespace tagwire::sim {
-
-namespace frame = engine::frame;
 
 namespace {
 
 using Kind = Fault::Kind;
-
-bool is_aimed_at(const Fault& fault, ConnectionId connection, std::uint8_t command, FrameKind frame)
-{
-    if (fault.connection != 0 && fault.connection != connection) return false;
-    if (fault.command && *fault.command != command) return false;
-    if (fault.target == Fault::Target::all) return true;
-    return (fault.target == Fault::Target::reports) == (frame == FrameKind::report);
-}
-
-std::vector<Piece> cut(const Bytes& bytes, std::vector<std::size_t> at, Time gap)
-{
-    std::sort(at.begin(), at.end());
-    std::vector<Piece> pieces;
-    std::size_t from = 0;
-    at.push_back(bytes.size());
-    for (const std::size_t to : at) {
-        if (to <= from || to > bytes.size()) continue;
-        const auto begin = bytes.begin();
-        pieces.push_back(
-            {Bytes(begin + static_cast<std::ptrdiff_t>(from), begin + static_cast<std::ptrdiff_t>(to)),
-             from == 0 ? Time{} : gap});
-        from = to;
-    }
-    return pieces;
-}
 
 const std::map<std::string_view, Kind> kind_names{
     {"split", Kind::split},     {"delay", Kind::delay},  {"noise", Kind::noise}, {"trail", Kind::trail},
@@ -60,6 +30,17 @@ std::uint64_t parse_number(std::string_view key, std::string_view text, std::uin
                                     ": give a number from 0 to " + std::to_string(highest));
     }
     return value;
+}
+
+double parse_decimal(std::string_view key, std::string_view text, double highest)
+{
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool good =
+        error == std::errc() && end == text.data() + text.size() && value >= 0 && value <= highest;
+    if (good) return value;
+    throw std::invalid_argument(std::string(key) + "=" + std::string(text) + ": give a number from 0 to " +
+                                std::to_string(static_cast<int>(highest)) + ", such as 0.5");
 }
 
 std::vector<std::string_view> split_text(std::string_view text, char separator)
@@ -85,6 +66,7 @@ void set_option(Fault& fault, std::string_view key, std::string_view text)
 {
     constexpr std::uint64_t byte = 0xFF;
     constexpr std::uint64_t much = 1'000'000'000;
+    constexpr double longest_s = 1'000'000'000;
     if (key == "count")
         fault.count = parse_number(key, text, much);
     else if (key == "skip")
@@ -103,13 +85,19 @@ void set_option(Fault& fault, std::string_view key, std::string_view text)
         fault.bit = static_cast<unsigned>(parse_number(key, text, 7));
     else if (key == "value" || key == "status")
         fault.value = static_cast<std::uint8_t>(parse_number(key, text, byte));
+    else if (key == "chance")
+        fault.chance = parse_decimal(key, text, 1);
+    else if (key == "from")
+        fault.from = seconds_to_time(parse_decimal(key, text, longest_s));
+    else if (key == "until")
+        fault.until = seconds_to_time(parse_decimal(key, text, longest_s));
     else if (key == "at") {
         for (const std::string_view place : split_text(text, '+'))
             fault.at.push_back(parse_number(key, place, 256));
     } else {
-        throw std::invalid_argument(
-            "a fault has no option '" + std::string(key) +
-            "'; use count, skip, command, on, ms, at, bytes, byte, after, bit, value or status");
+        throw std::invalid_argument("a fault has no option '" + std::string(key) +
+                                    "'; use count, skip, chance, from, until, command, on, ms, at, bytes, "
+                                    "byte, after, bit, value or status");
     }
 }
 
@@ -126,6 +114,7 @@ void check_complete(const Fault& fault)
     if (fault.kind == Kind::noise || fault.kind == Kind::trail) {
         require(!fault.bytes.empty(), "noise and trail need bytes, such as bytes=00FF13");
     }
+    require(!fault.until || *fault.until > fault.from, "a fault ends, until, after it begins, from");
     if (fault.kind == Kind::error)
         require(fault.value != 0, "error needs a status other than 0, such as status=0x05");
 }
@@ -246,78 +235,6 @@ Fault Fault::parse(const std::string& text)
     }
     check_complete(fault);
     return fault;
-}
-
-std::optional<Fault> Faults::take(Fault::Kind kind, ConnectionId connection, std::uint8_t command,
-                                  FrameKind frame)
-{
-    const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& fault) {
-        return fault.kind == kind && is_aimed_at(fault, connection, command, frame);
-    });
-    if (found == faults_.end()) return std::nullopt;
-    if (found->skip > 0) {
-        --found->skip;
-        return std::nullopt;
-    }
-    const Fault fault = *found;
-    if (found->count > 0 && --found->count == 0) faults_.erase(found);
-    return fault;
-}
-
-Struck Faults::strike(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind)
-{
-    const std::uint8_t command = frame[frame::command];
-    const auto take_any = [&](Kind wanted) { return take(wanted, to, command, kind); };
-    Struck struck;
-    if (faults_.empty()) {
-        struck.pieces.emplace_back().bytes = lead;
-        Bytes& bytes = struck.pieces.back().bytes;
-        append(bytes, frame);
-        return struck;
-    }
-    if (take_any(Kind::lose)) return struck;
-    if (const auto fault = take_any(Kind::set_byte); fault && fault->index < frame.size()) {
-        frame[fault->index] = fault->value;
-        seal(frame);
-    }
-    if (const auto fault = take_any(Kind::flip); fault && fault->index < frame.size()) {
-        frame[fault->index] = static_cast<std::uint8_t>(frame[fault->index] ^ (1U << fault->bit));
-    }
-    if (const auto fault = take_any(Kind::hang_up)) {
-        struck.hang_up = true;
-        if (fault->index < frame.size()) frame.resize(fault->index);
-    }
-    frame.insert(frame.begin(), lead.begin(), lead.end());
-    const auto split = take_any(Kind::split);
-    struck.pieces = split ? cut(frame, split->at, split->gap) : std::vector<Piece>{{frame, Time{}}};
-    if (struck.pieces.empty()) struck.pieces.emplace_back();
-    if (const auto fault = take_any(Kind::noise)) {
-        Bytes& first = struck.pieces.front().bytes;
-        first.insert(first.begin(), fault->bytes.begin(), fault->bytes.end());
-    }
-    if (const auto fault = take_any(Kind::trail)) {
-        Bytes& last = struck.pieces.back().bytes;
-        append(last, fault->bytes);
-    }
-    if (const auto fault = take_any(Kind::delay)) struck.pieces.front().wait += fault->gap;
-    return struck;
-}
-
-bool Faults::silences(ConnectionId from, const Request& request)
-{
-    return take(Kind::silence, from, request.command, FrameKind::answer).has_value();
-}
-
-bool Faults::cuts_power(ConnectionId from, const Request& request)
-{
-    return take(Kind::power, from, request.command, FrameKind::answer).has_value();
-}
-
-std::optional<std::uint8_t> Faults::error_for(ConnectionId from, const Request& request)
-{
-    const auto fault = take(Kind::error, from, request.command, FrameKind::answer);
-    if (!fault) return std::nullopt;
-    return fault->value;
 }
 
 }  // namespace tagwire::sim
