@@ -48,8 +48,8 @@ Faults are written KIND:KEY=VALUE,KEY=VALUE...
   silence               requests are ignored
   error:status=0x05     requests are answered with the status
   power:command=0xF9    once a request has been served, the reader loses its power for a moment
-All take count=N (how many frames; 1 if not given, 0 for all), skip=N (let N pass before), command=CODE and
-on=answers|reports|all.
+All take count=N (how many frames; 1 if not given, 0 for all), skip=N (let N pass before), chance=0.1 (that share of
+them), from=S and until=S (seconds since the start), command=CODE and on=answers|reports|all.
 )";
 
 struct Place {
