@@ -94,15 +94,21 @@ Wait wait_for(Reader* reader, int fd, short events, int limit_ms)
     return wait_within(reader, fd, events, limit_ms * ns_per_ms);
 }
 
+// Mostly there is room, and to look costs less than to begin a wait.
 bool await_writable(Reader* reader, int fd, int limit_ms)
 {
     const std::int64_t end = monotonic_ns() + limit_ms * ns_per_ms;
-    for (;;) {
-        const Wait wait = wait_within(reader, fd, POLLOUT, std::max<std::int64_t>(0, end - monotonic_ns()));
-        if (wait != Wait::woken) return wait == Wait::ready || wait == Wait::hung_up;
-        if (reader->keeping.link.is_shut() || monotonic_ns() >= end) return false;
-        sleep_ms(short_rest_ms);
+    Wait wait = wait_within(reader, fd, POLLOUT, 0);
+    while (wait == Wait::timeout || wait == Wait::woken) {
+        if (wait == Wait::woken) {
+            if (reader->keeping.link.is_shut()) return false;
+            sleep_ms(short_rest_ms);
+        }
+        const std::int64_t left = end - monotonic_ns();
+        if (left <= 0) return false;
+        wait = wait_within(reader, fd, POLLOUT, left);
     }
+    return wait != Wait::failed;
 }
 
 bool pause_for_input(Reader* reader, int limit_ms)
