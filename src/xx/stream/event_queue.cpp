@@ -229,7 +229,7 @@ std::size_t EventQueue::take(Event* to, std::size_t most, std::chrono::milliseco
     }
     std::size_t count = 0;
     while (count < most && !turns_.empty()) count += take_turn(to + count, most - count, relieved);
-    announce();
+    announce(std::move(lock));
     return count;
 }
 
@@ -269,21 +269,28 @@ void EventQueue::hand_out(Lane& lane, Event& to, std::vector<Lane*>& relieved)
     relieved.push_back(&lane);
 }
 
-// The descriptor tells what is in the queue, level for level; threads are woken when something came.
-void EventQueue::announce()
+// The descriptor tells what is in the queue, level for level. True when there is something, or never will be.
+bool EventQueue::show()
 {
     const bool readable = !turns_.empty() || closed_;
-    if (readable) something_.notify_all();
-    if (!is_shown_ || readable == is_readable_) return;
+    if (!is_shown_ || readable == is_readable_) return readable;
     is_readable_ = readable;
     readable ? signal_event(readable_) : clear_event(readable_);
+    return readable;
+}
+
+void EventQueue::announce(std::unique_lock<std::mutex> lock)
+{
+    const bool readable = show();
+    lock.unlock();
+    if (readable) something_.notify_all();
 }
 
 int EventQueue::fd()
 {
     const std::lock_guard lock(mutex_);
     is_shown_ = true;
-    announce();
+    show();
     return readable_;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tagwirexx/stream.hpp>
@@ -51,12 +52,12 @@ class EventQueue {
     EventQueue(const EventQueue&) = delete;
     EventQueue& operator=(const EventQueue&) = delete;
 
-    // Runs `put` with the lock held: what it puts is seen at once, and as one.
+    // Runs `put` with the lock held: what it puts is seen at once, and as one. Who is woken finds the lock free.
     template <class Put> void with_lock(Put put)
     {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         put(*this);
-        announce();
+        announce(std::move(lock));
     }
 
     // Reports that the lane takes now; no end of them unless the stream blocks.
@@ -100,7 +101,8 @@ class EventQueue {
     void drop_newest(const std::shared_ptr<Lane>& lane, std::uint64_t sequence);
     std::size_t take_turn(Event* to, std::size_t most, std::vector<Lane*>& relieved);
     void hand_out(Lane& lane, Event& to, std::vector<Lane*>& relieved);
-    void announce();
+    bool show();
+    void announce(std::unique_lock<std::mutex> lock);
 
     const std::size_t capacity_;
     const Overflow overflow_;

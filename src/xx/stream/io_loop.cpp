@@ -26,6 +26,7 @@ bool Mailbox::post(std::function<void()> task)
 std::vector<std::function<void()>> Mailbox::take()
 {
     const std::lock_guard lock(mutex_);
+    if (tasks_.empty()) return {};
     clear_event(event_.get());
     return std::exchange(tasks_, {});
 }
