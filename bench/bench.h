@@ -147,14 +147,17 @@ inline long context_switches()
     return usage.ru_nvcsw + usage.ru_nivcsw;
 }
 
+// Exactly: what /proc/self/statm tells lags behind, by thread.
 inline double resident_kib()
 {
-    long pages = 0;
-    long resident = 0;
-    std::FILE* file = std::fopen("/proc/self/statm", "r");
-    if (file == nullptr || std::fscanf(file, "%ld %ld", &pages, &resident) != 2) fail("/proc/self/statm");
+    double kib = 0;
+    char line[256];
+    std::FILE* file = std::fopen("/proc/self/smaps_rollup", "r");
+    if (file == nullptr) fail("/proc/self/smaps_rollup");
+    while (std::fgets(line, sizeof line, file) != nullptr && std::sscanf(line, "Rss: %lf", &kib) != 1) {
+    }
     std::fclose(file);
-    return static_cast<double>(resident) * static_cast<double>(::sysconf(_SC_PAGESIZE)) / 1024;
+    return kib;
 }
 
 // The calling thread and those it starts; where there is no such processor, they stay where they are.

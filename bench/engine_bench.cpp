@@ -1,5 +1,7 @@
 // What the engine does with bytes in memory: CRC, frames found in good and bad bytes, tags decoded, a command around a
-// link that is none.
+// link that is none. And how long loading the libraries takes.
+#include <dlfcn.h>
+
 #include "bench.h"
 #include "inventory/stream.h"
 #include "link/crc16.h"
@@ -181,6 +183,22 @@ Values around_a_stub()
     return {{"Inventory_G2 around a stub", "tagwire", "us", ns / 1e3}};
 }
 
+// What loading a library takes a process that has none of it.
+Values start_up()
+{
+    const auto load = [](const char* who, const char* library) {
+        return Apart([=]() -> Values {
+                   const std::int64_t begin = now_ns();
+                   if (::dlopen(library, RTLD_NOW) == nullptr) fail(library);
+                   return {{"start-up", who, "us", static_cast<double>(now_ns() - begin) / 1e3}};
+               })
+            .await()
+            .front();
+    };
+    return {load("bare", "libutil.so.1"), load("tagwire", TAGWIRE_BENCH_C_LIBRARY),
+            load("tagwire C++", TAGWIRE_BENCH_CPP_LIBRARY)};
+}
+
 }  // namespace
 }  // namespace tagwire::bench
 
@@ -189,6 +207,6 @@ int main()
     using namespace tagwire::bench;
     measure({crc(24, "CRC of 24 bytes"), crc(256, "CRC of 256 bytes"),
              receive_inventory(1, "inventory, a tag a frame"),
-             receive_inventory(10, "inventory, ten tags a frame"), noise, around_a_stub});
+             receive_inventory(10, "inventory, ten tags a frame"), noise, around_a_stub, start_up});
     return 0;
 }
