@@ -7,6 +7,7 @@ Without --json a table is printed; with it, all that was measured, to standard o
 """
 
 import json
+import os
 import pathlib
 import platform
 import statistics
@@ -32,7 +33,9 @@ TARGETS = (
     (FLOOD, "tagwire", "M/s", "bare", None, ">=", 0.6, "bare"),
     (FLOOD, "tagwire C++", "M/s", "bare", None, ">=", 0.4, "bare"),
     ("inventory, a tag a frame", "tagwire", "ns", None, None, "<=", 50, None),
+    ("inventory, a tag a frame", "tagwire, callback", "ns", None, None, "<=", 50, None),
     ("inventory, ten tags a frame", "tagwire", "ns", None, None, "<=", 25, None),
+    ("inventory, ten tags a frame", "tagwire, callback", "ns", None, None, "<=", 25, None),
     (LIVE, "tagwire", "us", "threads in recv", None, "<=", 1.1, "threads in recv"),
     (LIVE, "tagwire C++", "us", "epoll and a second thread", None, "<=", 1.15, "epoll and a second thread"),
     (IDLE, "tagwire, TCP", "% of a core", "bare", None, "<=", 0.1, None),
@@ -51,6 +54,10 @@ TARGETS = (
 )
 
 
+def figure(value):
+    return f"{value:.3g}" if value < 1000 else f"{value:.0f}"
+
+
 class Measured:
     """What was measured, by row, who and unit."""
 
@@ -67,7 +74,7 @@ class Measured:
         if not values:
             return "-"
         low, middle, high = statistics.quantiles(values, n=4, method="inclusive")
-        return f"{middle:.3g} ({low:.3g}-{high:.3g})"
+        return f"{figure(middle)} ({figure(low)}-{figure(high)})"
 
     def verdict(self, target):
         """The ratio to what the target names, and whether it is met; None where that was not measured."""
@@ -115,7 +122,8 @@ def processor():
 
 def main():
     build, options = pathlib.Path(sys.argv[1]), sys.argv[2:]
-    about = {"date": time.strftime("%Y-%m-%d"), "processor": processor(), "kernel": platform.release()}
+    about = {"date": time.strftime("%Y-%m-%d"), "processor": processor(), "kernel": platform.release(),
+             "processors": os.cpu_count(), "load": round(os.getloadavg()[0], 1)}
     measured = run(build)
     if options[:1] == ["--json"]:
         rows = ",\n".join(json.dumps(line) for line in measured)
@@ -128,7 +136,7 @@ def main():
         print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
     for line in measured:
         if line["row"] == "one Stream":
-            print(f"one Stream, {line['who']}: {statistics.median(line['values']):.3g} {line['unit']}")
+            print(f"one Stream, {line['who']}: {figure(statistics.median(line['values']))} {line['unit']}")
 
 
 if __name__ == "__main__":
