@@ -38,7 +38,9 @@ class TAGWIREXX_API Profile final {
   public:
     struct Value {
         std::string name;
-        std::string text;  // as Settings::get() gives it
+        std::string text;  // as Settings::get() gives it; wiped at its end, as it may be a password
+
+        TAGWIREXX_API ~Value();
     };
 
     Profile() = default;

@@ -34,7 +34,7 @@ TAGWIREXX_API std::string_view to_string(ReaderFamily family) noexcept;
 
 struct SettingsOptions {
     // Left out, the reader is asked. It tells filter and mobile; what means different things to the others is
-    // an Error then, and not sent.
+    // an Error then, and not sent: of most readers, which are standard, temperature and reader-password.
     std::optional<ReaderFamily> family = {};
     // The reader's two-way commands set a value with bit 7 and tell it without. Other readers take the question
     // for a new value: what is told so cannot be read from them.
@@ -70,6 +70,7 @@ struct Change {
     std::string_view unit = {};
     bool is_secret = false;
 
+    TAGWIREXX_API ~Change();  // wipes the two
     friend TAGWIREXX_API std::ostream& operator<<(std::ostream& out, const Change& change);
 };
 
@@ -113,6 +114,8 @@ struct SettingReading {
     std::optional<std::string> text = {};
     std::string problem = {};  // without a text: why
     bool is_silent = false;    // nothing came; otherwise the reader does not have it
+
+    TAGWIREXX_API ~SettingReading();  // wipes the text
 };
 
 struct SnapshotOptions {
@@ -137,9 +140,9 @@ class TAGWIREXX_API Settings {
     SettingInfo describe(std::string_view name) const;
 
     std::string get(std::string_view name);
-    // Many, to be shown; without names all that can be read, those that are measured, and passwords, too. A
-    // refusal holds for all that the same command tells, and is the problem of that reading. Throws Error where
-    // the reader is lost or silent altogether.
+    // Many, to be shown; without names all that can be read, those that are measured, and passwords, too. What
+    // cannot be asked while the family is not known is there with that as its problem; a refusal holds for all
+    // that the same command tells. Throws Error where the reader is lost or silent altogether.
     std::vector<SettingReading> read(const std::vector<std::string>& names = {});
     // Written, read back and compared: an Error where the reader has something else. Gives what it has.
     std::string set(std::string_view name, std::string_view text, Lasting lasting = Lasting::stored);
@@ -151,7 +154,8 @@ class TAGWIREXX_API Settings {
     // What apply() would change. A profile of another type of reader is an Error for both.
     Comparison compare(const Profile& profile, const ApplyOptions& options = {});
     // Writes what differs and reads it back. Throws Error before the first change only. A reader that reports
-    // by itself is set to answering meanwhile. What changes the way to the reader comes last; the Reader follows.
+    // by itself is set to answering meanwhile, and where it falls silent it is tried once to set it back, which is
+    // told. What changes the way to the reader comes last; the Reader follows.
     ApplyReport apply(const Profile& profile, const ApplyOptions& options = {});
 
   private:

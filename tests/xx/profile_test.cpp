@@ -319,6 +319,54 @@ TEST_P(Profiles, AReaderThatMayHaveStoppedItsReportsIsSetBack)
     EXPECT_EQ(device->settings().beep, 1);
 }
 
+// What is silent is struck behind the two that are written: the work mode and the beep.
+class ReportingProfiles : public Profiles {
+  protected:
+    ApplyReport apply_to_one_that_falls_silent(sim::Fault silence)
+    {
+        Profile profile;
+        for (int attempt = 0;; ++attempt) {  // a busy machine asks once more
+            patiently([&] { reader().modes().set_work_mode(WorkMode::active); });
+            profile.set("beep", attempt % 2 == 0 ? "off" : "on");
+            const auto asked = [&] {
+                return silence.command ? commands(*silence.command) : device->counters().requests - 2;
+            };
+            const std::uint64_t before = asked();
+            compare(profile);
+            silence.skip = asked() - before + (silence.command ? 0 : 2);
+            device->inject(silence);
+            const auto report = settings().apply(profile);
+            if (!report.ok() || attempt == 20) return report;
+            device->clear_faults();
+        }
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Links, ReportingProfiles, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(ReportingProfiles, OfAReaderThatFallsSilentIsSetBackToItsWorkMode)
+{
+    sim::Fault silence = sim::Fault::silence(0);
+    silence.command = 0x21;
+    const auto report = apply_to_one_that_falls_silent(silence);
+    EXPECT_THAT(names_of(report.failed), ElementsAre("beep"));
+    ASSERT_THAT(report.skipped, SizeIs(1));
+    EXPECT_EQ(text_of(report.skipped[0]), "work-mode: it was set back to active");
+    EXPECT_EQ(device->settings().work_mode, 1);
+}
+
+TEST_P(ReportingProfiles, OfAReaderThatStaysSilentTellThatItsWorkModeMayBeAnother)
+{
+    const auto report = apply_to_one_that_falls_silent(sim::Fault::silence(0));
+    EXPECT_THAT(names_of(report.failed), UnorderedElementsAre("beep", "work-mode"));
+    for (const auto& failure : report.failed) {
+        EXPECT_EQ(failure.outcome, Outcome::unknown);
+        if (failure.name == "work-mode") {
+            EXPECT_EQ(failure.text, "it was active, and may not be now");
+        }
+    }
+    EXPECT_EQ(device->settings().work_mode, 0);
+}
+
 TEST_P(Profiles, AReportInPlaceOfAnAnswerIsSilence)
 {
     const sim::Bytes report = frame_of(0xEE, {1, 1, 2, 0xE2, 0, 0x40});
@@ -394,6 +442,16 @@ TEST_P(Profiles, AFamilyThatIsNotToldIsSilenceToo)
     EXPECT_THAT(names_of(differences.silent), ElementsAre("gpo-time"));
     EXPECT_EQ(error_of([&] { reader().settings().set("filter-time", "3"); })->outcome(), Outcome::nothing);
     EXPECT_EQ(commands(0x75) + commands(0x92) + commands(0xB0), 0U);
+}
+
+TEST_P(Profiles, AreNotCompleteWhereTheFamilyIsNotKnown)
+{
+    const auto taken = [&](const SnapshotOptions& options) {
+        return patiently([&] { return reader().settings().snapshot(options); });
+    };
+    EXPECT_TRUE(taken({}).complete());
+    EXPECT_THAT(names_of(taken({.secrets = true}).silent()), ElementsAre("reader-password"));
+    EXPECT_TRUE(snapshot({.secrets = true}).complete());
 }
 
 TEST_P(Profiles, OneLostAnswerIsAskedForAgain)
@@ -553,6 +611,27 @@ TEST_F(ProfileFile, OfEarlierVersionsIsRead)
     EXPECT_EQ(*profile.find("mask"), "none");
     EXPECT_EQ(*profile.find("filter-time"), "5");
     EXPECT_THAT(profile.to_string(), HasSubstr("[calibration]\npower-converter = 0x10"));
+}
+
+// What is left in the memory of a value behind its end.
+template <class Value> std::string remains_of(const Value& value)
+{
+    alignas(Value) std::array<char, sizeof(Value)> memory{};
+    Value* const copy = new (memory.data()) Value(value);
+    asm volatile("" ::"g"(copy) : "memory");  // so that it is written
+    copy->~Value();
+    std::string out;
+    for (std::size_t i = 0; i < memory.size(); ++i) out += static_cast<volatile char*>(memory.data())[i];
+    return out;
+}
+
+TEST(ProfileValues, AreWipedAtTheirEnd)
+{
+    const std::string secret = "11223344";  // short enough to lie in the value itself
+    EXPECT_THAT(remains_of(secret), HasSubstr(secret)) << "this one is not";
+    EXPECT_THAT(remains_of(Profile::Value{"user-password", secret}), Not(HasSubstr(secret)));
+    EXPECT_THAT(remains_of(Change{"user-password", secret, secret}), Not(HasSubstr(secret)));
+    EXPECT_THAT(remains_of(SettingReading{"user-password", secret}), Not(HasSubstr(secret)));
 }
 
 TEST(ProfileValues, AreSetByNameAndKeptInOrder)

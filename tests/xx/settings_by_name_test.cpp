@@ -234,6 +234,20 @@ TEST_P(SettingsByName, ManyAreReadAtOnce)
     EXPECT_EQ(partly[1].text, "4");
 }
 
+TEST_P(SettingsByName, WhatOnlyTheFamilyIsWantingForIsShownAsThat)
+{
+    const auto everything = patiently([&] { return settings().read(); });
+    std::vector<std::string> wanting;
+    for (const auto& reading : everything)
+        if (reading.problem.find("(family)") != std::string::npos) wanting.push_back(reading.name);
+    EXPECT_THAT(wanting, ElementsAre("temperature", "reader-password"));
+    EXPECT_EQ(commands(0x92), 0U);
+    EXPECT_THAT(error_of([&] { patiently([&] { settings().get("temperature"); }); })->what(),
+                HasSubstr("standard or relay or multiplexer (family)"));
+    EXPECT_EQ(patiently([&] { return settings({.family = ReaderFamily::standard}).get("temperature"); }),
+              "25");
+}
+
 TEST_P(SettingsByName, WhatSharesACommandKeepsItsValue)
 {
     set("q", "9");
@@ -459,6 +473,28 @@ TEST_P(SettingsByName, AnAddressThatIsTakenOnTheBusIsNotGiven)
     // A free one, and the answer lost: the old one has to be silent.
     EXPECT_EQ(patiently([&] { return all().set("address", "20"); }), "20");
     EXPECT_EQ(device->settings().address, 20);
+}
+
+TEST_P(SettingsByName, OfThreeOnABusOneIsGivenAnotherAddress)
+{
+    connect(make_scenario(0));
+    const auto add = [&](std::uint8_t address) {
+        sim::Scenario scenario = make_scenario(0);
+        scenario.reader.address = address;
+        sim::Reader& other = simulator.add_reader(scenario);
+        other.share(*device);
+        return &other;
+    };
+    sim::Reader* const others[] = {add(0x0B), add(0x0C)};
+    EXPECT_EQ(patiently([&] { return all().set("address", "20"); }), "20");
+    set("beep", "off");
+    EXPECT_EQ(device->settings().address, 20);
+    EXPECT_EQ(device->settings().beep, 0);
+    for (const sim::Reader* const other : others) {
+        EXPECT_EQ(other->settings().address, other == others[0] ? 0x0B : 0x0C);
+        EXPECT_EQ(other->settings().beep, 1);
+        EXPECT_EQ(other->counters().commands[0x24] + other->counters().commands[0x40], 0U);
+    }
 }
 
 TEST_P(SettingsByName, AReaderThatDidNotHearOfItsNewAddressIsToldOf)

@@ -82,8 +82,16 @@ std::vector<const Row*> Access::candidates(const Row& named)
 
 void Access::refuse_unsettled(const Row& row)
 {
+    std::string possible;
+    for (int i = 0; i <= static_cast<int>(ReaderFamily::mobile); ++i) {
+        const auto family = static_cast<ReaderFamily>(i);
+        if ((families() & bit_of(family)) != 0)
+            possible += (possible.empty() ? "" : " or ") + std::string(to_string(family));
+    }
     fail(Errc::invalid_value, row.name,
-         "its command means something else to readers of other families: say of which family this one is",
+         "its command sets or switches something else in readers of other families, and this one does not "
+         "tell its own: say whether it is " +
+             possible + " (family)",
          Outcome::nothing);
 }
 
@@ -118,6 +126,17 @@ const Row* Access::find_readable(const Row& named)
         if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value) throw;
         return nullptr;
     }
+}
+
+bool Access::is_unsettled(const Row& named)
+{
+    try {
+        readable(named);
+    } catch (const Error& error) {
+        if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value) throw;
+        return error.code() == Errc::invalid_value;
+    }
+    return false;
 }
 
 const Row& Access::writable(const Row& named)
@@ -247,7 +266,8 @@ std::optional<WriteFailure> Access::write(const Group& group)
 {
     const std::string name = "set " + names_of(group);
     try {
-        const Bytes block = block_of(group);
+        Bytes block = block_of(group);
+        const WipedAtEnd wiping(block);
         forget();
         switch (group.front().row->writer->order) {
         case Order::address: write_address(group, name, block); break;
@@ -264,6 +284,7 @@ void Access::write_block(const Group& group, const std::string& name, const Byte
 {
     const Row& row = *group.front().row;
     Bytes sent = block;
+    const WipedAtEnd wiping(sent);
     const Bytes echo = row.writer->write(sending(name, row.index), sent);
     if (echo.empty() || echo == block) return;
     std::string text =

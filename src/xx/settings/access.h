@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "xx/settings/rows.h"
+#include "xx/settings/wipe.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -17,6 +18,8 @@ namespace rows {
 struct Wanted {
     const Row* row;
     Bytes value;
+
+    ~Wanted() { wipe(value); }
 };
 // What one command writes.
 using Group = std::vector<Wanted>;
@@ -49,6 +52,8 @@ class Access {
     const Row& writable(const Row& named);
     // Null in place of the Error.
     const Row* find_readable(const Row& named);
+    // Whether it could be read were it known of which family the reader is.
+    bool is_unsettled(const Row& named);
 
     // What was read is remembered until the next write; a refusal for good, for all that share the command.
     struct Reading {
@@ -56,6 +61,8 @@ class Access {
         std::optional<Error> error = {};  // the reader refused, or was silent about this only
         bool is_silent = false;
         bool is_garbled = false;  // something else came
+
+        ~Reading() { wipe(bytes); }
     };
     // Throws Error where the reader is lost, silent altogether, or the call was aborted.
     Reading read(const Row& row);

@@ -1,4 +1,5 @@
 #include "xx/settings/profile_inside.h"
+#include "xx/settings/wipe.h"
 
 #include <algorithm>
 
@@ -15,13 +16,18 @@ constexpr std::pair<SettingKind, const char*> sections[] = {{SettingKind::ordina
                                                             {SettingKind::secret, "secrets"},
                                                             {SettingKind::calibration, "calibration"}};
 
-std::string line_of(const Row& row, const std::string& text)
+// Piece by piece: what may be a password is not left behind in texts between.
+void append_line(std::string& out, const Row& row, const std::string& text)
 {
     const bool is_number = rows::number_in(text).has_value() && row.format.shape != rows::Format::Shape::hex;
-    return row.name + " = " + (is_number ? text : '"' + text + '"') + '\n';
+    const char* const quote = is_number ? "" : "\"";
+    out += row.name;
+    for (const char* const piece : {" = ", quote, text.c_str(), quote, "\n"}) out += piece;
 }
 
 }  // namespace
+
+Profile::Value::~Value() { rows::wipe(text); }
 
 const std::string* Profile::find(std::string_view name) const noexcept
 {
@@ -34,7 +40,10 @@ void Profile::set(std::string_view name, std::string_view text)
 {
     const Row& row = rows::require_row(name);
     const auto place = [](std::string_view of) { return rows::find_row(of); };
-    const std::string shown = rows::show(row.format, rows::parse_value(row, text));
+    Bytes parsed = rows::parse_value(row, text);
+    const rows::WipedAtEnd wiping_parsed(parsed);
+    std::string shown = rows::show(row.format, parsed);
+    const rows::WipedAtEnd wiping_shown(shown);
     const auto at =
         std::lower_bound(values_.begin(), values_.end(), &row,
                          [&](const Value& value, const Row* added) { return place(value.name) < added; });
@@ -54,6 +63,9 @@ std::string Profile::to_string() const
 {
     std::string text = "# Settings of a reader. What has no line here is left as it is.\n";
     for (const SettingNote& note : silent_) text += "# no answer for " + note.name + '\n';
+    std::size_t size = text.size() + 200;
+    for (const Value& value : values_) size += value.name.size() + value.text.size() + 10;
+    text.reserve(size);  // so that it stays where it is
     text += "\n[reader]\n";
     if (type_) text += "type = " + std::to_string(*type_) + '\n';
     if (firmware_)
@@ -66,7 +78,7 @@ std::string Profile::to_string() const
             if (row.kind != kind) continue;
             if (is_first) text += '\n' + ('[' + std::string(title)) + "]\n";
             is_first = false;
-            text += line_of(row, value.text);
+            append_line(text, row, value.text);
         }
     }
     return text;

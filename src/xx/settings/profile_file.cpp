@@ -12,6 +12,7 @@
 
 #include "xx/link/descriptors.h"
 #include "xx/settings/profile_inside.h"
+#include "xx/settings/wipe.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -46,8 +47,9 @@ class Loading {
     Profile profile_of(std::string_view text)
     {
         try {
-            const toml::table table = toml::parse(text, name_);
+            toml::table table = toml::parse(text, name_);
             for (const auto& [key, node] : table) take_section(key.str(), node);
+            wipe_texts(table);
         } catch (const toml::parse_error& error) {
             refuse(error.source().begin.line, std::string(error.description()));
         }
@@ -63,6 +65,13 @@ class Loading {
     [[noreturn]] void refuse(const toml::node& node, const std::string& problem) const
     {
         refuse(node.source().begin.line, problem);
+    }
+
+    static void wipe_texts(toml::node& node)
+    {
+        if (toml::table* const table = node.as_table())
+            for (auto&& [key, inner] : *table) wipe_texts(inner);
+        if (auto* const text = node.as_string()) rows::wipe(text->get());
     }
 
     void take_section(std::string_view key, const toml::node& node)
@@ -86,7 +95,8 @@ class Loading {
         const Row* row = nullptr;
         try {
             row = &rows::require_row(name);
-            const std::string text = text_of(name, node);
+            std::string text = text_of(name, node);
+            const rows::WipedAtEnd wiping(text);
             if (node.is_integer() && row->format.shape == rows::Format::Shape::hex)
                 refuse(node,
                        "'" + std::string(name) + "' is bytes as hexadecimal digits: put them in quotes");
@@ -197,7 +207,12 @@ void sync_folder(const std::string& path)
 
 }  // namespace
 
-Profile Profile::load(const std::string& path) { return parse(text_of_file(path), path); }
+Profile Profile::load(const std::string& path)
+{
+    std::string text = text_of_file(path);
+    const rows::WipedAtEnd wiping(text);
+    return parse(text, path);
+}
 
 Profile Profile::parse(std::string_view text, const std::string& name)
 {
@@ -210,7 +225,9 @@ void Profile::save(const std::string& path) const
     std::string draft = target + ".XXXXXX";
     Descriptor fd(::mkostemp(draft.data(), O_CLOEXEC));  // mode 0600
     if (fd.get() < 0) refuse_file(path, save_what, errno);
-    if (write_all(fd.get(), to_string()) && std::rename(draft.c_str(), target.c_str()) == 0)
+    std::string text = to_string();
+    const rows::WipedAtEnd wiping(text);
+    if (write_all(fd.get(), text) && std::rename(draft.c_str(), target.c_str()) == 0)
         return sync_folder(target);
     const int error = errno;
     ::unlink(draft.c_str());

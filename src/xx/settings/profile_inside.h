@@ -10,9 +10,9 @@ inline namespace v1 {
 
 class ProfileInside {
   public:
-    static void add(Profile& profile, const rows::Row& row, std::string text)
+    static void add(Profile& profile, const rows::Row& row, const std::string& text)
     {
-        profile.values_.push_back({row.name, std::move(text)});
+        profile.values_.push_back({row.name, text});
     }
     static void add_refused(Profile& profile, SettingNote note)
     {

@@ -117,6 +117,11 @@ bool is_told(Access& access, const Row& row)
     return other != nullptr && !access.read(*other).error;
 }
 
+bool is_family_silent(Access& access, const Row& named)
+{
+    return named.families != every_family && access.is_family_silent();
+}
+
 bool is_to_be_kept(const Row& row, const SnapshotOptions& options)
 {
     return row.is_kept && row.kind != SettingKind::state &&
@@ -129,8 +134,11 @@ void take(Profile& profile, Access& access, const Row& row)
     if (reading.is_silent) return ProfileInside::add_silent(profile, {row.name, reading.error->what()});
     if (reading.error) return ProfileInside::add_refused(profile, {row.name, reading.error->what()});
     if (reading.bytes.empty()) return;
-    const std::string text = shown(row, reading.bytes);
-    if (const auto again = rows::parse(row.format, text); !again.problem.empty())
+    std::string text = shown(row, reading.bytes);
+    const rows::WipedAtEnd wiping_text(text);
+    auto again = rows::parse(row.format, text);
+    const rows::WipedAtEnd wiping_bytes(again.bytes);
+    if (!again.problem.empty())
         return ProfileInside::add_refused(profile,
                                           {row.name, "the reader has " + text + ": " + again.problem});
     ProfileInside::add(profile, row, text);
@@ -158,6 +166,7 @@ struct Step {
     bool differs = true;
     std::optional<FailedSetting> failure = {};
 
+    ~Step() { rows::wipe(before); }
     const Row& row() const { return *wanted.row; }
     Change change() const
     {
@@ -182,6 +191,7 @@ class Application {
     void write(const Group& group);
     void fail(const Group& group, const std::string& text, Outcome outcome);
     void stop_reports();
+    void set_mode_back();
     void try_to_verify(Step& step);
     void verify(Step& step);
     void verify();
@@ -196,6 +206,7 @@ class Application {
     std::vector<FailedSetting> others_;  // that the profile does not name
     std::optional<Bytes> mode_;          // of one that reports by itself, but not while it is written to
     bool is_over_ = false;               // the reader is lost, or not known to be the same
+    bool may_be_another_ = false;        // at its address
 };
 
 bool Application::is_left_alone(const Row& row, Comparison& out) const
@@ -254,12 +265,11 @@ void Application::compare(const Profile::Value& value, Comparison& out)
         if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value &&
             error.code() != Errc::invalid_text)
             throw;
-        const bool is_silent = named.families != every_family && access_.is_family_silent();
-        (is_silent ? out.silent : out.refused).push_back({named.name, error.what()});
+        (is_family_silent(access_, named) ? out.silent : out.refused).push_back({named.name, error.what()});
         return;
     }
     if (step.differs) out.changes.push_back(step.change());
-    steps_.push_back(std::move(step));
+    steps_.push_back(step);
 }
 
 void Application::fail(const Group& group, const std::string& text, Outcome outcome)
@@ -278,10 +288,13 @@ void Application::fail(const Group& group, const std::string& text, Outcome outc
 void Application::write(const Group& group)
 {
     if (is_over_) return fail(group, "not tried: what came before ended the work", Outcome::nothing);
+    const Row& row = *group.front().row;
+    if (&row == &work_mode()) mode_.reset();
     try {
         for (const Wanted& wanted : group) access_.writable(*wanted.row);
         const auto failure = access_.write(group);
         if (!failure) return;
+        may_be_another_ = failure->is_the_end && row.writer->order != rows::Order::plain;
         const bool is_silent = failure->error.code() == Errc::no_answer;
         is_over_ =
             failure->is_the_end || (is_silent && inside_.ask_at(inside_.address()) == TAGWIRE_NO_ANSWER);
@@ -361,6 +374,30 @@ void Application::stop_reports()
                 is_back ? Outcome::nothing : Outcome::unknown, error.result());
 }
 
+// A reader that fell silent may hear all the same: it is not left without its reports where that can be helped.
+void Application::set_mode_back()
+{
+    const Row& row = work_mode();
+    const std::string mode = shown(row, *mode_);
+    bool is_back = false;
+    if (!may_be_another_) {
+        inside_.listen();
+        is_back = !access_.write({{&row, *mode_}});
+    }
+    const std::string text =
+        is_back ? "it was set back to " + mode : "it was " + mode + ", and may not be now";
+    const Outcome outcome = is_back ? Outcome::nothing : Outcome::unknown;
+    std::erase_if(others_, [&](const FailedSetting& failure) { return failure.name == row.name; });
+    const auto step =
+        std::find_if(steps_.begin(), steps_.end(), [&](const Step& known) { return &known.row() == &row; });
+    if (step != steps_.end() && step->failure)
+        step->failure = FailedSetting{row.name, step->failure->text + "; " + text, outcome};
+    else if (is_back)
+        comparison_.skipped.push_back({row.name, text});
+    else
+        others_.push_back({row.name, text, outcome});
+}
+
 // What is to be written. A reader that reports by itself does so again behind that.
 std::vector<Group> Application::planned()
 {
@@ -384,6 +421,7 @@ ApplyReport Application::apply()
     std::for_each(groups.begin(), last, [this](const Group& group) { write(group); });
     if (!groups.empty()) verify();
     std::for_each(last, groups.end(), [this](const Group& group) { write(group); });
+    if (is_over_ && mode_) set_mode_back();
     verify_last();
     return report();
 }
@@ -420,6 +458,17 @@ std::string_view to_string(ReaderFamily family) noexcept
     constexpr std::string_view names[] = {"standard", "filter", "relay", "multiplexer", "mobile"};
     const auto number = static_cast<std::size_t>(family);
     return number < std::size(names) ? names[number] : "unknown";
+}
+
+Change::~Change()
+{
+    if (before) rows::wipe(*before);
+    rows::wipe(wanted);
+}
+
+SettingReading::~SettingReading()
+{
+    if (text) rows::wipe(*text);
 }
 
 std::ostream& operator<<(std::ostream& out, const Change& change)
@@ -472,30 +521,28 @@ std::vector<SettingReading> Settings::read(const std::vector<std::string>& names
     expect_reports(access);
     access.check_family();
     std::vector<SettingReading> out;
-    const auto add = [&](const Row& row) {
-        const auto reading = access.read(row);
-        SettingReading& now = out.emplace_back(SettingReading{row.name});
+    const auto add = [&](const Row& named, bool is_asked_for) {
+        const Row* row = nullptr;
+        try {
+            row = &access.readable(named);
+        } catch (const Error& error) {
+            if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value) throw;
+            if (is_asked_for || error.code() == Errc::invalid_value)
+                out.push_back({named.name, {}, error.what(), is_family_silent(access, named)});
+            return;
+        }
+        const auto reading = access.read(*row);
+        SettingReading& now = out.emplace_back(SettingReading{named.name});
         now.is_silent = reading.is_silent;
         if (reading.error)
             now.problem = reading.error->what();
         else
-            now.text = shown(row, reading.bytes);
+            now.text = shown(*row, reading.bytes);
     };
-    for (const Row* const named : wanted) {
-        if (const Row* const row = access.find_readable(*named)) {
-            add(*row);
-            continue;
-        }
-        try {
-            access.readable(*named);
-        } catch (const Error& error) {
-            const bool is_silent = named->families != every_family && access.is_family_silent();
-            out.push_back({named->name, {}, error.what(), is_silent});
-        }
-    }
+    for (const Row* const named : wanted) add(*named, true);
     if (!names.empty()) return out;
     for (const Row& named : rows::all_rows())
-        if (const Row* const row = rows::is_first(named) ? access.find_readable(named) : nullptr) add(*row);
+        if (rows::is_first(named)) add(named, false);
     return out;
 }
 
@@ -526,8 +573,10 @@ Profile Settings::snapshot(const SnapshotOptions& options)
         const Row* const row = access.find_readable(named);
         if (row != nullptr && is_to_be_kept(*row, options) && !is_told(access, *row))
             take(profile, access, *row);
-        if (row == nullptr && named.families != every_family && access.is_family_silent())
+        if (row == nullptr && is_family_silent(access, named))
             ProfileInside::add_silent(profile, {named.name, "the reader did not tell its family"});
+        else if (row == nullptr && is_to_be_kept(named, options) && access.is_unsettled(named))
+            ProfileInside::add_silent(profile, {named.name, "it is not known of which family the reader is"});
     }
     return profile;
 }
