@@ -23,18 +23,19 @@ class TAGWIREXX_API AtMode {
     ~AtMode();
 
     // Passes a line and its end, in pieces where it is long, and returns what the module says, an ERROR too.
-    // An empty line passes nothing. No control characters.
+    // An empty line passes nothing. No control characters. Where an answer was lost the mode goes on; a reader
+    // that left it by a restart shows in Errc::bad_answer.
     std::string send(std::string_view line);
     // The lines of it, without empty ones and without the module's echo of the command.
     std::vector<std::string> ask(std::string_view line);
-    // Tries twice where the answer is lost.
+    // Tries twice where the answer is lost. Where it throws, it may be called again.
     void leave();
 
   private:
     friend class Reader;
     AtMode(ReaderInside& inside, int wait);
 
-    ReaderInside* inside_ = nullptr;  // null behind leave()
+    ReaderInside* inside_ = nullptr;  // null once it has been left
     int wait_ = 0;
 };
 

@@ -10,6 +10,7 @@ namespace tagwire::test {
 namespace {
 
 using sim::Fault;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -524,6 +525,78 @@ TEST_P(DeviceOf, AtCommands)
     }
     EXPECT_FALSE(device->modem().passes) << "left at its end";
     expect_invalid([&] { reader().at_mode(256); });
+}
+
+// Each lost answer is waited for until the line was silent for long: one link will do.
+class AtModeOf : public DeviceOf {
+  protected:
+    static constexpr std::uint8_t mode_command = 0x4D;
+    static constexpr std::uint8_t pass_command = 0x4E;
+    // A module that is passed through to does not say who the reader is.
+    void hide() { device->inject(on(0x21, Fault::silence(0))); }
+    std::uint64_t commands(std::uint8_t code) const { return device->counters().commands[code]; }
+};
+INSTANTIATE_TEST_SUITE_P(Links, AtModeOf, testing::Values(Link::pty), link_name);
+
+TEST_P(AtModeOf, AnEntryWhoseAnswerIsLostIsTakenBack)
+{
+    device->inject(on(mode_command, Fault::lose()));
+    const auto error = error_of([&] { reader().at_mode(); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::nothing);
+    EXPECT_THAT(error->what(), HasSubstr("leave the mode again, and did"));
+    EXPECT_FALSE(device->modem().passes);
+}
+
+TEST_P(AtModeOf, ACommandWhoseAnswerIsLostLeavesTheModeAsItIs)
+{
+    AtMode at = patiently([&] { return reader().at_mode(); });
+    hide();
+    device->inject(on(pass_command, Fault::lose()));
+    const auto error = error_of([&] { at.send("AT"); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_EQ(commands(pass_command), 1U) << "nothing is repeated";
+    EXPECT_THAT(at.ask("AT"), Contains("OK"));
+    at.leave();
+    EXPECT_FALSE(device->modem().passes);
+}
+
+TEST_P(AtModeOf, AReaderThatRestartedIsOutOfIt)
+{
+    AtMode at = patiently([&] { return reader().at_mode(); });
+    device->inject(Fault::power_loss(pass_command));
+    at.send("AT");
+    const auto error = error_of([&] { at.send("AT"); });
+    EXPECT_EQ(error->code(), Errc::bad_answer);
+    EXPECT_THAT(error->what(), HasSubstr("may have left its AT mode"));
+    at.leave();
+    EXPECT_EQ(patiently([&] { return reader().info(); }).address, 0x0A);
+}
+
+TEST_P(AtModeOf, ALeaveWhoseAnswerIsLostIsTriedAgain)
+{
+    AtMode at = patiently([&] { return reader().at_mode(); });
+    hide();
+    device->inject(on(mode_command, Fault::silence(2)));
+    EXPECT_EQ(error_of([&] { at.leave(); })->outcome(), Outcome::unknown);
+    EXPECT_TRUE(device->modem().passes);
+    at.leave();
+    EXPECT_FALSE(device->modem().passes);
+    EXPECT_THROW(at.send("AT"), std::logic_error);
+    EXPECT_EQ(commands(mode_command), 4U);
+}
+
+TEST_P(AtModeOf, AReaderThatHasLeftMayRefuseToLeaveAgain)
+{
+    AtMode at = patiently([&] { return reader().at_mode(); });
+    device->inject(on(mode_command, Fault::lose()));
+    Fault refusal = Fault::error(mode_command, 0xF6);
+    refusal.skip = 1;
+    device->inject(refusal);
+    at.leave();
+    EXPECT_FALSE(device->modem().passes);
+    EXPECT_EQ(patiently([&] { return reader().info(); }).address, 0x0A);
 }
 
 }  // namespace

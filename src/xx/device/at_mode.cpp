@@ -29,24 +29,75 @@ bool is_uncertain(const Error& error)
     return error.code() == Errc::no_answer || error.code() == Errc::bad_answer;
 }
 
+// A reader in its AT mode may not say who it is: what may still come to a lost answer is passed over by
+// listening, behind the command and before the next one.
 void change_mode(ReaderInside& inside, const Call& call, u8 mode)
 {
-    inside.ask(call, &Operations::ChangeATMode, mode);
+    inside.listen_if_stale();
+    try {
+        inside.ask(call, &Operations::ChangeATMode, mode);
+    } catch (const Error& error) {
+        if (is_uncertain(error)) inside.listen();
+        throw;
+    }
 }
 
-void leave_at_mode(ReaderInside& inside)
+bool says_who_it_is(ReaderInside& inside)
 try {
-    change_mode(inside, leave_at_call, command_mode);
-} catch (const Error& error) {
-    if (!is_uncertain(error)) throw;
-    change_mode(inside, leave_at_call, command_mode);
+    inside.ask_information();
+    return true;
+} catch (const Error&) {
+    return false;
 }
 
-void try_to_leave(ReaderInside& inside) noexcept
+// Where the first answer was lost the reader may be out of the mode, and refuse to leave it once more.
+void leave_at_mode(ReaderInside& inside)
+{
+    const ReaderInside::Turn turn(inside);
+    try {
+        return change_mode(inside, leave_at_call, command_mode);
+    } catch (const Error& error) {
+        if (!is_uncertain(error)) throw;
+    }
+    try {
+        change_mode(inside, leave_at_call, command_mode);
+    } catch (const Error& error) {
+        const bool is_refused = error.code() == Errc::refused || error.code() == Errc::no_such_feature;
+        if (!is_refused || !says_who_it_is(inside)) throw;
+    }
+}
+
+bool try_to_leave(ReaderInside& inside) noexcept
 try {
     leave_at_mode(inside);
+    return true;
 } catch (...) {
-    return;  // there is nobody to tell
+    return false;  // there is nobody to tell
+}
+
+// Where the answer is lost the reader is told to leave the mode again.
+void enter_at_mode(ReaderInside& inside)
+try {
+    change_mode(inside, enter_at_call, pass_mode);
+} catch (const Error& error) {
+    if (!is_uncertain(error)) throw;
+    const bool is_out = try_to_leave(inside);
+    throw Error(static_cast<Errc>(error.code().value()), error.operation(), error.reader(),
+                error.text() + (is_out ? " [it was told to leave the mode again, and did]"
+                                       : " [it may be in its AT mode now: switch it off and on]"),
+                is_out ? Outcome::nothing : Outcome::unknown, error.result());
+}
+
+// A refusal is not among what the receiver of these answers takes for one.
+[[noreturn]] void fail_command(ReaderInside& inside, const Error& error)
+{
+    const bool is_other = error.code() == Errc::no_answer && inside.something_came();
+    if (is_uncertain(error)) inside.listen();
+    if (!is_other) throw Error(error);
+    throw Error(Errc::bad_answer, error.operation(), error.reader(),
+                "what came was no answer of the module: the reader may have left its AT mode, as it does "
+                "when it restarts: leave it, and go into it again",
+                error.outcome(), error.result());
 }
 
 // How many bytes came back.
@@ -56,8 +107,13 @@ std::size_t exchange(ReaderInside& inside, int wait, std::string_view bytes, std
     std::copy(bytes.begin(), bytes.end(), given.begin());
     std::array<u8, 256> received{};
     int count = 0;
-    inside.ask(at_call, &Operations::TransparentCMD, static_cast<u8>(wait), given.data(),
-               static_cast<int>(bytes.size()), received.data(), &count);
+    inside.listen_if_stale();
+    try {
+        inside.ask(at_call, &Operations::TransparentCMD, static_cast<u8>(wait), given.data(),
+                   static_cast<int>(bytes.size()), received.data(), &count);
+    } catch (const Error& error) {
+        fail_command(inside, error);
+    }
     const int came = std::min(count, inside.came());
     answer.append(received.begin(), received.begin() + came);
     return static_cast<std::size_t>(came);
@@ -69,12 +125,7 @@ AtMode::AtMode(ReaderInside& inside, int wait)
     : wait_(checked(inside, enter_at_call, "the time that the reader waits", wait, 0, 255))
 {
     if (!inside.is_serial()) refuse_value(inside, enter_at_call, "AT commands work over a serial line only");
-    try {
-        change_mode(inside, enter_at_call, pass_mode);
-    } catch (const Error& error) {
-        if (is_uncertain(error)) try_to_leave(inside);
-        throw;
-    }
+    enter_at_mode(inside);
     inside_ = &inside;
 }
 
@@ -95,7 +146,9 @@ AtMode::~AtMode()
 
 void AtMode::leave()
 {
-    if (inside_ != nullptr) leave_at_mode(*std::exchange(inside_, nullptr));
+    if (inside_ == nullptr) return;
+    leave_at_mode(*inside_);
+    inside_ = nullptr;
 }
 
 // What does not fit into one answer comes with the next request.

@@ -256,6 +256,7 @@ void ReaderInside::begin(const Call& call)
     discard_input();
     const std::lock_guard lock(state_);
     if (aborted_) fail_as(Errc::aborted, {call.name}, "aborted before it was sent");
+    received_ = 0;
     running_ = true;
 }
 
@@ -353,17 +354,39 @@ void ReaderInside::listen()
 }
 
 // A serial device can be opened again only behind its release.
-void ReaderInside::reopen()
+void ReaderInside::open_anew()
 {
-    const Turn turn(*this);
     close_link();
     try {
         link_.fd = open_link(parse_url(link_.name)).fd;
         take_up_link();
+    } catch (...) {
+        close_link();
+        throw;
+    }
+}
+
+void ReaderInside::reopen()
+{
+    const Turn turn(*this);
+    open_anew();
+    try {
         shake_hands();
     } catch (...) {
         close_link();
         throw;
+    }
+    stale_ = false;
+}
+
+void ReaderInside::reopen_unasked()
+{
+    const Turn turn(*this);
+    open_anew();
+    try {
+        shake_hands();
+    } catch (const Error&) {
+        listen();
     }
     stale_ = false;
 }
@@ -385,6 +408,12 @@ bool ReaderInside::report_came() const
     return engine_->recvBuff[engine::frame::command] == engine::report_command && status() == 0;
 }
 
+bool ReaderInside::is_unknown_command(int result) const
+{
+    return result == TAGWIRE_WRONG_COMMAND && !report_came() &&
+           engine_->recvBuff[engine::frame::command] == engine::error_echo;
+}
+
 void ReaderInside::require(const Call& call, int bytes) const
 {
     if (bytes < call.least)
@@ -395,12 +424,11 @@ void ReaderInside::require(const Call& call, int bytes) const
 
 void ReaderInside::fail(const Call& call, int result) const
 {
-    const bool is_unknown = result == TAGWIRE_WRONG_COMMAND && !report_came() &&
-                            engine_->recvBuff[engine::frame::command] == engine::error_echo;
     if (result == TAGWIRE_BAD_HANDLE || (result == TAGWIRE_NO_ANSWER && is_lost()))
         fail_as(Errc::lost, call, lost_text, result);
     const engine::ResultText text = engine::result_text(call.family, result);
-    fail_as(code_of(result, is_unknown), call, std::string(text.what) + ": " + text.advice, result);
+    fail_as(code_of(result, is_unknown_command(result)), call, std::string(text.what) + ": " + text.advice,
+            result);
 }
 
 void ReaderInside::fail_as(Errc code, const Call& call, const std::string& text, int result) const

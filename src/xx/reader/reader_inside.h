@@ -122,6 +122,10 @@ class ReaderInside {
     int status() const;
     // Whether a tag that the reader reported by itself came in place of the answer.
     bool report_came() const;
+    // Whether the reader answered with this result that it does not know the command.
+    bool is_unknown_command(int result) const;
+    // Whether bytes came at all, behind what the call began with.
+    bool something_came() const { return received_ > 0; }
     void require(const Call& call, int bytes) const;
     [[noreturn]] void fail(const Call& call, int result) const;
 
@@ -139,8 +143,15 @@ class ReaderInside {
     // For readers that restart: the link is closed, opened and shaken hands on. Throws Error; the link is lost
     // then, until another attempt. Nobody else may be using the Reader.
     void reopen();
+    // The same for those that may not say who they are at the moment: the link is kept then.
+    void reopen_unasked();
     // For readers that do not say who they are at the moment: passes over what comes, until nothing does.
     void listen();
+    // The same where answers to what was given up may still come.
+    void listen_if_stale()
+    {
+        if (stale_) listen();
+    }
     // The longest that the reader may be busy with what was given up.
     void set_longest_job(std::chrono::milliseconds limit) { longest_job_ = limit; }
 
@@ -152,6 +163,7 @@ class ReaderInside {
     static void take_record(void* own, const engine::TagRecord& record) noexcept;
     static void see_traffic(void* own, engine::Direction direction, const u8* bytes, int count) noexcept;
     void take_up_link();
+    void open_anew();
     void close_link();
     void shake_hands();
     int ask_information(engine::ReaderInformation& told);
