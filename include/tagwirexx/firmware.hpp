@@ -6,7 +6,8 @@
 //
 // The program goes over block by block, is compared by its CRC-32, and is marked as the one to run. Until the
 // mark nothing changes: the reader runs its old program on, and an update that ended early can be begun anew.
-// A reader that was left in its update mode leaves it by leave_update_mode().
+// A reader that was left in its update mode leaves it by leave_update_mode(). One that does not say who it is
+// there is opened by Reader::in_update_mode().
 #pragma once
 
 #include <chrono>
@@ -44,6 +45,9 @@ struct UpdateOptions {
     bool low_byte_first = false;  // how the reader tells its CRC-32
     std::chrono::milliseconds boot_limit = std::chrono::seconds(30);  // until the new program answers
     bool with_doubts = false;  // an image that there are doubts about, too; never an empty one
+    // A reader that has no CRC-32 to tell, too: nothing is compared in front of the mark then, and a lost answer
+    // to a block ends the update.
+    bool without_checksum = false;
 };
 
 // A block whose answer was lost. Before anything is sent again the reader is asked whether it has the block.
@@ -65,7 +69,7 @@ struct Progress {
 };
 
 enum class UpdateEnd {
-    updated,          // the new program answers
+    updated,          // the new program answers: its version is another one
     not_back,         // marked, but not seen to run
     mark_unanswered,  // not known whether it is marked
     mark_lost,        // known not to be marked: no try arrived
@@ -77,11 +81,21 @@ enum class UpdateEnd {
     refused,           // the update mode
     link_lost,
     stopped,  // as was asked for
+    restarted,  // behind the mark, with a version that tells nothing: it is the same, or what it was is not known
+    no_checksum,  // the reader has none to tell, see UpdateOptions::without_checksum
 };
 TAGWIREXX_API const char* to_string(UpdateEnd end);
 
 // What a reader was left as.
-enum class UpdateState { old_program, update_mode, old_program_or_update_mode, marked, unknown, new_program };
+enum class UpdateState {
+    old_program,
+    update_mode,
+    old_program_or_update_mode,
+    marked,
+    unknown,
+    new_program,
+    untouched,  // as it was before
+};
 TAGWIREXX_API const char* to_string(UpdateState state);
 
 struct UpdateReport {
@@ -94,13 +108,16 @@ struct UpdateReport {
     std::size_t lost_answers = 0;
     std::uint32_t checksum = 0;                        // of the image
     std::optional<std::uint32_t> found_checksum = {};  // of the reader, where it differs
-    Version old_version = {};
-    std::optional<Version> version = {};  // seen after the mark
+    bool compared = false;  // in front of the mark the reader's CRC-32 was that of the image
+    std::optional<Version> old_version = {};  // none where the reader did not tell it in its update mode
+    std::optional<Version> version = {};      // seen after the mark
 
-    bool success() const { return end == UpdateEnd::updated; }
-    TAGWIREXX_API std::string what() const;    // happened
-    TAGWIREXX_API std::string advice() const;  // what state the reader was left in, and what to do
-    TAGWIREXX_API std::string text() const;    // both
+    // The new program runs: its version shows it, or the comparison and the restart behind the mark.
+    bool success() const { return end == UpdateEnd::updated || (end == UpdateEnd::restarted && compared); }
+    TAGWIREXX_API std::string what() const;     // happened
+    TAGWIREXX_API std::string left_as() const;  // what state the reader was left in
+    TAGWIREXX_API std::string advice() const;   // the same, and what to do
+    TAGWIREXX_API std::string text() const;     // what() and advice()
 };
 
 }  // namespace v1

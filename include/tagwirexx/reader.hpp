@@ -140,8 +140,13 @@ class TAGWIREXX_API Reader final {
     UpdateReport update_firmware(std::span<const std::uint8_t> image,
                                  const std::function<void(const Progress&)>& told = {},
                                  const std::stop_token& stop = {}, const UpdateOptions& options = {});
+    // A reader that was left in its update mode and does not say who it is there: for the calls of updates. Throws
+    // Error where it is not in it. Not for serial:auto.
+    static Reader in_update_mode(std::string_view url);
+    // An answer that is neither yes nor no is an Error. Readers without a CRC-32 to tell always say no.
     bool is_in_update_mode();
-    // Restarts a reader that is in it and waits until it answers again. Does nothing to another one.
+    // Restarts a reader that is in it, or does not know the question, and waits until it answers again. Does
+    // nothing to another one.
     void leave_update_mode(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
     // Ends the call in progress, which throws Error with Errc::aborted; does nothing without one. From any

@@ -190,7 +190,7 @@ TEST_F(Examples, firmware_is_replaced_and_shown)
     std::filesystem::remove(file);
     EXPECT_EQ(ended.exit_code, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("100 %, 5002 of 5002 bytes"));
-    EXPECT_THAT(ended.out, HasSubstr("the new program runs"));
+    EXPECT_THAT(ended.out, HasSubstr("runs version 2.1 now; it was 1.0"));
     EXPECT_EQ(reader.firmware().marks, 1U);
 }
 

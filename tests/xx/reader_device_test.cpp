@@ -16,6 +16,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using namespace std::chrono_literals;
 
+constexpr std::uint8_t begin_command = 0xF8;
 constexpr std::uint8_t block_command = 0xF9;
 constexpr std::uint8_t checksum_command = 0xFA;
 constexpr std::uint8_t mark_command = 0xFB;
@@ -291,6 +292,118 @@ TEST_P(DeviceOf, AShortChecksumIsNone)
 {
     expect_updated(with_answer(checksum_command, {1, 2, 3}, [&] { return update({}, {}, {.retries = 0}); }));
     EXPECT_GE(device->counters().commands[checksum_command], 3U) << "twice to compare, once behind the mark";
+}
+
+TEST_P(DeviceOf, ALinkThatIsLostBeforeAnythingBeganLeavesTheReaderAsItWas)
+{
+    device->inject(Fault::silence());
+    const UpdateReport report = update({}, {}, {.retries = 0});
+    EXPECT_EQ(report.end, UpdateEnd::link_lost) << report.text();
+    EXPECT_EQ(report.state, UpdateState::untouched);
+    EXPECT_THAT(report.text(), HasSubstr("the reader is as it was"));
+    EXPECT_EQ(device->counters().commands[begin_command], 0U);
+}
+
+// As readers do that answer under a command of their own.
+TEST_P(DeviceOf, ACommandThatIsNotKnownIsRefused)
+{
+    device->inject(Fault::error(begin_command, 0xFE, 0));
+    Fault echo = on(begin_command, Fault::set_byte(2, 0xEE));
+    echo.count = 0;
+    device->inject(echo);
+    const UpdateReport report = update({}, {}, {.retries = 0});
+    expect_old_program(report, UpdateEnd::refused, UpdateState::old_program);
+    EXPECT_THAT(report.text(), HasSubstr("does not know the command"));
+}
+
+TEST_P(DeviceOf, WhetherItIsInItsUpdateModeMayNotBeKnown)
+{
+    EXPECT_FALSE(patiently([&] { return reader().is_in_update_mode(); }));
+    expect_short_answer_refused(checksum_command, {1, 2}, [&] { reader().is_in_update_mode(); });
+    device->inject(on(checksum_command, Fault::set_byte(2, 0x21)));
+    EXPECT_EQ(error_of([&] { reader().is_in_update_mode(); })->code(), Errc::bad_answer);
+}
+
+TEST_P(DeviceOf, AProgramOfTheSameVersionIsToldApart)
+{
+    sim::Scenario scenario = plain_scenario();
+    scenario.services.firmware.next_version = {1, 0};
+    connect(scenario);
+    const UpdateReport report = update();
+    EXPECT_EQ(report.end, UpdateEnd::restarted) << report.text();
+    EXPECT_EQ(report.old_version, (Version{1, 0}));
+    EXPECT_EQ(report.version, (Version{1, 0}));
+    EXPECT_TRUE(report.compared);
+    EXPECT_TRUE(report.success());
+    EXPECT_THAT(report.text(), HasSubstr("its version is still 1.0"));
+}
+
+TEST_P(DeviceOf, AReaderWithoutAChecksumIsUpdatedWhereThatIsWanted)
+{
+    device->inject(Fault::error(checksum_command, 0xFE, 0));
+    expect_old_program(update(), UpdateEnd::no_checksum, UpdateState::update_mode);
+    EXPECT_EQ(device->counters().commands[block_command], 0U);
+    patiently([&] { reader().leave_update_mode(); });
+    EXPECT_FALSE(device->firmware().updating);
+
+    constexpr UpdateOptions unproved{.without_checksum = true};
+    device->inject(on(block_command, Fault::lose()));
+    expect_old_program(update({}, {}, unproved), UpdateEnd::block_lost,
+                       UpdateState::old_program_or_update_mode);
+    const UpdateReport report = update({}, {}, unproved);
+    EXPECT_FALSE(report.compared);
+    expect_updated(report);
+
+    sim::Scenario same = plain_scenario();
+    same.services.firmware.next_version = {1, 0};
+    connect(same);
+    device->inject(Fault::error(checksum_command, 0xFE, 0));
+    const UpdateReport unknown = update({}, {}, unproved);
+    EXPECT_EQ(unknown.end, UpdateEnd::restarted) << unknown.text();
+    EXPECT_EQ(unknown.state, UpdateState::marked);
+    EXPECT_FALSE(unknown.success()) << "nothing shows it";
+    EXPECT_THAT(unknown.text(), HasSubstr("could not be compared"));
+}
+
+TEST_P(DeviceOf, AReaderThatHidesInItsUpdateModeIsReachedAnew)
+{
+    const auto attach = [&] {
+        opened.reset();
+        return patiently([&] { return std::make_unique<Reader>(Reader::in_update_mode(url)); });
+    };
+    const auto fail = [&](const std::string& at) {
+        return error_of([&] { patiently([&] { Reader::in_update_mode(at); }); })->code();
+    };
+    EXPECT_EQ(fail("serial:auto"), Errc::invalid_text);
+    std::stop_source stop;
+    update([&](const Progress&) { stop.request_stop(); }, stop.get_token());
+    const auto hide = [&] { device->inject(on(0x21, Fault::silence(0))); };
+    hide();
+    opened = attach();
+    const UpdateReport report = update([&](const Progress& progress) {
+        if (progress.bytes == 1000 && !progress.lost && GetParam() == Link::tcp) device->hang_up();
+        if (progress.bytes == progress.total) device->clear_faults();
+    });
+    EXPECT_EQ(report.end, UpdateEnd::restarted) << report.text();
+    EXPECT_TRUE(report.success());
+    EXPECT_FALSE(report.old_version);
+    EXPECT_EQ(report.version, next_version);
+    EXPECT_EQ(device->firmware().image, image_);
+
+    opened.reset();
+    EXPECT_EQ(fail(url), Errc::refused);
+    open();
+    stop = std::stop_source();
+    update([&](const Progress&) { stop.request_stop(); }, stop.get_token());
+    hide();
+    opened = attach();
+    const std::uint64_t before = device->counters().commands[0x99];
+    std::jthread showing([&] {
+        if (device->wait_for_command(0x99, before + 1)) device->clear_faults();
+    });
+    patiently([&] { reader().leave_update_mode(); });
+    EXPECT_FALSE(device->firmware().updating);
+    EXPECT_EQ(patiently([&] { return reader().info(); }).address, 0x0A);
 }
 
 TEST_P(DeviceOf, BlocksAreNumberedAsTheReaderWants)

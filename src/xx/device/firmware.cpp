@@ -8,6 +8,7 @@
 #include "tagwire/result.h"
 #include "xx/device/crc32.h"
 #include "xx/reader/reader_inside.h"
+#include "xx/values/url.h"
 
 #include <tagwirexx/error.hpp>
 
@@ -31,6 +32,14 @@ constexpr Call leave_call{
 constexpr auto between_looks = 200ms;
 // A reader may answer for a while before it starts anew.
 constexpr auto longest_farewell = 3s;
+
+// The status with which readers answer to a command that they do not know; others echo another command.
+constexpr int unknown_command = TAGWIRE_INVENTORY_UNKNOWN;
+
+int told_apart(const ReaderInside& inside, int result)
+{
+    return inside.is_unknown_command(result) ? unknown_command : result;
+}
 
 // Nobody can tell what the reader made of the request.
 bool is_lost(int result)
@@ -84,7 +93,7 @@ class UpdateLink {
     void reopen()
     {
         attempt([&] {
-            inside_.reopen();
+            inside_.reopen_unasked();
             return TAGWIRE_OK;
         });
     }
@@ -94,7 +103,7 @@ class UpdateLink {
     int exchange(const Call& call, int (*Operations::*operation)(engine::Reader*, u8*, Parameters...),
                  Arguments... arguments)
     {
-        return attempt([&] { return inside_.run(call, operation, arguments...); });
+        return attempt([&] { return told_apart(inside_, inside_.run(call, operation, arguments...)); });
     }
 
     // Behind a lost answer the Reader asks who the reader is, and passes over all that comes before that. Not
@@ -164,7 +173,8 @@ class Update {
 
     UpdateReport run()
     {
-        if (ask_old_version() && begin() && write_blocks() && compare() && mark()) await_new_program();
+        if (ask_old_version() && begin() && ask_for_checksums() && write_blocks() && compare() && mark())
+            await_new_program();
         return report_;
     }
 
@@ -172,12 +182,17 @@ class Update {
     // All steps return whether to go on.
     bool ask_old_version();
     bool begin();
+    bool ask_for_checksums();
     bool write_blocks();
     bool write_block(std::uint8_t number, std::span<const std::uint8_t> block);
     bool compare();
     bool mark();
     bool find_out_about_mark(int result);
     void await_new_program();
+    bool has_new_version() const
+    {
+        return report_.version && report_.old_version && *report_.version != *report_.old_version;
+    }
 
     template <class Exchange> int ask(Exchange exchange);
     template <class Exchange> int ask_again(Exchange exchange, int result);
@@ -201,6 +216,7 @@ class Update {
     Progress progress_;
     UpdateReport report_;
     std::uint32_t written_checksum_ = 0;
+    bool tells_checksums_ = true;
 };
 
 bool Update::give_up(UpdateEnd end, UpdateState state, int result)
@@ -217,7 +233,8 @@ bool Update::give_up_refused(UpdateEnd end, int result)
     std::uint32_t checksum = 0;
     const int probe = ask([&] { return ask_checksum(checksum); });
     if (probe == TAGWIRE_OK) return give_up(end, UpdateState::update_mode, result);
-    if (is_lost(probe)) return give_up(end, UpdateState::old_program_or_update_mode, result);
+    if (is_lost(probe) || !tells_checksums_)
+        return give_up(end, UpdateState::old_program_or_update_mode, result);
     return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
 }
 
@@ -262,23 +279,38 @@ template <class Exchange> int Update::ask_again(Exchange exchange, int result)
     return result;
 }
 
+// A reader in its update mode may not tell its version, but tells its checksum.
 bool Update::ask_old_version()
 {
+    std::uint32_t checksum = 0;
     const int result = ask([&] {
-        const auto version = link_.version();
-        report_.old_version = version.value_or(Version{});
-        return version ? TAGWIRE_OK : TAGWIRE_NO_ANSWER;
+        report_.old_version = link_.version();
+        if (report_.old_version) return TAGWIRE_OK;
+        if (ask_checksum(checksum) != TAGWIRE_OK) return TAGWIRE_NO_ANSWER;
+        report_.old_version = link_.version();  // it may have been lost
+        return TAGWIRE_OK;
     });
-    return result == TAGWIRE_OK || give_up_lost(result);
+    if (result == TAGWIRE_OK) return true;
+    return !is_stopped(UpdateState::untouched) &&
+           give_up(UpdateEnd::link_lost, UpdateState::untouched, result);
 }
 
 bool Update::begin()
 {
-    if (is_stopped(UpdateState::old_program)) return false;
+    if (is_stopped(UpdateState::untouched)) return false;
     const int result = ask([&] { return link_.begin(); });
     if (result == TAGWIRE_OK) return true;
     if (is_lost(result)) return give_up_lost(result);
     return give_up(UpdateEnd::refused, UpdateState::old_program, result);
+}
+
+bool Update::ask_for_checksums()
+{
+    std::uint32_t checksum = 0;
+    const int result = ask([&] { return ask_checksum(checksum); });
+    tells_checksums_ = result != unknown_command;
+    if (tells_checksums_ || options_.without_checksum) return true;
+    return give_up(UpdateEnd::no_checksum, UpdateState::update_mode, result);
 }
 
 bool Update::write_blocks()
@@ -307,6 +339,8 @@ bool Update::write_block(std::uint8_t number, std::span<const std::uint8_t> bloc
         if (result == TAGWIRE_OK) return true;
         if (!is_lost(result)) return give_up_refused(UpdateEnd::block_refused, result);
         ++report_.lost_answers;
+        if (!tells_checksums_)
+            return give_up(UpdateEnd::block_lost, UpdateState::old_program_or_update_mode, result);
         std::uint32_t checksum = 0;
         const int probe = ask_again([&] { return ask_checksum(checksum); }, result);
         if (is_lost(probe)) return give_up_lost(probe);
@@ -321,11 +355,13 @@ bool Update::write_block(std::uint8_t number, std::span<const std::uint8_t> bloc
 bool Update::compare()
 {
     if (is_stopped(UpdateState::update_mode)) return false;
+    if (!tells_checksums_) return true;
     std::uint32_t checksum = 0;
     const int result = ask([&] { return ask_checksum(checksum); });
     if (is_lost(result)) return give_up_lost(result);
     if (result != TAGWIRE_OK) return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
-    if (checksum == report_.checksum) return true;
+    report_.compared = checksum == report_.checksum;
+    if (report_.compared) return true;
     report_.found_checksum = checksum;
     return give_up(UpdateEnd::checksum_differs, UpdateState::update_mode);
 }
@@ -354,8 +390,7 @@ bool Update::find_out_about_mark(int result)
     });
     if (seen && has_no_mark(*seen)) return true;
     if (seen) report_.version = seen->version;
-    if (report_.version.value_or(report_.old_version) != report_.old_version)
-        return give_up(UpdateEnd::updated, UpdateState::new_program);
+    if (has_new_version()) return give_up(UpdateEnd::updated, UpdateState::new_program);
     return give_up(UpdateEnd::mark_unanswered, UpdateState::unknown, result);
 }
 
@@ -368,13 +403,16 @@ void Update::await_new_program()
         return;
     }
     report_.version = seen->version;
-    give_up(UpdateEnd::updated, UpdateState::new_program);
+    if (has_new_version())
+        give_up(UpdateEnd::updated, UpdateState::new_program);
+    else
+        give_up(UpdateEnd::restarted, report_.compared ? UpdateState::new_program : UpdateState::marked);
 }
 
 bool Update::has_restarted(const Look& seen, SteadyClock::time_point marked) const
 {
     if (!seen.version) return false;
-    if (*seen.version != report_.old_version) return true;
+    if (report_.old_version && *seen.version != *report_.old_version) return true;
     return !seen.is_updating() && SteadyClock::now() >= marked + longest_farewell;
 }
 
@@ -397,6 +435,19 @@ void check_image(const ReaderInside& inside, std::span<const std::uint8_t> image
     refuse_value(inside, update_call, text);
 }
 
+// TAGWIRE_OK in the update mode, or the status of a refusal; what is neither is an Error.
+int ask_for_checksum(ReaderInside& inside)
+{
+    std::array<u8, 4> checksum{};
+    const ReaderInside::Turn turn(inside);
+    const int result = told_apart(inside, inside.run(checksum_call, &O::CheckCRC32, checksum.data()));
+    if (is_lost(result)) inside.fail(checksum_call, result);
+    if (result == TAGWIRE_OK) inside.require(checksum_call, inside.came());
+    return result;
+}
+
+bool may_be_updating(int result) { return result == TAGWIRE_OK || result == unknown_command; }
+
 }  // namespace
 
 UpdateReport Reader::update_firmware(std::span<const std::uint8_t> image,
@@ -409,18 +460,26 @@ UpdateReport Reader::update_firmware(std::span<const std::uint8_t> image,
     return Update(*inside_, image, options, told, stop).run();
 }
 
-bool Reader::is_in_update_mode()
+Reader Reader::in_update_mode(std::string_view text)
 {
-    std::array<u8, 4> checksum{};
-    const int result = inside_->run(checksum_call, &O::CheckCRC32, checksum.data());
-    if (result == TAGWIRE_NO_ANSWER || result == TAGWIRE_BAD_CRC) inside_->fail(checksum_call, result);
-    return result == TAGWIRE_OK;
+    constexpr const char* name = "open a reader in its update mode";
+    const Url url = parse_url(text);
+    if (url.serial && url.device.empty())
+        throw Error(Errc::invalid_text, name, url.text, "name its serial device, it cannot be looked for");
+    engine::ReaderInformation untold{};
+    untold.address = url.address;
+    Reader reader = Inside::around(open_link(url), untold);
+    if (!may_be_updating(ask_for_checksum(*reader.inside_)))
+        throw Error(Errc::refused, name, url.text, "the reader is not in its update mode: open it as others");
+    return reader;
 }
+
+bool Reader::is_in_update_mode() { return ask_for_checksum(*inside_) == TAGWIRE_OK; }
 
 void Reader::leave_update_mode(std::chrono::milliseconds limit)
 {
     const Inside::Turn turn(*inside_);
-    if (!is_in_update_mode()) return;
+    if (!may_be_updating(ask_for_checksum(*inside_))) return;
     const int result = inside_->run(leave_call, &O::ResetReader);
     if (result != TAGWIRE_OK && !is_lost(result)) inside_->fail(leave_call, result);
     UpdateLink link(*inside_, {});

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "link/result_text.h"
+#include "tagwire/result.h"
 #include "xx/device/crc32.h"
 
 #include <tagwirexx/error.hpp>
@@ -37,26 +37,6 @@ bool is_text(std::uint8_t byte) { return (byte >= ' ' && byte <= '~') || (byte >
     throw Error(Errc::file, "read a file", {}, "'" + path + "' " + why);
 }
 
-const char* happened(UpdateEnd end)
-{
-    switch (end) {
-    case UpdateEnd::updated: return "the new program runs";
-    case UpdateEnd::not_back: return "the new program is marked, but was not seen to run";
-    case UpdateEnd::mark_unanswered: return "the reader did not confirm the mark of the new program";
-    case UpdateEnd::mark_lost: return "the mark of the new program did not reach the reader";
-    case UpdateEnd::mark_refused: return "the reader refused the mark of the new program";
-    case UpdateEnd::checksum_differs: return "the reader received something else";
-    case UpdateEnd::block_lost: return "a block could not be brought to the reader";
-    case UpdateEnd::block_refused: return "a block was refused";
-    case UpdateEnd::left_update_mode:
-        return "the reader is not in its update mode any more, it may have lost its power";
-    case UpdateEnd::refused: return "the reader refused to go into its update mode";
-    case UpdateEnd::link_lost: return "the reader fell silent";
-    case UpdateEnd::stopped: return "stopped";
-    }
-    return "";
-}
-
 const char* state_text(UpdateState state)
 {
     switch (state) {
@@ -70,6 +50,7 @@ const char* state_text(UpdateState state)
     case UpdateState::unknown:
         return "the reader runs its new program if the mark arrived, and otherwise its old one";
     case UpdateState::new_program: return "the reader runs its new program";
+    case UpdateState::untouched: return "nothing was changed: the reader is as it was";
     }
     return "";
 }
@@ -94,14 +75,39 @@ const char* hint(UpdateEnd end)
     case UpdateEnd::refused:
         return "switch the reader off and on and try again; not every reader is updated this way";
     case UpdateEnd::stopped: return "to update it after all, begin again: that starts over";
+    case UpdateEnd::restarted:
+        return "if its version should be another one, see whether the file is the right one";
+    case UpdateEnd::no_checksum:
+        return "to update it without a comparison, say so (without_checksum), or have it leave its update "
+               "mode";
     }
     return "";
 }
 
-std::string checksum_text(std::uint32_t checksum)
+std::string text_of_checksum(std::uint32_t checksum)
 {
     std::array<char, 9> text{};
     std::snprintf(text.data(), text.size(), "%08X", static_cast<unsigned>(checksum));
+    return text.data();
+}
+
+std::string text_of(const std::optional<Version>& version)
+{
+    return version ? std::to_string(version->major) + '.' + std::to_string(version->minor) : "unknown";
+}
+
+std::string text_of(int result)
+{
+    switch (result) {
+    case TAGWIRE_NO_ANSWER: return "no answer in time (48)";
+    case TAGWIRE_BAD_CRC: return "the answer was damaged on the way (49)";
+    case TAGWIRE_BAD_HANDLE: return "the connection is gone (55)";
+    case TAGWIRE_WRONG_COMMAND: return "the answer was to something else (238)";
+    case TAGWIRE_INVENTORY_UNKNOWN: return "it does not know the command (254)";
+    default: break;
+    }
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "status 0x%02X (%d)", static_cast<unsigned>(result), result);
     return text.data();
 }
 
@@ -166,6 +172,8 @@ const char* to_string(UpdateEnd end)
     case UpdateEnd::refused: return "refused";
     case UpdateEnd::link_lost: return "link-lost";
     case UpdateEnd::stopped: return "stopped";
+    case UpdateEnd::restarted: return "restarted";
+    case UpdateEnd::no_checksum: return "no-checksum";
     }
     return "unknown";
 }
@@ -179,26 +187,49 @@ const char* to_string(UpdateState state)
     case UpdateState::marked: return "marked";
     case UpdateState::unknown: return "unknown";
     case UpdateState::new_program: return "new-program";
+    case UpdateState::untouched: return "untouched";
     }
     return "unknown";
 }
 
 std::string UpdateReport::what() const
 {
-    std::string out = reader.empty() ? "" : reader + ": ";
-    out += happened(end);
-    if (end != UpdateEnd::updated && blocks_done > 0 && blocks_done < blocks)
-        out += ", behind block " + std::to_string(blocks_done) + " of " + std::to_string(blocks);
-    if (found_checksum)
-        out += ": its CRC-32 is " + checksum_text(*found_checksum) + ", that of the image " +
-               checksum_text(checksum);
-    if (result != 0)
-        out += std::string(": ") + engine::result_text(engine::ResultFamily::services, result).what + " (" +
-               std::to_string(result) + ")";
-    return out;
+    const std::string who = reader.empty() ? "the reader" : "the reader " + reader;
+    const std::string block = "block " + std::to_string(blocks_done + 1) + " of " + std::to_string(blocks);
+    const std::string step = blocks_done < blocks ? block : "behind the last block";
+    const std::string why = ": " + text_of(result);
+    switch (end) {
+    case UpdateEnd::updated:
+        return who + " runs version " + text_of(version) + " now; it was " + text_of(old_version);
+    case UpdateEnd::restarted:
+        return who + " has started again behind the mark of the new program; its version is " +
+               (old_version ? "still " + text_of(version) : text_of(version) + ", and was not told before") +
+               (compared ? "" : ", and what it received could not be compared");
+    case UpdateEnd::not_back: return who + " has marked the new program, but was not seen to run it";
+    case UpdateEnd::mark_unanswered: return who + " did not confirm the mark of the new program" + why;
+    case UpdateEnd::mark_lost: return "the mark of the new program did not reach " + who + why;
+    case UpdateEnd::mark_refused: return who + " refused the mark of the new program" + why;
+    case UpdateEnd::checksum_differs:
+        return who + " received something else: its CRC-32 is " +
+               text_of_checksum(found_checksum.value_or(0)) + ", that of the image " +
+               text_of_checksum(checksum);
+    case UpdateEnd::no_checksum: return who + " does not tell the CRC-32 of what it receives";
+    case UpdateEnd::block_lost: return block + " could not be brought to " + who + why;
+    case UpdateEnd::block_refused: return block + " was refused by " + who + why;
+    case UpdateEnd::left_update_mode:
+        return step + ": " + who + " is not in its update mode any more, it may have lost its power" + why;
+    case UpdateEnd::refused: return who + " refused to go into its update mode" + why;
+    case UpdateEnd::link_lost:
+        return (state == UpdateState::untouched ? "before the first block: " : step + ": ") + who +
+               " fell silent" + why;
+    case UpdateEnd::stopped: return "stopped, " + step;
+    }
+    return {};
 }
 
-std::string UpdateReport::advice() const { return std::string(state_text(state)) + "; " + hint(end); }
+std::string UpdateReport::left_as() const { return state_text(state); }
+
+std::string UpdateReport::advice() const { return left_as() + "; " + hint(end); }
 
 std::string UpdateReport::text() const { return success() ? what() : what() + "\n" + advice(); }
 
