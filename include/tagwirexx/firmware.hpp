@@ -116,7 +116,8 @@ struct UpdateReport {
     bool success() const { return end == UpdateEnd::updated || (end == UpdateEnd::restarted && compared); }
     TAGWIREXX_API std::string what() const;     // happened
     TAGWIREXX_API std::string left_as() const;  // what state the reader was left in
-    TAGWIREXX_API std::string advice() const;   // the same, and what to do
+    TAGWIREXX_API std::string hint() const;     // what to do
+    TAGWIREXX_API std::string advice() const;   // left_as() and hint()
     TAGWIREXX_API std::string text() const;     // what() and advice()
 };
 

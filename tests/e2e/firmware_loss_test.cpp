@@ -31,7 +31,7 @@ TEST_P(FirmwareLosses, one_percent_of_the_frames)
     UpdatedReader updated(GetParam());
     lose_one_percent(updated.reader, blocks);
     const auto report = updated.update(image);
-    EXPECT_EQ(tool::end_name(report.end), "updated") << problem_text(report, "");
+    EXPECT_EQ(report.end, UpdateEnd::updated) << report.text();
     EXPECT_GE(report.lost_answers * 100, blocks);
     EXPECT_EQ(report.checksum, sim::crc32(image));
     EXPECT_TRUE(updated.reader.firmware().image == image);

@@ -3,14 +3,12 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <thread>
 
 #include "e2e/connection.h"
-#include "errors.h"
-#include "firmware_link.h"
-#include "firmware_update.h"
+
+#include <tagwirexx/reader.hpp>
 
 namespace tagwire::test {
 
@@ -30,21 +28,14 @@ class UpdatedReader {
                            const std::string& ip_address = "127.0.0.1")
         : reader(simulator.add_reader_from_text("[reader]\nreport_rate = 0\n[firmware]\n" + firmware))
     {
-        url_.link = link == Link::tcp ? tool::Link::Tcp : tool::Link::Serial;
-        url_.host = ip_address;
-        url_.baud = 115200;
-        if (link == Link::tcp) {
-            url_.port = reader.listen(ip_address, 0);
-        } else {
-            url_.device = reader.open_pty();
-        }
+        url_ = link == Link::tcp ? "tcp://" + ip_address + ":" + std::to_string(reader.listen(ip_address, 0))
+                                 : "serial:" + reader.open_pty() + "?baud=115200";
     }
 
-    tool::UpdateReport update(const sim::Bytes& image, const tool::UpdatePlan& plan = {})
+    UpdateReport update(const sim::Bytes& image, UpdateOptions options = {})
     {
-        tool::ConnectedUpdateLink link(
-            connect(), [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); });
-        return tool::update_firmware(link, image, plan, {});
+        options.with_doubts = true;
+        return connect().update_firmware(image, {}, {}, options);
     }
 
     // Whatever was before.
@@ -53,30 +44,29 @@ class UpdatedReader {
         reader.clear_faults();
         const auto marks = reader.firmware().marks;
         const auto report = update(image);
-        EXPECT_EQ(tool::end_name(report.end), "updated") << problem_text(report, "");
+        EXPECT_TRUE(report.success()) << report.text();
         const auto firmware = reader.firmware();
         EXPECT_EQ(firmware.marks, marks + 1);
         EXPECT_TRUE(firmware.image == image);
-        EXPECT_EQ(report.version, firmware.version);
+        EXPECT_EQ(report.version, (Version{firmware.version[0], firmware.version[1]}));
         EXPECT_FALSE(firmware.updating);
     }
 
   private:
-    // Again when another thread is opening, or when a busy machine kept the answer for longer than the
-    // library waits.
-    std::unique_ptr<tool::ReaderConnection> connect() const
+    // Again when a busy machine kept the answer for longer than the library waits.
+    tagwire::Reader connect() const
     {
         for (int attempt = 1; attempt < 100; ++attempt) {
             try {
-                return std::make_unique<tool::ReaderConnection>(url_, std::uint8_t{0xFF});
-            } catch (const tool::Failure&) {
+                return tagwire::Reader(url_);
+            } catch (const Error&) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
             }
         }
-        return std::make_unique<tool::ReaderConnection>(url_, std::uint8_t{0xFF});
+        return tagwire::Reader(url_);
     }
 
-    tool::ReaderUrl url_;
+    std::string url_;
 
   public:
     sim::Simulator simulator;

@@ -155,6 +155,42 @@ TEST_F(FirmwareEndToEnd, MarksNothingWhenTheChecksumDiffers)
     EXPECT_EQ(version_of(reader), "7.1");
 }
 
+TEST_F(FirmwareEndToEnd, CancelsWhatWasBegun)
+{
+    const VirtualReader reader(scenario, {"--fault", "set:command=0xFA,byte=4,value=0x00"});
+    EXPECT_EQ(tool(reader, update()).exit_code, 1);
+    for (int i = 0; i < 2; ++i) {
+        const auto ended = tool(reader, {"firmware", "cancel"});
+        EXPECT_EQ(ended.exit_code, 0) << ended.err;
+        EXPECT_TRUE(ended.out.ends_with(" is not in its update mode\n")) << ended.out;
+    }
+    EXPECT_EQ(version_of(reader), "1.0");
+}
+
+TEST_F(FirmwareEndToEnd, TellsDoubtsAboutTheFile)
+{
+    const VirtualReader reader(scenario);
+    const auto asked = tool(reader, update({}, 999));
+    EXPECT_EQ(asked.exit_code, 2);
+    EXPECT_NE(asked.err.find("(999 bytes, it has fewer than 1024 bytes, it has an odd count of bytes)"),
+              std::string::npos)
+        << asked.err;
+    const auto dry = tool(reader, update({"--dry-run"}, 999));
+    EXPECT_EQ(dry.exit_code, 0);
+    EXPECT_NE(dry.err.find("program.bin: it has an odd count of bytes\n"), std::string::npos) << dry.err;
+}
+
+TEST_F(FirmwareEndToEnd, UpdatesWithoutAChecksumWhereThatIsWanted)
+{
+    const VirtualReader reader(scenario, {"--fault", "error:command=0xFA,status=0xFE,count=0"});
+    const auto refused = tool(reader, update());
+    EXPECT_EQ(refused.exit_code, 1);
+    EXPECT_NE(refused.err.find("use --without-checksum"), std::string::npos) << refused.err;
+    EXPECT_EQ(version_of(reader), "1.0");
+    EXPECT_EQ(tool(reader, update({"--yes", "--without-checksum"})).exit_code, 0);
+    EXPECT_EQ(version_of(reader), "7.1");
+}
+
 TEST_F(FirmwareEndToEnd, IsInterruptedAmongTheBlocks)
 {
     for (const char* const place : {"--listen=127.0.0.1:0", "--pty"}) {

@@ -341,8 +341,8 @@ TEST_P(DeviceOf, AProgramOfTheSameVersionIsToldApart)
 TEST_P(DeviceOf, AReaderWithoutAChecksumIsUpdatedWhereThatIsWanted)
 {
     device->inject(Fault::error(checksum_command, 0xFE, 0));
-    expect_old_program(update(), UpdateEnd::no_checksum, UpdateState::update_mode);
-    EXPECT_EQ(device->counters().commands[block_command], 0U);
+    expect_old_program(update(), UpdateEnd::no_checksum, UpdateState::old_program_or_update_mode);
+    EXPECT_EQ(device->counters().commands[mark_command], 0U);
     patiently([&] { reader().leave_update_mode(); });
     EXPECT_FALSE(device->firmware().updating);
 
@@ -408,15 +408,44 @@ TEST_P(DeviceOf, AReaderThatHidesInItsUpdateModeIsReachedAnew)
 
 TEST_P(DeviceOf, BlocksAreNumberedAsTheReaderWants)
 {
-    const UpdateReport report = update({}, {}, {.block = 8, .first_number = 0, .wrap_to = 0});
+    const UpdateReport report = update({}, {}, {.block = 7, .first_number = 0, .wrap_to = 0});
     expect_updated(report);
-    EXPECT_EQ(report.blocks, 256U);
-    expect_old_program(
-        [&] {
-            connect(plain_scenario());
-            return update({}, {}, {.first_number = 1});
-        }(),
-        UpdateEnd::block_refused, UpdateState::update_mode);
+    EXPECT_EQ(report.blocks, 293U);
+    const auto expect_refused = [&](const UpdateOptions& options, std::size_t behind) {
+        connect(plain_scenario());
+        const UpdateReport refused = update({}, {}, options);
+        expect_old_program(refused, UpdateEnd::block_refused, UpdateState::update_mode);
+        EXPECT_EQ(refused.blocks_done, behind);
+    };
+    expect_refused({.first_number = 1}, 0);
+    expect_refused({.block = 7, .wrap_to = 1}, 256);
+}
+
+TEST_P(DeviceOf, TheOrderOfTheBytesOfTheChecksumIsKept)
+{
+    const UpdateReport report = update({}, {}, {.low_byte_first = true});
+    expect_old_program(report, UpdateEnd::checksum_differs, UpdateState::update_mode);
+    EXPECT_EQ(report.found_checksum, __builtin_bswap32(sim::crc32(image_)));
+}
+
+TEST_P(DeviceOf, AMarkThatNeverArrivesIsGivenUp)
+{
+    device->inject(on(mark_command, Fault::silence(2)));
+    expect_old_program(update({}, {}, {.retries = 1}), UpdateEnd::mark_lost, UpdateState::update_mode);
+    EXPECT_EQ(device->counters().commands[mark_command], 2U);
+}
+
+TEST_P(DeviceOf, AStopWhileAnAnswerIsLost)
+{
+    std::stop_source stop;
+    device->inject(on(block_command, Fault::lose()));
+    const UpdateReport report = update(
+        [&](const Progress& progress) {
+            if (progress.lost) stop.request_stop();
+        },
+        stop.get_token());
+    expect_old_program(report, UpdateEnd::stopped, UpdateState::update_mode);
+    EXPECT_EQ(report.lost_answers, 1U);
 }
 
 // -- network

@@ -173,8 +173,7 @@ class Update {
 
     UpdateReport run()
     {
-        if (ask_old_version() && begin() && ask_for_checksums() && write_blocks() && compare() && mark())
-            await_new_program();
+        if (ask_old_version() && begin() && write_blocks() && compare() && mark()) await_new_program();
         return report_;
     }
 
@@ -182,7 +181,6 @@ class Update {
     // All steps return whether to go on.
     bool ask_old_version();
     bool begin();
-    bool ask_for_checksums();
     bool write_blocks();
     bool write_block(std::uint8_t number, std::span<const std::uint8_t> block);
     bool compare();
@@ -207,7 +205,7 @@ class Update {
     bool is_stopped(UpdateState state);
     bool give_up(UpdateEnd end, UpdateState state, int result = 0);
     bool give_up_refused(UpdateEnd end, int result);
-    bool give_up_lost(int result);
+    bool give_up_lost(UpdateState state = UpdateState::old_program_or_update_mode);
 
     UpdateLink link_;
     std::span<const std::uint8_t> image_;
@@ -216,7 +214,6 @@ class Update {
     Progress progress_;
     UpdateReport report_;
     std::uint32_t written_checksum_ = 0;
-    bool tells_checksums_ = true;
 };
 
 bool Update::give_up(UpdateEnd end, UpdateState state, int result)
@@ -233,16 +230,15 @@ bool Update::give_up_refused(UpdateEnd end, int result)
     std::uint32_t checksum = 0;
     const int probe = ask([&] { return ask_checksum(checksum); });
     if (probe == TAGWIRE_OK) return give_up(end, UpdateState::update_mode, result);
-    if (is_lost(probe) || !tells_checksums_)
+    if (is_lost(probe) || probe == unknown_command)
         return give_up(end, UpdateState::old_program_or_update_mode, result);
     return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
 }
 
-// A stop ends the questions early.
-bool Update::give_up_lost(int result)
+// A stop ends the questions early. Silence it is, too, where the link cannot be opened again.
+bool Update::give_up_lost(UpdateState state)
 {
-    const auto state = UpdateState::old_program_or_update_mode;
-    return !is_stopped(state) && give_up(UpdateEnd::link_lost, state, result);
+    return !is_stopped(state) && give_up(UpdateEnd::link_lost, state, TAGWIRE_NO_ANSWER);
 }
 
 bool Update::is_stopped(UpdateState state)
@@ -290,9 +286,7 @@ bool Update::ask_old_version()
         report_.old_version = link_.version();  // it may have been lost
         return TAGWIRE_OK;
     });
-    if (result == TAGWIRE_OK) return true;
-    return !is_stopped(UpdateState::untouched) &&
-           give_up(UpdateEnd::link_lost, UpdateState::untouched, result);
+    return result == TAGWIRE_OK || give_up_lost(UpdateState::untouched);
 }
 
 bool Update::begin()
@@ -300,17 +294,8 @@ bool Update::begin()
     if (is_stopped(UpdateState::untouched)) return false;
     const int result = ask([&] { return link_.begin(); });
     if (result == TAGWIRE_OK) return true;
-    if (is_lost(result)) return give_up_lost(result);
+    if (is_lost(result)) return give_up_lost();
     return give_up(UpdateEnd::refused, UpdateState::old_program, result);
-}
-
-bool Update::ask_for_checksums()
-{
-    std::uint32_t checksum = 0;
-    const int result = ask([&] { return ask_checksum(checksum); });
-    tells_checksums_ = result != unknown_command;
-    if (tells_checksums_ || options_.without_checksum) return true;
-    return give_up(UpdateEnd::no_checksum, UpdateState::update_mode, result);
 }
 
 bool Update::write_blocks()
@@ -339,11 +324,11 @@ bool Update::write_block(std::uint8_t number, std::span<const std::uint8_t> bloc
         if (result == TAGWIRE_OK) return true;
         if (!is_lost(result)) return give_up_refused(UpdateEnd::block_refused, result);
         ++report_.lost_answers;
-        if (!tells_checksums_)
-            return give_up(UpdateEnd::block_lost, UpdateState::old_program_or_update_mode, result);
         std::uint32_t checksum = 0;
         const int probe = ask_again([&] { return ask_checksum(checksum); }, result);
-        if (is_lost(probe)) return give_up_lost(probe);
+        if (is_lost(probe)) return give_up_lost();
+        if (probe == unknown_command)
+            return give_up(UpdateEnd::block_lost, UpdateState::old_program_or_update_mode, result);
         if (probe != TAGWIRE_OK) return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, probe);
         const bool arrived = checksum == crc32(block, written_checksum_);
         tell(LostBlock{report_.blocks_done + 1, result, arrived});
@@ -355,10 +340,12 @@ bool Update::write_block(std::uint8_t number, std::span<const std::uint8_t> bloc
 bool Update::compare()
 {
     if (is_stopped(UpdateState::update_mode)) return false;
-    if (!tells_checksums_) return true;
     std::uint32_t checksum = 0;
     const int result = ask([&] { return ask_checksum(checksum); });
-    if (is_lost(result)) return give_up_lost(result);
+    if (is_lost(result)) return give_up_lost();
+    if (result == unknown_command)
+        return options_.without_checksum ||
+               give_up(UpdateEnd::no_checksum, UpdateState::old_program_or_update_mode, result);
     if (result != TAGWIRE_OK) return give_up(UpdateEnd::left_update_mode, UpdateState::old_program, result);
     report_.compared = checksum == report_.checksum;
     if (report_.compared) return true;

@@ -55,7 +55,7 @@ const char* state_text(UpdateState state)
     return "";
 }
 
-const char* hint(UpdateEnd end)
+const char* hint_text(UpdateEnd end)
 {
     switch (end) {
     case UpdateEnd::updated: return "nothing is left to do";
@@ -229,7 +229,9 @@ std::string UpdateReport::what() const
 
 std::string UpdateReport::left_as() const { return state_text(state); }
 
-std::string UpdateReport::advice() const { return left_as() + "; " + hint(end); }
+std::string UpdateReport::hint() const { return hint_text(end); }
+
+std::string UpdateReport::advice() const { return left_as() + "; " + hint(); }
 
 std::string UpdateReport::text() const { return success() ? what() : what() + "\n" + advice(); }
 

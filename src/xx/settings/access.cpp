@@ -221,14 +221,14 @@ std::vector<Group> Access::grouped(std::vector<Wanted> wanted) const
         return one.row->writer->order < other.row->writer->order;
     });
     std::vector<Group> groups;
-    for (Wanted& one : wanted) {
+    for (const Wanted& one : wanted) {
         const auto found = std::find_if(groups.begin(), groups.end(), [&](const Group& group) {
             return belong_together(*group.front().row, *one.row);
         });
         if (found == groups.end())
-            groups.push_back({std::move(one)});
+            groups.push_back({one});
         else
-            found->push_back(std::move(one));
+            found->push_back(one);
     }
     for (const Group& group : groups) {
         const Row& row = *group.front().row;

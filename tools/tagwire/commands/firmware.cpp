@@ -1,33 +1,28 @@
 #include "commands/groups.h"
 #include "errors.h"
-#include "firmware_link.h"
-#include "firmware_update.h"
 #include "format.h"
+#include "open_reader.h"
 #include "parse.h"
 #include "progress.h"
-#include "reader_information.h"
 #include "table_view.h"
 #include "tag_options.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <memory>
+#include <stop_token>
 #include <utility>
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
+
+#include <tagwirexx/error.hpp>
+#include <tagwirexx/firmware.hpp>
 
 namespace tagwire::tool {
 
 namespace {
 
 using std::chrono::milliseconds;
-
-// Far more than any reader has room for.
-constexpr std::size_t longest_image = std::size_t{64} * 1024 * 1024;
 
 struct UpdateArguments {
     std::string file;
@@ -37,6 +32,7 @@ struct UpdateArguments {
     std::string retries = "3";
     std::string boot_limit = "30";
     bool low_byte_first = false;
+    bool without_checksum = false;
     bool dry_run = false;
     bool yes = false;
 };
@@ -44,41 +40,71 @@ struct UpdateArguments {
 struct UpdateJob {
     std::string file;
     Bytes image;
-    UpdatePlan plan;
+    FirmwareImage facts;
+    UpdateOptions options;
     bool dry_run = false;
 };
 
 Bytes read_image(const std::string& path)
 {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file) throw UsageError(fmt::format("'{}' cannot be read: {}", path, std::strerror(errno)));
-    Bytes image;
-    Bytes chunk(std::size_t{64} * 1024);
-    while (const auto count = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
-        image.insert(image.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count));
-        if (image.size() > longest_image)
-            throw UsageError(fmt::format("'{}' is longer than 64 MiB: that is no program of a reader", path));
+    try {
+        Bytes image = load_file(path);
+        if (!image.empty()) return image;
+    } catch (const Error& error) {
+        throw UsageError(error.text());
     }
-    if (std::ferror(file.get()) != 0)
-        throw UsageError(fmt::format("'{}' cannot be read: {}", path, std::strerror(errno)));
-    if (image.empty()) throw UsageError(fmt::format("'{}' is empty: that is no program of a reader", path));
-    return image;
+    throw UsageError(fmt::format("'{}' is empty: that is no program of a reader", path));
 }
 
 UpdateJob job_from(const UpdateArguments& arguments)
 {
     UpdateJob job;
     job.file = arguments.file;
-    job.plan.block = parse_number(arguments.block, "--block-size", 1, longest_block);
-    job.plan.first_number =
-        static_cast<std::uint8_t>(parse_number(arguments.first_number, "--first-number", 0, 255));
-    job.plan.wrap_to = static_cast<std::uint8_t>(parse_number(arguments.wrap_to, "--wrap-to", 0, 255));
-    job.plan.retries = parse_number(arguments.retries, "--retries", 0, 100);
-    job.plan.boot_limit = std::chrono::seconds(parse_number(arguments.boot_limit, "--wait", 1, 3600));
-    job.plan.low_byte_first = arguments.low_byte_first;
+    UpdateOptions& options = job.options;
+    options.block = parse_number(arguments.block, "--block-size", 1, 250);
+    options.first_number = parse_number(arguments.first_number, "--first-number", 0, 255);
+    options.wrap_to = parse_number(arguments.wrap_to, "--wrap-to", 0, 255);
+    options.retries = parse_number(arguments.retries, "--retries", 0, 100);
+    options.boot_limit = std::chrono::seconds(parse_number(arguments.boot_limit, "--wait", 1, 3600));
+    options.low_byte_first = arguments.low_byte_first;
+    options.without_checksum = arguments.without_checksum;
+    options.with_doubts = true;  // which are told before it is asked for
     job.dry_run = arguments.dry_run;
     job.image = read_image(arguments.file);
+    job.facts = examine_firmware(job.image);
     return job;
+}
+
+// How to go on: where options of this command have to do with it, with their names.
+std::string hint(const UpdateReport& report)
+{
+    switch (report.end) {
+    case UpdateEnd::not_back:
+        return "wait, or switch the reader off and on, then see tagwire info for its version";
+    case UpdateEnd::mark_unanswered:
+        return "see tagwire info for its version; to run the same command again is safe either way";
+    case UpdateEnd::mark_lost:
+    case UpdateEnd::block_lost:
+    case UpdateEnd::link_lost:
+        return "check power and cable, then run the same command again: it starts over";
+    case UpdateEnd::checksum_differs:
+        return "run the same command again: it starts over. If the numbers always differ in the same way, "
+               "see the reader's manual for --block-size, --first-number and --low-byte-first";
+    case UpdateEnd::block_refused:
+        return "see the reader's manual for --block-size, --first-number and --wrap-to, then run the command "
+               "again: it starts over";
+    case UpdateEnd::left_update_mode:
+        return "check its power supply, then run the same command again: it starts over";
+    case UpdateEnd::stopped: return "to update it after all, run the same command again: it starts over";
+    case UpdateEnd::no_checksum:
+        return "to update it without a comparison use --without-checksum, to go back tagwire firmware cancel";
+    default: return report.hint();
+    }
+}
+
+std::string version_text(const std::optional<Version>& version)
+{
+    return version ? fmt::format("{}.{}", version->major, version->minor) : "unknown";
 }
 
 Json event(const char* name)
@@ -97,13 +123,16 @@ class UpdateView {
           live_(!json_ && isatty(STDERR_FILENO) != 0), pace_(make_pace(live_))
     {}
 
-    void show_plan(const std::string& place, const FirmwareVersion& version)
+    void show_plan(const std::string& place, const std::optional<Version>& version)
     {
-        const auto blocks = job_.plan.blocks(job_.image.size());
-        const auto checksum = fmt::format("{:08X}", crc32(job_.image));
+        const auto blocks = (job_.image.size() + job_.options.block - 1) / job_.options.block;
+        const auto checksum = fmt::format("{:08X}", job_.facts.crc32);
         if (!json_) {
-            tell(fmt::format("{}: {} bytes, CRC-32 {}, {} blocks; the reader {} runs version {}", job_.file,
-                             job_.image.size(), checksum, blocks, place, version_text(version)));
+            for (const auto& doubt : job_.facts.doubts) tell(fmt::format("{}: {}", job_.file, doubt));
+            tell(fmt::format("{}: {} bytes, CRC-32 {}, {} blocks; the reader {} {}", job_.file,
+                             job_.image.size(), checksum, blocks, place,
+                             version ? fmt::format("runs version {}", version_text(version))
+                                     : "is in its update mode"));
             return;
         }
         auto object = event("start");
@@ -111,12 +140,14 @@ class UpdateView {
         object["bytes"] = job_.image.size();
         object["blocks"] = blocks;
         object["crc32"] = checksum;
-        object["version"] = version_text(version);
+        if (version) object["version"] = version_text(version);
         show(object);
     }
 
-    void show_progress(const UpdateProgress& progress)
+    void show_progress(const Progress& progress)
     {
+        if (progress.lost) return show_lost(*progress.lost);
+        if (progress.bytes == 0) return;
         const auto now = ProgressPace::Clock::now();
         const TransferStatus status{progress.bytes, progress.total, now - start_};
         if (!pace_.is_due(status, now)) return;
@@ -136,27 +167,17 @@ class UpdateView {
         }
     }
 
-    void show_lost(const LostAnswer& lost)
-    {
-        if (!json_) return;
-        auto object = event("lost");
-        object["block"] = lost.block;
-        object["code"] = lost.code;
-        object["arrived"] = lost.arrived;
-        show(object);
-    }
-
-    void show_end(const UpdateReport& report, const std::string& place)
+    void show_end(const UpdateReport& report)
     {
         if (std::exchange(bar_shown_, false)) tell("");
-        if (json_) show(end_json(report, place));
-        if (!report.is_success()) {
-            complain(problem_text(report, place));
-            tell(advice_text(report));
+        if (json_) show(end_json(report));
+        if (!report.success()) {
+            complain(report.what());
+            tell(advice(report));
         } else if (output_failed_) {
-            tell(success_text(report, place));
+            tell(report.what());
         } else if (!json_) {
-            session_.out.line(success_text(report, place));
+            session_.out.line(report.what());
             session_.out.flush();
             if (report.lost_answers != 0) tell(fmt::format("answers lost: {}", report.lost_answers));
         }
@@ -170,31 +191,36 @@ class UpdateView {
         return live ? ProgressPace(100, milliseconds(200)) : ProgressPace(10, milliseconds(10'000));
     }
 
-    static std::string success_text(const UpdateReport& report, const std::string& place)
+    static std::string advice(const UpdateReport& report)
     {
-        const auto version = report.version.value_or(report.old_version);
-        if (version == report.old_version)
-            return fmt::format("the reader {} runs its new program; its version is still {}", place,
-                               version_text(version));
-        return fmt::format("the reader {} runs version {} now; it was {}", place, version_text(version),
-                           version_text(report.old_version));
+        return fmt::format("{}; {}", report.left_as(), hint(report));
     }
 
-    static Json end_json(const UpdateReport& report, const std::string& place)
+    static Json end_json(const UpdateReport& report)
     {
         auto object = event("end");
-        object["outcome"] = end_name(report.end);
-        object["reader_state"] = state_name(report.state);
+        object["outcome"] = report.end == UpdateEnd::stopped ? "interrupted" : to_string(report.end);
+        object["reader_state"] = to_string(report.state);
         object["blocks_done"] = report.blocks_done;
         object["lost_answers"] = report.lost_answers;
-        object["old_version"] = version_text(report.old_version);
-        if (report.version) object["version"] = version_text(*report.version);
+        if (report.old_version) object["old_version"] = version_text(report.old_version);
+        if (report.version) object["version"] = version_text(report.version);
         if (report.found_checksum) object["reader_crc32"] = fmt::format("{:08X}", *report.found_checksum);
-        if (report.is_success()) return object;
-        object["error"] = problem_text(report, place);
-        object["advice"] = advice_text(report);
-        if (report.code != 0) object["code"] = report.code;
+        if (report.success()) return object;
+        object["error"] = report.what();
+        object["advice"] = advice(report);
+        if (report.result != 0) object["code"] = report.result;
         return object;
+    }
+
+    void show_lost(const LostBlock& lost)
+    {
+        if (!json_) return;
+        auto object = event("lost");
+        object["block"] = lost.block;
+        object["code"] = lost.result;
+        object["arrived"] = lost.arrived;
+        show(object);
     }
 
     // The update goes on when nobody can be told of it.
@@ -220,47 +246,44 @@ class UpdateView {
     ProgressPace::Clock::time_point start_ = ProgressPace::Clock::now();
 };
 
-// A signal ends the wait.
-void wait_for(const InterruptWatch& interrupts, milliseconds time)
+std::optional<Version> version_of(Reader& reader)
 {
-    pollfd signal{interrupts.fd(), POLLIN, 0};
-    poll(&signal, 1, static_cast<int>(time.count()));
-}
-
-UpdateWatcher watch_with(UpdateView& view, const InterruptWatch& interrupts)
-{
-    UpdateWatcher watcher;
-    watcher.interrupted = [&interrupts] { return interrupts.interrupted(); };
-    watcher.progress = [&view](const UpdateProgress& progress) { view.show_progress(progress); };
-    watcher.lost = [&view](const LostAnswer& lost) { view.show_lost(lost); };
-    return watcher;
+    try {
+        return reader.info().firmware;
+    } catch (const Error& error) {
+        if (error.code() != Errc::no_answer || !reader.is_in_update_mode()) throw;
+    }
+    return std::nullopt;
 }
 
 int update(Session& session, const UpdateJob& job)
 {
-    auto reader = connect(session);
-    const auto place = reader->url().place();
+    auto reader = open_reader_in_any_mode(session);
+    const auto place = place_of(reader);
     UpdateView view(session, job);
-    view.show_plan(place, read_information(*reader).version);
+    view.show_plan(place, version_of(reader));
     if (job.dry_run) {
-        reader->require_success(reader->close(), Operation::Close);
         tell("dry run: nothing was changed");
         return exit_success;
     }
-    ConnectedUpdateLink link(std::move(reader),
-                             [&session](milliseconds time) { wait_for(session.interrupts, time); });
-    const auto report = update_firmware(link, job.image, job.plan, watch_with(view, session.interrupts));
-    view.show_end(report, place);
-    return report.is_success() && !view.output_failed() ? exit_success : exit_failure;
+    std::stop_source stop;
+    const InterruptWatch::Hook hook(session.interrupts, [&stop] { stop.request_stop(); });
+    auto report = reader.update_firmware(
+        job.image, [&view](const Progress& progress) { view.show_progress(progress); }, stop.get_token(),
+        job.options);
+    report.reader = place;
+    view.show_end(report);
+    return report.success() && !view.output_failed() ? exit_success : exit_failure;
 }
 
 Work plan_update(const UpdateArguments& arguments)
 {
     auto job = job_from(arguments);
     if (!job.dry_run) {
-        confirm(
-            fmt::format("replace the program of the reader with '{}' ({} bytes)", job.file, job.image.size()),
-            arguments.yes);
+        std::string facts = fmt::format("{} bytes", job.image.size());
+        for (const auto& doubt : job.facts.doubts) facts += ", " + doubt;
+        confirm(fmt::format("replace the program of the reader with '{}' ({})", job.file, facts),
+                arguments.yes);
     }
     return [job = std::move(job)](Session& session) { return update(session, job); };
 }
@@ -280,6 +303,8 @@ void add_update_options(CLI::App& command, UpdateArguments& arguments)
                "seconds to wait for the reader once the new program is marked, 1 to 3600");
     command.add_flag("--low-byte-first", arguments.low_byte_first,
                      "the reader tells its CRC-32 with the low byte first");
+    command.add_flag("--without-checksum", arguments.without_checksum,
+                     "a reader that tells no CRC-32, too: nothing is compared before the mark");
     command.add_flag("--dry-run", arguments.dry_run, "show what would be sent, and change nothing");
     add_yes_option(command, arguments.yes);
     command.footer(
@@ -293,6 +318,24 @@ Examples:
   tagwire firmware update reader-2.4.bin --yes --json)");
 }
 
+struct CancelArguments {};
+
+Work plan_cancel(const CancelArguments&)
+{
+    return [](Session& session) {
+        auto reader = open_reader_in_any_mode(session);
+        const InterruptWatch::Hook hook(session.interrupts, [&reader] { reader.abort(); });
+        reader.leave_update_mode();
+        const auto text = fmt::format("the reader {} is not in its update mode", place_of(reader));
+        if (session.options.json) {
+            session.out.line(json_line(event("cancel")));
+        } else {
+            session.out.line(text);
+        }
+        return exit_success;
+    };
+}
+
 }  // namespace
 
 void add_firmware_commands(Application& application)
@@ -300,6 +343,9 @@ void add_firmware_commands(Application& application)
     auto& group = application.add_group("firmware", "The reader's own program.");
     add_command_with<UpdateArguments>(application, &group, "update", "Replace the reader's program.",
                                       add_update_options, plan_update);
+    add_command_with<CancelArguments>(
+        application, &group, "cancel", "Have a reader leave its update mode: its old program runs on.",
+        [](CLI::App&, CancelArguments&) {}, plan_cancel);
 }
 
 }  // namespace tagwire::tool
