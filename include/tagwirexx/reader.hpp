@@ -141,7 +141,7 @@ class TAGWIREXX_API Reader final {
                                  const std::function<void(const Progress&)>& told = {},
                                  const std::stop_token& stop = {}, const UpdateOptions& options = {});
     // A reader that was left in its update mode and does not say who it is there: for the calls of updates. Throws
-    // Error where it is not in it. Not for serial:auto.
+    // Error where it is known not to be in it. Not for serial:auto.
     static Reader in_update_mode(std::string_view url);
     // An answer that is neither yes nor no is an Error. Readers without a CRC-32 to tell always say no.
     bool is_in_update_mode();

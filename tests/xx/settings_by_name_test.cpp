@@ -435,6 +435,34 @@ TEST_P(SettingsByName, AFamilyThatTheReaderTellsIsFoundOut)
               Errc::no_such_feature);
 }
 
+// One code asks for the temperature, sets a filter time, tells a password and closes a relay.
+TEST_P(SettingsByName, WhatSharesACodeIsAskedOfTheFamilyThatHasIt)
+{
+    constexpr std::uint8_t shared = 0x92;
+    connect_family(sim::ReaderFamily::mobile);
+    const std::uint8_t filter_time = device->settings().filter_time;
+    EXPECT_EQ(patiently([&] { return settings().get("temperature"); }), "25");
+    patiently([&] { settings().set("reader-password", "A1B2C3D4"); });
+    EXPECT_EQ(patiently([&] { return settings().get("reader-password"); }), "A1B2C3D4");
+    EXPECT_EQ(device->settings().filter_time, filter_time);
+
+    connect_family(sim::ReaderFamily::filter);
+    for (const char* name : {"temperature", "reader-password"})
+        EXPECT_EQ(error_of([&] { patiently([&] { return settings().get(name); }); })->code(),
+                  Errc::no_such_feature)
+            << name;
+    EXPECT_EQ(commands(shared), 0U);
+    patiently([&] { settings().set("filter-time", "30"); });
+    EXPECT_EQ(commands(shared), 1U);
+
+    connect_family(sim::ReaderFamily::relay);
+    const SettingsOptions relay{.family = ReaderFamily::relay};
+    EXPECT_EQ(error_of([&] { patiently([&] { return settings(relay).get("temperature"); }); })->code(),
+              Errc::no_such_feature);
+    EXPECT_EQ(commands(shared), 0U);
+    EXPECT_EQ(device->panel().closed_relays, 0);
+}
+
 // -- the way to the reader
 
 TEST_P(SettingsByName, ANewAddressIsFollowed)
