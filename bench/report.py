@@ -122,7 +122,7 @@ def processor():
 
 def main():
     build, options = pathlib.Path(sys.argv[1]), sys.argv[2:]
-    about = {"date": time.strftime("%Y-%m-%d"), "processor": processor(), "kernel": platform.release(),
+    about = {"date": time.strftime("%Y-%m-%d"), "processor": processor(), "kernel": platform.release().split("-")[0],
              "processors": os.cpu_count(), "load": round(os.getloadavg()[0], 1)}
     measured = run(build)
     if options[:1] == ["--json"]:
