@@ -10,10 +10,11 @@ try {
     good.settings().snapshot().save("portal.toml");
     const auto wanted = tagwire::Profile::load("portal.toml");
     for (const auto& change : other.settings().compare(wanted)) std::cout << change << '\n';
-    const auto report = other.settings().apply(wanted);  // identity, secrets and calibration stay as they are
+    const auto report = other.settings().apply(wanted);   // identity, secrets and calibration stay as they are
     for (const auto& failure : report.failed) std::cerr << failure << '\n';
     return report.ok() ? 0 : 1;
-} catch (const tagwire::Error& error) {
+}
+catch (const tagwire::Error& error) {
     std::cerr << error.what() << '\n';
     return 1;
 }

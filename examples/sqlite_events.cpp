@@ -8,8 +8,7 @@ int main(int argc, char** argv)
     sqlite3* file = nullptr;
     sqlite3_stmt* row = nullptr;
     if (argc < 3 || sqlite3_open(argv[1], &file) != SQLITE_OK) return 1;
-    sqlite3_exec(file,
-                 "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
+    sqlite3_exec(file, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
                  "CREATE TABLE IF NOT EXISTS events (at TEXT, reader TEXT, epc TEXT, port INT, what TEXT)",
                  nullptr, nullptr, nullptr);
     sqlite3_prepare_v2(file, "INSERT INTO events VALUES (datetime('now'), ?, ?, ?, ?)", -1, &row, nullptr);

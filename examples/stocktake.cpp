@@ -13,7 +13,8 @@ try {
     }
     std::cout << stock.found.tags().size() << " tags in " << stock.rounds << " rounds\n";
     return stock.found.complete ? 0 : 3;
-} catch (const tagwire::Error& error) {
+}
+catch (const tagwire::Error& error) {
     std::cerr << error.what() << '\n';
     return 1;
 }
