@@ -185,6 +185,11 @@ TEST_P(TagOf, WhoIsNotAloneAnyMoreIsNotTouchedForGood)
     expect_refused(Errc::several_tags, [&] { one.lock_forever(Area::user); });
     expect_refused(Errc::several_tags, [&] { one.open_forever(Area::user); });
     expect_refused(Errc::several_tags, [&] { one.lock_block_forever(0); });
+    const auto renaming = [&] { one.write(Bank::epc, 2, counting(12)); };
+    const auto erasing = [&] { one.erase(Bank::epc, 7, 1); };
+    expect_refused(Errc::several_tags, renaming);
+    expect_refused(Errc::several_tags, erasing);
+    expect_refused(Errc::several_tags, [&] { one.write_epc(epc_of(9)); });
     // A reader that reads no words in inventories does not see that there are two.
     device->inject(sim::Fault::error(0x19, 0xFE, 0));
     twin = tag(tid_of(2));
@@ -193,9 +198,13 @@ TEST_P(TagOf, WhoIsNotAloneAnyMoreIsNotTouchedForGood)
     EXPECT_EQ(user(1, 4), counting(8));
     EXPECT_EQ(user(0, 4), Bytes(8));
     device->clear_faults();
+    const std::uint64_t writes = count(write_command);
     patiently([&] { tag(tid_of(1)).make_untraceable({.epc_words = 1}); });
     expect_refused(Errc::no_tag, [&] { same.kill(secret); });  // the other alone has the EPC now
-    EXPECT_EQ(count(kill_command) + count(lock_command) + count(0x0E), 0U);
+    expect_refused(Errc::no_tag, renaming);
+    expect_refused(Errc::no_tag, erasing);
+    EXPECT_EQ(count(kill_command) + count(lock_command) + count(0x0E) + count(erase_command), 0U);
+    EXPECT_EQ(count(write_command), writes);
     EXPECT_FALSE(device->tag_state(0).killed || device->tag_state(1).killed);
 }
 

@@ -85,6 +85,7 @@ void Gen2Memory::prepare(const MemoryRange& range, std::span<const u8> data)
             std::max<std::size_t>(words, data[std::size_t{control_word - range.first} * 2] >> length_shift);
     image_first_ = control_word;
     image_ = read_with(tag_.proven_password(), {image_first_, static_cast<unsigned>(words + 1)});
+    if (epc_of(image_with(range, data)) != tag_.epc_) tag_.require_in_the_field();
 }
 
 Bytes Gen2Memory::image_with(const MemoryRange& range, std::span<const u8> data) const

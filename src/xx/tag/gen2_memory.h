@@ -28,7 +28,8 @@ class Gen2Memory final : public TagMemory {
     void write(const MemoryRange& range, std::span<const u8> data) override;
     Bytes look(const MemoryRange& range) override;
 
-    // Reads what the tag's name or password is made of, where the write changes it. Throws Error.
+    // Reads what the tag's name or password is made of, where the write changes it. Throws Error, for a new
+    // name also where another tag answers to the old one.
     void prepare(const MemoryRange& range, std::span<const u8> data);
     // With the own password; behind it that is known to be right.
     Bytes read_with(const Password& password, const MemoryRange& range);

@@ -129,8 +129,8 @@ void Tag::write_epc(const Epc& epc)
     Gen2Memory memory(*inside_, Bank::epc, Gen2Memory::How::write, longest + 1);
     Bytes data;
     begin_write(range, [&] {
-        inside_->require_in_the_field();
-        if (epc != inside_->epc_) data = memory.read_with(inside_->proven_password(), {1, 1});
+        if (epc == inside_->epc_) return inside_->require_in_the_field();
+        data = memory.read_with(inside_->proven_password(), {1, 1});
     });
     if (data.empty()) return;
     data[0] = static_cast<u8>(words << length_shift | (data[0] & 0x07));
