@@ -477,6 +477,15 @@ TEST_P(SensorsOf, ALongEpcIsNamedByItsTid)
     SensorTag sensor = tag(epc).sensor();
     EXPECT_EQ(patiently([&] { return sensor.measure(); }).celsius, -18.5);
     expect_invalid([&] { sensor.temperature(SensorChip::g2); });
+    // It leaves behind the first piece.
+    sim::Fault gone = sim::Fault::error(0x19, 0xFB, 0);
+    gone.skip = 1;
+    device->inject(gone);
+    const auto left = error_of([&] { sensor.write_memory(0, Bytes(32), {}, 8); });
+    EXPECT_EQ(left->code(), Errc::no_tag);
+    EXPECT_EQ(left->outcome(), Outcome::partial);
+    EXPECT_THAT(texts(left->written()), ElementsAre("0-7"));
+    EXPECT_THAT(texts(left->not_written()), ElementsAre("8-31"));
 }
 
 TEST_P(SensorsOf, Registers)

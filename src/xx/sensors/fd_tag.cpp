@@ -18,7 +18,8 @@ TagMemory::Limits SensorMemory::limits() const
     constexpr unsigned most_read = 250;
     constexpr unsigned room = 251;  // behind the code of a command
     constexpr unsigned fixed = 13;  // counts, place, and what opens tag and memory
-    const NameOnWire name = tag_.name(write_sensor_memory_call.call, write_sensor_memory_call.most_words);
+    const auto& [call, most_words, code] = write_sensor_memory_call;
+    const NameOnWire name = tag_.name_that_fits(call, most_words);
     const unsigned fit = room - fixed - static_cast<unsigned>(name.size());
     return {.unit = 1, .most_read = most_read, .most_write = std::min(most_bytes_, fit)};
 }

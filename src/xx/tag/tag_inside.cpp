@@ -59,9 +59,16 @@ NameOnWire TagInside::name() const { return by_tid_ ? name_by(*reader_, *tid_) :
 
 NameOnWire TagInside::name(const Call& call, unsigned most_words) const
 {
+    NameOnWire out = name_that_fits(call, most_words);
+    if (!by_tid_ && out.words == NameOnWire::by_mask)
+        only_one(*reader_, find_tags(*reader_, mask_of(*tid_)), tid_text(*tid_));
+    return out;
+}
+
+NameOnWire TagInside::name_that_fits(const Call& call, unsigned most_words) const
+{
     if (by_tid_) return name();
     if (!tid_ || epc_.size() <= std::size_t{2} * most_words) return name_by(*reader_, call, epc_, most_words);
-    only_one(*reader_, find_tags(*reader_, mask_of(*tid_)), tid_text(*tid_));
     return name_by(*reader_, *tid_);
 }
 

@@ -90,6 +90,8 @@ class TagInside {
     // For commands that take an EPC of so many words only: a longer one's tag is named by its TID, which no
     // other may have. Throws Error.
     NameOnWire name(const Call& call, unsigned most_words) const;
+    // The same name, without a look at who else has it.
+    NameOnWire name_that_fits(const Call& call, unsigned most_words) const;
     // For those that take no mask. Throws Error for a tag that is named by its TID.
     NameOnWire name_by_epc(const Call& call, unsigned most_words) const;
     template <class Operation, class... Own, class... Out>
