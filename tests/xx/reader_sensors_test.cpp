@@ -434,6 +434,33 @@ TEST_P(SensorsOf, TwoTagsWithOneEpcAreToldApart)
     EXPECT_EQ(temperatures({.chip = SensorChip::on}).size(), 1U);
 }
 
+TEST_P(SensorsOf, OneThatDoesNotTellItsTidIsNotTakenForItsTwin)
+{
+    // Both TIDs are of 4 words; then one is so short that it is not told.
+    for (const std::size_t bytes : {8U, 4U}) {
+        sim::Scenario scenario = make_scenario(0);
+        scenario.tags = {make_sensor(1, 20), make_sensor(2, 30)};
+        scenario.tags[1].epc = scenario.tags[0].epc;
+        scenario.tags[1].epc.resize(14);
+        for (auto& tag : scenario.tags) {
+            tag.tid[7] = tag.tid[11];
+            tag.tid.resize(8);
+            tag.access_password = {1, 2, 3, 4};
+        }
+        scenario.tags[1].tid.resize(bytes);
+        connect(scenario);
+        Tag twin = tag(Epc(std::span<const std::uint8_t>(scenario.tags[1].epc)), secret);
+        patiently([&] { twin.make_untraceable({.epc_words = 6}); });
+        const Temperatures all = temperatures({.chip = SensorChip::on});
+        const Tid first(std::span<const std::uint8_t>(scenario.tags[0].tid));
+        EXPECT_EQ(all.size(), bytes == 8 ? 2U : 1U);
+        for (const Temperature& measured : all)
+            EXPECT_EQ(measured.celsius, measured.tid == first ? 20 : 30) << measured.problem;
+        for (const Temperature& measured : temperatures({.chip = SensorChip::bx}))
+            EXPECT_THAT(measured.problem, HasSubstr("which others have"));
+    }
+}
+
 TEST_P(SensorsOf, ATagWithoutAnEpcIsAskedByItsTidOrNotAtAll)
 {
     sim::Scenario scenario = cold_store();

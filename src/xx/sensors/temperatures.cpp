@@ -167,31 +167,61 @@ bool ends_the_row(const Error& error)
            error.code() == Errc::no_such_feature;
 }
 
-// Readings of one EPC are of one tag, unless their TIDs tell otherwise. The strongest one counts.
-void add(std::vector<Read>& tags, Read read)
+struct FoundTag {
+    Read read;
+    bool by_tid;  // others have its EPC, or may have it; or it has none
+};
+
+// Readings of one EPC are of one tag, unless their TIDs tell otherwise, and the strongest one counts. One without
+// a TID may be of another tag.
+void add(std::vector<FoundTag>& tags, Read read)
 {
-    const auto same = std::find_if(tags.begin(), tags.end(), [&](const Read& tag) {
-        return tag.epc == read.epc && (!tag.tid || !read.tid || begin_alike(*tag.tid, *read.tid));
-    });
-    if (same == tags.end()) return tags.push_back(std::move(read));
-    const std::optional<Tid> tid = same->tid ? same->tid : read.tid;
-    if (read.rssi > same->rssi) *same = std::move(read);
-    same->tid = tid;
+    bool is_shared = read.epc.empty();
+    for (FoundTag& tag : tags) {
+        Read& known = tag.read;
+        if (known.epc != read.epc) continue;
+        if (!known.tid || !read.tid || begin_alike(*known.tid, *read.tid)) {
+            tag.by_tid |= known.tid.has_value() != read.tid.has_value();
+            const std::optional<Tid> tid = known.tid ? known.tid : read.tid;
+            if (read.rssi > known.rssi) known = std::move(read);
+            known.tid = tid;
+            return;
+        }
+        tag.by_tid = is_shared = true;
+    }
+    tags.push_back({std::move(read), is_shared});
 }
 
-// With their TIDs, of a reader that reads these.
+// In some sessions a tag that was seen keeps silent for a while: then it stays as it was.
+void see_again(InventoryResult& found, InventoryResult again)
+{
+    std::erase_if(found.reads, [&](const Read& read) {
+        return std::any_of(again.reads.begin(), again.reads.end(),
+                           [&](const Read& other) { return other.epc == read.epc; });
+    });
+    std::move(again.reads.begin(), again.reads.end(), std::back_inserter(found.reads));
+    found.complete &= again.complete;
+    found.bad_records += again.bad_records;
+}
+
+// With their TIDs, of a reader that reads these: 6 words, or 4 where none has so many.
 InventoryResult look_around(ReaderInside& inside, const TemperaturePlan& plan)
 {
-    constexpr unsigned tid_words = 6;
     InventoryPlan look{.q = plan.q,
                        .session = plan.session,
                        .target = plan.target,
                        .antennas = plan.antennas,
                        .scan_time = plan.scan_time,
                        .mask = wanted_by(plan),
-                       .words = Words{Bank::tid, 0, tid_words}};
+                       .words = Words{Bank::tid, 0, 6}};
     try {
-        return inventory(inside, look);
+        InventoryResult found = inventory(inside, look);
+        const bool has_tids = std::any_of(found.reads.begin(), found.reads.end(),
+                                          [](const Read& read) { return read.tid.has_value(); });
+        if (has_tids || found.reads.empty()) return found;
+        look.words->count = 4;
+        see_again(found, inventory(inside, look));
+        return found;
     } catch (const Error& error) {
         if (error.code() != Errc::no_such_feature) throw;
     }
@@ -207,25 +237,16 @@ Temperature not_measured_yet(const Read& read)
     return out;
 }
 
-// By its TID where others have its EPC, or where it has none.
-TagInside name_in(ReaderInside& inside, const Temperatures& all, const Temperature& tag,
-                  const Password& password)
-{
-    const auto others =
-        std::count_if(all.begin(), all.end(), [&](const Temperature& other) { return other.epc == tag.epc; });
-    return {inside, SeenTag{.epc = tag.epc, .tid = tag.tid}, others > 1 || tag.epc.empty(), password};
-}
-
 // Whether the reader was silent. It throws Error where it would be for the others, too.
-bool measure_in(ReaderInside& inside, const TemperaturePlan& plan, const Temperatures& all,
-                Temperature& measured, bool was_silent)
+bool measure_in(ReaderInside& inside, const TemperaturePlan& plan, bool by_tid, Temperature& measured,
+                bool was_silent)
 {
     if (measured.epc.empty() && !measured.tid) {  // whichever tag is there would answer
         measured.problem = "the tag has neither an EPC nor a TID to be asked by";
         return was_silent;
     }
     try {
-        TagInside tag = name_in(inside, all, measured, plan.password);
+        TagInside tag(inside, {.epc = measured.epc, .tid = measured.tid}, by_tid, plan.password);
         measure_one(tag, plan.chip, plan.question, measured);
         return false;
     } catch (const Error& error) {
@@ -236,29 +257,22 @@ bool measure_in(ReaderInside& inside, const TemperaturePlan& plan, const Tempera
     }
 }
 
-void measure_each(ReaderInside& inside, const TemperaturePlan& plan, Temperatures& all,
-                  const TemperatureTold& told)
-{
-    bool is_silent = false;
-    for (auto measured = all.readings.begin(); measured != all.readings.end(); ++measured) {
-        is_silent = measure_in(inside, plan, all, *measured, is_silent);
-        if (!told || told(*measured) || measured + 1 == all.readings.end()) continue;
-        all.complete = false;
-        all.readings.erase(measured + 1, all.readings.end());
-        return;
-    }
-}
-
 Temperatures ask_each(ReaderInside& inside, const TemperaturePlan& plan, const TemperatureTold& told)
 {
     InventoryResult found = look_around(inside, plan);
-    std::vector<Read> tags;
+    std::vector<FoundTag> tags;
     for (Read& read : found.reads)
         if (!plan.epc || read.epc == *plan.epc) add(tags, std::move(read));
     Temperatures out;
     out.complete = found.complete && found.bad_records == 0;
-    std::transform(tags.begin(), tags.end(), std::back_inserter(out.readings), not_measured_yet);
-    measure_each(inside, plan, out, told);
+    bool is_silent = false;
+    for (const FoundTag& tag : tags) {
+        Temperature& measured = out.readings.emplace_back(not_measured_yet(tag.read));
+        is_silent = measure_in(inside, plan, tag.by_tid, measured, is_silent);
+        if (!told || told(measured) || &tag == &tags.back()) continue;
+        out.complete = false;
+        break;
+    }
     return out;
 }
 
