@@ -212,6 +212,11 @@ TEST_P(CommissioningOf, PlansAreLookedAtFirst)
     plan = whole_plan(1);
     plan.epc = Epc("123456");
     expect_refused();
+    plan = whole_plan(1);
+    plan.locks.push_back({.area = static_cast<Area>(5)});
+    expect_refused();
+    plan.locks.back() = {.protection = static_cast<Protection>(2)};
+    expect_refused();
 }
 
 // -- tables

@@ -23,6 +23,11 @@ bool hides_kill_password(const CommissioningLock& lock)
     return lock.area == Area::kill_password && lock.protection == Protection::password && lock.forever;
 }
 
+bool is_known(const CommissioningLock& lock)
+{
+    return lock.area <= Area::user && lock.protection <= Protection::password;
+}
+
 State state_of(const Error& error)
 {
     if (error.outcome() == Outcome::unknown) return State::unknown;
@@ -193,6 +198,8 @@ std::string problem_of(const CommissioningPlan& plan)
     if (plan.tid.empty()) return "a tag is named by its TID";
     if (plan.epc && (plan.epc->empty() || plan.epc->size() % 2 != 0 || plan.epc->size() > longest_epc))
         return "an EPC has 1 to 31 whole words of 2 bytes";
+    if (!std::all_of(plan.locks.begin(), plan.locks.end(), is_known))
+        return "a lock is of an area or a protection that there is not";
     const bool has_password = !plan.access.value_or(plan.password).is_zero();
     if (!has_password && std::any_of(plan.locks.begin(), plan.locks.end(), sets_password_lock))
         return "a lock by a password keeps nobody out without an access password: give one";
