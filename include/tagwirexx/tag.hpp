@@ -8,7 +8,8 @@
 // EPC are told apart by their TIDs. Where the reader does not read these, two of one EPC are seen as one, and so
 // are GB or JB tags of one ID: have one only in the field then. From then on the one tag is named to the reader
 // by its whole EPC, or by its TID where others have its EPC or may have it; when a write changes its EPC it is
-// named by the new one.
+// named by the new one. An EPC that begins with another one is another name: readers compare as many words as
+// the name has, and the count of them.
 //
 // What cannot be taken back, and giving a new EPC, is done only where just before no other tag answers to that
 // name.
