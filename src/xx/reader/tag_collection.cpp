@@ -18,6 +18,7 @@ std::span<const std::uint8_t> id_of(const engine::TagRecord& record) { return {r
 
 void TagCollection::take(const engine::TagRecord& record) noexcept
 try {
+    if (out_of_memory_) return;
     if (record.whole && record.id_size <= Epc::longest) return add(record);
     if (record.whole && last_ && words_) return add_data(record);
     ++result_.bad_records;
