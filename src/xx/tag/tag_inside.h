@@ -78,13 +78,16 @@ class TagInside {
     static Tag make_unambiguous(ReaderInside& reader, const SeenTag& tag, Password password);
 
     // Keeps other callers out. Throws std::logic_error for a tag that is not to be found by its name any more.
-    ReaderInside::Turn begin() const
-    {
-        if (hidden_by_ != nullptr)
-            throw std::logic_error(std::string("the tag is not to be found by its name any more: ") +
-                                   hidden_by_);
-        return ReaderInside::Turn(*reader_);
-    }
+    class TagTurn : public ReaderInside::Turn {
+      public:
+        explicit TagTurn(const TagInside& tag) : Turn(*tag.reader_)
+        {
+            if (tag.hidden_by_ != nullptr)
+                throw std::logic_error(std::string("the tag is not to be found by its name any more: ") +
+                                       tag.hidden_by_);
+        }
+    };
+    TagTurn begin() const { return TagTurn(*this); }
 
     NameOnWire name() const;
     // For commands that take an EPC of so many words only: a longer one's tag is named by its TID, which no
