@@ -19,7 +19,7 @@ struct ErrorDetails;
 enum class Errc {
     no_answer = 1,    // nothing, or nothing whole, came in time
     bad_answer,       // what came was damaged, for another command, or shorter than it must be
-    refused,          // the reader answered with a status that is not success
+    refused,          // by a status of the reader, or because of what was found: see Error::text()
     tag_refused,      // the tag answered with an error of its own
     cannot_open,      // the link could not be opened: name, address, device, permission, descriptors
     in_use,           // the serial device is another connection's

@@ -165,10 +165,11 @@ struct SpiExchange {
 using ReadingTold = std::function<bool(const Progress&)>;
 
 // What a Tag measures, by Tag::sensor(). It is the same tag, by the same name and password, and may outlive the
-// Tag; copies are of one tag. For its Reader, threads and errors see tagwirexx/tag.hpp.
+// Tag; copies are of one tag, and one that was moved from can be assigned to and destroyed, nothing else. For its
+// Reader, threads and errors see tagwirexx/tag.hpp: for threads a Tag and all its SensorTags count as one.
 //
-// What the tag loses for good (its log, its registers, an alarm) it loses only where just before no other tag
-// answers to its name.
+// What the tag loses for good (its log, registers, an alarm, a block that a measurement is kept at) it loses only
+// where just before no other tag answers to its name; and only there is it put to sleep.
 class TAGWIREXX_API SensorTag final {
   public:
     const Epc& epc() const noexcept;
@@ -194,7 +195,8 @@ class TAGWIREXX_API SensorTag final {
                       const Password& memory_password = {}, unsigned most_bytes = 32);
 
     // The log stands in the data memory, from a byte on that is the chip's own matter: a count of 2 bytes, and
-    // the samples behind it. Refused where a log runs, or one lies there that would be lost.
+    // the samples behind it. Refused where a log runs, one lies there that would be lost, or what lies there
+    // is no log, as in erased memory.
     void start_log(const LogPlan& plan, unsigned first_byte, const Password& memory_password = {});
     // Whatever log the tag has is lost.
     void start_log_anew(const LogPlan& plan);

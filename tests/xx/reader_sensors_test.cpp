@@ -321,6 +321,14 @@ TEST_P(SensorsOf, WhatDidNotComeIsAProblem)
     expect_short(0x13, {0xF0, 0, 0}, SensorChip::g2);
     expect_short(0x13, {0xF0, 0, 0, 7, 0, 0}, SensorChip::g2);
     expect_short(0x86, sim::Bytes(7), SensorChip::em);
+    for (const std::size_t size : {4U, 7U, 9U}) {
+        sim::Bytes data{0xF4, 0, 0, 7};
+        data.resize(size);
+        const auto measured = with_answer(0x86, data, [&] { return tag.temperature(SensorChip::em); });
+        EXPECT_THAT(measured.problem, HasSubstr(std::to_string(size) + " bytes and not 8"));
+        EXPECT_THAT(measured.raw, ElementsAre(0xF4, 0, 0, 7));
+        EXPECT_FALSE(measured.celsius);
+    }
     EXPECT_FALSE(
         with_answer(0x86, sim::Bytes(8), [&] { return tag.temperature(SensorChip::em); }).measured_at);
     EXPECT_THAT(with_answer(0x02, {0, 0}, [&] { return tag.temperature(SensorChip::em); }).problem,
@@ -334,18 +342,21 @@ TEST_P(SensorsOf, WhatDidNotComeIsAProblem)
         0x17, {1, 1, 6, 1, 2, 3, 4, 5, 6, 99}, [&] { return reader().temperatures({.antennas = {Port(1)}}); },
         1);
     ASSERT_EQ(short_record.size(), 1U);
+    EXPECT_FALSE(short_record.complete);
     EXPECT_TRUE(short_record.readings[0].epc.empty());
     EXPECT_THAT(short_record.readings[0].problem, HasSubstr("not an EPC"));
     const auto odd_record = with_answer(
         0x17, {1, 1, 10, 1, 2, 3, 0xF4, 0, 0, 7, 0, 0, 0x20, 99},
         [&] { return reader().temperatures({.antennas = {Port(1)}}); }, 1);
     ASSERT_EQ(odd_record.size(), 1U);
+    EXPECT_FALSE(odd_record.complete);
     EXPECT_TRUE(odd_record.readings[0].epc.empty());
     EXPECT_FALSE(odd_record.readings[0].celsius);
     EXPECT_THAT(odd_record.readings[0].raw, ElementsAre(1, 2, 3, 0xF4, 0, 0, 7, 0, 0, 0x20));
     const auto cut_record = with_answer(
-        0x17, {1, 1, 20, 1, 2}, [&] { return reader().temperatures({.antennas = {Port(1)}}); }, 1);
+        0x17, {1, 3, 20, 1, 2}, [&] { return reader().temperatures({.antennas = {Port(1)}}); }, 1);
     ASSERT_EQ(cut_record.size(), 1U);
+    EXPECT_FALSE(cut_record.complete);
     EXPECT_THAT(cut_record.readings[0].problem, HasSubstr("cut off"));
     EXPECT_TRUE(cut_record.readings[0].raw.empty());
 }
@@ -482,17 +493,23 @@ TEST_P(SensorsOf, WhoIsNotAloneAnyMoreLosesNothing)
             EXPECT_EQ(error->outcome(), Outcome::nothing);
             EXPECT_FALSE(error->answered().empty());
         };
+        const std::uint64_t looks = count(0xC8);
         refused([&] { sensor.start_log({}, log_place); });
+        EXPECT_EQ(count(0xC8), looks) << "another's log is not looked at";
         refused([&] { sensor.start_log_anew({}); });
         refused([&] { sensor.stop_log(); });
         refused([&] { sensor.renew_registers(); });
         refused([&] { sensor.reset_alarm(); });
+        refused([&] { sensor.write_register(1, 2); });
+        refused([&] { sensor.measure({.block = 3}); });
+        refused([&] { sensor.sleep(); });
     };
     show_twin();
     expect_refused(Errc::several_tags);
     show_words(tid_of(1), 1);
     expect_refused(Errc::no_tag);  // the other alone has the EPC now
-    EXPECT_EQ(count(0xC6) + count(0xC7) + count(0xC0) + count(0x88), 0U);
+    for (const std::uint8_t command : {0xC6, 0xC7, 0xC0, 0x88, 0xC2, 0xC5, 0xCA})
+        EXPECT_EQ(count(command), 0U) << int{command};
 }
 
 TEST_P(SensorsOf, ALongEpcIsNamedByItsTid)
@@ -618,11 +635,7 @@ TEST_P(SensorsOf, AWrongPasswordGoesOutOncePerCall)
     secured_sensor();
     const Password wrong("DEADBEEF");
     SensorTag sensor = tag(epc_of(1), wrong).sensor();
-    const auto expect_once = [&](auto act) {
-        device->forget_requests();
-        const auto error = error_of(act);
-        EXPECT_EQ(error->code(), Errc::refused) << error->what();
-        EXPECT_EQ(error->outcome(), Outcome::nothing);
+    const auto expect_sent_once = [&] {
         const auto requests = device->requests();
         const auto bytes = wrong.bytes();
         EXPECT_EQ(std::count_if(requests.begin(), requests.end(),
@@ -633,6 +646,20 @@ TEST_P(SensorsOf, AWrongPasswordGoesOutOncePerCall)
                                 }),
                   1);
     };
+    const auto expect_once = [&](auto act) {
+        device->forget_requests();
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::refused) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        expect_sent_once();
+    };
+    // Looking behind a lost answer does not make it a right one.
+    for (int i = 0; i < 2; ++i)
+        losing(0xC2, [&] {
+            device->forget_requests();
+            EXPECT_EQ(error_of([&] { sensor.write_register(1, 2); })->code(), Errc::no_answer);
+            expect_sent_once();
+        });
     expect_once([&] { sensor.temperature(SensorChip::em); });
     expect_once([&] { sensor.write_register(1, 2); });
     expect_once([&] { sensor.renew_registers(); });
@@ -650,10 +677,24 @@ TEST_P(SensorsOf, AWritingWhoseAnswerIsLostIsLookedAt)
     EXPECT_EQ(patiently([&] { return tag.read_memory(0, 32); }), data);
     losing(0xC2, [&] { tag.write_register(1, 0xBEEF); });
     EXPECT_EQ(patiently([&] { return tag.read_register(1); }), 0xBEEF);
-    device->inject(sim::Fault::silence(1));
+    sim::Fault silence = sim::Fault::silence(1);
+    silence.command = 0xC2;
+    device->inject(silence);
     const auto error = error_of([&] { tag.write_register(1, 0x1234); });
     EXPECT_EQ(error->outcome(), Outcome::unknown);
     EXPECT_THAT(error->what(), HasSubstr("register 1 holds BEEF"));
+    // A tag that refuses what it has done, and one that has not done it.
+    sim::Fault refusal = sim::Fault::set_byte(3, 0xFC);
+    refusal.command = 0xC2;
+    device->inject(refusal);
+    const auto done = error_of([&] { tag.write_register(1, 0x1234); });
+    EXPECT_EQ(done->code(), Errc::tag_refused);
+    EXPECT_EQ(done->outcome(), Outcome::unknown);
+    EXPECT_THAT(done->what(), HasSubstr("register 1 holds 1234"));
+    device->inject(sim::Fault::error(0xC2, 0xFC));
+    const auto undone = error_of([&] { tag.write_register(1, 0xBEEF); });
+    EXPECT_EQ(undone->outcome(), Outcome::nothing);
+    EXPECT_THAT(undone->what(), HasSubstr("register 1 holds 1234"));
 }
 
 TEST_P(SensorsOf, MeasuringFurther)
@@ -756,6 +797,10 @@ TEST_P(SensorsOf, WhatIsNoLogIsNotReadAsOne)
                   with_answer(0xC3, {0xFF, 0xFF}, [&] { return tag.read_log(100); });
               })->code(),
               Errc::bad_answer);
+    const auto erased = error_of([&] { with_answer(0xC3, {0xFF, 0xFF}, [&] { tag.start_log({}, 100); }); });
+    EXPECT_EQ(erased->code(), Errc::refused);
+    EXPECT_THAT(erased->what(), HasSubstr("there is no log"));
+    EXPECT_EQ(count(0xC6), 0U);
 }
 
 TEST_P(SensorsOf, ALongReadingTellsHowFarItCame)
@@ -867,6 +912,7 @@ TEST_P(SensorsOf, TagAndReaderAreIdentified)
         << "a second time";
     expect_invalid([&] { identification.tag(Epc(std::string(64, '0'))); });
     expect_invalid([&] { identification.tag(Epc("010203")); });
+    expect_invalid([&] { identification.tag(Epc()); });
     EXPECT_EQ(error_of([&] { patiently([&] { identification.tag(epc_of(9)); }); })->code(), Errc::no_tag);
 }
 

@@ -30,10 +30,10 @@ Bytes SensorMemory::read_with(const Password& access, const Password& own, const
     how.call.least = static_cast<int>(range.count);
     std::vector<u8> data(range.count);
     auto first = word_bytes(range.first);
-    ask_sensor(tag_, how, &O::Fd_ReadMemory,
-               std::tuple(first.data(), static_cast<u8>(range.count), in(access),
-                          static_cast<u8>(!own.is_zero()), in(own)),
-               data.data());
+    ask_sensor_with(access, tag_, how, &O::Fd_ReadMemory,
+                    std::tuple(first.data(), static_cast<u8>(range.count), in(access),
+                               static_cast<u8>(!own.is_zero()), in(own)),
+                    data.data());
     return data;
 }
 
@@ -97,7 +97,8 @@ Bytes measure_fd(TagInside& tag, const SensorCall& how, const Measurement& measu
 SensorMode ask_mode(TagInside& tag, const SensorCall& how, const Password& password, bool wakes)
 {
     std::array<u8, 2> bits{};
-    ask_sensor(tag, how, &O::Fd_OP_Mode_Chk, std::tuple(static_cast<u8>(wakes), in(password)), bits.data());
+    ask_sensor_with(password, tag, how, &O::Fd_OP_Mode_Chk, std::tuple(static_cast<u8>(wakes), in(password)),
+                    bits.data());
     return {static_cast<std::uint16_t>(bits[0] << 8U | bits[1])};
 }
 

@@ -27,6 +27,7 @@ void require_success(ReaderInside& inside, const Call& call)
 
 IdentifiedTag Identification::tag(const std::optional<Epc>& epc)
 {
+    if (epc && epc->empty()) refuse_value(*inside_, identify_call, "the EPC is empty");
     NameOnWire name = name_by(*inside_, identify_call, epc.value_or(Epc()), longest_identified_epc);
     u8 size = 0;
     u8 rssi = 0;

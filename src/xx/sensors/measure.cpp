@@ -60,9 +60,14 @@ void measure_em(TagInside& tag, const SensorCall& how, const SensorQuestion& que
     const u8 anew{!question.latest};
     ask_sensor(tag, how, &O::GetEMTmpData, std::tuple(sends_uid, anew, in(tag.password_)), uid.data(),
                sense.data(), utc.data());
-    const int uid_size = tag.reader_->came() - fixed_size;
-    const bool is_whole = uid_size >= 0 && (!question.with_uid || uid[0] == uid_size);
-    if (!is_whole) return;
+    const int came = tag.reader_->came();
+    const int uid_size = came - fixed_size;
+    if (uid_size != (question.with_uid ? int{uid[0]} : 0)) {
+        if (!question.with_uid) measured.raw = as_came(sense, came, sense_size);
+        measured.problem = "the answer has " + std::to_string(came) + " bytes and not " +
+                           (question.with_uid ? "an ID and " : "") + std::to_string(fixed_size);
+        return;
+    }
     measured.raw.assign(sense.begin(), sense.end());
     const std::uint32_t seconds =
         std::uint32_t{utc[0]} << 24U | std::uint32_t{utc[1]} << 16U | std::uint32_t{utc[2]} << 8U | utc[3];
@@ -144,7 +149,7 @@ void measure_one(TagInside& tag, SensorChip chip, const SensorQuestion& question
     default: measure_g2(tag, how, question, time, measured);
     }
     measured.received = {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
-    convert(rule, measured);
+    if (measured.problem.empty()) convert(rule, measured);
 }
 
 }  // namespace v1

@@ -34,17 +34,25 @@ inline void require_done(const TagInside& tag, const SensorCall& how, int result
     reader.require(how.call, reader.came());
 }
 
-// As ask_tag().
+// As ask_tag(), with a password that may be another than the tag's.
 template <class Operation, class... Own, class... Out>
-void ask_sensor(TagInside& tag, const SensorCall& how, Operation operation, const std::tuple<Own...>& own,
-                Out... out)
+void ask_sensor_with(const Password& password, TagInside& tag, const SensorCall& how, Operation operation,
+                     const std::tuple<Own...>& own, Out... out)
 {
     const ReaderInside::Turn turn(*tag.reader_);
     int error = -1;
     const int result = run_for_tag(*tag.reader_, how.call, tag.name(how.call, how.most_words), error,
                                    operation, own, out...);
     require_done(tag, how, result, error);
-    tag.is_password_right_ = true;
+    if (password == tag.password_) tag.is_password_right_ = true;
+}
+
+// With the tag's own.
+template <class Operation, class... Own, class... Out>
+void ask_sensor(TagInside& tag, const SensorCall& how, Operation operation, const std::tuple<Own...>& own,
+                Out... out)
+{
+    ask_sensor_with(tag.password_, tag, how, operation, own, out...);
 }
 
 }  // namespace v1

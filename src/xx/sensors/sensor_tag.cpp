@@ -52,8 +52,8 @@ std::uint16_t ask_register(TagInside& tag, unsigned number, const Password& pass
 {
     auto address = word_bytes(number);
     std::array<u8, 2> value{};
-    ask_sensor(tag, read_register_call, &O::Fd_ReadReg, std::tuple(address.data(), in(password)),
-               value.data());
+    ask_sensor_with(password, tag, read_register_call, &O::Fd_ReadReg,
+                    std::tuple(address.data(), in(password)), value.data());
     return number_of(value);
 }
 
@@ -104,6 +104,17 @@ MemoryRange place_of_log(const ReaderInside& reader, const SensorCall& how, unsi
 {
     checked(reader, how.call, "the first byte of the log", first_byte, 0, SensorMemory::end - sample_size);
     return {first_byte, sample_size};
+}
+
+bool has_room(unsigned first_byte, unsigned samples)
+{
+    return first_byte + (1 + samples) * sample_size <= SensorMemory::end;
+}
+
+std::string no_log(unsigned first_byte, unsigned samples)
+{
+    return "there is no log: " + std::to_string(samples) + " samples have no room behind byte " +
+           std::to_string(first_byte);
 }
 
 LogSample sample_of(std::span<const u8> bytes)
@@ -157,6 +168,7 @@ Measured SensorTag::measure(const Measurement& measurement)
     if (measurement.block) {
         checked(*inside_->reader_, how.call, "the block", *measurement.block, 0, 255);
         how.call.effect = Effect::change;
+        inside_->require_in_the_field();
     }
     const Bytes raw = measure_fd(*inside_, how, measurement);
     Measured out{number_of(raw)};
@@ -184,14 +196,15 @@ void SensorTag::write_register(unsigned number, std::uint16_t value)
     const auto text = [&](std::uint16_t found) {
         return "register " + std::to_string(number) + " holds " + to_hex(word_bytes(found));
     };
+    inside_->require_in_the_field();
     try {
         send_register(*inside_, number, value);
     } catch (const Error& error) {
-        if (error.outcome() != Outcome::unknown) throw;
+        if (!may_have_been_done(error)) throw;
         const auto found = look_until_told(look);
-        if (found == value) return;
+        if (found == value && error.outcome() == Outcome::unknown) return;
         throw told_again(error, found ? "; " + text(*found) : "; what it holds could not be seen",
-                         Outcome::unknown);
+                         found && found != value ? error.outcome() : Outcome::unknown);
     }
     if (const std::uint16_t found = read_back(reader, call, look); found != value)
         fail_as_different(reader, call, text(found) + ", which is not what was written");
@@ -240,9 +253,14 @@ void SensorTag::start_log(const LogPlan& plan, unsigned first_byte, const Passwo
     const ReaderInside& reader = *inside_->reader_;
     check_plan(reader, plan);
     const MemoryRange place = place_of_log(reader, start_log_call, first_byte);
+    inside_->require_in_the_field();  // what is looked at now is of this tag
     const SensorMode now = mode();
     if (now.logs()) refuse_log(reader, "a log runs");
     const unsigned count = number_of(SensorMemory(*inside_, memory_password).read(place));
+    if (!has_room(first_byte, count))
+        throw Error(Errc::refused, start_log_call.call.name, reader.name(),
+                    no_log(first_byte, count) + ", as in erased memory, or behind a wrong place: "
+                                                "start_log_anew() begins one wherever it stands");
     if (now.log_is_full() || count != 0)
         refuse_log(reader, "the tag holds a log of " + std::to_string(count) + " samples");
     begin_log(*inside_, plan, now);
@@ -277,10 +295,8 @@ std::vector<LogSample> SensorTag::read_log(unsigned first_byte, const Password& 
     SensorMemory memory(*inside_, memory_password);
     const unsigned count = number_of(memory.read(place));
     const unsigned first = first_byte + sample_size;
-    if (first + count * sample_size > SensorMemory::end)
-        throw Error(Errc::bad_answer, read_log_call.call.name, reader.name(),
-                    "there is no log: " + std::to_string(count) + " samples have no room behind byte " +
-                        std::to_string(first_byte));
+    if (!has_room(first_byte, count))
+        throw Error(Errc::bad_answer, read_log_call.call.name, reader.name(), no_log(first_byte, count));
     const Bytes samples = memory.read_told({first, count * sample_size}, told);
     std::vector<LogSample> out;
     for (std::size_t at = 0; at < samples.size(); at += sample_size)
@@ -299,6 +315,7 @@ SensorMode SensorTag::mode()
 void SensorTag::sleep()
 {
     const auto turn = inside_->begin();
+    inside_->require_in_the_field();
     ask_sensor(*inside_, sleep_call, &O::Fd_DeepSleep, std::tuple(in(inside_->password_)));
 }
 

@@ -28,7 +28,11 @@ class TemperatureSink final : public RecordSink {
 
     void take(const engine::TagRecord& record) noexcept override
     try {
-        add(temperature_of(record));
+        if (out_of_memory_) return;
+        // All of a frame that lies behind its end is cut off.
+        const bool is_told = is_cut_off_ && !record.whole;
+        is_cut_off_ = !record.whole;
+        if (!is_told) add(temperature_of(record));
     } catch (const std::bad_alloc&) {
         out_of_memory_ = true;
     }
@@ -37,10 +41,11 @@ class TemperatureSink final : public RecordSink {
         if (out_of_memory_) throw std::bad_alloc();
         return std::move(readings_);
     }
+    bool is_damaged() const { return is_damaged_; }
 
   private:
     // The EPC, what the sensor tells, and the calibration where there is one.
-    Temperature temperature_of(const engine::TagRecord& record) const
+    Temperature temperature_of(const engine::TagRecord& record)
     {
         const std::span<const u8> id(record.id, record.id_size);
         const std::size_t raw = rule_.raw_size();
@@ -56,6 +61,7 @@ class TemperatureSink final : public RecordSink {
             out.problem = record.whole ? "the record is not an EPC of whole words and a temperature"
                                        : "the record was cut off";
             if (record.whole) out.raw.assign(id.begin(), id.end());
+            is_damaged_ = true;
             return out;
         }
         const auto sensor = id.last(tail);
@@ -82,6 +88,8 @@ class TemperatureSink final : public RecordSink {
     const std::optional<Epc>& wanted_;
     std::map<Epc, std::size_t> places_;
     std::vector<Temperature> readings_;
+    bool is_cut_off_ = false;
+    bool is_damaged_ = false;
     bool out_of_memory_ = false;
 };
 
@@ -156,6 +164,7 @@ Temperatures take_inventories(ReaderInside& inside, const TemperaturePlan& plan)
             });
     }
     out.readings = sink.take_readings();
+    out.complete &= !sink.is_damaged();
     return out;
 }
 
