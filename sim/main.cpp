@@ -18,9 +18,9 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
+#include "scenario/fault.h"
 #include "scenario/scenario.h"
 #include "simulator.h"
-#include "scenario/fault.h"
 
 namespace {
 

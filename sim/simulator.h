@@ -20,8 +20,8 @@
 #include "device/settings.h"
 #include "field/sensor_tags.h"
 #include "field/tag.h"
-#include "scenario/scenario.h"
 #include "scenario/fault.h"
+#include "scenario/scenario.h"
 
 namespace tagwire::sim {
 

@@ -100,7 +100,7 @@ struct ReaderSettings {
     ProtocolFamily protocol_family = ProtocolFamily::gb;
     unsigned buffer_size = 1000;  // tags that each of the reader's buffers holds
     Time s1_persistence = std::chrono::seconds(2);
-    std::vector<Fault> faults;  // that it has from its start
+    std::vector<Fault> faults;                      // that it has from its start
     Time s2_persistence = std::chrono::seconds(5);  // of sessions 2 and 3
 };
 
