@@ -12,9 +12,11 @@ namespace tagwire::tool {
 
 namespace {
 
-constexpr int most_attempts = 5;
+constexpr int most_attempts = 10;
 constexpr int most_silences = 2;  // of a reader that answers other commands
 constexpr int unknown_command = TAGWIRE_INVENTORY_UNKNOWN;
+
+bool is_garbled(int code) { return code == TAGWIRE_BAD_CRC || code == TAGWIRE_WRONG_COMMAND; }
 
 using Reading = SettingAccess::Reading;
 
@@ -116,8 +118,7 @@ int SettingAccess::exchange(std::uint8_t index, const Request& request)
         auto address = address_;
         const int code = request(call_to(address, index));
         if (code == TAGWIRE_BAD_HANDLE || code == TAGWIRE_BUSY) throw Failure(text(code));
-        const bool is_garbled = code == TAGWIRE_BAD_CRC || code == TAGWIRE_WRONG_COMMAND;
-        if (!is_garbled && code != TAGWIRE_NO_ANSWER) return code;
+        if (!is_garbled(code) && code != TAGWIRE_NO_ANSWER) return code;
         require_answer(code);
         if (code == TAGWIRE_NO_ANSWER && ++silences == most_silences) return code;
         if (attempt < most_attempts) continue;
@@ -126,13 +127,16 @@ int SettingAccess::exchange(std::uint8_t index, const Request& request)
     }
 }
 
+// What a reader reports by itself may stand in its answer's way: that is no silence.
 bool SettingAccess::answers_at(std::uint8_t address)
 {
-    constexpr int attempts = 2;
     Bytes ignored;
-    for (int i = 0; i < attempts; ++i) {
+    int silences = 0;
+    for (int attempt = 0; attempt < most_attempts && silences < most_silences; ++attempt) {
         auto asked = address;
-        if (sources::information.read(call_to(asked, 0), ignored) == TAGWIRE_OK) return true;
+        const int code = sources::information.read(call_to(asked, 0), ignored);
+        if (code == TAGWIRE_OK) return true;
+        if (!is_garbled(code)) ++silences;
     }
     return false;
 }
