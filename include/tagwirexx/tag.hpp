@@ -11,8 +11,8 @@
 // named by the new one. An EPC that begins with another one is another name: readers compare as many words as
 // the name has, and the count of them.
 //
-// What cannot be taken back, and giving a new EPC, is done only where just before no other tag answers to that
-// name.
+// What cannot be taken back, what hides a tag, and giving a new EPC is done only where just before no other tag
+// answers to that name.
 //
 // Tags are of their Reader, as long as that lives. One thread at a time calls a Tag; several may have Tags of
 // one Reader, whose calls take turns, and Reader::abort() ends the one in progress. Of a call several commands

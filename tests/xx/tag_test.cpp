@@ -103,6 +103,21 @@ class TagOf : public VirtualReader {
         inside.reset();
         open();
     }
+    // The second has the EPC of the first and more, which it can hide.
+    static sim::Scenario twins()
+    {
+        sim::Scenario scenario = portal(2);
+        scenario.tags[1].epc.assign(scenario.tags[0].epc.begin(), scenario.tags[0].epc.end());
+        scenario.tags[1].epc.resize(14);
+        return scenario;
+    }
+    template <class Act> static void expect_not_alone(Errc code, Act act)
+    {
+        const auto error = error_of([&] { patiently(act); });
+        EXPECT_EQ(error->code(), code) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_FALSE(error->answered().empty());
+    }
     void lose(std::uint8_t command) { inject(sim::Fault::lose(), command); }
     void silence(std::uint8_t command) { inject(sim::Fault::silence(1), command); }
 };
@@ -166,30 +181,22 @@ TEST_P(TagOf, TwoTagsOfOneEpcAreToldApartByTheirTids)
 
 TEST_P(TagOf, WhoIsNotAloneAnyMoreIsNotTouchedForGood)
 {
-    sim::Scenario scenario = portal(2);
-    scenario.tags[1].epc.assign(scenario.tags[0].epc.begin(), scenario.tags[0].epc.end());
-    scenario.tags[1].epc.resize(14);
+    sim::Scenario scenario = twins();
     for (auto& tag : scenario.tags) tag.kill_password = {0x11, 0x22, 0x33, 0x44};
     connect(scenario);
     Tag one = first();
     Tag same = first();
     Tag twin = tag(tid_of(2));
     patiently([&] { twin.make_untraceable({.epc_words = 6}); });  // shows the EPC of the first
-    const auto expect_refused = [&](Errc code, auto act) {
-        const auto error = error_of([&] { patiently(act); });
-        EXPECT_EQ(error->code(), code) << error->what();
-        EXPECT_EQ(error->outcome(), Outcome::nothing);
-        EXPECT_FALSE(error->answered().empty());
-    };
-    expect_refused(Errc::several_tags, [&] { one.kill(secret); });
-    expect_refused(Errc::several_tags, [&] { one.lock_forever(Area::user); });
-    expect_refused(Errc::several_tags, [&] { one.open_forever(Area::user); });
-    expect_refused(Errc::several_tags, [&] { one.lock_block_forever(0); });
+    expect_not_alone(Errc::several_tags, [&] { one.kill(secret); });
+    expect_not_alone(Errc::several_tags, [&] { one.lock_forever(Area::user); });
+    expect_not_alone(Errc::several_tags, [&] { one.open_forever(Area::user); });
+    expect_not_alone(Errc::several_tags, [&] { one.lock_block_forever(0); });
     const auto renaming = [&] { one.write(Bank::epc, 2, counting(12)); };
     const auto erasing = [&] { one.erase(Bank::epc, 7, 1); };
-    expect_refused(Errc::several_tags, renaming);
-    expect_refused(Errc::several_tags, erasing);
-    expect_refused(Errc::several_tags, [&] { one.write_epc(epc_of(9)); });
+    expect_not_alone(Errc::several_tags, renaming);
+    expect_not_alone(Errc::several_tags, erasing);
+    expect_not_alone(Errc::several_tags, [&] { one.write_epc(epc_of(9)); });
     // A reader that reads no words in inventories does not see that there are two.
     device->inject(sim::Fault::error(0x19, 0xFE, 0));
     twin = tag(tid_of(2));
@@ -200,12 +207,33 @@ TEST_P(TagOf, WhoIsNotAloneAnyMoreIsNotTouchedForGood)
     device->clear_faults();
     const std::uint64_t writes = count(write_command);
     patiently([&] { tag(tid_of(1)).make_untraceable({.epc_words = 1}); });
-    expect_refused(Errc::no_tag, [&] { same.kill(secret); });  // the other alone has the EPC now
-    expect_refused(Errc::no_tag, renaming);
-    expect_refused(Errc::no_tag, erasing);
+    expect_not_alone(Errc::no_tag, [&] { same.kill(secret); });  // the other alone has the EPC now
+    expect_not_alone(Errc::no_tag, renaming);
+    expect_not_alone(Errc::no_tag, erasing);
     EXPECT_EQ(count(kill_command) + count(lock_command) + count(0x0E) + count(erase_command), 0U);
     EXPECT_EQ(count(write_command), writes);
     EXPECT_FALSE(device->tag_state(0).killed || device->tag_state(1).killed);
+}
+
+TEST_P(TagOf, WhoIsNotAloneAnyMoreIsNotHidden)
+{
+    sim::Scenario scenario = twins();
+    for (auto& tag : scenario.tags) tag.access_password = {0x11, 0x22, 0x33, 0x44};
+    connect(scenario);
+    Tag one = first(secret);
+    patiently([&] { tag(tid_of(2), secret).make_untraceable({.epc_words = 6}); });
+    const auto sent = [&] { return count(0x08) + count(0x12) + count(0x1F) + count(0xE9); };
+    const auto expect_refused = [&](Errc code) {
+        const std::uint64_t before = sent();
+        expect_not_alone(code, [&] { one.set_qt(2); });
+        expect_not_alone(code, [&] { one.set_privacy(); });
+        expect_not_alone(code, [&] { one.make_untraceable({.epc_words = 1}); });
+        expect_not_alone(code, [&] { one.silence(); });
+        EXPECT_EQ(sent(), before);
+    };
+    expect_refused(Errc::several_tags);
+    patiently([&] { tag(tid_of(1), secret).make_untraceable({.epc_words = 1}); });
+    expect_refused(Errc::no_tag);  // the other alone has the EPC now
 }
 
 TEST_P(TagOf, WhoCannotBeToldApartIsNotTouched)
@@ -641,6 +669,7 @@ TEST_P(TagOf, EasAndAuthentication)
 
 TEST_P(TagOf, ThatHidesIsToBeFoundAnew)
 {
+    connect(portal(1));  // any tag may answer where privacy is asked for
     Tag one = first();
     EXPECT_EQ(patiently([&] { return one.qt(); }), 0);
     patiently([&] { one.set_qt(2); });

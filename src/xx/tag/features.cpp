@@ -113,6 +113,7 @@ std::uint8_t Tag::qt()
 void Tag::set_qt(std::uint8_t control)
 {
     const auto turn = inside_->begin();
+    inside_->require_in_the_field();
     hide(*inside_, "its QT control was set", [&] {
         inside_->ask(set_qt_call, &O::SetMonza4QTWorkParamter_G2,
                      std::tuple(control, in(inside_->password_)));
@@ -141,6 +142,7 @@ Bytes Tag::authenticate(const AuthenticateMessage& message)
 void Tag::set_privacy()
 {
     const auto turn = inside_->begin();
+    inside_->require_in_the_field();
     hide(*inside_, "its privacy was set",
          [&] { inside_->ask(privacy_call, &O::SetPrivacyByEPC_G2, std::tuple(in(inside_->password_))); });
 }
@@ -154,6 +156,7 @@ Untraceable Tag::make_untraceable(const Untraceable& what)
     const u8 words = byte(reader, untraceable_call, "the count of words of the EPC", *sent.epc_words, 0, 31);
     const u8 tid = byte(reader, untraceable_call, "the TID's value", static_cast<int>(what.tid), 0, 2);
     const u8 range = byte(reader, untraceable_call, "the range's value", static_cast<int>(what.range), 0, 2);
+    inside_->require_in_the_field();
     hide(*inside_, "it was made untraceable", [&] {
         inside_->ask(untraceable_call, &O::Untraceable_G2,
                      std::tuple(static_cast<u8>(what.flag), static_cast<u8>(what.epc_words.has_value()),
@@ -168,6 +171,7 @@ void Tag::silence()
     if (inside_->password_.is_zero())
         refuse_value(*inside_->reader_, silence_call,
                      "a silent tag is woken by its access password: set one");
+    inside_->require_in_the_field();
     hide(*inside_, "it was silenced", [&] {
         inside_->ask(silence_call, &O::Protected_mode_G2, std::tuple(u8{1}, in(inside_->password_)));
     });
