@@ -3,9 +3,9 @@
 //     const auto plans = tagwire::load_commissioning("tags.csv");
 //     for (const auto& report : reader.commission(plans)) std::cout << report << '\n';
 //
-// A tag is named by its TID. What it has already is found and left alone, so that a run that broke off is run
-// again as it was: it goes on where it stands, and the reports say so. Everything but locks, which no tag tells,
-// is read back.
+// A tag is named by its whole TID, of 8 bytes or more: another run could find another tag of that beginning.
+// What it has already is found and left alone, so that a run that broke off is run again as it was: it goes on
+// where it stands, and the reports say so. Everything but locks, which no tag tells, is read back.
 #pragma once
 
 #include <optional>

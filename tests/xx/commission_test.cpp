@@ -196,6 +196,26 @@ TEST_P(CommissioningOf, EachTagOfATableIsReportedOn)
     EXPECT_THAT(states(reports[2]), testing::Each(State::not_reached));
 }
 
+TEST_P(CommissioningOf, ABeginningOfATidIsNoName)
+{
+    sim::Scenario scenario = make_scenario(2);
+    scenario.tags[0].tid = sim::from_hex("E2801160200000000000AA01");
+    scenario.tags[1].tid = sim::from_hex("E2801160200000010000AA02");
+    connect(scenario);
+    CommissioningPlan plan;
+    plan.tid = Tid("E280116020000000");
+    plan.epc = epc_of(9);
+    CommissioningReport report = commission(plan);
+    EXPECT_EQ(report.tid, plan.tid);
+    EXPECT_THAT(states(report), ElementsAre(State::failed, State::not_reached)) << report;
+    EXPECT_THAT(report.text(), HasSubstr("the beginning of the TID E2801160200000000000AA01 only"));
+    EXPECT_EQ(device->counters().commands[write_command], 0U);
+    plan.tid = Tid("E2801160200000000000AA01");
+    report = commission(plan);
+    EXPECT_TRUE(report.ok()) << report;
+    EXPECT_EQ(device->find_tag(make_tag(9).epc), 0U);
+}
+
 TEST_P(CommissioningOf, PlansAreLookedAtFirst)
 {
     CommissioningPlan plan = whole_plan(1);
@@ -207,8 +227,10 @@ TEST_P(CommissioningOf, PlansAreLookedAtFirst)
     };
     expect_refused();
     plan = whole_plan(1);
-    plan.tid = Tid();
-    expect_refused();
+    for (const Tid& tid : {Tid(), Tid("E280"), Tid("E2801160200000")}) {
+        plan.tid = tid;
+        expect_refused();
+    }
     plan = whole_plan(1);
     plan.epc = Epc("123456");
     expect_refused();
@@ -247,10 +269,10 @@ TEST_F(ATableOfTags, HasColumnsInAnyOrder)
         load("\xEF\xBB\xBF epc , tid,access,kill,lock,password\r\n"
              "\r\n"
              "# a remark\n"
-             "3034AABB,E280116020,\"11223344\",55667788,user:password  epc:open_forever,0A0B0C0D\n"
-             ",E280116021,,,kill_password:forever,");
+             "3034AABB,E2801160200000000A,\"11223344\",55667788,user:password  epc:open_forever,0A0B0C0D\n"
+             ",E2801160210000000A,,,kill_password:forever,");
     ASSERT_EQ(plans.size(), 2U);
-    EXPECT_EQ(plans[0].tid, Tid("E280116020"));
+    EXPECT_EQ(plans[0].tid, Tid("E2801160200000000A"));
     EXPECT_EQ(plans[0].epc, Epc("3034AABB"));
     EXPECT_EQ(plans[0].access, access_password);
     EXPECT_EQ(plans[0].kill, kill_password);
@@ -264,9 +286,9 @@ TEST_F(ATableOfTags, HasColumnsInAnyOrder)
     EXPECT_TRUE(plans[0].locks[1].forever);
     EXPECT_FALSE(plans[1].epc || plans[1].access || plans[1].kill);
     EXPECT_TRUE(plans[1].locks.at(0).forever);
-    const auto quoted = load("\"tid\",\"epc\"\n \"E280\" , \"3034\" \n");
+    const auto quoted = load("\"tid\",\"epc\"\n \"E280116020000000\" , \"3034\" \n");
     ASSERT_EQ(quoted.size(), 1U);
-    EXPECT_EQ(quoted[0].tid, Tid("E280"));
+    EXPECT_EQ(quoted[0].tid, Tid("E280116020000000"));
     EXPECT_EQ(quoted[0].epc, Epc("3034"));
     EXPECT_TRUE(load("").empty());
     EXPECT_TRUE(load("tid\n").empty());
@@ -276,21 +298,26 @@ TEST_F(ATableOfTags, IsRefusedWithItsLine)
 {
     expect_refused("tid,colour\n", ".csv:1: column 2: ");
     expect_refused("11223344,tid\n", "this is none of them");
-    expect_refused("tid,epc\nE28011,3034\nE280,3035\n", ".csv:3: the TID is the beginning");
-    expect_refused("tid,epc\nE28011,3034\nE2801122,3035\n", ".csv:3: the TID is the beginning");
+    expect_refused("tid,epc\nE280116020000000AA,3034\nE280116020000000,3035\n",
+                   ".csv:3: the TID is the beginning");
+    expect_refused("tid,epc\nE280116020000000,3034\nE280116020000000AA,3035\n",
+                   ".csv:3: the TID is the beginning");
     expect_refused("epc\n", ".csv:1: ");
     expect_refused("tid,tid\n", "twice");
     expect_refused("tid,epc\n\nE280\n", ".csv:3: there are 2 columns, and 1 values");
     expect_refused("tid,access\nE280,1122334\n", ".csv:2: column access: a password has 4 bytes");
     expect_refused("tid,epc\nE28G,3034\n", "E28G");
-    expect_refused("tid,epc\n,3034\n", "a tag is named by its TID");
-    expect_refused("tid,epc\nE280,30\n", "whole words");
-    expect_refused("tid,epc\nE280,3034\ne2 80,3035\n", ".csv:3: the TID is there twice");
-    expect_refused("tid,epc\nE280,3034\nE281,3034\n", ".csv:3: the EPC is there twice");
+    expect_refused("tid,epc\n,3034\n", "a tag is named by its whole TID");
+    expect_refused("tid,epc\nE2801160200000,3034\n", ".csv:2: a tag is named by its whole TID");
+    expect_refused("tid,epc\nE280116020000000,30\n", "whole words");
+    expect_refused("tid,epc\nE280116020000000,3034\ne2 80116020000000,3035\n",
+                   ".csv:3: the TID is there twice");
+    expect_refused("tid,epc\nE280116020000000,3034\nE281116020000000,3034\n",
+                   ".csv:3: the EPC is there twice");
     expect_refused("tid,lock\nE280,user\n", "'user' is no lock");
     expect_refused("tid,lock\nE280,all:open\n", "'all:open' is no lock");
     expect_refused("tid,lock\nE280,user:shut\n", "'user:shut' is no lock");
-    expect_refused("tid,lock\nE280,user:password\n", "without an access password");
+    expect_refused("tid,lock\nE280116020000000,user:password\n", "without an access password");
     EXPECT_EQ(error_of([&] { load_commissioning(path + ".none"); })->code(), Errc::file);
     EXPECT_EQ(error_of([&] { load_commissioning(testing::TempDir()); })->code(), Errc::file);
 }

@@ -89,6 +89,11 @@ class Commissioning {
     State find()
     {
         tag_ = reader_.tag(plan_.tid);
+        const Tid& whole = *tag_->tid();
+        if (whole.size() > plan_.tid.size())
+            throw Error(Errc::refused, commission_call.name, reader_.url(),
+                        "that is the beginning of the TID " + whole.to_string() +
+                            " only, which other tags may have: give all of it");
         return State::done;
     }
 
@@ -195,7 +200,8 @@ std::string name_of(Area area)
 std::string problem_of(const CommissioningPlan& plan)
 {
     constexpr std::size_t longest_epc = 62;
-    if (plan.tid.empty()) return "a tag is named by its TID";
+    constexpr std::size_t shortest_tid = 8;  // that has a serial number
+    if (plan.tid.size() < shortest_tid) return "a tag is named by its whole TID, of 8 bytes or more";
     if (plan.epc && (plan.epc->empty() || plan.epc->size() % 2 != 0 || plan.epc->size() > longest_epc))
         return "an EPC has 1 to 31 whole words of 2 bytes";
     if (!std::all_of(plan.locks.begin(), plan.locks.end(), is_known))
