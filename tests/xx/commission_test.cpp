@@ -17,6 +17,7 @@ using State = CommissioningStep::State;
 constexpr std::uint8_t read_command = 0x02;
 constexpr std::uint8_t write_command = 0x03;
 constexpr std::uint8_t lock_command = 0x06;
+constexpr std::uint8_t inventory_command = 0x19;
 
 const Password access_password("11223344");
 const Password kill_password("55667788");
@@ -72,6 +73,28 @@ class CommissioningOf : public VirtualReader {
         }
         return reader().commission(plan);
     }
+    // The answer to the first command of this code is lost, and looking fails behind so many looks.
+    void expect_unknown(const CommissioningPlan& plan, std::uint8_t command, sim::Fault blindness,
+                        std::uint64_t looks, State again)
+    {
+        sim::Fault loss = sim::Fault::lose();
+        loss.command = command;
+        blindness.skip = looks;
+        CommissioningReport report;
+        do {
+            SetUp();
+            device->inject(loss);
+            device->inject(blindness);
+            report = reader().commission(plan);
+        } while (device->counters().commands[command] == 0);  // an answer before it was lost
+        EXPECT_THAT(states(report), ElementsAre(State::unknown, State::not_reached)) << report;
+        EXPECT_THAT(report.text(), HasSubstr(report.steps[0].what + " not known ("));
+        EXPECT_EQ(device->counters().commands[command], 1U) << "it is not repeated";
+        device->clear_faults();
+        report = commission(plan);
+        EXPECT_THAT(states(report), ElementsAre(again, State::done)) << report;
+        EXPECT_EQ(report.resumed(), again == State::found);
+    }
     void expect_ready(std::size_t tag)
     {
         const Bytes reserved = device->tag_memory(tag, sim::Bank::reserved);
@@ -124,6 +147,40 @@ TEST_P(CommissioningOf, ARunThatBrokeOffGoesOnWhereItStands)
         EXPECT_EQ(report.steps[0].state, State::found);
         expect_ready(serial - 1);
     }
+}
+
+TEST_P(CommissioningOf, WhatALostAnswerLeavesUnknownIsFoundByTheNextRun)
+{
+    constexpr std::uint8_t no_tag = 0xFB;
+    CommissioningPlan plan;
+    plan.tid = tid_of(1);
+    plan.locks = {{.area = Area::epc, .protection = Protection::open}};
+    plan.epc = epc_of(101);
+    expect_unknown(plan, write_command, sim::Fault::error(inventory_command, no_tag, 0), 4, State::found);
+    EXPECT_EQ(device->find_tag(make_tag(101).epc), 0U);
+    plan.epc.reset();
+    plan.access = access_password;
+    expect_unknown(plan, write_command, sim::Fault::error(read_command, no_tag, 0), 2, State::found);
+    EXPECT_THAT(device->tag_memory(0, sim::Bank::reserved), ElementsAre(0, 0, 0, 0, 0x11, 0x22, 0x33, 0x44));
+    plan.access.reset();
+    plan.locks.push_back({.area = Area::user, .forever = true});
+    expect_unknown(plan, lock_command, sim::Fault::error(read_command, no_tag, 0), 0, State::done);
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::user), sim::Lock::closed_forever);
+}
+
+TEST_P(CommissioningOf, ALostAnswerIsLookedAt)
+{
+    sim::Fault loss = sim::Fault::lose(0);
+    loss.command = write_command;
+    CommissioningReport report;
+    do {
+        SetUp();
+        device->inject(loss);
+        report = reader().commission(whole_plan(1));
+    } while (is_busy(report));
+    EXPECT_THAT(states(report), testing::Each(State::done)) << report;
+    EXPECT_EQ(device->counters().commands[write_command], 3U);
+    expect_ready(0);
 }
 
 TEST_P(CommissioningOf, AWrongPasswordGoesOutOnce)
