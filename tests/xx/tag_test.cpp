@@ -82,6 +82,17 @@ class TagOf : public VirtualReader {
                      request.frame.end();
         return found;
     }
+    // Of a call with the wrong one.
+    template <class Act> void expect_password_refused(Act act)
+    {
+        device->forget_requests();
+        const auto error = error_of(act);
+        if (error->code() == Errc::no_answer) return;
+        EXPECT_EQ(error->code(), Errc::refused) << error->what();
+        EXPECT_EQ(error->result(), 5);
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_EQ(requests_with(wrong), 1U);
+    }
     void inject(sim::Fault fault, std::uint8_t command, std::uint64_t skip = 0)
     {
         fault.command = command;
@@ -515,25 +526,16 @@ TEST_P(TagOf, AWrongPasswordGoesOutOncePerCall)
     scenario.tags[0].kill_password = {0x55, 0x66, 0x77, 0x88};
     connect(scenario);
     Tag one = first(wrong);
-    const auto expect_refused = [&](auto act) {
-        device->forget_requests();
-        const auto error = error_of(act);
-        if (error->code() == Errc::no_answer) return;
-        EXPECT_EQ(error->code(), Errc::refused) << error->what();
-        EXPECT_EQ(error->result(), 5);
-        EXPECT_EQ(error->outcome(), Outcome::nothing);
-        EXPECT_EQ(requests_with(wrong), 1U);
-    };
-    expect_refused([&] { one.write(Bank::user, 0, counting(192)); });
-    expect_refused([&] { one.read(Bank::user, 0, 300); });
-    expect_refused([&] { one.erase(Bank::user, 0, 4); });
-    expect_refused([&] { one.write_epc(epc_of(9)); });
-    expect_refused([&] { one.set_access_password(Password("01020304")); });
-    expect_refused([&] { one.set_kill_password(Password("01020304")); });
-    expect_refused([&] { one.lock(Area::user, Protection::password); });
-    expect_refused([&] { one.lock_forever(Area::access_password); });
-    expect_refused([&] { one.lock_forever(Area::user); });
-    expect_refused([&] { one.kill(wrong); });
+    expect_password_refused([&] { one.write(Bank::user, 0, counting(192)); });
+    expect_password_refused([&] { one.read(Bank::user, 0, 300); });
+    expect_password_refused([&] { one.erase(Bank::user, 0, 4); });
+    expect_password_refused([&] { one.write_epc(epc_of(9)); });
+    expect_password_refused([&] { one.set_access_password(Password("01020304")); });
+    expect_password_refused([&] { one.set_kill_password(Password("01020304")); });
+    expect_password_refused([&] { one.lock(Area::user, Protection::password); });
+    expect_password_refused([&] { one.lock_forever(Area::access_password); });
+    expect_password_refused([&] { one.lock_forever(Area::user); });
+    expect_password_refused([&] { one.kill(wrong); });
     EXPECT_FALSE(device->tag_state(0).killed);
     const auto unwritten =
         error_of([&] { patiently([&] { one.set_access_password(Password("01020304")); }); });
@@ -855,8 +857,10 @@ TEST_P(TagOf, BytesOfA6bTag)
     EXPECT_EQ(error_of([&] { name("E004000000000003"); })->code(), Errc::no_tag);
 }
 
+constexpr std::uint8_t read_gb = 0x58;
 constexpr std::uint8_t write_gb = 0x59;
 constexpr std::uint8_t erase_gb = 0x5A;
+constexpr std::uint8_t lock_gb = 0x5B;
 constexpr std::uint8_t kill_gb = 0x5C;
 
 sim::TagGbSettings tag_gb(std::uint8_t serial)
@@ -915,21 +919,119 @@ TEST_P(TagOf, WordsOfAGbTag)
     expect_invalid([&] { one.kill({}); });
 }
 
-TEST_P(TagOf, AGbTagIsKilledOnce)
+// GB tags over TCP, JB tags over the pseudo terminal.
+class GbTagOf : public TagOf {
+  protected:
+    void SetUp() override
+    {
+        sim::Scenario scenario = make_scenario(0);
+        if (is_jb()) scenario.reader.protocol_family = sim::ProtocolFamily::jb;
+        (is_jb() ? scenario.tags_jb : scenario.tags_gb) = {tag_gb(1), tag_gb(2)};
+        connect(scenario);
+    }
+    bool is_jb() const { return GetParam() == Link::pty; }
+    TagGb one_of_two(const Password& password = secret)
+    {
+        const TagId id("A5A50001");
+        return patiently(
+            [&] { return is_jb() ? reader().tag_jb(id, password) : reader().tag_gb(id, password); });
+    }
+    sim::TagGb stored() const
+    {
+        const sim::OtherTags tags = device->other_tags();
+        return (is_jb() ? tags.jb : tags.gb)[0];
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Links, GbTagOf, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(GbTagOf, IsKilledOnce)
 {
-    sim::Scenario scenario = make_scenario(0);
-    scenario.tags_gb = {tag_gb(1)};
-    connect(scenario);
-    TagGb one = patiently([&] { return reader().tag_gb(TagId("A5A50001"), secret); });
-    const auto refused = error_of([&] { patiently([&] { one.kill(wrong); }); });
-    EXPECT_EQ(refused->result(), 5);
-    EXPECT_EQ(requests_with(wrong), 1U);
+    constexpr std::uint8_t inventory_gb = 0x56;
+    constexpr std::uint8_t scan_time_over = 2;
+    const Password right("55667788");
+    TagGb one = one_of_two();
     silence(kill_gb);
-    EXPECT_EQ(error_of([&] { one.kill(Password("55667788")); })->outcome(), Outcome::nothing);
+    EXPECT_EQ(error_of([&] { one.kill(right); })->outcome(), Outcome::nothing);
     lose(kill_gb);
-    one.kill(Password("55667788"));
-    EXPECT_TRUE(device->other_tags().gb[0].is_killed());
-    EXPECT_EQ(error_of([&] { patiently([&] { one.kill(secret); }); })->code(), Errc::no_tag);
+    one.kill(right);
+    EXPECT_EQ(count(kill_gb), 2U);
+    EXPECT_TRUE(stored().is_killed());
+    EXPECT_EQ(error_of([&] { patiently([&] { one.kill(right); }); })->code(), Errc::no_tag);
+
+    SetUp();
+    one = one_of_two();
+    lose(kill_gb);
+    inject(sim::Fault::error(inventory_gb, scan_time_over, 0), inventory_gb, 1);
+    const auto unseen = error_of([&] { one.kill(right); });
+    EXPECT_EQ(unseen->code(), Errc::no_answer);
+    EXPECT_EQ(unseen->outcome(), Outcome::unknown) << unseen->what();
+    EXPECT_EQ(count(kill_gb), 1U);
+}
+
+TEST_P(GbTagOf, WhatALostAnswerLeavesIsLookedAtOrNotKnown)
+{
+    TagGb one = one_of_two();
+    patiently([&] { one.write(GbArea::user, 0, counting(200)); });
+    silence(erase_gb);
+    const auto undone = error_of([&] { one.erase(GbArea::user, 0, 100); });
+    EXPECT_EQ(undone->outcome(), Outcome::nothing);
+    EXPECT_THAT(texts(undone->not_written()), ElementsAre("0-99"));
+    lose(erase_gb);
+    inject(sim::Fault::error(read_gb, 0xFB, 0), read_gb);
+    const auto unseen = error_of([&] { one.erase(GbArea::user, 0, 10); });
+    EXPECT_EQ(unseen->outcome(), Outcome::unknown);
+    EXPECT_THAT(texts(unseen->unknown_words()), ElementsAre("0-9"));
+    device->clear_faults();
+    lose(erase_gb);
+    one.erase(GbArea::user, 0, 100);
+    EXPECT_EQ(stored().content(sim::GbArea::user), Bytes(200));
+    EXPECT_EQ(count(erase_gb), 3U);
+
+    const auto expect_unknown = [&](auto act) {
+        const std::uint64_t before = count(lock_gb);
+        lose(lock_gb);
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::no_answer);
+        EXPECT_EQ(error->outcome(), Outcome::unknown);
+        EXPECT_EQ(count(lock_gb), before + 1);
+    };
+    expect_unknown([&] { one.set_access(GbArea::user, GbAccess::read_only); });
+    expect_unknown([&] { one.set_security(GbArea::user, GbSecurity::password); });
+    patiently([&] { one.set_access(GbArea::user, GbAccess::read_write); });
+    patiently([&] { one.write(GbArea::user, 0, counting(8)); });
+}
+
+TEST_P(GbTagOf, AWrongPasswordGoesOutOncePerCall)
+{
+    TagGb right = one_of_two();
+    patiently([&] { right.set_security(GbArea::user, GbSecurity::password); });
+    TagGb one = one_of_two(wrong);
+    expect_password_refused([&] { one.read(GbArea::user, 0, 100); });
+    expect_password_refused([&] { one.write(GbArea::user, 0, counting(200)); });
+    expect_password_refused([&] { one.erase(GbArea::user, 0, 100); });
+    expect_password_refused([&] { one.set_access(GbArea::user, GbAccess::read_only); });
+    expect_password_refused([&] { one.set_security(GbArea::user, GbSecurity::open); });
+    expect_password_refused([&] { one.kill(wrong); });
+    // Where its answer is lost, too.
+    const auto expect_once = [&](std::uint8_t command, auto act) {
+        lose(command);
+        device->forget_requests();
+        EXPECT_EQ(error_of(act)->code(), Errc::no_answer);
+        EXPECT_EQ(requests_with(wrong), 1U);
+    };
+    expect_once(write_gb, [&] { one.write(GbArea::user, 0, counting(200)); });
+    expect_once(erase_gb, [&] { one.erase(GbArea::user, 0, 100); });
+    expect_once(lock_gb, [&] { one.set_access(GbArea::user, GbAccess::read_only); });
+    expect_once(kill_gb, [&] { one.kill(wrong); });
+    EXPECT_EQ(stored().content(sim::GbArea::user), Bytes(200));
+    EXPECT_FALSE(stored().is_killed());
+}
+
+TEST_P(GbTagOf, ALockWithoutAPasswordIsRefused)
+{
+    TagGb one = one_of_two({});
+    expect_invalid([&] { one.set_security(GbArea::user, GbSecurity::password); });
+    expect_invalid([&] { one.set_security(GbArea::user, static_cast<GbSecurity>(3)); });
 }
 
 TEST_P(TagOf, JbTagsAreAlike)
