@@ -374,6 +374,38 @@ TEST_P(TagOf, TheOneThatLeavesMidwayIsNotTakenForAnother)
     EXPECT_EQ(user(1, 400), Bytes(800));
 }
 
+TEST_P(TagOf, WhenOneLeavesMidwayAnotherOfItsMaskIsNotTouched)
+{
+    const auto write_until_gone = [&](const auto& name) {
+        try {
+            Tag one = tag(name);
+            while (one.tid() == tid_of(1)) patiently([&] { one.write(Bank::user, 0, counting(800)); });
+        } catch (const Error& error) {
+            EXPECT_EQ(error.code(), Errc::no_tag) << error.what();
+        }
+    };
+    // The other one comes then, or is there with the same EPC.
+    const auto expect_other_untouched = [&](bool is_there, const auto& name) {
+        sim::Time stay = std::chrono::milliseconds(200);
+        do {
+            sim::Scenario scenario = portal(2);
+            scenario.tags[0].departs = stay;
+            if (!is_there) scenario.tags[1].arrives = stay;
+            connect(scenario);
+            if (is_there) rename(epc_of(2), epc_of(1));
+            write_until_gone(name);
+            stay *= 2;
+        } while (user(0, 32) != counting(64));  // it had left before
+        EXPECT_EQ(tag(tid_of(2)).tid(), tid_of(2)) << "it answers";
+        EXPECT_EQ(user(1, 400), Bytes(800));
+    };
+    expect_other_untouched(false, Mask{Bank::epc, 32, {0xE2}});
+    expect_other_untouched(false, Mask{Bank::tid, 0, {0xE2, 0x80, 0x11}});
+    expect_other_untouched(false, Tid("E280116020000000"));
+    expect_other_untouched(true, Mask{Bank::tid, 88, {1}});
+    expect_other_untouched(true, tid_of(1));
+}
+
 TEST_P(TagOf, APieceThatWasRefusedIsLookedAt)
 {
     sim::Scenario scenario = portal(1);
