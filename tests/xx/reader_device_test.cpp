@@ -4,6 +4,8 @@
 #include <stop_token>
 #include <unistd.h>
 
+#include "xx/reader/reader_inside.h"
+#include "xx/values/url.h"
 #include "xx/virtual_reader.h"
 
 namespace tagwire::test {
@@ -234,6 +236,17 @@ TEST_P(DeviceOf, ALinkThatIsLostMidwayIsOpenedAgain)
     });
     expect_updated(report);
     EXPECT_GE(device->counters().connections, 2U);
+}
+
+TEST_P(DeviceOf, AReaderThatCannotBeOpenedAgainIsLost)
+{
+    if (GetParam() == Link::pty) return;  // another may be given the name of its device
+    auto others = std::make_unique<sim::Simulator>();
+    const std::string place = url_of(others->add_reader(plain_scenario()));
+    const auto inside = patiently([&] { return open_reader(parse_url(place)); });
+    others.reset();
+    EXPECT_EQ(error_of([&] { inside->reopen(); })->code(), Errc::cannot_open);
+    EXPECT_EQ(error_of([&] { inside->ask_at(1); })->code(), Errc::lost);
 }
 
 TEST_P(DeviceOf, AMarkWhoseAnswerIsLostIsLookedFor)

@@ -175,6 +175,7 @@ int ReaderInside::ask_at(u8 address)
 {
     constexpr int attempts = 2;
     const Turn turn(*this);
+    if (is_lost()) fail_as(Errc::lost, information_call, lost_text);
     const u8 own = std::exchange(link_.address, address);
     // The engine keeps what the last one told who was asked.
     const auto restore = [this, own, engine_address = engine_->ReaderAddr,
