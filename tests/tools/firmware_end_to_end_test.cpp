@@ -1,5 +1,7 @@
 // The command that updates a reader's program, against a virtual reader.
-#include "virtual_reader.h"
+#include "simulated_reader.h"
+
+#include <thread>
 
 #include <signal.h>
 
@@ -165,6 +167,24 @@ TEST_F(FirmwareEndToEnd, CancelsWhatWasBegun)
         EXPECT_TRUE(ended.out.ends_with(" is not in its update mode\n")) << ended.out;
     }
     EXPECT_EQ(version_of(reader), "1.0");
+}
+
+TEST_F(FirmwareEndToEnd, UpdatesAReaderThatHidesInItsUpdateMode)
+{
+    SimulatedReader reader(ReaderLink::tcp, scenario);
+    EXPECT_EQ(reader.tool(update({"--yes", "--first-number", "1"})).exit_code, 1);
+    ASSERT_TRUE(reader->firmware().updating);
+    sim::Fault hidden = sim::Fault::silence();
+    hidden.command = 0x21;
+    reader->inject(hidden);
+    const std::jthread showing([&] {
+        if (reader->wait_for_command(0xFB)) reader->clear_faults();
+    });
+    const auto ended = reader.tool(update());
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(ended.err.find(" is in its update mode\n"), std::string::npos) << ended.err;
+    EXPECT_EQ(reader->firmware().marks, 1U);
+    EXPECT_EQ(reader.object({"info"})["firmware"], "7.1");
 }
 
 TEST_F(FirmwareEndToEnd, TellsDoubtsAboutTheFile)

@@ -410,6 +410,10 @@ TEST_P(DeviceOf, AReaderThatHidesInItsUpdateModeIsReachedAnew)
     update([&](const Progress&) { stop.request_stop(); }, stop.get_token());
     hide();
     opened = attach();
+    EXPECT_EQ(error_of([&] { reader().info(); })->code(), Errc::no_answer);
+    EXPECT_TRUE(patiently([&] { return reader().is_in_update_mode(); }));
+    device->inject(on(checksum_command, Fault::lose()));
+    EXPECT_EQ(error_of([&] { reader().leave_update_mode(); })->code(), Errc::no_answer);
     const std::uint64_t before = device->counters().commands[0x99];
     std::jthread showing([&] {
         if (device->wait_for_command(0x99, before + 1)) device->clear_faults();

@@ -422,11 +422,13 @@ void check_image(const ReaderInside& inside, std::span<const std::uint8_t> image
     refuse_value(inside, update_call, text);
 }
 
-// TAGWIRE_OK in the update mode, or the status of a refusal; what is neither is an Error.
+// TAGWIRE_OK in the update mode, or the status of a refusal; what is neither is an Error. A reader may not say
+// who it is in that mode: behind a lost answer silence has to do.
 int ask_for_checksum(ReaderInside& inside)
 {
     std::array<u8, 4> checksum{};
     const ReaderInside::Turn turn(inside);
+    inside.listen_if_stale();
     const int result = told_apart(inside, inside.run(checksum_call, &O::CheckCRC32, checksum.data()));
     if (is_lost(result)) inside.fail(checksum_call, result);
     if (result == TAGWIRE_OK) inside.require(checksum_call, inside.came());
