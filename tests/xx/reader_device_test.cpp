@@ -264,6 +264,22 @@ TEST_P(DeviceOf, AMarkThatDidNotArriveIsSentAgain)
     EXPECT_GE(device->counters().commands[mark_command], 2U);
 }
 
+TEST_P(DeviceOf, AnotherVersionInTheUpdateModeIsNotTheNewProgram)
+{
+    device->inject(on(mark_command, Fault::silence(1)));
+    std::jthread showing;
+    const UpdateReport report = update([&](const Progress& progress) {
+        if (progress.bytes != progress.total || showing.joinable()) return;
+        Fault other = on(0x21, Fault::set_byte(4, 9));
+        other.count = 0;
+        device->inject(other);
+        showing = std::jthread([&] {
+            if (device->wait_for_command(mark_command, 2)) device->clear_faults();
+        });
+    });
+    expect_updated(report);
+}
+
 TEST_P(DeviceOf, ALossOfPower)
 {
     device->inject(Fault::power_loss(block_command, 2));

@@ -398,9 +398,9 @@ void Update::await_new_program()
 
 bool Update::has_restarted(const Look& seen, SteadyClock::time_point marked) const
 {
-    if (!seen.version) return false;
+    if (!seen.version || seen.is_updating()) return false;
     if (report_.old_version && *seen.version != *report_.old_version) return true;
-    return !seen.is_updating() && SteadyClock::now() >= marked + longest_farewell;
+    return SteadyClock::now() >= marked + longest_farewell;
 }
 
 void check_options(const ReaderInside& inside, const UpdateOptions& options)
