@@ -280,6 +280,18 @@ TEST_P(DeviceOf, AnotherVersionInTheUpdateModeIsNotTheNewProgram)
     expect_updated(report);
 }
 
+TEST_P(DeviceOf, ANewProgramThatIsSilentWhenAskedForAChecksumIsSeen)
+{
+    device->inject(on(mark_command, Fault::delay(300ms)));
+    std::jthread hiding([&] {
+        if (device->wait_for_command(mark_command)) device->inject(on(checksum_command, Fault::silence()));
+    });
+    const UpdateReport report = update({}, {}, {.boot_limit = 60s});
+    hiding.join();
+    device->clear_faults();
+    expect_updated(report);
+}
+
 TEST_P(DeviceOf, ALossOfPower)
 {
     device->inject(Fault::power_loss(block_command, 2));

@@ -130,6 +130,7 @@ struct Look {
     std::uint32_t checksum = 0;
 
     bool is_updating() const { return result == TAGWIRE_OK; }
+    bool has_left() const { return !is_updating() && !is_lost(result); }
 };
 
 std::optional<Look> look_at(UpdateLink& link, bool may_hide_version, bool low_byte_first)
@@ -138,7 +139,7 @@ std::optional<Look> look_at(UpdateLink& link, bool may_hide_version, bool low_by
     out.version = link.version();
     if (!out.version && !may_hide_version) return std::nullopt;
     out.result = link.checksum(out.checksum, low_byte_first);
-    return is_lost(out.result) ? std::nullopt : std::optional(out);
+    return is_lost(out.result) && !out.version ? std::nullopt : std::optional(out);
 }
 
 // Until the reader shows what is wanted. One that starts anew may close its link.
@@ -399,8 +400,9 @@ void Update::await_new_program()
 bool Update::has_restarted(const Look& seen, SteadyClock::time_point marked) const
 {
     if (!seen.version || seen.is_updating()) return false;
-    if (report_.old_version && *seen.version != *report_.old_version) return true;
-    return SteadyClock::now() >= marked + longest_farewell;
+    const bool is_another = report_.old_version && *seen.version != *report_.old_version;
+    const bool is_late = SteadyClock::now() >= marked + longest_farewell;
+    return seen.has_left() ? is_another || is_late : is_another && is_late;
 }
 
 void check_options(const ReaderInside& inside, const UpdateOptions& options)
@@ -472,7 +474,7 @@ void Reader::leave_update_mode(std::chrono::milliseconds limit)
     const int result = inside_->run(leave_call, &O::ResetReader);
     if (result != TAGWIRE_OK && !is_lost(result)) inside_->fail(leave_call, result);
     UpdateLink link(*inside_, {});
-    const auto seen = await(link, limit, false, false, [](const Look& now) { return !now.is_updating(); });
+    const auto seen = await(link, limit, false, false, [](const Look& now) { return now.has_left(); });
     if (!seen)
         throw Error(link.is_stopped() ? Errc::aborted : Errc::no_answer, leave_call.name, inside_->name(),
                     "the reader was told to restart, and was not seen outside of its update mode",
