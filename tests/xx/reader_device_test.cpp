@@ -329,6 +329,23 @@ TEST_P(DeviceOf, RefusalsAndSilence)
     device->clear_faults();
 }
 
+TEST_P(DeviceOf, ARefusedUpdateModeMayBeOnAllTheSame)
+{
+    const auto refuse_again = [&] {
+        Fault refusal = Fault::error(begin_command, 0xFF, 0);
+        refusal.skip = 1;
+        device->inject(refusal);
+        device->inject(on(begin_command, Fault::lose()));
+    };
+    refuse_again();
+    expect_old_program(update(), UpdateEnd::refused, UpdateState::update_mode);
+    EXPECT_TRUE(device->firmware().updating);
+    connect(plain_scenario());
+    refuse_again();
+    device->inject(Fault::error(checksum_command, 0xFE, 0));
+    expect_old_program(update(), UpdateEnd::refused, UpdateState::old_program_or_update_mode);
+}
+
 TEST_P(DeviceOf, AShortChecksumIsNone)
 {
     expect_updated(with_answer(checksum_command, {1, 2, 3}, [&] { return update({}, {}, {.retries = 0}); }));

@@ -182,6 +182,7 @@ class Update {
     // All steps return whether to go on.
     bool ask_old_version();
     bool begin();
+    UpdateState state_behind_refusal(bool was_lost);
     bool write_blocks();
     bool write_block(std::uint8_t number, std::span<const std::uint8_t> block);
     bool compare();
@@ -293,10 +294,25 @@ bool Update::ask_old_version()
 bool Update::begin()
 {
     if (is_stopped(UpdateState::untouched)) return false;
-    const int result = ask([&] { return link_.begin(); });
+    bool was_lost = false;
+    const int result = ask([&] {
+        const int latest = link_.begin();
+        was_lost |= is_lost(latest);
+        return latest;
+    });
     if (result == TAGWIRE_OK) return true;
     if (is_lost(result)) return give_up_lost();
-    return give_up(UpdateEnd::refused, UpdateState::old_program, result);
+    return give_up(UpdateEnd::refused, state_behind_refusal(was_lost), result);
+}
+
+// It may have been in its update mode before, or be by a request whose answer was lost.
+UpdateState Update::state_behind_refusal(bool was_lost)
+{
+    std::uint32_t checksum = 0;
+    const int probe = ask([&] { return ask_checksum(checksum); });
+    if (probe == TAGWIRE_OK) return UpdateState::update_mode;
+    const bool is_untold = is_lost(probe) || (was_lost && probe == unknown_command);
+    return is_untold ? UpdateState::old_program_or_update_mode : UpdateState::old_program;
 }
 
 bool Update::write_blocks()
