@@ -264,6 +264,17 @@ TEST_P(DeviceOf, AMarkThatDidNotArriveIsSentAgain)
     EXPECT_GE(device->counters().commands[mark_command], 2U);
 }
 
+TEST_P(DeviceOf, AMarkThatIsRefusedBehindALostOneMayBeThere)
+{
+    device->inject(Fault::error(mark_command, 0xF6, 0));
+    device->inject(on(mark_command, Fault::lose()));
+    const UpdateReport report = update();
+    EXPECT_EQ(report.end, UpdateEnd::mark_unanswered) << report.text();
+    EXPECT_EQ(report.state, UpdateState::unknown);
+    EXPECT_EQ(report.result, 0xF6);
+    EXPECT_EQ(device->counters().commands[mark_command], 2U);
+}
+
 TEST_P(DeviceOf, AnotherVersionInTheUpdateModeIsNotTheNewProgram)
 {
     device->inject(on(mark_command, Fault::silence(1)));

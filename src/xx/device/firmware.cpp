@@ -3,6 +3,7 @@
 #include <array>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "tagwire/result.h"
@@ -377,21 +378,25 @@ bool Update::mark()
         if (is_stopped(UpdateState::update_mode)) return false;
         result = link_.mark();
         if (result == TAGWIRE_OK) return true;
-        if (!is_lost(result)) return give_up_refused(UpdateEnd::mark_refused, result);
+        if (!is_lost(result))
+            return attempt == 0 ? give_up_refused(UpdateEnd::mark_refused, result)
+                                : give_up(UpdateEnd::mark_unanswered, UpdateState::unknown, result);
         if (!find_out_about_mark(result)) return false;
     }
     return give_up(UpdateEnd::mark_lost, UpdateState::update_mode, result);
 }
 
-// Goes on only where the mark certainly did not arrive.
+// Goes on only where the mark certainly did not arrive. A reader that has it may answer as before for a while,
+// which no stop ends.
 bool Update::find_out_about_mark(int result)
 {
+    const auto marked = SteadyClock::now();
+    std::this_thread::sleep_for(longest_farewell);
     const auto has_no_mark = [this](const Look& now) {
         return now.is_updating() && now.checksum == report_.checksum;
     };
-    const auto seen = await_look(true, [&, marked = SteadyClock::now()](const Look& now) {
-        return has_no_mark(now) || has_restarted(now, marked);
-    });
+    const auto seen =
+        await_look(true, [&](const Look& now) { return has_no_mark(now) || has_restarted(now, marked); });
     if (seen && has_no_mark(*seen)) return true;
     if (seen) report_.version = seen->version;
     if (has_new_version()) return give_up(UpdateEnd::updated, UpdateState::new_program);
