@@ -763,6 +763,28 @@ TEST_P(AtModeOf, AnEntryWhoseAnswerIsLostIsTakenBack)
     EXPECT_FALSE(device->modem().passes);
 }
 
+TEST_P(AtModeOf, AnEntryThatIsAbortedIsTakenBack)
+{
+    device->inject(on(mode_command, Fault::lose()));
+    const std::jthread aborting([&] {
+        if (device->wait_for_command(mode_command)) reader().abort();
+    });
+    const auto error = error_of([&] { reader().at_mode(); });
+    EXPECT_EQ(error->code(), Errc::aborted);
+    EXPECT_EQ(error->outcome(), Outcome::nothing);
+    EXPECT_FALSE(device->modem().passes);
+}
+
+TEST_P(AtModeOf, OneMayTakeThePlaceOfAnother)
+{
+    AtMode at = patiently([&] { return reader().at_mode(); });
+    at = patiently([&] { return reader().at_mode(); });
+    EXPECT_TRUE(device->modem().passes);
+    EXPECT_THAT(at.ask("AT"), Contains("OK"));
+    at.leave();
+    EXPECT_FALSE(device->modem().passes);
+}
+
 TEST_P(AtModeOf, ACommandWhoseAnswerIsLostLeavesTheModeAsItIs)
 {
     AtMode at = patiently([&] { return reader().at_mode(); });

@@ -75,12 +75,12 @@ try {
     return false;  // there is nobody to tell
 }
 
-// Where the answer is lost the reader is told to leave the mode again.
+// Where the answer is lost, or was not waited for, the reader is told to leave the mode again.
 void enter_at_mode(ReaderInside& inside)
 try {
     change_mode(inside, enter_at_call, pass_mode);
 } catch (const Error& error) {
-    if (!is_uncertain(error)) throw;
+    if (error.outcome() != Outcome::unknown) throw;
     const bool is_out = try_to_leave(inside);
     throw Error(static_cast<Errc>(error.code().value()), error.operation(), error.reader(),
                 error.text() + (is_out ? " [it was told to leave the mode again, and did]"
@@ -132,8 +132,10 @@ AtMode::AtMode(ReaderInside& inside, int wait)
 AtMode::AtMode(AtMode&& other) noexcept : inside_(std::exchange(other.inside_, nullptr)), wait_(other.wait_)
 {}
 
+// Of the same reader: it is in the mode of the other one then.
 AtMode& AtMode::operator=(AtMode&& other) noexcept
 {
+    if (this != &other && inside_ == other.inside_) inside_ = nullptr;
     std::swap(inside_, other.inside_);
     std::swap(wait_, other.wait_);
     return *this;
