@@ -238,6 +238,14 @@ TEST_P(DeviceOf, ALinkThatIsLostMidwayIsOpenedAgain)
     EXPECT_GE(device->counters().connections, 2U);
 }
 
+TEST_P(DeviceOf, ALinkThatIsLostBeforeIsOpenedAgain)
+{
+    if (GetParam() == Link::pty) return;  // its device is gone then
+    device->hang_up();
+    ASSERT_TRUE(device->wait_for_disconnect());
+    expect_updated(update());
+}
+
 TEST_P(DeviceOf, AReaderThatCannotBeOpenedAgainIsLost)
 {
     if (GetParam() == Link::pty) return;  // another may be given the name of its device
@@ -461,6 +469,15 @@ TEST_P(DeviceOf, AReaderThatHidesInItsUpdateModeIsReachedAnew)
 
     opened.reset();
     EXPECT_EQ(fail(url), Errc::refused);
+    hide();
+    device->inject(Fault::error(checksum_command, 0xFE, 0));
+    opened = attach();
+    stop = std::stop_source();
+    const UpdateReport begun =
+        update([&](const Progress&) { stop.request_stop(); }, stop.get_token(), {.without_checksum = true});
+    EXPECT_EQ(begun.end, UpdateEnd::stopped) << begun.text();
+    device->clear_faults();
+    opened.reset();
     open();
     stop = std::stop_source();
     update([&](const Progress&) { stop.request_stop(); }, stop.get_token());

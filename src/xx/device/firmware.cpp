@@ -278,14 +278,16 @@ template <class Exchange> int Update::ask_again(Exchange exchange, int result)
     return result;
 }
 
-// A reader in its update mode may not tell its version, but tells its checksum.
+// A reader in its update mode may not tell its version, but tells its checksum, or that it has none.
 bool Update::ask_old_version()
 {
     std::uint32_t checksum = 0;
-    const int result = ask([&] {
+    const int result = ask([&]() -> int {
         report_.old_version = link_.version();
         if (report_.old_version) return TAGWIRE_OK;
-        if (ask_checksum(checksum) != TAGWIRE_OK) return TAGWIRE_NO_ANSWER;
+        const int probe = ask_checksum(checksum);
+        const bool has_none = options_.without_checksum && probe == unknown_command;
+        if (probe != TAGWIRE_OK && !has_none) return probe == TAGWIRE_BAD_HANDLE ? probe : TAGWIRE_NO_ANSWER;
         report_.old_version = link_.version();  // it may have been lost
         return TAGWIRE_OK;
     });
