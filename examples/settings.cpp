@@ -1,4 +1,4 @@
-// Saves the settings of one reader and brings them to another one.
+// Saves the settings of one reader and brings them to another one of the same type and firmware.
 #include <iostream>
 #include <tagwirexx/tagwire.hpp>
 

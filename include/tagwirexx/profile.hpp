@@ -2,7 +2,8 @@
 //
 // The file is TOML, NAME = VALUE under these headings; what has no line is left as it is:
 //
-//     [reader]       type and firmware of the reader that it was taken from
+//     [reader]       type and firmware of the reader that it was taken from, which others are to have too; a line
+//                    that is taken out is not compared
 //     [settings]     also parameter-0 to parameter-255, which are copied though their meaning is known to the
 //                    maker alone: remove() those that another reader is not to have
 //     [identity]     serial number, bus address, speed of the line: what makes a reader this one

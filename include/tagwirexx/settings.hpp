@@ -78,7 +78,7 @@ struct Comparison {
     std::vector<Change> changes = {};
     std::vector<SettingNote> refused = {};  // the reader does not have them
     std::vector<SettingNote> silent = {};   // of these nothing is known
-    std::vector<SettingNote> skipped = {};  // identity, secrets, calibration
+    std::vector<SettingNote> skipped = {};  // identity, secrets, calibration; another type or firmware
 
     // Whether it is the same.
     bool same() const { return changes.empty() && refused.empty() && silent.empty(); }
@@ -125,8 +125,8 @@ struct SnapshotOptions {
 struct ApplyOptions {
     bool identity = false;
     bool secrets = false;
-    bool other_model =
-        false;  // takes a profile of another type of reader; what this one does not have is skipped
+    // Takes a profile of another type of reader or another firmware; what this one does not have is skipped.
+    bool other_model = false;
     // With until_restart: what can be set so is, the rest is stored.
     Lasting lasting = Lasting::stored;
 };
@@ -151,7 +151,8 @@ class TAGWIREXX_API Settings {
 
     // All that can be read and set. Throws Error where the reader is lost or silent altogether.
     Profile snapshot(const SnapshotOptions& options = {});
-    // What apply() would change. A profile of another type of reader is an Error for both.
+    // What apply() would change. A profile of another type of reader or another firmware is an Error for both,
+    // with Errc::invalid_value; what the profile does not tell is not compared.
     Comparison compare(const Profile& profile, const ApplyOptions& options = {});
     // Writes what differs and reads it back. Throws Error before the first change only. A reader that reports
     // by itself is set to answering meanwhile, and where it falls silent it is tried once to set it back, which is

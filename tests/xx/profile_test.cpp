@@ -169,22 +169,34 @@ TEST_P(Profiles, LeaveAloneWhatMakesAReaderThisOne)
     for (const auto& change : differences) EXPECT_THAT(text_of(change), Not(HasSubstr("01020304")));
 }
 
-TEST_P(Profiles, OfAnotherTypeOfReaderAreRefused)
+TEST_P(Profiles, OfAnotherTypeOrFirmwareAreRefused)
 {
-    Profile profile = Profile::parse("[reader]\ntype = 0x20\n[settings]\nbeep = \"off\"\n");
-    for (const bool applies : {false, true}) {
-        const auto error = error_of([&] {
-            patiently([&] { applies ? (void)settings().apply(profile) : (void)settings().compare(profile); });
-        });
-        EXPECT_EQ(error->code(), Errc::invalid_value);
-        EXPECT_THAT(error->what(), HasSubstr("type 32"));
+    const std::pair<const char*, const char*> others[] = {
+        {"type = 0x20\n", "the profile is of type 32, this reader has 15"},
+        {"type = 15\nfirmware = \"2.1\"\n", "the profile is of firmware 2.1, this reader has 1.0"}};
+    for (const auto& [lines, told] : others) {
+        SCOPED_TRACE(told);
+        const Profile profile =
+            Profile::parse("[reader]\n" + std::string(lines) + "[settings]\nbeep = \"off\"\n");
+        patiently([&] { settings().set("beep", "on"); });
+        const std::uint64_t before = commands(0x40);
+        for (const bool applies : {false, true}) {
+            const auto error = error_of([&] {
+                patiently(
+                    [&] { applies ? (void)settings().apply(profile) : (void)settings().compare(profile); });
+            });
+            EXPECT_EQ(error->code(), Errc::invalid_value);
+            EXPECT_EQ(error->outcome(), Outcome::nothing);
+            EXPECT_THAT(error->what(), HasSubstr(told));
+        }
+        EXPECT_EQ(commands(0x40), before);
+        const auto report = apply(profile, {.other_model = true});
+        EXPECT_TRUE(report.ok());
+        ASSERT_THAT(report.skipped, SizeIs(1));
+        EXPECT_EQ(report.skipped[0].text, told);
+        EXPECT_EQ(device->settings().beep, 0);
     }
-    EXPECT_EQ(device->settings().beep, 1);
-    EXPECT_TRUE(apply(profile, {.other_model = true}).ok());
-    EXPECT_EQ(device->settings().beep, 0);
-    const auto other_firmware = apply(Profile::parse("[reader]\ntype = 15\nfirmware = \"2.1\"\n"));
-    ASSERT_THAT(other_firmware.skipped, SizeIs(1));
-    EXPECT_EQ(text_of(other_firmware.skipped[0]), "firmware: the profile is of 2.1, this reader has 1.0");
+    EXPECT_TRUE(compare(Profile::parse("[reader]\ntype = 15\nfirmware = \"1.0\"\n")).same());
 }
 
 TEST_P(Profiles, ShowWhatDiffersAndChangeNothing)

@@ -185,6 +185,7 @@ class Application {
     ApplyReport apply();
 
   private:
+    void check_model(const Profile& profile, const engine::ReaderInformation& told);
     bool is_left_alone(const Row& row, Comparison& out) const;
     void compare(const Profile::Value& value, Comparison& out);
     std::vector<Group> planned();
@@ -220,19 +221,25 @@ bool Application::is_left_alone(const Row& row, Comparison& out) const
     return why != nullptr;
 }
 
+void Application::check_model(const Profile& profile, const engine::ReaderInformation& told)
+{
+    const auto note = [this](const char* what, const auto& wanted, const auto& now) {
+        std::ostringstream text;
+        text << "the profile is of " << what << ' ' << wanted << ", this reader has " << now;
+        if (!options_.other_model)
+            throw Error(Errc::invalid_value, "compare with a profile", access_.reader(),
+                        text.str() +
+                            ": if that is right, say so (other_model), or take the line out of the profile");
+        comparison_.skipped.push_back({what, text.str()});
+    };
+    const Version now{told.version[0], told.version[1]};
+    if (profile.type().value_or(told.type) != told.type) note("type", *profile.type(), int{told.type});
+    if (profile.firmware().value_or(now) != now) note("firmware", *profile.firmware(), now);
+}
+
 Comparison Application::compare(const Profile& profile)
 {
-    const engine::ReaderInformation& told = inside_.ask_information();
-    if (profile.type() && *profile.type() != told.type && !options_.other_model)
-        throw Error(Errc::invalid_value, "compare with a profile", access_.reader(),
-                    "the profile is of a reader of type " + std::to_string(*profile.type()) +
-                        ", this one is of type " + std::to_string(told.type) +
-                        ": if that is right, say so (other_model)");
-    if (const Version now{told.version[0], told.version[1]}; profile.firmware().value_or(now) != now) {
-        std::ostringstream text;
-        text << "the profile is of " << *profile.firmware() << ", this reader has " << now;
-        comparison_.skipped.push_back({"firmware", text.str()});
-    }
+    check_model(profile, inside_.ask_information());
     expect_reports(access_);
     access_.check_family();
     for (const auto& value : profile.values()) compare(value, comparison_);
