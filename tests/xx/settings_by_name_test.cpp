@@ -567,6 +567,124 @@ TEST_P(SettingsByName, AReaderThatAnswersNowhereIsToldOf)
     EXPECT_THAT(error->what(), HasSubstr("neither"));
 }
 
+TEST_P(SettingsByName, ALinkThatIsLostBehindANewAddressLeavesItUnknown)
+{
+    sim::Fault leaving = sim::Fault::hang_up(0);
+    leaving.command = 0x21;
+    leaving.skip = 1;  // the one before the change
+    device->inject(leaving);
+    const auto error = error_of([&] { all().set("address", "20"); });
+    if (commands(0x24) == 0) return;  // a busy machine
+    EXPECT_EQ(error->code(), Errc::lost);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    EXPECT_THAT(error->what(), HasSubstr("it was sent"));
+    EXPECT_EQ(device->settings().address, 20);
+}
+
+class ProfileOnABus : public SettingsByName {
+  protected:
+    void SetUp() override
+    {
+        SettingsByName::SetUp();
+        for (const std::uint8_t address : {0x0B, 0x0C}) add_neighbour(address);
+    }
+    sim::Reader& add_neighbour(std::uint8_t address)
+    {
+        sim::Scenario scenario = make_scenario(0);
+        scenario.reader.address = address;
+        neighbours.push_back(&simulator.add_reader(scenario));
+        neighbours.back()->share(*device);
+        return *neighbours.back();
+    }
+    // The beep and Q are written before the address, the work mode behind it.
+    std::map<std::string, FailedSetting> failures_with_address(const std::string& address)
+    {
+        Profile profile;
+        profile.set("beep", "off");
+        profile.set("q", "9");
+        profile.set("work-mode", "triggered");
+        profile.set("address", address);
+        const auto report = patiently([&] { return all().apply(profile, {.identity = true}); });
+        EXPECT_EQ(report.changed.size() + report.failed.size() + report.same.size(), 4U);
+        std::map<std::string, FailedSetting> out;
+        for (const auto& failure : report.failed) out[failure.name] = failure;
+        return out;
+    }
+    void expect_on_device(int address, int work_mode) const
+    {
+        EXPECT_EQ(device->settings().address, address);
+        EXPECT_EQ(device->settings().work_mode, work_mode);
+        EXPECT_EQ(device->settings().beep, 0);
+        EXPECT_EQ(device->settings().q, 9);
+    }
+    // They were asked who they are, and nothing else.
+    void expect_neighbours_untouched() const
+    {
+        for (const sim::Reader* const neighbour : neighbours) {
+            const sim::Counters now = neighbour->counters();
+            EXPECT_EQ(now.requests, now.commands[0x21]);
+        }
+    }
+    void make_deaf_to_its_new_address()
+    {
+        sim::Fault deaf = sim::Fault::silence(1);
+        deaf.command = 0x24;
+        device->inject(deaf);
+    }
+
+    std::vector<sim::Reader*> neighbours;
+};
+INSTANTIATE_TEST_SUITE_P(Links, ProfileOnABus, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(ProfileOnABus, FollowsAnAddressWhoseAnswerIsLost)
+{
+    lose(0x24, 1);
+    EXPECT_THAT(failures_with_address("20"), IsEmpty());
+    expect_on_device(20, 2);
+    expect_neighbours_untouched();
+}
+
+TEST_P(ProfileOnABus, StaysWhereItIsWhenTheAddressIsTaken)
+{
+    lose(0x24, 0);
+    const auto failed = failures_with_address("11");
+    ASSERT_THAT(failed, ElementsAre(testing::Key("address")));
+    EXPECT_EQ(failed.at("address").outcome, Outcome::nothing);
+    EXPECT_THAT(failed.at("address").text, HasSubstr("already"));
+    EXPECT_EQ(commands(0x24), 0U);
+    expect_on_device(10, 2);
+    expect_neighbours_untouched();
+}
+
+// Nor is one that reported by itself set back: it might be the other one.
+TEST_P(ProfileOnABus, EndsWhereAnotherReaderComesToTheAddress)
+{
+    patiently([&] { reader().modes().set_work_mode(WorkMode::active); });
+    add_neighbour(20).inject(sim::Fault::silence(2));  // as long as it is looked for
+    make_deaf_to_its_new_address();
+    const auto failed = failures_with_address("20");
+    EXPECT_EQ(failed.at("address").outcome, Outcome::unknown);
+    EXPECT_THAT(failed.at("address").text, HasSubstr("which one is meant"));
+    EXPECT_THAT(failed.at("work-mode").text, HasSubstr("not tried"));
+    EXPECT_THAT(failed.at("work-mode").text, HasSubstr("it was active, and may not be now"));
+    expect_on_device(10, 0);
+    expect_neighbours_untouched();
+}
+
+TEST_P(ProfileOnABus, EndsWhereTheReaderAnswersNowhere)
+{
+    lose(0x24, 1);
+    std::thread away([&] {
+        if (device->wait_for_command(0x24)) device->inject(sim::Fault::silence(0));
+    });
+    const auto failed = failures_with_address("20");
+    away.join();
+    EXPECT_EQ(failed.at("address").outcome, Outcome::unknown);
+    EXPECT_THAT(failed.at("address").text, HasSubstr("neither"));
+    expect_on_device(20, 0);
+    expect_neighbours_untouched();
+}
+
 TEST_P(SettingsByName, ANewSpeedIsFollowedOnASerialLine)
 {
     const bool is_serial = GetParam() == Link::pty;

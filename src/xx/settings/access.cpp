@@ -314,8 +314,16 @@ void Access::write_address(const Group& group, const std::string& name, const By
         if (error.outcome() != Outcome::unknown || is_the_end(error)) throw;
         loss = error;
     }
-    const bool is_there = answers_at(wanted);
-    const bool is_here = (loss || !is_there) && answers_at(before);
+    bool is_there = false;
+    bool is_here = false;
+    try {
+        is_there = answers_at(wanted);
+        is_here = (loss || !is_there) && answers_at(before);
+    } catch (const Error& error) {  // of the link
+        fail(static_cast<Errc>(error.code().value()), name,
+             "it was sent, and where the reader answers now could not be seen: " + error.text(),
+             Outcome::unknown);
+    }
     if (is_there && !is_here) return inside_.move_to(wanted);
     is_lost_ = is_there || !is_here;
     if (is_there)
