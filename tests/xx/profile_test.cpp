@@ -234,6 +234,37 @@ TEST_P(Profiles, TellWhatTheReaderDidNotTake)
                     HasSubstr(failure.name == "power" ? "has 30, not 40" : "has on, not off"));
 }
 
+TEST_P(Profiles, ShowNoSecretInWhatTheReaderDidNotTake)
+{
+    constexpr std::uint8_t user_password = 0x7E;
+    constexpr std::uint8_t reader_password = 0x92;
+    Profile profile;
+    profile.set("user-password", "11223344");
+    profile.set("reader-password", "A1B2C3D4");
+    profile.set("beep", "off");
+    for (const std::uint8_t command : {user_password, reader_password}) {
+        sim::Fault other = sim::Fault::set_byte(4, 0x5A);  // the first byte of what it tells
+        other.command = command;
+        other.count = 0;
+        device->inject(other);
+    }
+    const auto texts_of = [](const auto& entries) {
+        std::string out;
+        for (const auto& entry : entries) out += text_of(entry) + '\n';
+        return out;
+    };
+    constexpr ApplyOptions with_secrets{.secrets = true};
+    const std::string differences = texts_of(compare(profile, with_secrets));
+    EXPECT_THAT(differences, HasSubstr("user-password: ******** -> ********"));
+    const auto report = apply(profile, with_secrets);
+    EXPECT_THAT(names_of(report.failed), UnorderedElementsAre("user-password", "reader-password"));
+    for (const auto& failure : report.failed) EXPECT_THAT(failure.text, HasSubstr("has another one"));
+    const std::string texts = differences + texts_of(report.failed) + texts_of(report.changed);
+    EXPECT_THAT(texts, HasSubstr("beep: on -> off"));
+    for (const char* digits : {"11", "2233", "A1", "B2C3", "a1", "b2c3", "5A", "5a"})
+        EXPECT_THAT(texts, Not(HasSubstr(digits)));
+}
+
 TEST_P(Profiles, AnAnswerThatWasLostIsNoFailureWhereTheReaderHasTheValue)
 {
     Profile profile;

@@ -139,8 +139,8 @@ void take(Profile& profile, Access& access, const Row& row)
     auto again = rows::parse(row.format, text);
     const rows::WipedAtEnd wiping_bytes(again.bytes);
     if (!again.problem.empty())
-        return ProfileInside::add_refused(profile,
-                                          {row.name, "the reader has " + text + ": " + again.problem});
+        return ProfileInside::add_refused(
+            profile, {row.name, "the reader has " + show_to_all(row, reading.bytes) + ": " + again.problem});
     ProfileInside::add(profile, row, text);
 }
 
