@@ -52,7 +52,8 @@ class TAGWIREXX_API Profile final {
     // The same of a text; `name` stands for the file in errors.
     static Profile parse(std::string_view text, const std::string& name = "profile");
     // All of it or nothing, for the owner's eyes only (mode 0600). A link is followed; what is there and no file
-    // is refused. Throws Error with Errc::file.
+    // is refused. Throws Error with Errc::file; what was read from a reader is not lost by that, and can be saved
+    // elsewhere.
     void save(const std::string& path) const;
     // What save() writes.
     std::string to_string() const;
