@@ -68,7 +68,8 @@ TEST(ResultText, of_one_family_is_not_that_of_another)
             EXPECT_EQ(what(family, value), "the reader answered with a status of its own") << value;
     for (const int value : {1, 2, 3, 251, 252})
         EXPECT_EQ(what(ResultFamily::settings, value), "the reader refused") << value;
-    EXPECT_EQ(what(ResultFamily::tag, 5), "the reader says that the password is wrong");
+    for (const auto family : {ResultFamily::tag, ResultFamily::tag_gb, ResultFamily::sensor})
+        EXPECT_EQ(what(family, 5), "the reader says that the password is wrong");
     EXPECT_EQ(what(ResultFamily::settings, 5), "the reader refused");
     EXPECT_EQ(what(ResultFamily::opening, 249), "the device refuses the line settings");
     EXPECT_EQ(what(ResultFamily::sensor, 249), "the tag refused to send so much");

@@ -1083,6 +1083,57 @@ TEST_P(TagOf, JbTagsAreAlike)
               5);
 }
 
+// A number means something else after other calls.
+struct StatusText {
+    int status;
+    const char* text;
+};
+
+class OtherAirInterfaces : public TagOf {
+  protected:
+    template <class Act>
+    void expect_texts(std::uint8_t command, const std::vector<StatusText>& wanted, Act act)
+    {
+        for (const auto& [status, text] : wanted) {
+            device->inject(sim::Fault::error(command, static_cast<std::uint8_t>(status), 0));
+            EXPECT_THAT(error_of([&] { patiently(act); })->what(), HasSubstr(text)) << status;
+            device->clear_faults();
+        }
+        const auto refused = error_of([&] { with_answer(command, {0x0F}, act, 0xFC); });
+        EXPECT_EQ(refused->code(), Errc::tag_refused);
+        EXPECT_EQ(refused->tag_error(), 0x0F);
+        EXPECT_THAT(refused->what(), HasSubstr("the tag refused: its error code is one of "));
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Links, OtherAirInterfaces, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(OtherAirInterfaces, TellErrorsInTheirOwnWords)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.tags_6b.resize(1);
+    scenario.tags_6b[0].id = {0xE0, 4, 0, 0, 0, 0, 0, 1};
+    scenario.tags_gb = {tag_gb(1)};
+    connect(scenario);
+    constexpr const char* unsaid = "the reader answered with a status of its own: ";
+    Tag6b of_6b = patiently([&] { return reader().tag_6b(TagId("E004000000000001")); });
+    expect_texts(0x52,
+                 {{0x01, unsaid},
+                  {0x03, unsaid},
+                  {0xF8, unsaid},
+                  {0xFB, "does the reader read ISO 18000-6B?"},
+                  {0xFC, "one of ISO 18000-6B"}},
+                 [&] { return of_6b.read(10, 4); });
+    TagGb of_gb = patiently([&] { return reader().tag_gb(TagId("A5A50001"), secret); });
+    expect_texts(0x58,
+                 {{0x01, unsaid},
+                  {0x03, unsaid},
+                  {0x05, "the password is wrong"},
+                  {0xF8, unsaid},
+                  {0xFB, "does the reader read this kind of tag?"},
+                  {0xFC, "one of its own air interface"}},
+                 [&] { return of_gb.read(GbArea::user, 0, 2); });
+}
+
 // -- passwords as values
 
 TEST(APassword, IsWipedAndNotTold)
