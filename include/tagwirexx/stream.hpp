@@ -74,7 +74,7 @@ struct SourceOptions {
     std::chrono::milliseconds probe_after =
         std::chrono::seconds(10);  // of silence, before the reader is asked
     // Settings that the reader is to have, as with the plan; see Settings::apply(). What the plan names is the
-    // plan's. Readers of another type or firmware than the profile tells are not read from.
+    // plan's. A reader of another type than the profile tells is not read from; its firmware may be another.
     std::optional<Profile> profile = {};
     ReadingPlan plan = {};
     std::optional<Mask> only = {};  // other tags are counted as filtered, and not numbered. Of the EPC bank

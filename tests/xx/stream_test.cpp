@@ -351,6 +351,26 @@ TEST_P(OneReader, has_its_profile_before_it_reads_but_what_the_plan_names)
     EXPECT_EQ(reader->counters().commands[0x2F], 1U);
 }
 
+TEST_P(OneReader, of_another_firmware_than_its_profile_is_read_from_and_of_another_type_is_not)
+{
+    const auto profile_of = [](const std::string& reader) {
+        return Profile::parse("[reader]\n" + reader + "[settings]\nq = 7\n");
+    };
+    SourceOptions source;
+    source.profile = profile_of("firmware = \"9.9\"\n");
+    open(1, {}, source);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read)) << stream->health("gate").reason;
+    EXPECT_EQ(reader->settings().q, 7);
+    source.profile = profile_of("type = 200\n");
+    open(1, {}, source);
+    stream->start();
+    const auto refused = await(*stream, is_state(State::waiting));
+    ASSERT_TRUE(refused);
+    EXPECT_THAT(refused->text(), testing::HasSubstr("type 200"));
+    EXPECT_FALSE(reader->is_reading());
+}
+
 TEST_P(OneReader, that_refuses_its_profile_is_not_read_from_and_says_why)
 {
     SourceOptions source;

@@ -36,14 +36,16 @@ void apply_power(Radio radio, Dbm wanted)
     if (!has_it) radio.set_power(wanted);
 }
 
-// All but what the plan sets.
+// All but what the plan sets. A reader whose firmware was renewed is read on.
 void apply_profile(Reader& reader, Profile profile, const ReadingPlan& plan)
 {
     if (plan.q) profile.remove("q");
     if (plan.session) profile.remove("session");
     if (!plan.antennas.empty()) profile.remove("antennas");
     if (plan.power) profile.remove("power");
-    const ApplyReport report = reader.settings().apply(profile, {.lasting = Lasting::until_restart});
+    const bool is_of_its_type = !profile.type() || *profile.type() == reader.info().type;
+    const ApplyReport report =
+        reader.settings().apply(profile, {.other_model = is_of_its_type, .lasting = Lasting::until_restart});
     if (report.ok()) return;
     std::ostringstream text;
     text << report.failed.front();
