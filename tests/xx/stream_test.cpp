@@ -353,8 +353,8 @@ TEST_P(OneReader, has_its_profile_before_it_reads_but_what_the_plan_names)
 
 TEST_P(OneReader, of_another_firmware_than_its_profile_is_read_from_and_of_another_type_is_not)
 {
-    const auto profile_of = [](const std::string& reader) {
-        return Profile::parse("[reader]\n" + reader + "[settings]\nq = 7\n");
+    const auto profile_of = [](const std::string& facts) {
+        return Profile::parse("[reader]\n" + facts + "[settings]\nq = 7\n");
     };
     SourceOptions source;
     source.profile = profile_of("firmware = \"9.9\"\n");
