@@ -2,6 +2,7 @@
 // generator is used, since the distributions of the standard library differ.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 
@@ -22,6 +23,17 @@ class Random {
     {
         if (spread == 0) return 0;
         return static_cast<int>(below(2 * spread + 1)) - static_cast<int>(spread);
+    }
+
+    // 0 to 1, without the 1.
+    double share() { return static_cast<double>(generator_() >> 11U) * 0x1p-53; }
+
+    // Of the normal distribution around 0, kept within -most .. +most: the sum of twelve even ones.
+    double normal(double most)
+    {
+        double sum = -6;
+        for (int i = 0; i < 12; ++i) sum += share();
+        return std::clamp(sum, -most, most);
     }
 
   private:

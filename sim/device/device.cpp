@@ -1,6 +1,7 @@
 #include "device/device.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -12,15 +13,14 @@ namespace tagwire::sim {
 namespace {
 
 constexpr Time job_step = std::chrono::milliseconds(1);
-constexpr Time dwell_unit = std::chrono::milliseconds(10);
 constexpr std::size_t most_waiting = 64;
 
 }  // namespace
 
 Device::Device(const Scenario& scenario, Wire& wire)
     : settings_(scenario.reader), config_(factory_settings(scenario.reader)), stored_(config_),
-      factory_(config_), services_(scenario.services, settings_.firmware), field_(scenario),
-      other_tags_(scenario), store_(settings_.buffer_size), random_(settings_.seed), wire_(wire),
+      factory_(config_), services_(scenario.services, settings_.firmware), random_(settings_.seed),
+      field_(scenario, config_, random_), other_tags_(scenario), store_(settings_.buffer_size), wire_(wire),
       reading_(settings_.report_rate, settings_.start_gap)
 {}
 
@@ -168,21 +168,33 @@ std::size_t Device::choose(std::size_t count)
     return is_choice ? random_.below(static_cast<std::uint32_t>(count)) : 0;
 }
 
-std::uint32_t Device::frequency_khz() const
+std::vector<unsigned> Device::plugged_antennas() const
 {
-    if (!config_.region_is_set) return settings_.frequency_khz;
-    const Time dwell = dwell_unit * std::max<unsigned>(config_.dwell_time, 1);
-    const auto hops = static_cast<std::uint64_t>(now_ / dwell);
-    return channel_khz(config_.region, static_cast<unsigned>(hops % channel_count(config_.region)));
+    std::vector<unsigned> ports;
+    std::copy_if(config_.antennas.begin(), config_.antennas.end(), std::back_inserter(ports),
+                 [this](unsigned port) { return radio().is_plugged(port); });
+    return ports;
+}
+
+bool Device::in_reach(const Tag& tag, unsigned port, Time now) const
+{
+    const auto& ports = config_.antennas;
+    return tag.is_in_field(now) && std::find(ports.begin(), ports.end(), port) != ports.end() &&
+           radio().reaches(port, tag, now);
+}
+
+unsigned Device::antenna_that_sees(const Tag& tag) const
+{
+    const auto& ports = config_.antennas;
+    const auto found = std::find_if(ports.begin(), ports.end(),
+                                    [&](unsigned port) { return field_.radio().may_reach(port, tag, now_); });
+    return found == ports.end() ? ports.front() : *found;
 }
 
 std::uint8_t Device::writing_power(const Tag& tag) const
 {
     if (config_.writing_power) return *config_.writing_power;
-    for (const unsigned port : config_.antennas) {
-        if (tag.is_seen_by(port)) return config_.power[port - 1];
-    }
-    return config_.power.front();
+    return config_.power[antenna_that_sees(tag) - 1];
 }
 
 void Device::signal_reading()

@@ -60,6 +60,8 @@ enum class Lasting { stored, until_restart };
 class Device {
   public:
     Device(const Scenario& scenario, Wire& wire);
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
 
     void receive(Time now, ConnectionId from, const Request& request);
     void advance(Time now);
@@ -102,7 +104,15 @@ class Device {
     Services& services() { return services_; }
     const Services& services() const { return services_; }
     const std::vector<unsigned>& enabled_antennas() const { return config_.antennas; }
-    std::uint32_t frequency_khz() const;  // at this moment
+    std::vector<unsigned> plugged_antennas() const;  // of the enabled ones
+    Radio& radio() { return field_.radio(); }
+    const Radio& radio() const { return field_.radio(); }
+    std::uint32_t frequency_khz() const { return radio().frequency_khz(now_); }  // at this moment
+    void set_antenna(unsigned port, bool plugged) { radio().plug(port, plugged); }
+    // Whether the tag is in the field of an enabled antenna, on the whole: see Radio::reaches().
+    bool in_reach(const Tag& tag, unsigned port, Time now) const;
+    unsigned antenna_that_sees(const Tag& tag) const;  // of the enabled ones; the first when none does
+    Time now() const { return now_; }
     std::uint8_t writing_power(const Tag& tag) const;
     void signal_reading();  // by beeper and outputs
     std::uint8_t antenna_byte(unsigned port) const;
@@ -130,10 +140,10 @@ class Device {
     Services services_;
     Time silent_until_{};
     Time now_{};
+    Random random_;
     Population field_;
     OtherTags other_tags_;
     TagStore store_;
-    Random random_;
     Wire& wire_;
     Reading reading_;
     ActiveMode active_mode_;

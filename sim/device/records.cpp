@@ -1,7 +1,5 @@
 #include "device/records.h"
 
-#include <algorithm>
-
 namespace tagwire::sim {
 
 namespace {
@@ -37,8 +35,7 @@ Sighting sight(Device& device, const Tag& tag, unsigned antenna)
     Sighting sighting;
     sighting.tag = &tag;
     sighting.antenna = antenna;
-    const int rssi = settings.rssi + device.random().around_zero(settings.rssi_noise);
-    sighting.rssi = static_cast<std::uint8_t>(std::clamp(rssi, 0, 255));
+    sighting.rssi = device.radio().rssi(antenna, tag, device.now(), device.random());
     sighting.with_phase = device.settings().phase;
     sighting.phase_begin = settings.phase;
     sighting.phase_end = static_cast<std::uint16_t>(settings.phase + settings.phase_drift);

@@ -4,19 +4,21 @@
 
 namespace tagwire::sim {
 
-Population::Population(const Scenario& scenario)
+Population::Population(const Scenario& scenario, const Settings& config, Random& random)
+    : radio_(scenario, config), random_(random)
 {
     tags_.reserve(scenario.tags.size());
     for (const TagSettings& tag : scenario.tags) tags_.emplace_back(tag);
 }
 
-bool Population::anyone_seen_by(const std::vector<unsigned>& antennas, Time now) const
+bool Population::anyone_in_reach(const std::vector<unsigned>& antennas, Time now) const
 {
-    const auto seen = [&](const Tag& tag) {
-        return tag.is_present(now) && std::any_of(antennas.begin(), antennas.end(),
-                                                  [&](unsigned port) { return tag.is_seen_by(port); });
+    const auto in_reach = [&](const Tag& tag) {
+        return tag.is_present(now) && std::any_of(antennas.begin(), antennas.end(), [&](unsigned port) {
+                   return radio_.may_reach(port, tag, now);
+               });
     };
-    return std::any_of(tags_.begin(), tags_.end(), seen);
+    return std::any_of(tags_.begin(), tags_.end(), in_reach);
 }
 
 void Population::lose_power()
@@ -32,7 +34,7 @@ void Population::apply_selection(unsigned antenna, Time now, const ReaderSetting
 void Population::apply(const Select& select, unsigned antenna, Time now, const ReaderSettings& reader)
 {
     for (Tag& tag : tags_) {
-        if (!tag.is_in_field(now) || !tag.is_seen_by(antenna)) continue;
+        if (!has_power(tag, antenna, now)) continue;
         tag.energise(now, reader);
         tag.obey(select, now);
     }

@@ -5,6 +5,7 @@
 
 #include "bytes.h"
 #include "field/tag.h"
+#include "radio/radio.h"
 #include "radio/selection.h"
 #include "scenario/scenario.h"
 
@@ -12,14 +13,17 @@ namespace tagwire::sim {
 
 class Population {
   public:
-    explicit Population(const Scenario& scenario);
+    Population(const Scenario& scenario, const Settings& config, Random& random);
 
     std::size_t size() const { return tags_.size(); }
     Tag& operator[](std::size_t index) { return tags_[index]; }
     const Tag& operator[](std::size_t index) const { return tags_[index]; }
     const Tag& at(std::size_t index) const { return tags_.at(index); }
 
-    bool anyone_seen_by(const std::vector<unsigned>& antennas, Time now) const;
+    Radio& radio() { return radio_; }
+    const Radio& radio() const { return radio_; }
+    // Of those that are in the field and reply, whether any may be reached.
+    bool anyone_in_reach(const std::vector<unsigned>& antennas, Time now) const;
     void lose_power();
 
     Selection& selection() { return selection_; }
@@ -27,10 +31,17 @@ class Population {
     // Sends the antenna's Select commands to the tags there.
     void apply_selection(unsigned antenna, Time now, const ReaderSettings& reader);
     void apply(const Select& select, unsigned antenna, Time now, const ReaderSettings& reader);
+    // Whether this moment gives the tag power, if it is in the field at all.
+    bool has_power(const Tag& tag, unsigned antenna, Time now) const
+    {
+        return tag.is_in_field(now) && radio_.powers(antenna, tag, now, random_);
+    }
 
   private:
     std::vector<Tag> tags_;
     Selection selection_;
+    Radio radio_;
+    Random& random_;
 };
 
 }  // namespace tagwire::sim

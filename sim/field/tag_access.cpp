@@ -195,7 +195,7 @@ Tag* find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& f
         field.apply_selection(antenna, now, device.settings());
         for (std::size_t i = 0; i < field.size(); ++i) {
             const Tag& tag = field[i];
-            if (!tag.is_in_field(now) || !tag.is_seen_by(antenna)) continue;
+            if (!field.has_power(tag, antenna, now)) continue;
             if (takes_part(field, tag, antenna) && fits(tag)) fitting.insert(i);
         }
     }

@@ -8,7 +8,7 @@ namespace tagwire::sim {
 Passes::Found Passes::step(Device& device, Time now, const InventoryRule& rule)
 {
     using Event = Singulation::Event;
-    if (!device.field().anyone_seen_by(rule.antennas, now)) {
+    if (!device.field().anyone_in_reach(rule.antennas, now)) {
         pass_.reset();
         return Found::nobody;
     }

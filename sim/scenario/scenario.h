@@ -10,6 +10,7 @@
 #include "bytes.h"
 #include "scenario/fault.h"
 #include "scenario/other_tag_settings.h"
+#include "scenario/radio_settings.h"
 #include "scenario/sensor_settings.h"
 #include "scenario/service_settings.h"
 
@@ -54,6 +55,7 @@ struct TagSettings {
     std::uint16_t phase_drift = 0;  // from the start to the end of a reading
     Time arrives{};
     std::optional<Time> departs;
+    std::optional<TagRadioSettings> radio;  // none: in a field without losses
     std::optional<SensorSettings> sensor;
 };
 
@@ -106,6 +108,8 @@ struct ReaderSettings {
 
 struct Scenario {
     ReaderSettings reader;
+    RadioSettings radio;
+    std::vector<AntennaSettings> antennas;  // by port; those that are missing are as usual
     std::vector<TagSettings> tags;
     std::vector<Tag6bSettings> tags_6b;
     std::vector<TagGbSettings> tags_gb;

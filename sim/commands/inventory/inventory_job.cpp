@@ -125,8 +125,10 @@ InventoryRule make_rule(const Device& device, const InventoryRequest& request)
 
 bool has_antennas(const Device& device, const std::vector<unsigned>& ports)
 {
-    return std::all_of(ports.begin(), ports.end(),
-                       [&device](unsigned port) { return port <= device.settings().antennas; });
+    const auto is_there = [&](unsigned port) { return port <= device.settings().antennas; };
+    const auto is_plugged = [&](unsigned port) { return device.radio().is_plugged(port); };
+    if (!std::all_of(ports.begin(), ports.end(), is_there)) return false;
+    return device.config().check_antenna == 0 || std::any_of(ports.begin(), ports.end(), is_plugged);
 }
 
 std::optional<Bytes> read_memory(const Tag& tag, const MemoryRead& read,

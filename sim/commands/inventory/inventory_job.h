@@ -49,6 +49,7 @@ std::optional<Time> chosen_scan_time(const Device& device, std::uint8_t units);
 
 InventoryRule own_rule(const Device& device);
 InventoryRule make_rule(const Device& device, const InventoryRequest& request);
+// Whether the reader has all of these; with its antenna check on, one at least must be plugged in.
 bool has_antennas(const Device& device, const std::vector<unsigned>& ports);
 
 // The words, if the tag has them all and lets them be read.

@@ -64,7 +64,7 @@ using Accepts = std::function<bool(const Tag6b&)>;
 // Answers with the tags of the first antenna that hears any.
 void inventory(Device& device, const Call& call, const Accepts& accepts, std::size_t most)
 {
-    for (const unsigned port : device.enabled_antennas()) {
+    for (const unsigned port : device.plugged_antennas()) {
         Bytes records;
         std::uint8_t count = 0;
         for (const Tag6b& tag : device.other_tags().iso_6b) {
@@ -84,7 +84,7 @@ void inventory(Device& device, const Call& call, const Accepts& accepts, std::si
 
 Tag6b* find_tag(Device& device, Time now, const Bytes& id)
 {
-    const auto antennas = device.enabled_antennas();
+    const auto antennas = device.plugged_antennas();
     for (Tag6b& tag : device.other_tags().iso_6b) {
         const TagPlace& place = tag.place();
         if (tag.id() == id && place.is_present(now) && place.is_seen_by_any(antennas)) return &tag;

@@ -93,7 +93,8 @@ class GbInventoryJob : public Job {
     bool takes_part(const TagGb& tag) const
     {
         if (tag.is_killed() || !tag.place().is_present(world_time())) return false;
-        return tag.place().is_seen_by(port()) && (!request_.mask || tag.matches(*request_.mask));
+        return device_.radio().is_plugged(port()) && tag.place().is_seen_by(port()) &&
+               (!request_.mask || tag.matches(*request_.mask));
     }
 
     void hear(std::size_t index)
@@ -151,7 +152,7 @@ bool is_meant(const TagGb& tag, const GbTarget& target)
 
 TagGb* find_tag(Device& device, Time now, const GbTarget& target)
 {
-    const auto antennas = device.enabled_antennas();
+    const auto antennas = device.plugged_antennas();
     std::vector<TagGb*> meant;
     for (TagGb& tag : tags_of(device)) {
         if (tag.is_killed() || !tag.place().is_present(now) || !tag.place().is_seen_by_any(antennas))

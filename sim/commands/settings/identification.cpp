@@ -70,17 +70,9 @@ void set_carrier_time(Device& device, const Call& call)
     device.answer(call, status::success, {time});
 }
 
-unsigned antenna_that_sees(const Device& device, const Tag& tag)
-{
-    for (const unsigned port : device.enabled_antennas()) {
-        if (tag.is_seen_by(port)) return port;
-    }
-    return device.enabled_antennas().front();
-}
-
 Bytes describe_identity(Device& device, const Tag& tag)
 {
-    const Sighting sighting = sight(device, tag, antenna_that_sees(device, tag));
+    const Sighting sighting = sight(device, tag, device.antenna_that_sees(tag));
     const auto key = tag.sensor() ? tag.sensor()->settings().key_index : std::array<std::uint8_t, 2>{};
     Bytes tid = tag.bank(Bank::tid);
     tid.resize(told_tid);

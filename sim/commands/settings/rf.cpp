@@ -149,10 +149,9 @@ void exchange_antennas(Device& device, const Call& call)
 
 void measure_return_loss(Device& device, const Call& call)
 {
-    if (call.data()[frequency_size] >= device.settings().antennas) {
-        return device.answer(call, status::antenna_missing);
-    }
-    device.answer(call, status::success, {device.settings().return_loss});
+    const unsigned port = call.data()[frequency_size] + 1U;
+    if (port > device.settings().antennas) return device.answer(call, status::antenna_missing);
+    device.answer(call, status::success, {device.radio().return_loss(port)});
 }
 
 void set_dwell(Device& device, const Call& call)

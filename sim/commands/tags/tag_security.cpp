@@ -98,9 +98,9 @@ void ask_for_eas_alarm(Device& device, const Call& call)
     const auto antennas = device.enabled_antennas();
     for (std::size_t i = 0; i < field.size(); ++i) {
         const Tag& tag = field[i];
-        const auto sees = [&tag](unsigned antenna) { return tag.is_seen_by(antenna); };
+        const auto powers = [&](unsigned antenna) { return field.has_power(tag, antenna, call.now); };
         if (tag.state().eas && tag.is_present(call.now) &&
-            std::any_of(antennas.begin(), antennas.end(), sees)) {
+            std::any_of(antennas.begin(), antennas.end(), powers)) {
             return device.answer(call, status::success);
         }
     }
