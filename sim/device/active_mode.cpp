@@ -78,8 +78,9 @@ void ActiveMode::advance(Device& device, Time now)
 
 void ActiveMode::step(Device& device, Time now)
 {
-    due_ += *device.reading().period();
-    switch (passes_.step(device, now, active_rule(device))) {
+    const auto found = passes_.step(device, now, active_rule(device));
+    due_ += std::max(*device.reading().period(), passes_.time_taken(device));
+    switch (found) {
     case Passes::Found::tag: return read(device, now);
     case Passes::Found::end_of_pass: due_ += interval_unit * device.config().interval; return;
     case Passes::Found::nobody: due_ = std::max(due_, now + empty_field_pause); return;

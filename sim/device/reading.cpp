@@ -80,11 +80,12 @@ void Reading::advance(Device& device, Time now)
             due_ = now + full_wire_pause;
             return;
         }
-        if (!push_report(device, now)) {
-            due_ = std::max(due_ + period_, now + empty_field_pause);
+        const bool pushed = push_report(device, now);
+        due_ += std::max(period_, passes_.time_taken(device));
+        if (!pushed) {
+            due_ = std::max(due_, now + empty_field_pause);
             return;
         }
-        due_ += period_;
         if (counted_) --left_;
     }
 }

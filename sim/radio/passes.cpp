@@ -1,5 +1,7 @@
 #include "radio/passes.h"
 
+#include <utility>
+
 #include "device/device.h"
 #include "device/records.h"
 
@@ -19,7 +21,9 @@ Passes::Found Passes::step(Device& device, Time now, const InventoryRule& rule)
     }
     pass_->set_world_time(now);
     while (true) {
+        const Time before = pass_->air_time();
         const Event event = pass_->step();
+        air_ += pass_->air_time() - before;
         if (event == Event::tag) return Found::tag;
         if (event == Event::all_done || event == Event::scan_time_over) {
             pass_->power_off();
@@ -32,6 +36,13 @@ Passes::Found Passes::step(Device& device, Time now, const InventoryRule& rule)
 Sighting Passes::sight_heard(Device& device) const
 {
     return sight(device, device.field()[pass_->tag()], pass_->antenna());
+}
+
+Time Passes::time_taken(const Device& device)
+{
+    const Time air = std::exchange(air_, {});
+    if (!device.radio().has_losses()) return {};
+    return Time(static_cast<Time::rep>(static_cast<double>(air.count()) * device.settings().air_time));
 }
 
 void Passes::stop(Device& device)

@@ -21,10 +21,13 @@ class Passes {
 
     Found step(Device& device, Time now, const InventoryRule& rule);
     Sighting sight_heard(Device& device) const;  // after a tag was found
+    // In the world, since it was asked last; in a field without losses the report rate alone sets the pace.
+    Time time_taken(const Device& device);
     void stop(Device& device);
 
   private:
     std::unique_ptr<Singulation> pass_;
+    Time air_{};
 };
 
 // By which the reader inventories when no request says otherwise.

@@ -116,6 +116,7 @@ void Singulation::begin_round()
 {
     if (!selected_) begin_antenna();
     air_ += round_air;
+    ++rounds_;
     in_round_ = true;
     slot_ = 0;
     collisions_ = 0;

@@ -36,6 +36,7 @@ class Singulation {
 
     std::size_t tag() const { return heard_; }  // of the last Event::tag
     unsigned antenna() const { return rule_.antennas[antenna_]; }
+    unsigned rounds() const { return rounds_; }  // begun so far
     Time air_time() const { return air_; }
     Time world_time() const;
     const InventoryRule& rule() const { return rule_; }
@@ -79,6 +80,7 @@ class Singulation {
     std::vector<Reply> replies_;  // by slot
     std::size_t next_reply_ = 0;
     unsigned collisions_ = 0;
+    unsigned rounds_ = 0;
     std::size_t heard_ = 0;
 };
 

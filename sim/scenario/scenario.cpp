@@ -12,6 +12,7 @@
 
 #include "device/settings.h"
 #include "scenario/scenario_other_tags.h"
+#include "scenario/scenario_radio.h"
 #include "scenario/scenario_section.h"
 #include "scenario/scenario_sensor_tags.h"
 #include "scenario/scenario_services.h"
@@ -215,6 +216,7 @@ void read_tag(Section& section, std::vector<TagSettings>& tags)
     section.read_integer("phase", tag.phase);
     section.read_integer("phase_drift", tag.phase_drift);
     section.read_stay(tag.arrives, tag.departs);
+    read_tag_radio(section, tag.radio);
     read_sensor(section, tag.sensor);
     section.refuse_unknown_keys("[[tag]]");
     if (tags.size() + count.value_or(1) > most_tags) section.fail("more than 100000 tags");
@@ -261,7 +263,9 @@ Scenario Scenario::from_text(const std::string& text, const std::string& source)
         Section section(source, *table);
         read_reader(section, scenario.reader);
     }
+    read_radio(top, scenario);
     top.read_tables("tag", [&scenario](Section& section) { read_tag(section, scenario.tags); });
+    read_conveyors(top, scenario);
     read_other_tags(top, scenario);
     read_services(top, scenario.services);
     top.refuse_unknown_keys("a scenario");
@@ -296,6 +300,7 @@ void Scenario::check(const std::string& source) const
         require(tag.epc.empty() || epcs.insert(tag.epc).second, "two tags have the epc " + to_hex(tag.epc));
         if (tag.sensor) check_sensor(*tag.sensor, source);
     }
+    check_radio(*this, source);
     check_other_tags(*this, source);
     check_services(services, source);
 }

@@ -65,13 +65,15 @@ class Section {
         value = **node->as_boolean();
     }
 
-    void read_number(std::string_view key, double& value)
+    void read_number(std::string_view key, double& value, double lowest = 0, double highest = 1e9)
     {
         const toml::node* node = find(key);
         if (!node) return;
         const auto number = node->is_number() ? node->value<double>() : std::nullopt;
-        if (!number || !(*number >= 0) || *number > 1e9) {
-            fail(*node, std::string(key) + " must be a number from 0 to 1e9");
+        if (!number || !(*number >= lowest) || *number > highest) {
+            std::ostringstream problem;
+            problem << key << " must be a number from " << lowest << " to " << highest;
+            fail(*node, problem.str());
         }
         value = *number;
     }
@@ -198,6 +200,27 @@ class Section {
         Section section(source_, *table);
         read(section);
         section.refuse_unknown_keys(brackets);
+    }
+
+    // Calls `read` for every table [key.N], N from 1 on.
+    template <typename Read>
+    void read_numbered_tables(std::string_view key, unsigned highest, const Read& read)
+    {
+        const toml::node* node = find(key);
+        if (!node) return;
+        const std::string example = "[" + std::string(key) + ".1]";
+        if (!node->is_table()) fail(*node, "this is written as " + example);
+        for (const auto& [name, item] : *node->as_table()) {
+            const std::string text(name.str());
+            unsigned number = 0;
+            std::istringstream(text) >> number;
+            const toml::table* table = item.as_table();
+            if (!table || number < 1 || number > highest || std::to_string(number) != text)
+                fail(item, "this is written as " + example + ", up to " + std::to_string(highest));
+            Section section(source_, *table);
+            read(section, number);
+            section.refuse_unknown_keys("[" + std::string(key) + "." + text + "]");
+        }
     }
 
     void read_text(std::string_view key, std::string& text, std::size_t longest)

@@ -7,17 +7,6 @@ namespace {
 constexpr unsigned most_registers = 65536;
 constexpr unsigned last_calibration_word = 255;
 
-void read_temperature(Section& section, double& temperature)
-{
-    const toml::node* node = section.find("temperature");
-    if (!node) return;
-    const auto degrees = node->is_number() ? node->value<double>() : std::nullopt;
-    if (!degrees || !(*degrees >= lowest_temperature) || *degrees > highest_temperature) {
-        section.fail(*node, "temperature must be a number from -40 to 150");
-    }
-    temperature = *degrees;
-}
-
 void read_calibration(Section& section, Calibration& calibration)
 {
     section.read_fixed_hex("calibration", calibration);
@@ -83,7 +72,7 @@ void read_spi(Section& section, std::map<Bytes, Bytes>& spi)
 
 void read_keys(Section& section, SensorSettings& sensor)
 {
-    read_temperature(section, sensor.temperature);
+    section.read_number("temperature", sensor.temperature, lowest_temperature, highest_temperature);
     read_calibration(section, sensor.calibration);
     section.read_integer("calibration_word", sensor.calibration_word, 0, last_calibration_word);
     read_registers(section, sensor);

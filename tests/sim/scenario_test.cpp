@@ -66,6 +66,46 @@ INSTANTIATE_TEST_SUITE_P(
         BadScenario{"NoToml", "[reader\n", 1, ""}),
     [](const auto& test) { return test.param.name; });
 
+INSTANTIATE_TEST_SUITE_P(
+    Radio, BadScenarioTest,
+    testing::Values(
+        BadScenario{"Fading", "[radio]\nfading = 21\n", 2, "fading must be a number from 0 to 20"},
+        BadScenario{"Port", "[reader]\nantennas = 2\n[antenna.3]\ngain = 5\n", 3, "[antenna.1], up to 2"},
+        BadScenario{"NoPort", "[antenna.left]\ngain = 5\n", 1, "[antenna.1], up to 4"},
+        BadScenario{"OneAntenna", "[antenna]\ngain = 5\n", 2, "[antenna.1], up to 4"},
+        BadScenario{"Gain", "[antenna.1]\ngain = 31\n", 2, "gain must be a number from -30 to 30"},
+        BadScenario{"Polarisation", "[antenna.1]\npolarisation = \"round\"\n", 2,
+                    "\"circular\" or \"linear\""},
+        BadScenario{"Facing", "[antenna.1]\nfacing = [0, 0, 0]\n", 2, "facing is no direction"},
+        BadScenario{"UnknownAntennaKey", "[antenna.1]\ngian = 5\n", 2, "[antenna.1] has no key 'gian'"},
+        BadScenario{"Position", "[[tag]]\nepc = \"E200\"\nposition = [1, 2]\n", 3, "a list of x, y and z"},
+        BadScenario{"FarPosition", "[[tag]]\nepc = \"E200\"\nposition = [1, 2, 10001]\n", 3, "up to 10000"},
+        BadScenario{"BothPlaces", "[[tag]]\nepc = \"E200\"\nposition = [1, 2, 0]\npath = [[0, 1, 1, 1]]\n", 4,
+                    "either a position or a path"},
+        BadScenario{"PathOrder", "[[tag]]\nepc = \"E200\"\npath = [[1, 0, 0, 0], [1, 1, 0, 0]]\n", 3,
+                    "later than the one before"},
+        BadScenario{"EmptyPath", "[[tag]]\nepc = \"E200\"\npath = []\n", 3, "a list of waypoints"},
+        BadScenario{"Waypoint", "[[tag]]\nepc = \"E200\"\npath = [[0, 0, 0]]\n", 3, "seconds, x, y and z"},
+        BadScenario{"AxisAlone", "[[tag]]\nepc = \"E200\"\naxis = [0, 0, 1]\n", 3, "a position or a path"},
+        BadScenario{"Sensitivity", "[[tag]]\nepc = \"E200\"\nposition = [0, 1, 0]\nsensitivity = -61\n", 4,
+                    "from -60 to 30"},
+        BadScenario{"ConveyorKey", "[[conveyor]]\nepc = \"E200\"\n", 1, "needs the key count"},
+        BadScenario{"ConveyorWay",
+                    "[[conveyor]]\nepc = \"E200\"\ncount = 1\nspeed = 1\nfrom = [0, 0, 0]\nto = [0, 0, 0]\n",
+                    6, "ends where it begins"},
+        BadScenario{"ConveyorEpc",
+                    "[[conveyor]]\nepc = \"E2\"\ncount = 1\nspeed = 1\nfrom = [0, 0, 0]\nto = [1, 0, 0]\n", 2,
+                    "whole words"},
+        BadScenario{"ConveyorSpeed",
+                    "[[conveyor]]\nepc = \"E200\"\ncount = 1\nspeed = 0\nfrom = [0, 0, 0]\nto = [1, 0, 0]\n",
+                    4, "speed must be a number from 0.001 to 1000"},
+        BadScenario{
+            "ManyTags",
+            "[[conveyor]]\nepc = \"E200\"\ncount = 60000\nspeed = 1\nfrom = [0, 0, 0]\nto = [1, 0, 0]\n"
+            "pattern = [[0, 0, 0], [1, 0, 0]]\n",
+            1, "more than 100000 tags"}),
+    [](const testing::TestParamInfo<BadScenario>& param) { return param.param.name; });
+
 TEST(Scenario, FillsInAllKeys)
 {
     const Scenario scenario = Scenario::from_text(R"(
