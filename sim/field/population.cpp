@@ -21,6 +21,13 @@ bool Population::anyone_in_reach(const std::vector<unsigned>& antennas, Time now
     return std::any_of(tags_.begin(), tags_.end(), in_reach);
 }
 
+bool Population::gives_power(Tag& tag, unsigned antenna, Time now)
+{
+    if (tag.is_in_field(now) && radio_.powers(antenna, tag, now, random_)) return true;
+    if (tag.settings().radio) tag.lose_power();
+    return false;
+}
+
 void Population::lose_power()
 {
     for (Tag& tag : tags_) tag.lose_power();
@@ -34,7 +41,7 @@ void Population::apply_selection(unsigned antenna, Time now, const ReaderSetting
 void Population::apply(const Select& select, unsigned antenna, Time now, const ReaderSettings& reader)
 {
     for (Tag& tag : tags_) {
-        if (!has_power(tag, antenna, now)) continue;
+        if (!gives_power(tag, antenna, now)) continue;
         tag.energise(now, reader);
         tag.obey(select, now);
     }

@@ -31,11 +31,8 @@ class Population {
     // Sends the antenna's Select commands to the tags there.
     void apply_selection(unsigned antenna, Time now, const ReaderSettings& reader);
     void apply(const Select& select, unsigned antenna, Time now, const ReaderSettings& reader);
-    // Whether this moment gives the tag power, if it is in the field at all.
-    bool has_power(const Tag& tag, unsigned antenna, Time now) const
-    {
-        return tag.is_in_field(now) && radio_.powers(antenna, tag, now, random_);
-    }
+    // Whether this moment gives the tag power, if it is in the field at all; one without forgets its session 0.
+    bool gives_power(Tag& tag, unsigned antenna, Time now);
 
   private:
     std::vector<Tag> tags_;

@@ -194,8 +194,8 @@ Tag* find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& f
         if (!field.selection().at(antenna).empty()) field.lose_power();
         field.apply_selection(antenna, now, device.settings());
         for (std::size_t i = 0; i < field.size(); ++i) {
-            const Tag& tag = field[i];
-            if (!field.has_power(tag, antenna, now)) continue;
+            Tag& tag = field[i];
+            if (!field.gives_power(tag, antenna, now)) continue;
             if (takes_part(field, tag, antenna) && fits(tag)) fitting.insert(i);
         }
     }

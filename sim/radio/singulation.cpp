@@ -98,7 +98,7 @@ Singulation::Event Singulation::take_replies()
 bool Singulation::takes_part(std::size_t index, Time now)
 {
     Tag& tag = field_[index];
-    if (!tag.is_present(now) || !field_.has_power(tag, antenna(), now)) return false;
+    if (!tag.is_present(now) || !field_.gives_power(tag, antenna(), now)) return false;
     tag.energise(now, reader_);
     if (only_sl_ && !tag.is_selected()) return false;
     if (rule_.mask && tag.matches(*rule_.mask) == rule_.mask_excludes) return false;

@@ -94,11 +94,11 @@ std::optional<TagAction> prepare_eas(Fields& own)
 void ask_for_eas_alarm(Device& device, const Call& call)
 {
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
-    const Population& field = device.field();
+    Population& field = device.field();
     const auto antennas = device.enabled_antennas();
     for (std::size_t i = 0; i < field.size(); ++i) {
-        const Tag& tag = field[i];
-        const auto powers = [&](unsigned antenna) { return field.has_power(tag, antenna, call.now); };
+        Tag& tag = field[i];
+        const auto powers = [&](unsigned antenna) { return field.gives_power(tag, antenna, call.now); };
         if (tag.state().eas && tag.is_present(call.now) &&
             std::any_of(antennas.begin(), antennas.end(), powers)) {
             return device.answer(call, status::success);
