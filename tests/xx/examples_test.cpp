@@ -2,6 +2,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -15,6 +16,7 @@ namespace tagwire {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using tool::test::Process;
 using tool::test::run;
 
@@ -29,20 +31,25 @@ sim::Scenario gate()
     return scenario;
 }
 
-class Examples : public testing::Test {
+enum class Over { tcp, pty };
+
+class Examples : public testing::TestWithParam<Over> {
   protected:
-    sim::Reader& add()
+    sim::Reader& add(const sim::Scenario& scenario = gate())
     {
-        sim::Reader& reader = simulator.add_reader(gate());
-        urls.push_back("tcp://127.0.0.1:" + std::to_string(reader.listen()));
+        sim::Reader& reader = simulator.add_reader(scenario);
+        urls.push_back(GetParam() == Over::tcp ? "tcp://127.0.0.1:" + std::to_string(reader.listen())
+                                               : "serial:" + reader.open_pty() + "?baud=115200");
         return reader;
     }
 
     sim::Simulator simulator;
     std::vector<std::string> urls;
 };
+INSTANTIATE_TEST_SUITE_P(Links, Examples, testing::Values(Over::tcp, Over::pty),
+                         [](const auto& over) { return over.param == Over::tcp ? "tcp" : "pty"; });
 
-TEST_F(Examples, inventory_shows_each_tag)
+TEST_P(Examples, inventory_shows_each_tag)
 {
     add();
     const auto ended = run(examples + "/example_inventory_cpp", urls);
@@ -50,14 +57,15 @@ TEST_F(Examples, inventory_shows_each_tag)
     EXPECT_THAT(ended.out, HasSubstr("E28000000000000000000002  port 1  rssi "));
 }
 
-TEST_F(Examples, inventory_says_what_is_wrong)
+TEST_P(Examples, inventory_says_what_is_wrong)
 {
-    const auto ended = run(examples + "/example_inventory_cpp", {"tcp://127.0.0.1:1"});
+    const std::string url = GetParam() == Over::tcp ? "tcp://127.0.0.1:1" : "serial:/dev/null/none";
+    const auto ended = run(examples + "/example_inventory_cpp", {url});
     EXPECT_EQ(ended.exit_code, 1);
-    EXPECT_THAT(ended.err, HasSubstr("tcp://127.0.0.1:1"));
+    EXPECT_THAT(ended.err, HasSubstr(url));
 }
 
-TEST_F(Examples, stocktake_counts_all_tags)
+TEST_P(Examples, stocktake_counts_all_tags)
 {
     add();
     const auto ended = run(examples + "/example_stocktake_cpp", urls);
@@ -65,7 +73,7 @@ TEST_F(Examples, stocktake_counts_all_tags)
     EXPECT_THAT(ended.out, HasSubstr("3 tags in "));
 }
 
-TEST_F(Examples, write_verify_lock_is_for_one_tag)
+TEST_P(Examples, write_verify_lock_is_for_one_tag)
 {
     sim::Scenario scenario;
     scenario.tags.resize(2);
@@ -73,44 +81,42 @@ TEST_F(Examples, write_verify_lock_is_for_one_tag)
     scenario.tags[0].user.resize(8);
     scenario.tags[0].access_password = {0x11, 0x22, 0x33, 0x44};
     scenario.tags[1].epc = sim::from_hex("E28011606000020900000004");
-    sim::Reader& reader = simulator.add_reader(scenario);
-    const std::string url = "tcp://127.0.0.1:" + std::to_string(reader.listen());
-    const auto ended = run(examples + "/example_write_verify_lock_cpp", {url});
+    sim::Reader& reader = add(scenario);
+    const auto ended = run(examples + "/example_write_verify_lock_cpp", urls);
     EXPECT_EQ(ended.exit_code, 0) << ended.err;
     EXPECT_EQ(ended.out, "CAFE0001\n");
     EXPECT_EQ(reader.tag_state(0).lock(sim::Area::user), sim::Lock::closed);
     add();
-    const auto refused = run(examples + "/example_write_verify_lock_cpp", urls);
+    const auto refused = run(examples + "/example_write_verify_lock_cpp", {urls.back()});
     EXPECT_EQ(refused.exit_code, 1);
     EXPECT_THAT(refused.err, HasSubstr("no tag answers to E28011606000020900000003"));
 }
 
-TEST_F(Examples, commission_goes_on_where_it_stands)
+TEST_P(Examples, commission_goes_on_where_it_stands)
 {
     sim::Scenario scenario = gate();
     for (auto& tag : scenario.tags) {
         tag.tid = sim::from_hex("E2801160200000000000AA00");
         tag.tid.back() = tag.epc.back();
     }
-    sim::Reader& reader = simulator.add_reader(scenario);
-    const std::string url = "tcp://127.0.0.1:" + std::to_string(reader.listen());
+    sim::Reader& reader = add(scenario);
     const std::string table = testing::TempDir() + "tagwire_table_" + std::to_string(::getpid()) + ".csv";
     std::ofstream(table) << "tid,epc,access,kill,lock\n"
                             "E2801160200000000000AA01,3034000000000001,11223344,55667788,epc:password\n"
                             "E2801160200000000000AA07,3034000000000007,11223344,,\n";
-    auto ended = run(examples + "/example_commission_cpp", {url, table});
+    auto ended = run(examples + "/example_commission_cpp", {urls[0], table});
     EXPECT_EQ(ended.exit_code, 1);
     EXPECT_THAT(ended.out, HasSubstr("E2801160200000000000AA01 ok: EPC done; access password done; "));
     EXPECT_THAT(ended.out, HasSubstr("E2801160200000000000AA07 not done: find failed (no tag answers"));
     EXPECT_EQ(reader.tag_state(1).lock(sim::Area::epc), sim::Lock::closed);
-    ended = run(examples + "/example_commission_cpp", {url, table});
+    ended = run(examples + "/example_commission_cpp", {urls[0], table});
     EXPECT_THAT(ended.out,
                 HasSubstr("AA01 ok: EPC found; access password found; kill password found; lock epc done"
                           "  (went on)"));
     std::filesystem::remove(table);
 }
 
-TEST_F(Examples, live_goes_on_when_one_of_four_readers_is_restarted)
+TEST_P(Examples, live_goes_on_when_one_of_four_readers_is_restarted)
 {
     for (int i = 0; i < 3; ++i) add();
     sim::Reader& restarted = add();
@@ -126,19 +132,21 @@ TEST_F(Examples, live_goes_on_when_one_of_four_readers_is_restarted)
         return false;
     };
     EXPECT_TRUE(await_read());
-    restarted.restart();
-    restarted.hang_up();
-    EXPECT_TRUE(await_state("lost"));
-    EXPECT_TRUE(await_state("streaming"));
-    EXPECT_TRUE(restarted.wait_for_reading());
-    EXPECT_TRUE(await_read());
+    if (GetParam() == Over::tcp) {  // a pseudo terminal does not come back
+        restarted.restart();
+        restarted.hang_up();
+        EXPECT_TRUE(await_state("lost"));
+        EXPECT_TRUE(await_state("streaming"));
+        EXPECT_TRUE(restarted.wait_for_reading());
+        EXPECT_TRUE(await_read());
+    }
     live.send_signal(SIGINT);
     const auto ended = live.wait();
     EXPECT_EQ(ended.exit_code, 0);
     EXPECT_THAT(ended.err, HasSubstr("gate4 stopped"));
 }
 
-TEST_F(Examples, settings_are_brought_to_another_reader)
+TEST_P(Examples, settings_are_brought_to_another_reader)
 {
     add();
     add();
@@ -157,11 +165,11 @@ TEST_F(Examples, settings_are_brought_to_another_reader)
     std::filesystem::remove_all(folder);
 }
 
-TEST_F(Examples, temperatures_are_lines_of_a_table)
+TEST_P(Examples, temperatures_are_lines_of_a_table)
 {
     sim::Scenario scenario = gate();
     scenario.tags[1].sensor.emplace().temperature = 12.5;
-    urls.push_back("tcp://127.0.0.1:" + std::to_string(simulator.add_reader(scenario).listen()));
+    add(scenario);
     urls.emplace_back("1");
     const auto ended = run(examples + "/example_temperatures_cpp", urls);
     EXPECT_EQ(ended.exit_code, 0) << ended.err;
@@ -169,24 +177,30 @@ TEST_F(Examples, temperatures_are_lines_of_a_table)
     EXPECT_THAT(ended.out, HasSubstr(",E28000000000000000000001,1,12.5"));
 }
 
-TEST_F(Examples, the_log_of_a_sensor_tag_is_lines_of_a_table)
+TEST_P(Examples, the_log_of_a_sensor_tag_is_lines_of_a_table)
 {
     sim::Scenario scenario = gate();
     scenario.tags[1].sensor.emplace().memory = {0, 2, 0x04, 0xE2, 0x80, 0x00};
-    const auto url = "tcp://127.0.0.1:" + std::to_string(simulator.add_reader(scenario).listen());
-    const auto ended = run(examples + "/example_sensor_log_cpp", {url, "E28000000000000000000001", "0"});
+    add(scenario);
+    const auto ended = run(examples + "/example_sensor_log_cpp", {urls[0], "E28000000000000000000001", "0"});
     EXPECT_EQ(ended.exit_code, 0) << ended.err;
     EXPECT_EQ(ended.out, "sample,celsius,problem\n1,12.5,\n2,,what the sensor tells is no temperature\n");
     EXPECT_THAT(ended.err, HasSubstr("100 %, 4 of 4 bytes"));
 }
 
-TEST_F(Examples, firmware_is_replaced_and_shown)
+// A program of version 2.1.
+std::string firmware_file()
 {
-    sim::Reader& reader = add();
     const std::string file = testing::TempDir() + "tagwire_firmware_" + std::to_string(::getpid());
     std::ofstream(file, std::ios::binary) << "\x02\x01" << std::string(5000, 'x');
-    urls.push_back(file);
-    const auto ended = run(examples + "/example_firmware_cpp", urls);
+    return file;
+}
+
+TEST_P(Examples, firmware_is_replaced_and_shown)
+{
+    sim::Reader& reader = add();
+    const std::string file = firmware_file();
+    const auto ended = run(examples + "/example_firmware_cpp", {urls[0], file});
     std::filesystem::remove(file);
     EXPECT_EQ(ended.exit_code, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("100 %, 5002 of 5002 bytes"));
@@ -194,7 +208,35 @@ TEST_F(Examples, firmware_is_replaced_and_shown)
     EXPECT_EQ(reader.firmware().marks, 1U);
 }
 
-TEST_F(Examples, sqlite_events_fill_a_database)
+TEST_P(Examples, firmware_that_is_interrupted_leaves_the_old_program_running)
+{
+    sim::Reader& reader = add();
+    const std::string file = firmware_file();
+    std::promise<const Process*> started;
+    std::size_t bytes = 0;
+    bool is_interrupted = false;
+    simulator.set_trace([&, update = started.get_future().share()](const sim::TraceEvent& event) {
+        constexpr std::size_t some_blocks = 2000;
+        if (event.to_reader) bytes += event.bytes.size();
+        if (is_interrupted || bytes < some_blocks) return;
+        is_interrupted = true;
+        update.get()->send_signal(SIGINT);  // before the block is answered
+    });
+    Process update(examples + "/example_firmware_cpp", {urls[0], file});
+    started.set_value(&update);
+    const auto ended = update.wait();
+    simulator.set_trace({});
+    std::filesystem::remove(file);
+    EXPECT_EQ(ended.exit_code, 1) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("\r0 %, 0 of 5002 bytes"));
+    EXPECT_THAT(ended.out, Not(HasSubstr("100 %")));
+    EXPECT_THAT(ended.out, HasSubstr("stopped"));
+    EXPECT_FALSE(reader.firmware().updating);
+    EXPECT_EQ(reader.firmware().marks, 0U);
+    EXPECT_EQ(Reader(urls[0]).info().firmware, (Version{1, 0}));
+}
+
+TEST_P(Examples, sqlite_events_fill_a_database)
 {
     sim::Reader& reader = add();
     const std::string file = testing::TempDir() + "tagwire_events_" + std::to_string(::getpid()) + ".db";
