@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <tagwirexx/api.hpp>
+#include <tagwirexx/password.hpp>
 #include <tagwirexx/read.hpp>
 #include <tagwirexx/units.hpp>
 
@@ -75,7 +76,7 @@ struct Condition6b {
 struct OtherTagsPlan {
     std::optional<Port> antenna = {};                         // 1 to 128; as the reader is set when empty
     std::optional<std::chrono::milliseconds> scan_time = {};  // as of an InventoryPlan
-    std::optional<Bytes> password = {};                       // 4 bytes, for `words`
+    Password password = {};                                   // for `words`; zeros: none
     // Memory areas of these tags have numbers of their own: 0x00 information, 0x10 coding, 0x20 security,
     // 0x30 user.
     struct Area {

@@ -237,8 +237,8 @@ TEST_P(OtherTags, OfGb)
     const std::uint64_t before = device->counters().requests;
     for (const OtherTagsPlan& wrong :
          {OtherTagsPlan{.antenna = Port(129)}, OtherTagsPlan{.scan_time = 25'501ms},
-          OtherTagsPlan{.password = Bytes(3), .words = OtherTagsPlan::Area{0x30, 0, 2}},
-          OtherTagsPlan{.password = Bytes(4)}, OtherTagsPlan{.words = OtherTagsPlan::Area{0x30, 0, 32}},
+          OtherTagsPlan{.password = Password("11223344")},
+          OtherTagsPlan{.words = OtherTagsPlan::Area{0x30, 0, 32}},
           OtherTagsPlan{.words = OtherTagsPlan::Area{0x30, 0x10000, 1}},
           OtherTagsPlan{.mask = OtherTagsPlan::AreaMask{}}})
         EXPECT_EQ(error_of([&] { reader().inventory_gb(wrong); })->code(), Errc::invalid_value);
@@ -256,7 +256,7 @@ TEST_P(OtherTags, OfJb)
     expect_words(patiently([&] {
         return reader().inventory_jb({.words = OtherTagsPlan::Area{0x30, 0, 2}});
     }));
-    expect_invalid([&] { reader().inventory_jb({.password = Bytes(4)}); });
+    expect_invalid([&] { reader().inventory_jb({.password = Password("11223344")}); });
 }
 
 }  // namespace

@@ -98,7 +98,7 @@ InventoryResult result_of(const Answer6b& answer, int came, AntennaByte kind)
 
 struct Question {
     std::optional<GivenMask> mask;
-    std::array<u8, 4> password{};
+    Password password;
     std::optional<OtherTagsPlan::Area> words;
 };
 
@@ -108,12 +108,9 @@ Question question_of(const ReaderInside& inside, const Call& call, const OtherTa
     if (plan.mask)
         out.mask =
             given_mask(inside, call, plan.mask->area, plan.mask->bit, plan.mask->bytes, plan.mask->bits);
-    if (plan.password) {
-        if (!plan.words) refuse_value(inside, call, "a password is for words to be read: name them");
-        if (plan.password->size() != out.password.size())
-            refuse_value(inside, call, "a password has 4 bytes");
-        std::copy(plan.password->begin(), plan.password->end(), out.password.begin());
-    }
+    if (!plan.password.is_zero() && !plan.words)
+        refuse_value(inside, call, "a password is for words to be read: name them");
+    out.password = plan.password;
     out.words = plan.words;
     if (!plan.words) return out;
     checked(inside, call, "the count of words", plan.words->count, 1, 31);
@@ -122,7 +119,7 @@ Question question_of(const ReaderInside& inside, const Call& call, const OtherTa
 }
 
 template <class Plain, class Mixed, class... Algorithm>
-int send(ReaderInside& inside, const Call& call, Plain plain, Mixed mixed, Question question,
+int send(ReaderInside& inside, const Call& call, Plain plain, Mixed mixed, const Question& question,
          const Place& place, Algorithm... algorithm)
 {
     GivenMask mask = question.mask.value_or(GivenMask{});
@@ -136,8 +133,8 @@ int send(ReaderInside& inside, const Call& call, Plain plain, Mixed mixed, Quest
     std::array<u8, 2> first{static_cast<u8>(words.first >> 8U), static_cast<u8>(words.first)};
     return inside.run(call, mixed, algorithm..., mask.bank, mask.bit.data(), mask.bits, mask.bytes.data(),
                       has_mask, words.number, first.data(), static_cast<u8>(words.count),
-                      question.password.data(), place.antenna, place.scan_time, is_fast, nullptr, nullptr,
-                      nullptr, nullptr);
+                      const_cast<u8*>(question.password.bytes().data()), place.antenna, place.scan_time,
+                      is_fast, nullptr, nullptr, nullptr, nullptr);
 }
 
 template <class Plain, class Mixed, class... Algorithm>
