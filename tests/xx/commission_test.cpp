@@ -273,6 +273,45 @@ TEST_P(CommissioningOf, ABeginningOfATidIsNoName)
     EXPECT_EQ(device->find_tag(make_tag(9).epc), 0U);
 }
 
+TEST_P(CommissioningOf, TwoTagsOfOneTidAreRefused)
+{
+    sim::Scenario scenario = make_scenario(2);
+    const Tid shared = tid_of(1);
+    for (auto& tag : scenario.tags) tag.tid.assign(shared.bytes().begin(), shared.bytes().end());
+    connect(scenario);
+    const CommissioningReport report = commission(whole_plan(1));
+    EXPECT_EQ(report.steps[0].what, "find");
+    EXPECT_EQ(report.steps[0].state, State::failed);
+    EXPECT_EQ(report.steps.back().state, State::not_reached);
+    EXPECT_THAT(report.text(), HasSubstr("2 tags answer to the TID " + shared.to_string()));
+    EXPECT_THAT(report.text(), HasSubstr("they have one TID: leave only one in the field"));
+    EXPECT_EQ(device->counters().commands[write_command] + device->counters().commands[lock_command], 0U);
+}
+
+TEST_P(CommissioningOf, AReaderThatTellsNoTidsIsNotTakenAtItsWord)
+{
+    sim::Scenario scenario = make_scenario(2);
+    scenario.tags[0].tid = sim::from_hex("E2801160200000000000AA01");
+    scenario.tags[1].tid = sim::from_hex("E280116020000001");
+    connect(scenario);
+    device->inject(sim::Fault::error(inventory_command, 0xFE, 0));
+    CommissioningPlan plan;
+    plan.tid = Tid("E280116020000000");
+    plan.epc = epc_of(9);
+    CommissioningReport report = commission(plan);
+    EXPECT_THAT(report.text(), HasSubstr("the beginning of the TID E2801160200000000000AA01 only"));
+    EXPECT_EQ(device->counters().commands[write_command], 0U);
+    plan.tid = Tid("E2801160200000000000AA01");
+    report = commission(plan);
+    EXPECT_TRUE(report.ok()) << report;
+    plan.tid = Tid("E280116020000001");
+    plan.epc = epc_of(10);
+    report = commission(plan);
+    EXPECT_TRUE(report.ok()) << report;
+    EXPECT_EQ(device->find_tag(make_tag(9).epc), 0U);
+    EXPECT_EQ(device->find_tag(make_tag(10).epc), 1U);
+}
+
 TEST_P(CommissioningOf, PlansAreLookedAtFirst)
 {
     CommissioningPlan plan = whole_plan(1);

@@ -89,12 +89,27 @@ class Commissioning {
     State find()
     {
         tag_ = reader_.tag(plan_.tid);
-        const Tid& whole = *tag_->tid();
+        const Tid whole = whole_tid();
         if (whole.size() > plan_.tid.size())
             throw Error(Errc::refused, commission_call.name, reader_.url(),
                         "that is the beginning of the TID " + whole.to_string() +
                             " only, which other tags may have: give all of it");
         return State::done;
+    }
+
+    // Of a tag that is named by it the inventory may have told nothing: not every reader reads words in one.
+    Tid whole_tid()
+    {
+        constexpr unsigned words = 6;
+        const Tid& told = *tag_->tid();
+        if (!inside().by_tid_ || told.size() >= std::size_t{2} * words) return told;
+        try {
+            const Bytes read = tag_->read(Bank::tid, 0, words);
+            return Tid(std::span<const u8>(read));
+        } catch (const Error& error) {
+            if (error.tag_error() != no_such_memory) throw;
+            return told;
+        }
     }
 
     // Finds out whether the new password is set already. What can be read without a password is read; otherwise

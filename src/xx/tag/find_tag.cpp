@@ -35,6 +35,12 @@ bool has_one_epc(const std::vector<SeenTag>& tags)
     return std::all_of(tags.begin(), tags.end(), [&](const SeenTag& t) { return t.epc == tags[0].epc; });
 }
 
+bool has_one_tid(const std::vector<SeenTag>& tags)
+{
+    return std::all_of(tags.begin(), tags.end(),
+                       [&](const SeenTag& t) { return t.tid && t.tid == tags[0].tid; });
+}
+
 std::string list_of(const std::vector<SeenTag>& tags)
 {
     constexpr std::size_t most = 10;
@@ -116,11 +122,13 @@ SeenTag only_one(const ReaderInside& reader, const std::vector<SeenTag>& tags, c
     auto details = std::make_shared<ErrorDetails>();
     details->answered = tags;
     const bool may_be_one = has_one_epc(tags) && !std::all_of(tags.begin(), tags.end(), has_tid);
+    const char* const advice =
+        may_be_one          ? "or it is one, too far away for its TID to be read each time: bring it closer"
+        : has_one_tid(tags) ? "they have one TID: leave only one in the field, or name it by its EPC"
+                            : "name one of them, or leave only one in the field";
     throw Error(Errc::several_tags, find_name, reader.name(),
-                std::to_string(tags.size()) + " tags answer to " + name + ": " + list_of(tags) +
-                    (may_be_one
-                         ? ": or it is one, too far away for its TID to be read each time: bring it closer"
-                         : ": name one of them, or leave only one in the field"),
+                std::to_string(tags.size()) + " tags answer to " + name + ": " + list_of(tags) + ": " +
+                    advice,
                 Outcome::nothing, 0, details);
 }
 

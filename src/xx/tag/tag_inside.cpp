@@ -75,10 +75,9 @@ NameOnWire TagInside::name_that_fits(const Call& call, unsigned most_words) cons
 NameOnWire TagInside::name_by_epc(const Call& call, unsigned most_words) const
 {
     if (by_tid_)
-        refuse_value(
-            *reader_, call,
-            "this command names a tag by its EPC, which others have or may have: leave only this one "
-            "in the field and look for it anew");
+        refuse_value(*reader_, call,
+                     "this command names a tag by its EPC, which others have, or may have where the reader "
+                     "tells no TIDs: leave only this one in the field and name it by its EPC");
     return name_by(*reader_, call, epc_, most_words);
 }
 
