@@ -165,7 +165,9 @@ enum class GbArea : std::uint8_t { information = 0x00, coding = 0x10, security =
 enum class GbAccess : std::uint8_t { read_write, read_only, write_only, none };
 enum class GbSecurity : std::uint8_t { open = 1, password = 2 };
 
-// A GB or JB tag, named by its ID. As a Tag, as far as it has the same.
+// A GB or JB tag, named by its ID. As a Tag, as far as it has the same. What changes more than memory, and what
+// erases or gives a new ID, is done only where a tag of its whole ID answered just before. Whether that was one tag or
+// two of one ID cannot be seen.
 class TAGWIREXX_API TagGb final {
   public:
     TagGb(TagGb&& other) noexcept;

@@ -1000,6 +1000,27 @@ TEST_P(GbTagOf, IsKilledOnce)
     EXPECT_EQ(count(kill_gb), 1U);
 }
 
+TEST_P(GbTagOf, WhoDoesNotAnswerAnyMoreIsNotChanged)
+{
+    TagGb one = one_of_two();
+    TagGb same = one_of_two();
+    patiently([&] { same.write(GbArea::coding, 1, Bytes{0, 9}); });
+    const auto sent = [&] { return count(write_gb) + count(erase_gb) + count(lock_gb) + count(kill_gb); };
+    const std::uint64_t before = sent();
+    const auto expect_no_tag = [&](auto act) {
+        const auto error = error_of([&] { patiently(act); });
+        EXPECT_EQ(error->code(), Errc::no_tag) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_EQ(sent(), before);
+    };
+    expect_no_tag([&] { one.set_access(GbArea::user, GbAccess::read_only); });
+    expect_no_tag([&] { one.set_security(GbArea::user, GbSecurity::password); });
+    expect_no_tag([&] { one.erase(GbArea::user, 0, 4); });
+    expect_no_tag([&] { one.erase(GbArea::coding, 1, 1); });
+    expect_no_tag([&] { one.write(GbArea::coding, 1, Bytes{0, 8}); });
+    expect_no_tag([&] { one.kill(Password("55667788")); });
+}
+
 TEST_P(GbTagOf, WhatALostAnswerLeavesIsLookedAtOrNotKnown)
 {
     TagGb one = one_of_two();

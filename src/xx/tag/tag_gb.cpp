@@ -49,6 +49,8 @@ class TagGbInside {
 
     std::vector<SeenTag> find(const TagId& id) const;
     bool is_in_the_field() const { return !find(id_).empty(); }
+    // Throws Error unless it answers.
+    void require_in_the_field() const { only_one(*reader_, find(id_), id_.to_string()); }
 
     template <class Operation, class... Own, class... Out>
     void ask(const Call& call, Operation operation, const std::tuple<Own...>& own, Out... out)
@@ -108,6 +110,7 @@ class MemoryGb final : public TagMemory {
     void write(const MemoryRange& range, std::span<const u8> data) override
     {
         after_ = area_ == static_cast<u8>(GbArea::coding) ? id_after(range, data) : tag_.id_;
+        if (how_ == How::erase || after_ != tag_.id_) tag_.require_in_the_field();
         if (after_ != tag_.id_ && !tag_.find(after_).empty())
             throw Error(Errc::exists_already, write_gb_call.name, reader().name(),
                         "another tag has the ID " + after_.to_string() + " already");
@@ -187,6 +190,7 @@ class MemoryGb final : public TagMemory {
 
 void set_lock(TagGbInside& tag, GbArea area, u8 what, u8 value)
 {
+    tag.require_in_the_field();
     tag.ask(lock_gb_call, tag.family_->lock,
             std::tuple(static_cast<u8>(area), what, value, in(tag.password_)));
 }
@@ -300,7 +304,7 @@ void TagGb::kill(const Password& kill_password)
     if (kill_password.is_zero())
         refuse_value(reader, kill_gb_call,
                      "a tag whose kill password is zero cannot be killed: set one first");
-    only_one(reader, inside_->find(inside_->id_), inside_->id_.to_string());
+    inside_->require_in_the_field();
     try {
         ask_tag(reader, kill_gb_call, name_by(inside_->id_.bytes()), inside_->family_->kill,
                 std::tuple(in(kill_password)));
