@@ -843,6 +843,111 @@ TEST_P(TagOf, AFilterIsSetAndTakenAway)
     EXPECT_EQ(error_of([&] { reader().select_all({Port(1)}); })->outcome(), Outcome::unknown);
 }
 
+// -- lost answers
+
+// Of the calls whose answers are not lost above.
+class LostAnswersOf : public TagOf {
+  protected:
+    void SetUp() override
+    {
+        sim::Scenario scenario = portal(1);
+        scenario.tags[0].access_password = {0x11, 0x22, 0x33, 0x44};
+        scenario.tags[0].sensor.emplace();
+        connect(scenario);
+    }
+    // The command goes out once, as often as it takes on a busy machine.
+    template <class Act> std::unique_ptr<Error> error_behind_loss(std::uint8_t command, Act act)
+    {
+        const std::uint64_t before = count(command);
+        std::unique_ptr<Error> error;
+        for (int attempt = 1; attempt < 20 && count(command) == before; ++attempt) {
+            device->clear_faults();
+            lose(command);
+            error = error_of(act);
+        }
+        EXPECT_EQ(count(command), before + 1);
+        EXPECT_EQ(error->code(), Errc::no_answer) << error->what();
+        return error;
+    }
+    template <class Act> void expect_unknown(std::uint8_t command, Act act)
+    {
+        SCOPED_TRACE(to_hex(Bytes{command}));
+        EXPECT_EQ(error_behind_loss(command, act)->outcome(), Outcome::unknown);
+    }
+    template <class Act> void expect_unknown_and_hidden(std::uint8_t command, Act act)
+    {
+        SetUp();
+        Tag one = first(secret);
+        expect_unknown(command, [&] { act(one); });
+        EXPECT_THROW(one.read(Bank::user, 0, 1), std::logic_error) << "it may have been done";
+    }
+    // Of what is looked at afterwards.
+    template <class Act> void expect_seen(std::uint8_t command, Act act)
+    {
+        SCOPED_TRACE(to_hex(Bytes{command}));
+        const std::uint64_t before = count(command);
+        lose(command);
+        patiently(act);
+        EXPECT_EQ(count(command), before + 1);
+        device->clear_faults();
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Links, LostAnswersOf, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(LostAnswersOf, ChangesOfATagAreNotKnown)
+{
+    Tag one = first(secret);
+    expect_unknown(0x0C, [&] { one.set_eas(true); });
+    EXPECT_TRUE(device->tag_state(0).eas);
+    expect_unknown(0xE4, [&] { one.authenticate({.message = {9}, .length = 1, .store = true}); });
+    expect_unknown(0xC9, [&] { one.switch_led_off(LedChip::fd); });
+    expect_unknown(0xCE, [&] { one.switch_led_off(LedChip::yl); });
+    expect_unknown(0xCC, [&] { one.light_led({.chip = LedChip::klw}); });
+    expect_unknown(0xE5, [&] { one.light_led({.chip = LedChip::bx}); });
+    expect_unknown(lock_command, [&] { one.lock(Area::user, Protection::password); });
+    EXPECT_EQ(device->tag_state(0).lock(sim::Area::user), sim::Lock::closed);
+    EXPECT_EQ(error_behind_loss(0xE4, [&] { one.authenticate({}); })->outcome(), Outcome::nothing)
+        << "it stores nothing";
+}
+
+TEST_P(LostAnswersOf, WhatMayHaveHiddenATagIsNotKnown)
+{
+    expect_unknown_and_hidden(0x12, [](Tag& tag) { tag.set_qt(2); });
+    EXPECT_TRUE(device->tag_state(0).public_profile);
+    expect_unknown_and_hidden(0x1F, [](Tag& tag) { tag.make_untraceable({.epc_words = 1}); });
+    EXPECT_TRUE(device->tag_state(0).untraceable.hides_epc_end);
+    SetUp();
+    Tag one = first(secret);
+    patiently([&] { one.set_privacy(); });
+    expect_unknown(0x0A, [&] { reader().end_privacy(secret); });
+    EXPECT_FALSE(device->tag_state(0).read_protected);
+    expect_unknown_and_hidden(0xE9, [](Tag& tag) { tag.silence(); });
+    EXPECT_TRUE(device->tag_state(0).silent);
+    expect_unknown(0xE9, [&] { reader().end_silence(epc_of(1), secret); });
+    EXPECT_FALSE(device->tag_state(0).silent);
+    one = first(secret);
+    patiently([&] { one.silence(); });
+    expect_unknown(0xE9, [&] { reader().end_silence(tid_of(1), secret); });
+    EXPECT_EQ(first().tid(), tid_of(1));
+    expect_unknown(0x9A, [&] { reader().select({.mask = {Bank::tid, 88, {2}}, .antennas = {Port(1)}}); });
+    expect_unknown(0x84, [&] { reader().set_carrier_time(9); });
+    EXPECT_EQ(device->settings().carrier_time, 9);
+}
+
+TEST_P(LostAnswersOf, WritesAreLookedAt)
+{
+    Tag one = first(secret);
+    const Bytes data = counting(4);
+    patiently([&] { one.write(Bank::user, 0, data); });
+    expect_seen(0x16, [&] { one.write(Bank::user, 300, data); });
+    expect_seen(0x10, [&] { one.write(Bank::user, 2, data, {.block = true}); });
+    expect_seen(0xCF, [&] { one.write(Bank::user, 302, data, {.block = true}); });
+    EXPECT_EQ(user(0, 4), (Bytes{1, 8, 15, 22, 1, 8, 15, 22}));
+    EXPECT_EQ(stored(0, sim::Bank::user, 600, 8), user(0, 4));
+    expect_seen(write_command, [&] { one.set_kill_password(Password("55667788")); });
+    EXPECT_EQ(stored(0, sim::Bank::reserved, 0, 4), (Bytes{0x55, 0x66, 0x77, 0x88}));
+}
+
 // -- other air interfaces
 
 constexpr std::uint8_t write_6b = 0x53;

@@ -131,7 +131,9 @@ Bytes Tag::authenticate(const AuthenticateMessage& message)
     sent.resize(longest);
     Bytes reply(250);
     u8 count = 0;
-    inside_->ask(authenticate_call, &O::Authenticate_G2,
+    Call call = authenticate_call;
+    if (message.store) call.effect = Effect::change;
+    inside_->ask(call, &O::Authenticate_G2,
                  std::tuple(static_cast<u8>(!message.store), static_cast<u8>(message.with_length),
                             message.suite, message.length, sent.data(), in(inside_->password_)),
                  &count, reply.data());
