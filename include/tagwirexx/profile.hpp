@@ -3,7 +3,7 @@
 // The file is TOML, NAME = VALUE under these headings; what has no line is left as it is:
 //
 //     [reader]       type and firmware of the reader that it was taken from, which others are to have too; a line
-//                    that is taken out is not compared
+//                    that is taken out is not compared; and the settings that it gave no answer for
 //     [settings]     also parameter-0 to parameter-255, which are copied though their meaning is known to the
 //                    maker alone: remove() those that another reader is not to have
 //     [identity]     serial number, bus address, speed of the line: what makes a reader this one
@@ -55,6 +55,8 @@ class TAGWIREXX_API Profile final {
     // is refused. Throws Error with Errc::file; what was read from a reader is not lost by that, and can be saved
     // elsewhere.
     void save(const std::string& path) const;
+    // Whether it could, before a long reading. Throws the same Error; leaves nothing behind.
+    static void require_writable(const std::string& path);
     // What save() writes.
     std::string to_string() const;
 
@@ -71,7 +73,7 @@ class TAGWIREXX_API Profile final {
     std::optional<int> type() const noexcept { return type_; }
     std::optional<Version> firmware() const noexcept { return firmware_; }
     // Whether the reader told or refused every setting. What it refused it does not have; of what it was silent
-    // about nothing is known. Kept in memory only.
+    // about nothing is known; the file names it. What was refused is kept in memory only.
     bool complete() const noexcept { return silent_.empty(); }
     const std::vector<SettingNote>& refused() const noexcept { return refused_; }
     const std::vector<SettingNote>& silent() const noexcept { return silent_; }

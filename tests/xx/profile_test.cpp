@@ -466,7 +466,11 @@ TEST_P(Profiles, SilenceIsNoRefusal)
     EXPECT_FALSE(profile.complete());
     EXPECT_THAT(names_of(profile.silent()), ElementsAre("region"));
     EXPECT_THAT(profile.refused(), IsEmpty());
-    EXPECT_THAT(profile.to_string(), HasSubstr("# no answer for region"));
+    EXPECT_THAT(profile.to_string(), HasSubstr("no-answer = [\"region\"]\n"));
+    const Profile loaded = Profile::parse(profile.to_string());
+    EXPECT_FALSE(loaded.complete());
+    EXPECT_THAT(names_of(loaded.silent()), ElementsAre("region"));
+    EXPECT_EQ(loaded.to_string(), profile.to_string());
     const auto differences = compare(another());
     EXPECT_THAT(names_of(differences.silent), ElementsAre("region"));
     EXPECT_FALSE(differences.same());
@@ -590,6 +594,16 @@ TEST_F(ProfileFile, HoldsWhatWasSavedForItsOwnerOnly)
     EXPECT_EQ(files(), 1U);
 }
 
+TEST_F(ProfileFile, IsKnownToBeWritableWithoutAReader)
+{
+    Profile::require_writable(path);
+    EXPECT_EQ(files(), 0U);
+    write("old");
+    Profile::require_writable(path);
+    EXPECT_EQ(content(), "old");
+    EXPECT_EQ(files(), 1U);
+}
+
 TEST_F(ProfileFile, IsReplacedWholeOrNotAtAll)
 {
     write("old");
@@ -613,6 +627,7 @@ TEST_F(ProfileFile, WhatIsNoFileIsRefused)
         const auto error = error_of([&] { another().save(wrong); });
         EXPECT_EQ(error->code(), Errc::file) << wrong;
         EXPECT_THAT(error->what(), HasSubstr(wrong));
+        EXPECT_STREQ(error_of([&] { Profile::require_writable(wrong); })->what(), error->what());
     }
     EXPECT_EQ(error_of([&] { Profile::load(path); })->code(), Errc::file);
     EXPECT_EQ(error_of([&] { Profile::load(folder); })->code(), Errc::file);
@@ -637,6 +652,8 @@ TEST_F(ProfileFile, IsRefusedWithTheLine)
     EXPECT_THAT(refused("power = 5\n"), HasSubstr("is no section"));
     EXPECT_THAT(refused("[reader]\ntype = 256\n"), HasSubstr("portal.toml:2: "));
     EXPECT_THAT(refused("[reader]\nfirmware = \"1\"\n"), HasSubstr("portal.toml:2: "));
+    EXPECT_THAT(refused("[reader]\nno-answer = \"q\"\n"), HasSubstr("portal.toml:2: "));
+    EXPECT_THAT(refused("[reader]\nno-answer = [\n\"queue\"]\n"), HasSubstr("portal.toml:3: "));
     EXPECT_THAT(refused("[settings]\npower = \n"), HasSubstr("portal.toml:2: "));
     EXPECT_THAT(refused("[radio]\npower = 5\n[settings]\npower = 6\n"), HasSubstr("twice"));
 }

@@ -62,8 +62,8 @@ void Profile::remove(std::string_view name)
 std::string Profile::to_string() const
 {
     std::string text = "# Settings of a reader. What has no line here is left as it is.\n";
-    for (const SettingNote& note : silent_) text += "# no answer for " + note.name + '\n';
     std::size_t size = text.size() + 200;
+    for (const SettingNote& note : silent_) size += note.name.size() + 4;
     for (const Value& value : values_) size += value.name.size() + value.text.size() + 10;
     text.reserve(size);  // so that it stays where it is
     text += "\n[reader]\n";
@@ -71,6 +71,9 @@ std::string Profile::to_string() const
     if (firmware_)
         text += "firmware = \"" + std::to_string(firmware_->major) + '.' + std::to_string(firmware_->minor) +
                 "\"\n";
+    for (const SettingNote& note : silent_)
+        text += (&note == silent_.data() ? "no-answer = [\"" : ", \"") + note.name + '"';
+    if (!silent_.empty()) text += "]\n";
     for (const auto& [kind, title] : sections) {
         bool is_first = true;
         for (const Value& value : values_) {

@@ -92,6 +92,7 @@ class Loading {
     {
         if (section.name == "reader" && (name == "type" || name == "firmware"))
             return take_reader(name, node);
+        if (section.name == "reader" && name == "no-answer") return take_silent(node);
         const Row* row = nullptr;
         try {
             row = &rows::require_row(name);
@@ -125,6 +126,19 @@ class Loading {
         if (!major || !minor || *major > 0xFF || *minor > 0xFF)
             refuse(node, "the firmware is two numbers like \"1.24\"");
         firmware_ = Version{static_cast<u8>(*major), static_cast<u8>(*minor)};
+    }
+
+    // So that it is not taken for complete.
+    void take_silent(const toml::node& node)
+    {
+        const toml::array* const names = node.as_array();
+        if (names == nullptr) refuse(node, "'no-answer' must be names in brackets");
+        for (const toml::node& name : *names) {
+            const auto text = text_of("no-answer", name);
+            if (rows::find_row(text) == nullptr) refuse(name, "there is no setting '" + text + "'");
+            ProfileInside::add_silent(profile_,
+                                      {text, "the reader did not answer when the profile was taken"});
+        }
     }
 
     std::string text_of(std::string_view name, const toml::node& node) const
@@ -196,6 +210,35 @@ bool write_all(int fd, std::string_view text)
     return ::fsync(fd) == 0;
 }
 
+// The file beside the target that becomes it, or is taken away again.
+class Draft {
+  public:
+    explicit Draft(const std::string& path)
+        : target_(target_of(path)), path_(target_ + ".XXXXXX"), fd_(::mkostemp(path_.data(), O_CLOEXEC))
+    {
+        if (fd_.get() < 0) refuse_file(path, save_what, errno);  // mode 0600
+    }
+    ~Draft()
+    {
+        if (!is_kept_) ::unlink(path_.c_str());
+    }
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    const std::string& target() const { return target_; }
+    bool keep(std::string_view text)
+    {
+        is_kept_ = write_all(fd_.get(), text) && std::rename(path_.c_str(), target_.c_str()) == 0;
+        return is_kept_;
+    }
+
+  private:
+    std::string target_;
+    std::string path_;
+    Descriptor fd_;
+    bool is_kept_ = false;
+};
+
 // So that the new name outlives a loss of power.
 void sync_folder(const std::string& path)
 {
@@ -221,18 +264,14 @@ Profile Profile::parse(std::string_view text, const std::string& name)
 
 void Profile::save(const std::string& path) const
 {
-    const std::string target = target_of(path);
-    std::string draft = target + ".XXXXXX";
-    Descriptor fd(::mkostemp(draft.data(), O_CLOEXEC));  // mode 0600
-    if (fd.get() < 0) refuse_file(path, save_what, errno);
+    Draft draft(path);
     std::string text = to_string();
     const rows::WipedAtEnd wiping(text);
-    if (write_all(fd.get(), text) && std::rename(draft.c_str(), target.c_str()) == 0)
-        return sync_folder(target);
-    const int error = errno;
-    ::unlink(draft.c_str());
-    refuse_file(path, save_what, error);
+    if (!draft.keep(text)) refuse_file(path, save_what, errno);
+    sync_folder(draft.target());
 }
+
+void Profile::require_writable(const std::string& path) { const Draft draft(path); }
 
 }  // namespace v1
 }  // namespace tagwire
