@@ -99,7 +99,7 @@ struct RemoteServer {
 // Of its Reader, as long as that lives; as a Reader for threads and errors.
 class TAGWIREXX_API Network {
   public:
-    // Throws Error where none could be learned of at all.
+    // What the reader refuses it does not have. Throws Error where it refuses all, and where an answer does not come.
     std::vector<InterfaceReport> interfaces();
     MacAddress mac(Interface interface);
     // Of Ethernet and WiFi.

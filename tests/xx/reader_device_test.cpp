@@ -414,6 +414,9 @@ TEST_P(DeviceOf, AProgramOfTheSameVersionIsToldApart)
     EXPECT_TRUE(report.compared);
     EXPECT_TRUE(report.success());
     EXPECT_THAT(report.text(), HasSubstr("its version is still 1.0"));
+    EXPECT_TRUE(report.success());
+    EXPECT_THAT(report.text(),
+                HasSubstr("the reader runs its new program; if its version should be another"));
 }
 
 TEST_P(DeviceOf, AReaderWithoutAChecksumIsUpdatedWhereThatIsWanted)
@@ -593,6 +596,40 @@ TEST_P(DeviceOf, AnInterfaceThatIsNotThereIsAProblemOfItsOwn)
     device->inject(Fault::error(0xE6, 0xFF, 0));
     EXPECT_EQ(error_of([&] { patiently([&] { reader().network().interfaces(); }); })->code(),
               Errc::no_such_feature);
+}
+
+TEST_P(DeviceOf, SilenceIsNoInterfaceThatIsNotThere)
+{
+    Fault lose = Fault::lose();
+    lose.command = 0xF2;
+    lose.skip = 1;
+    device->inject(lose);
+    EXPECT_EQ(error_of([&] { reader().network().interfaces(); })->code(), Errc::no_answer);
+    device->inject(Fault::silence(0));
+    EXPECT_EQ(error_of([&] { reader().network().interfaces(); })->code(), Errc::no_answer);
+}
+
+TEST_P(DeviceOf, WhoseAnswerIsLostMayHaveBeenChangedUnlessItWasAQuestion)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.reader.family = sim::ReaderFamily::mobile;
+    connect(scenario);
+    const auto outcome_without_answer = [this](std::uint8_t command, auto act) {
+        Fault lose = Fault::lose();
+        lose.command = command;
+        device->inject(lose);
+        const auto error = error_of(act);
+        EXPECT_EQ(error->code(), Errc::no_answer) << error->what();
+        return error->outcome();
+    };
+    Network network = reader().network();
+    EXPECT_EQ(outcome_without_answer(0xF1, [&] { network.set_mac(MacAddress("02:00:00:12:34:56")); }),
+              Outcome::unknown);
+    EXPECT_EQ(patiently([&] { return network.mac(Interface::ethernet); }), MacAddress("02:00:00:12:34:56"));
+    const RemoteServer server{"collect.example.com", 9000};
+    EXPECT_EQ(outcome_without_answer(0xB2, [&] { network.set_server(server); }), Outcome::unknown);
+    EXPECT_EQ(patiently([&] { return network.server(); }), server);
+    EXPECT_EQ(outcome_without_answer(0xB0, [&] { reader().position(); }), Outcome::nothing);
 }
 
 TEST_P(DeviceOf, AccessPoints)

@@ -233,7 +233,10 @@ std::string UpdateReport::hint() const { return hint_text(end); }
 
 std::string UpdateReport::advice() const { return left_as() + "; " + hint(); }
 
-std::string UpdateReport::text() const { return success() ? what() : what() + "\n" + advice(); }
+std::string UpdateReport::text() const
+{
+    return end == UpdateEnd::updated ? what() : what() + "\n" + advice();
+}
 
 }  // namespace v1
 }  // namespace tagwire

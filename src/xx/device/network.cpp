@@ -72,13 +72,13 @@ bool has_link(Interface interface)
     return interface == Interface::ethernet || interface == Interface::wifi;
 }
 
-// A reader without the module refuses or says nothing; the first such failure stays in `failure`.
+// A reader without the module refuses; the first such failure stays in `failure`.
 template <class Value, class Ask>
 void ask_or_note(std::optional<Value>& value, std::string& problem, std::optional<Error>& failure, Ask ask)
 try {
     value = ask();
 } catch (const Error& error) {
-    if (error.code() == Errc::lost || error.code() == Errc::aborted) throw;
+    if (error.code() != Errc::refused && error.code() != Errc::no_such_feature) throw;
     problem = error.what();
     if (!failure) failure = error;
 }
