@@ -11,6 +11,7 @@ inline namespace v1 {
 
 class Reader;
 class ReaderInside;
+enum class ReaderFamily : std::uint8_t;  // see tagwirexx/settings.hpp
 
 // Lines 1 to 4; bit 0 is line 1.
 struct LineState {
@@ -31,7 +32,9 @@ struct LineState {
 enum class RelayCommand : std::uint8_t {
     numbered,
     single,  // of readers with one relay
-    relay_family,  // the same of old ones. To others it is their filter time: where a reader shows that, nothing is sent
+    // The same of old ones. To others it is their filter time, or tells something: nothing is sent unless the
+    // family is given, and the reader does not tell another one.
+    relay_family,
 };
 
 // Of its Reader, as long as that lives; as a Reader for threads and errors.
@@ -49,6 +52,10 @@ class TAGWIREXX_API Lines {
     void open_relay(unsigned relay = 1, RelayCommand command = RelayCommand::numbered);
     void pulse_relay(std::chrono::milliseconds time, unsigned relay = 1,
                      RelayCommand command = RelayCommand::numbered);
+    // Of a reader that does not tell its family, which is given.
+    void open_relay(unsigned relay, RelayCommand command, ReaderFamily family);
+    void pulse_relay(std::chrono::milliseconds time, unsigned relay, RelayCommand command,
+                     ReaderFamily family);
 
     // With every tag.
     bool beeps();

@@ -235,18 +235,42 @@ TEST_P(SettingsOf, ARelayWithoutANumber)
     EXPECT_EQ(device->panel().closed_relays, 0);
     expect_invalid([&] { reader().lines().pulse_relay(1s, 2, RelayCommand::single); });
 
-    const auto pulse = [this] { reader().lines().pulse_relay(25s, 1, RelayCommand::relay_family); };
-    const std::uint64_t before = device->counters().commands[0x92];
     connect_family(sim::ReaderFamily::relay);
-    patiently(pulse);
+    const auto pulse = [this](std::optional<ReaderFamily> family) {
+        patiently([&] {
+            Lines lines = reader().lines();
+            family ? lines.pulse_relay(25s, 1, RelayCommand::relay_family, *family)
+                   : lines.pulse_relay(25s, 1, RelayCommand::relay_family);
+        });
+    };
+    pulse(ReaderFamily::relay);
     EXPECT_EQ(device->panel().closed_relays, 1);
-    connect_family(sim::ReaderFamily::filter);
-    EXPECT_EQ(error_of([&] { patiently(pulse); })->code(), Errc::invalid_value);
-    EXPECT_EQ(device->counters().commands[0x92], before);
-    EXPECT_EQ(device->settings().filter_time, 0);
-    connect_family(sim::ReaderFamily::standard);
-    const auto error = error_of(pulse);  // nothing tells the family before
-    EXPECT_EQ(error->outcome(), Outcome::unknown);
+    patiently([&] { reader().lines().open_relay(1, RelayCommand::relay_family, ReaderFamily::relay); });
+    EXPECT_EQ(device->panel().closed_relays, 0);
+}
+
+// To one the command is a filter time, to others it tells their temperature.
+TEST_P(SettingsOf, ARelayIsNotSwitchedWhereTheFamilyOfTheReaderIsNotKnown)
+{
+    const auto refused_text = [this](auto... family) {
+        const auto error = error_of([&] {
+            patiently([&] { reader().lines().pulse_relay(25s, 1, RelayCommand::relay_family, family...); });
+        });
+        EXPECT_EQ(error->code(), Errc::invalid_value);
+        EXPECT_EQ(error->outcome(), Outcome::nothing);
+        EXPECT_EQ(device->counters().commands[0x92], 0U);
+        return std::string(error->what());
+    };
+    for (const auto family : {sim::ReaderFamily::standard, sim::ReaderFamily::relay}) {
+        connect_family(family);
+        EXPECT_THAT(refused_text(), testing::HasSubstr("say so (ReaderFamily::relay)"));
+        EXPECT_THAT(refused_text(ReaderFamily::standard), testing::HasSubstr("another family"));
+    }
+    for (const auto family : {sim::ReaderFamily::filter, sim::ReaderFamily::mobile}) {
+        connect_family(family);
+        EXPECT_THAT(refused_text(), testing::HasSubstr("another family"));
+        EXPECT_THAT(refused_text(ReaderFamily::relay), testing::HasSubstr("another family"));
+    }
 }
 
 TEST_P(SettingsOf, TheClock)

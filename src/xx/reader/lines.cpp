@@ -23,13 +23,19 @@ constexpr unsigned line_count = 4;
 constexpr unsigned line_bits = (1U << line_count) - 1;
 
 // The value is in units of 100 ms, 0 opens.
-void switch_relay_of_family(ReaderInside& inside, u8 time)
+void switch_relay_of_family(ReaderInside& inside, u8 time, std::optional<ReaderFamily> family)
 {
     const ReaderInside::Turn turn(inside);
-    const Families families = ask_families(inside, {relay_call.name});
+    Families families = ask_families(inside, {relay_call.name});
+    if (family) families &= bit_of(*family);
     if ((families & bit_of(ReaderFamily::relay)) == 0)
         refuse_value(inside, relay_call,
                      "to this reader the command is something else: it is of another family");
+    if (families != bit_of(ReaderFamily::relay))
+        refuse_value(
+            inside, relay_call,
+            "to readers of other families the command is something else, and this one does not tell its "
+            "own: if it is of the family relay, say so (ReaderFamily::relay)");
     u8 echo = time;
     Call call = relay_call;
     call.least = 1;
@@ -42,7 +48,8 @@ void switch_relay_of_family(ReaderInside& inside, u8 time)
 }
 
 // With a number a relay may be closed for good: no time.
-void switch_relay(ReaderInside& inside, RelayCommand command, unsigned relay, bool closed, u8 time)
+void switch_relay(ReaderInside& inside, RelayCommand command, unsigned relay, bool closed, u8 time,
+                  std::optional<ReaderFamily> family = {})
 {
     const bool has_numbers = command == RelayCommand::numbered;
     const int number = checked(inside, relay_call, "the relay", relay, 1, has_numbers ? 255 : 1);
@@ -50,8 +57,16 @@ void switch_relay(ReaderInside& inside, RelayCommand command, unsigned relay, bo
     case RelayCommand::numbered:
         return inside.ask(relay_call, &O::RelaysControll, static_cast<u8>(number), u8{closed}, time);
     case RelayCommand::single: return inside.ask(relay_call, &O::SetRelay, time);
-    case RelayCommand::relay_family: return switch_relay_of_family(inside, time);
+    case RelayCommand::relay_family: return switch_relay_of_family(inside, time, family);
     }
+}
+
+// Of 100 ms, rounded up.
+u8 pulse_units(const ReaderInside& inside, std::chrono::milliseconds time)
+{
+    constexpr int unit_ms = 100;
+    const int ms = checked(inside, relay_call, "the time in ms", time.count(), 1, 255 * unit_ms);
+    return static_cast<u8>((ms + unit_ms - 1) / unit_ms);
 }
 
 using ClockBytes = std::array<u8, 6>;  // year of the century, month, day, hour, minute, second
@@ -119,11 +134,20 @@ void Lines::open_relay(unsigned relay, RelayCommand command)
     switch_relay(*inside_, command, relay, false, 0);
 }
 
+void Lines::open_relay(unsigned relay, RelayCommand command, ReaderFamily family)
+{
+    switch_relay(*inside_, command, relay, false, 0, family);
+}
+
 void Lines::pulse_relay(std::chrono::milliseconds time, unsigned relay, RelayCommand command)
 {
-    constexpr int unit_ms = 100;
-    const int ms = checked(*inside_, relay_call, "the time in ms", time.count(), 1, 255 * unit_ms);
-    switch_relay(*inside_, command, relay, true, static_cast<u8>((ms + unit_ms - 1) / unit_ms));
+    switch_relay(*inside_, command, relay, true, pulse_units(*inside_, time));
+}
+
+void Lines::pulse_relay(std::chrono::milliseconds time, unsigned relay, RelayCommand command,
+                        ReaderFamily family)
+{
+    switch_relay(*inside_, command, relay, true, pulse_units(*inside_, time), family);
 }
 
 bool Lines::beeps() { return inside_->ask_information().beeper != 0; }
