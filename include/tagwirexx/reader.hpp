@@ -16,7 +16,8 @@
 //
 // Every call throws Error when the reader, the link or a value is at fault. Every value is looked at before
 // anything is sent (Errc::invalid_value). Nothing is repeated silently: where a change was sent and no answer
-// came, outcome() is Outcome::unknown.
+// came, outcome() is Outcome::unknown. What is set, by a view or by name, is read back where the reader tells it:
+// one that has something else is Errc::refused with Outcome::partial.
 #pragma once
 
 #include <cstdint>

@@ -144,7 +144,8 @@ class TAGWIREXX_API Settings {
     // cannot be asked while the family is not known is there with that as its problem; a refusal holds for all
     // that the same command tells. Throws Error where the reader is lost or silent altogether.
     std::vector<SettingReading> read(const std::vector<std::string>& names = {});
-    // Written, read back and compared: an Error where the reader has something else. Gives what it has.
+    // Written, read back and compared: an Error where the reader has something else. Gives what it has. Where it
+    // does not tell, or reports by itself from then on and is not heard, its acknowledgement counts.
     std::string set(std::string_view name, std::string_view text, Lasting lasting = Lasting::stored);
     // What one command sets together goes out together. Outcome::partial where some were set before.
     void set(const std::vector<Profile::Value>& values, Lasting lasting = Lasting::stored);

@@ -363,6 +363,66 @@ TEST_P(SettingsOf, Filters)
     expect_invalid([&] { filter.set_rule({.least_rssi = -1}); });
 }
 
+TEST_P(SettingsOf, AReaderThatAcknowledgesAndKeepsWhatItHasIsToldOf)
+{
+    const auto expect_kept = [this](std::uint8_t command, auto act) {
+        SCOPED_TRACE(int{command});
+        const auto error = error_of([&] {
+            patiently([&] {
+                device->clear_faults();
+                device->inject(sim::Fault::error(command, 0));
+                act();
+            });
+        });
+        EXPECT_EQ(error->code(), Errc::refused) << error->what();
+        EXPECT_EQ(error->outcome(), Outcome::partial);
+        EXPECT_THAT(error->what(), testing::ContainsRegex("the reader took .* and has .* now"));
+    };
+    Radio radio = reader().radio();
+    expect_kept(0x2F, [&] { radio.set_power(Dbm(21)); });
+    expect_kept(0x2F, [&] { radio.set_power(Dbm(9), Port(3)); });
+    expect_kept(0x2F, [&] { radio.set_power({Dbm(20), Dbm(21), Dbm(22), Dbm(23)}); });
+    expect_kept(0x79, [&] { radio.set_write_power(Dbm(20)); });
+    expect_kept(0x22, [&] { radio.set_region("eu"); });
+    expect_kept(0x22, [&] { radio.set_region(4, 2, 5); });
+    expect_kept(0x22, [&] { radio.set_custom_region({866'000}, {200}, 5); });
+    expect_kept(0x22, [&] { radio.set_packed_region(4, 3, 6); });
+    expect_kept(0x81, [&] { radio.set_q_and_session({.q = 9}); });
+    Antennas antennas = reader().antennas();
+    for (const auto command : {PortsCommand::eight, PortsCommand::sixteen, PortsCommand::widest})
+        expect_kept(0x3F, [&] { antennas.enable({Port(2)}, Lasting::stored, command); });
+    expect_kept(0x85, [&] { antennas.enable({Port(2)}, Lasting::stored, PortsCommand::twelve); });
+    expect_kept(0x66, [&] { antennas.set_check(true); });
+    expect_kept(0x40, [&] { reader().lines().set_beeper(false); });
+    expect_kept(0x41, [&] { reader().clock().set(local_days(2031y / February / 28)); });
+    Modes modes = reader().modes();
+    expect_kept(0x35, [&] { modes.set_work_mode(WorkMode::active); });
+    expect_kept(0x37, [&] { modes.set_eas_sensitivity(3); });
+    expect_kept(0x3C, [&] { modes.set_reports(1, 4); });
+    expect_kept(0x3D, [&] { modes.set_inventory_interval(5); });
+    expect_kept(0x3E, [&] { modes.set_tag_protocol(1); });
+    expect_kept(0x3B, [&] { modes.set_mask(Mask{Bank::epc, 300, {0xAB, 0xC0}, 12}); });
+    expect_kept(0x49, [&] { modes.set_trigger_time(9s); });
+    expect_kept(0x4A, [&] { modes.set_tid({2, 6}); });
+    expect_kept(0x75, [&] { reader().filter().set_time(30s); });
+    connect_family(sim::ReaderFamily::filter);
+    expect_kept(0x92, [&] { reader().filter().set_time(30s); });
+    expect_kept(0xB0, [&] { reader().filter().set_rule({.window = 3s}); });
+}
+
+TEST_P(SettingsOf, WhatAReaderDoesNotTellIsAcknowledged)
+{
+    for (const std::uint8_t command : {0x7A, 0x9E, 0x42, 0x36})
+        device->inject(sim::Fault::error(command, 0xFE, 0));
+    patiently([&] { reader().radio().set_write_power(Dbm(20)); });
+    patiently([&] { reader().radio().set_region("eu"); });
+    patiently([&] { reader().clock().set(local_days(2031y / February / 28)); });
+    patiently([&] { reader().modes().set_eas_sensitivity(3); });
+    EXPECT_EQ(device->settings().writing_power, 20);
+    EXPECT_EQ(device->settings().region.band, 4);
+    EXPECT_EQ(device->counters().commands[0x37], 1U);
+}
+
 TEST_P(SettingsOf, ShortAnswersAreNotShown)
 {
     const auto set = [&](const char* name, const char* text) {

@@ -384,6 +384,83 @@ TEST_P(SettingsByName, AChangeWhoseAnswerIsLostMayHaveBeenMade)
     EXPECT_THAT(refused->what(), HasSubstr("set before: beep"));
 }
 
+// -- readers that report by themselves
+
+TEST_P(SettingsByName, AnAnswerIsPickedOutOfReports)
+{
+    sim::Scenario scenario = make_scenario(4);
+    scenario.reader.report_rate = 300;
+    scenario.reader.air_time = 1;
+    connect(scenario);
+    const auto reports = [this] {
+        const std::uint64_t before = device->counters().reports_sent;
+        return device->wait_until([=](const sim::Counters& now) { return now.reports_sent > before + 5; });
+    };
+    EXPECT_EQ(patiently([&] { return all().set("work-mode", "active"); }), "active");
+    ASSERT_TRUE(reports());
+    for (const char* q : {"9", "3", "7"}) {
+        const std::uint64_t written = commands(0x81);
+        std::uint64_t attempts = 0;
+        EXPECT_EQ(patiently([&] {
+                      ++attempts;
+                      return all().set("q", q);
+                  }),
+                  q);
+        EXPECT_LE(commands(0x81), written + attempts) << "nothing is repeated";
+        EXPECT_EQ(patiently([&] { return all().get("q"); }), q);
+        ASSERT_TRUE(reports());
+    }
+    EXPECT_EQ(patiently([&] { return all().set("work-mode", "answering"); }), "answering");
+}
+
+TEST_P(SettingsByName, AReportInPlaceOfAnAcknowledgementIsFollowedByAQuestion)
+{
+    const sim::Bytes report = frame_of(0xEE, {1, 1, 2, 0xE2, 0, 0x40});
+    const auto set_with_report = [&](const std::string& value) {
+        lose(0x40, 1);
+        const std::uint64_t before = commands(0x40);
+        const std::jthread reporting([&, before] {
+            if (device->wait_for_command(0x40, before + 1)) device->send_raw(report);
+        });
+        return all().set("beep", value);
+    };
+    EXPECT_EQ(patiently([&] { return set_with_report("off"); }), "off");
+    EXPECT_EQ(device->settings().beep, 0);
+    const auto error = error_of([&] {
+        sim::Fault other = sim::Fault::set_byte(13, 0);  // the beeper, as the reader tells it
+        other.command = 0x21;
+        other.count = 0;
+        device->inject(other);
+        set_with_report("on");
+    });
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+}
+
+TEST_P(SettingsByName, AReaderThatIsSilentWhileItReportsHasTakenItsWorkMode)
+{
+    lose(0x36, 0);
+    EXPECT_EQ(patiently([&] { return all().set("work-mode", "active"); }), "active");
+    EXPECT_EQ(device->settings().work_mode, 1);
+    patiently([&] { reader().modes().set_work_mode(WorkMode::triggered); });
+    EXPECT_EQ(device->settings().work_mode, 2);
+    EXPECT_EQ(error_of([&] { all().set("work-mode", "answering"); })->outcome(), Outcome::unknown)
+        << "it has nothing to report now";
+}
+
+TEST_P(SettingsByName, WhatIsSetWithTheWorkModeIsReadBackBeforeTheReaderReports)
+{
+    patiently([&] { all().set({{"work-mode", "active"}, {"q", "9"}}); });
+    const auto error = error_of([&] {
+        patiently([&] {
+            device->clear_faults();
+            answer_with(0x81, 0, 1);
+            all().set({{"work-mode", "triggered"}, {"q", "3"}});
+        });
+    });
+    EXPECT_EQ(error->code(), Errc::refused);
+    EXPECT_EQ(device->settings().work_mode, 1) << "not tried";
+}
+
 // -- families
 
 TEST_P(SettingsByName, NothingOfAnotherFamilyIsSent)

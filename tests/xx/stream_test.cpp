@@ -393,7 +393,7 @@ TEST_P(OneReader, that_refuses_its_plan_is_not_read_from_and_says_why)
     stream->start();
     const auto refused = await(*stream, is_state(State::waiting));
     ASSERT_TRUE(refused);
-    EXPECT_THAT(refused->text(), testing::HasSubstr("set the power"));
+    EXPECT_THAT(refused->text(), testing::HasSubstr("set power"));
     EXPECT_FALSE(reader->is_reading());
     stream->stop();
 }

@@ -1,6 +1,7 @@
 // What the views of a Reader and its settings by name have in common.
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "xx/reader/reader_inside.h"
@@ -26,6 +27,16 @@ inline constexpr std::size_t size_of_band = 3;
 inline constexpr std::size_t size_of_plan = 6;
 Bytes ask_region(ReaderInside& inside, const Call& call);
 void send_region(ReaderInside& inside, const Call& call, Bytes region, Lasting lasting);
+
+// Written, read back and compared, as Settings::set() does; and what another command has written. Where the reader
+// does not tell a value its acknowledgement counts. Throws Error.
+struct SettingValue {
+    std::string_view name;
+    Bytes bytes;  // as the row of the setting has them
+};
+void set_values(ReaderInside& inside, const std::vector<SettingValue>& values,
+                Lasting lasting = Lasting::stored);
+void require_values(ReaderInside& inside, const std::vector<SettingValue>& values);
 
 // Families of readers as bits.
 using Families = unsigned;

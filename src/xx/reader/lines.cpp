@@ -14,7 +14,6 @@ using O = Operations;
 constexpr Call lines_call{"ask for the lines", Effect::none, 1};
 constexpr Call output_call{"set an output", Effect::change};
 constexpr Call relay_call{"switch a relay", Effect::change};
-constexpr Call beeper_call{"switch the beeper", Effect::change};
 constexpr Call beep_call{"beep", Effect::change};
 constexpr Call clock_call{"ask for the time", Effect::none, 6};
 constexpr Call set_clock_call{"set the clock", Effect::change};
@@ -152,7 +151,7 @@ void Lines::pulse_relay(std::chrono::milliseconds time, unsigned relay, RelayCom
 
 bool Lines::beeps() { return inside_->ask_information().beeper != 0; }
 
-void Lines::set_beeper(bool on) { inside_->ask(beeper_call, &O::SetBeepNotification, u8{on}); }
+void Lines::set_beeper(bool on) { set_values(*inside_, {{"beep", {u8{on}}}}); }
 
 void Lines::beep(int times, int on, int off)
 {
@@ -173,8 +172,8 @@ std::chrono::local_seconds Clock::time()
 void Clock::set(std::chrono::local_seconds time)
 {
     check_century(*inside_, time);
-    ClockBytes bytes = bytes_of(time);
-    inside_->ask(set_clock_call, &O::SetReal_timeClock, bytes.data());
+    const ClockBytes bytes = bytes_of(time);
+    set_values(*inside_, {{"clock", {bytes.begin(), bytes.end()}}});
 }
 
 void Clock::set_utc(std::chrono::sys_seconds time)

@@ -15,11 +15,11 @@ constexpr int short_form = 42;  // bytes of data, without trigger time and TID w
 constexpr int long_form = 45;
 
 constexpr Call parameters_call{"ask for the parameters of reading alone"};
-constexpr Call work_mode_call{"set the work mode", Effect::change};
-constexpr Call set_parameter_call{"set a parameter of reading alone", Effect::change};
+constexpr Call work_mode_call{"set the work mode"};
+constexpr Call set_parameter_call{"set a parameter of reading alone"};
 constexpr Call filter_time_call{"ask for the filter time"};
 constexpr Call filter_call{"ask for the filter"};
-constexpr Call set_filter_call{"set the filter", Effect::change};
+constexpr Call set_filter_call{"set the filter"};
 
 u8 byte(const ReaderInside& inside, const Call& call, const Range& range, long long value)
 {
@@ -147,52 +147,53 @@ ReadingAlone Modes::parameters()
 void Modes::set_work_mode(WorkMode mode)
 {
     const int number = checked(*inside_, work_mode_call, ranges::work_mode, static_cast<int>(mode));
-    inside_->ask(work_mode_call, &O::SetWorkMode, static_cast<u8>(number));
+    set_values(*inside_, {{"work-mode", {static_cast<u8>(number)}}});
 }
 
 void Modes::set_eas_sensitivity(int value)
 {
-    inside_->ask(set_parameter_call, &O::SetEASSensitivity,
-                 byte(*inside_, set_parameter_call, {"the sensitivity", 0, 255}, value));
+    set_values(*inside_, {{"eas-sensitivity",
+                           {byte(*inside_, set_parameter_call, {"the sensitivity", 0, 255}, value)}}});
 }
 
 void Modes::set_reports(int condition, int pause)
 {
-    inside_->ask(set_parameter_call, &O::SetResponsePamametersofAuto_runningMode,
-                 byte(*inside_, set_parameter_call, {"the condition", 0, 255}, condition),
-                 byte(*inside_, set_parameter_call, {"the pause", 0, 255}, pause));
+    const u8 when = byte(*inside_, set_parameter_call, {"the condition", 0, 255}, condition);
+    const u8 how_long = byte(*inside_, set_parameter_call, {"the pause", 0, 255}, pause);
+    set_values(*inside_, {{"report-condition", {when}}, {"report-pause", {how_long}}});
 }
 
 void Modes::set_inventory_interval(int value)
 {
-    inside_->ask(set_parameter_call, &O::SetInventoryInterval,
-                 byte(*inside_, set_parameter_call, {"the interval", 0, 255}, value));
+    set_values(*inside_, {{"inventory-interval",
+                           {byte(*inside_, set_parameter_call, {"the interval", 0, 255}, value)}}});
 }
 
 void Modes::set_tag_protocol(int value)
 {
-    inside_->ask(set_parameter_call, &O::SelectTagType,
-                 byte(*inside_, set_parameter_call, {"the protocol", 0, 255}, value));
+    set_values(*inside_,
+               {{"tag-protocol", {byte(*inside_, set_parameter_call, {"the protocol", 0, 255}, value)}}});
 }
 
 void Modes::set_mask(const std::optional<Mask>& mask)
 {
-    GivenMask given = mask ? given_mask(*inside_, set_parameter_call, *mask) : GivenMask{};
-    inside_->ask(set_parameter_call, &O::SetMask, given.bank, given.bit.data(), given.bits,
-                 given.bytes.data());
+    const GivenMask given = mask ? given_mask(*inside_, set_parameter_call, *mask) : GivenMask{};
+    Bytes value{given.bank, given.bit[0], given.bit[1], given.bits};
+    value.insert(value.end(), given.bytes.begin(), given.bytes.end());
+    set_values(*inside_, {{"mask", value}});
 }
 
 void Modes::set_trigger_time(std::chrono::seconds time)
 {
-    inside_->ask(set_parameter_call, &O::SetTriggerTime,
-                 byte(*inside_, set_parameter_call, ranges::seconds, time.count()));
+    set_values(*inside_,
+               {{"trigger-time", {byte(*inside_, set_parameter_call, ranges::seconds, time.count())}}});
 }
 
 void Modes::set_tid(const TidWords& words)
 {
-    inside_->ask(set_parameter_call, &O::SetTIDParameter,
-                 byte(*inside_, set_parameter_call, {"the first word", 0, 255}, words.first),
-                 byte(*inside_, set_parameter_call, {"the count of words", 0, 255}, words.count));
+    const u8 first = byte(*inside_, set_parameter_call, {"the first word", 0, 255}, words.first);
+    const u8 count = byte(*inside_, set_parameter_call, {"the count of words", 0, 255}, words.count);
+    set_values(*inside_, {{"tid-word", {first}}, {"tid-words", {count}}});
 }
 
 // -- filter
@@ -210,12 +211,7 @@ std::chrono::seconds Filter::time()
 void Filter::set_time(std::chrono::seconds time)
 {
     const u8 seconds = byte(*inside_, set_filter_call, ranges::seconds, time.count());
-    const ReaderInside::Turn turn(*inside_);
-    if (filters_by_itself(*inside_, {set_filter_call.name}))
-        return inside_->ask(set_filter_call, &O::SetFilterTime, seconds);
-    Bytes parameters = ask_read_parameters(*inside_, {set_filter_call.name});
-    parameters[filter_time_at] = seconds;
-    send_read_parameters(*inside_, set_filter_call, parameters);
+    set_values(*inside_, {{"filter-time", {seconds}}});
 }
 
 FilterRule Filter::rule()
@@ -230,9 +226,7 @@ void Filter::set_rule(const FilterRule& rule)
     const u8 window = byte(*inside_, set_filter_call, {"the window in s", 0, 255}, rule.window.count());
     const u8 reads = byte(*inside_, set_filter_call, {"the count of readings", 0, 255}, rule.least_reads);
     const u8 rssi = byte(*inside_, set_filter_call, {"the weakest reading", 0, 255}, rule.least_rssi);
-    const ReaderInside::Turn turn(*inside_);
-    if (!filters_by_itself(*inside_, {set_filter_call.name})) refuse_without_filter(*inside_);
-    inside_->ask(set_filter_call, &O::SetFilterParam, window, reads, rssi);
+    set_values(*inside_, {{"filter-window", {window}}, {"filter-reads", {reads}}, {"filter-rssi", {rssi}}});
 }
 
 }  // namespace v1

@@ -13,17 +13,16 @@ namespace {
 using O = Operations;
 
 constexpr Call power_call{"ask for the power"};
-constexpr Call set_power_call{"set the power", Effect::change};
+constexpr Call set_power_call{"set the power"};
 constexpr Call region_call{"ask for the region"};
 constexpr Call set_region_call{"set the region", Effect::change};
 constexpr Call return_loss_call{"measure the return loss", Effect::none, 1};
 constexpr Call profile_call{"ask for the profile", Effect::none, 2};
-constexpr Call set_profile_call{"set the profile", Effect::change, 2};
+constexpr Call set_profile_call{"set the profile"};
 constexpr Call q_call{"ask for Q and session", Effect::none, 2};
-constexpr Call set_q_call{"set Q and session", Effect::change};
+constexpr Call set_q_call{"set Q and session"};
 constexpr Call carrier_call{"switch the carrier", Effect::change};
 constexpr Call set_antennas_call{"set the antennas", Effect::change};
-constexpr Call set_check_call{"set the antenna check", Effect::change};
 
 u8 checked_dbm(const ReaderInside& inside, Dbm power)
 {
@@ -67,11 +66,12 @@ template <std::size_t Size> std::array<u8, Size> high_byte_first(std::uint64_t v
     return out;
 }
 
-void send_channels(ReaderInside& inside, int band, unsigned lowest, unsigned highest, Lasting lasting)
+void set_channels(ReaderInside& inside, int band, unsigned lowest, unsigned highest, Lasting lasting)
 {
     refuse_problem(inside, set_region_call, problem_of_band(band, lowest, highest));
-    send_region(inside, set_region_call,
-                {static_cast<u8>(band), static_cast<u8>(highest), static_cast<u8>(lowest)}, lasting);
+    set_values(inside,
+               {{"region", {static_cast<u8>(band), static_cast<u8>(highest), static_cast<u8>(lowest)}}},
+               lasting);
 }
 
 }  // namespace
@@ -137,7 +137,7 @@ std::vector<Dbm> Radio::power()
     return out;
 }
 
-void Radio::set_power(Dbm power) { send_powers(*inside_, set_power_call, {checked_dbm(*inside_, power)}); }
+void Radio::set_power(Dbm power) { set_values(*inside_, {{"power", {checked_dbm(*inside_, power)}}}); }
 
 void Radio::set_power(Dbm power, Port port)
 {
@@ -148,8 +148,7 @@ void Radio::set_power(Dbm power, Port port)
     const int ports = static_cast<int>(powers.size());
     checked(*inside_, set_power_call, {"an antenna of this reader", 1, ports}, port.number());
     powers[static_cast<std::size_t>(port.number() - 1)] = dbm;
-    powers = sendable(std::move(powers));
-    inside_->ask(set_power_call, &O::SetAntennaPower, powers.data(), static_cast<int>(powers.size()));
+    set_values(*inside_, {{"power", powers}});
 }
 
 void Radio::set_power(const std::vector<Dbm>& powers)
@@ -157,7 +156,7 @@ void Radio::set_power(const std::vector<Dbm>& powers)
     if (powers.empty()) refuse_value(*inside_, set_power_call, "a power for each port is needed");
     Bytes sent;
     for (const Dbm power : powers) sent.push_back(checked_dbm(*inside_, power));
-    send_powers(*inside_, set_power_call, sent);
+    set_values(*inside_, {{"power", sent}});
 }
 
 Dbm Radio::write_power()
@@ -169,7 +168,7 @@ Dbm Radio::write_power()
 
 void Radio::set_write_power(Dbm power)
 {
-    inside_->ask(set_power_call, &O::WriteRfPower, checked_dbm(*inside_, power));
+    set_values(*inside_, {{"write-power", {checked_dbm(*inside_, power)}}});
 }
 
 // -- region
@@ -185,29 +184,30 @@ Region Radio::region()
 void Radio::set_region(std::string_view band, Lasting lasting)
 {
     const Band& known = band_named(*inside_, band);
-    send_channels(*inside_, known.number, 0, known.channels - 1, lasting);
+    set_channels(*inside_, known.number, 0, known.channels - 1, lasting);
 }
 
 void Radio::set_region(std::string_view band, Kilohertz from, Kilohertz to, Lasting lasting)
 {
     const Band& known = band_named(*inside_, band);
-    send_channels(*inside_, known.number, channel_at(*inside_, known, from), channel_at(*inside_, known, to),
-                  lasting);
+    set_channels(*inside_, known.number, channel_at(*inside_, known, from), channel_at(*inside_, known, to),
+                 lasting);
 }
 
 void Radio::set_region(int band, unsigned lowest, unsigned highest, Lasting lasting)
 {
-    send_channels(*inside_, band, lowest, highest, lasting);
+    set_channels(*inside_, band, lowest, highest, lasting);
 }
 
 void Radio::set_custom_region(Kilohertz first, Kilohertz spacing, unsigned channels, Lasting lasting)
 {
     refuse_problem(*inside_, set_region_call, problem_of_plan(first, spacing, channels));
     const auto start = high_byte_first<3>(first.value);
-    send_region(*inside_, set_region_call,
-                {Region::custom, static_cast<u8>(spacing.value / ranges::spacing_unit_khz),
-                 static_cast<u8>(channels), start[0], start[1], start[2]},
-                lasting);
+    set_values(*inside_,
+               {{"region",
+                 {Region::custom, static_cast<u8>(spacing.value / ranges::spacing_unit_khz),
+                  static_cast<u8>(channels), start[0], start[1], start[2]}}},
+               lasting);
 }
 
 void Radio::set_packed_region(int band, unsigned lowest, unsigned highest)
@@ -220,7 +220,11 @@ void Radio::set_packed_region(int band, unsigned lowest, unsigned highest)
         return static_cast<u8>((bits & 3U) << shift | channel);
     };
     const auto number = static_cast<unsigned>(band);
-    inside_->ask(set_region_call, &O::SetRegion, packed(number >> 2U, highest), packed(number, lowest));
+    const u8 first = packed(number, lowest);
+    const u8 last = packed(number >> 2U, highest);
+    const ReaderInside::Turn turn(*inside_);
+    inside_->ask(set_region_call, &O::SetRegion, last, first);
+    require_values(*inside_, {{"max-frequency", {last}}, {"min-frequency", {first}}});
 }
 
 // -- the rest
@@ -245,13 +249,7 @@ int Radio::profile()
 void Radio::set_profile(int profile)
 {
     checked(*inside_, set_profile_call, "the profile", profile, 0, 0xFFFF);
-    int echo = profile;
-    inside_->ask(set_profile_call, &O::SetExtProfile, u8{1}, &echo);
-    if (echo != profile)
-        throw Error(Errc::refused, set_profile_call.name, inside_->name(),
-                    "the reader answered that it has " + std::to_string(echo) + ", not " +
-                        std::to_string(profile),
-                    Outcome::partial);
+    set_values(*inside_, {{"long-profile", {static_cast<u8>(profile >> 8), static_cast<u8>(profile)}}});
 }
 
 QAndSession Radio::q_and_session()
@@ -273,7 +271,7 @@ void Radio::set_q_and_session(const QAndSession& value)
     const int session = value.session
                             ? checked(*inside_, set_q_call, ranges::session, static_cast<int>(*value.session))
                             : ranges::automatic_session;
-    inside_->ask(set_q_call, &O::SetQS, static_cast<u8>(q), static_cast<u8>(session));
+    set_values(*inside_, {{"q", {static_cast<u8>(q)}}, {"session", {static_cast<u8>(session)}}});
 }
 
 void Radio::set_carrier(bool on) { inside_->ask(carrier_call, &O::RfOutput, u8{on}); }
@@ -289,25 +287,28 @@ void Antennas::enable(const std::vector<Port>& ports, Lasting lasting, PortsComm
     std::uint64_t bits = 0;
     for (const Port port : ports)
         bits |= std::uint64_t{1} << (checked(*inside_, set_antennas_call, range, port.number()) - 1);
+    if (command == PortsCommand::eight && lasting != Lasting::stored)
+        refuse_value(*inside_, set_antennas_call, "the command for eight ports always stores");
     const u8 flag = static_cast<u8>(lasting);
-    auto bytes = high_byte_first<8>(bits);
+    const auto bytes = high_byte_first<8>(bits);
+    const SettingValue wanted{"antennas", {bytes.begin(), bytes.end()}};
+    const ReaderInside::Turn turn(*inside_);
     switch (command) {
-    case PortsCommand::eight:
-        if (lasting != Lasting::stored)
-            refuse_value(*inside_, set_antennas_call, "the command for eight ports always stores");
-        return inside_->ask(set_antennas_call, &O::SetAntennaMultiplexing, bytes[7]);
+    case PortsCommand::eight: inside_->ask(set_antennas_call, &O::SetAntennaMultiplexing, bytes[7]); break;
     case PortsCommand::twelve:
-        return inside_->ask(set_antennas_call, &O::SetAntennaA12, flag, bytes[6], bytes[7]);
+        inside_->ask(set_antennas_call, &O::SetAntennaA12, flag, bytes[6], bytes[7]);
+        break;
     case PortsCommand::sixteen:
-        return inside_->ask(set_antennas_call, &O::SetAntenna, flag, bytes[6], bytes[7]);
-    case PortsCommand::widest:
-        return inside_->ask(set_antennas_call, &O::OptAntenna, u8{1}, flag, bytes.data());
+        inside_->ask(set_antennas_call, &O::SetAntenna, flag, bytes[6], bytes[7]);
+        break;
+    case PortsCommand::widest: return set_values(*inside_, {wanted}, lasting);
     }
+    require_values(*inside_, {wanted});
 }
 
 bool Antennas::are_checked() { return inside_->ask_information().antenna_check != 0; }
 
-void Antennas::set_check(bool on) { inside_->ask(set_check_call, &O::SetCheckAnt, u8{on}); }
+void Antennas::set_check(bool on) { set_values(*inside_, {{"antenna-check", {u8{on}}}}); }
 
 }  // namespace v1
 }  // namespace tagwire

@@ -29,8 +29,6 @@ std::size_t size_of(const Group& group)
     return size;
 }
 
-bool is_the_end(const Error& error) { return error.code() == Errc::lost || error.code() == Errc::aborted; }
-
 }  // namespace
 
 std::string names_of(const Group& group)
@@ -198,14 +196,17 @@ bool Access::is_final(const Error& error, Memory& memory, Reading& reading)
 {
     constexpr int most_refusals = 2;
     constexpr int most_silences = 2;
+    constexpr int most_reports = 20;
     if (is_the_end(error)) throw error;
     reading.error = error;
     reading.is_garbled = error.code() == Errc::bad_answer && error.result() != 0;
     if (error.code() == Errc::no_answer || reading.is_garbled) {
-        reading.is_silent = !reading.is_garbled || error.result() == TAGWIRE_BAD_CRC || inside_.report_came();
+        const bool is_report = reading.is_garbled && inside_.report_came();
+        reading.is_silent = !reading.is_garbled || error.result() == TAGWIRE_BAD_CRC || is_report;
         inside_.ask_information();  // one that is silent altogether is not asked for more
-        const bool is_enough =
-            reading.is_garbled ? ++memory.garbled >= most_garbled_ : ++memory.silences >= most_silences;
+        const bool is_enough = reading.is_garbled
+                                   ? ++memory.garbled >= (is_report ? most_reports : most_garbled_)
+                                   : ++memory.silences >= most_silences;
         if (is_enough) memory.last = reading;
         return is_enough;
     }
@@ -276,7 +277,10 @@ std::optional<WriteFailure> Access::write(const Group& group)
         }
         return std::nullopt;
     } catch (const Error& error) {
-        return WriteFailure{error, is_lost_ || is_the_end(error)};
+        const bool is_over = is_lost_ || is_the_end(error);
+        return WriteFailure{error, is_over,
+                            !is_over && error.code() == Errc::bad_answer &&
+                                error.outcome() == Outcome::unknown && inside_.report_came()};
     }
 }
 

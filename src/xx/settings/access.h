@@ -24,11 +24,17 @@ struct Wanted {
 // What one command writes.
 using Group = std::vector<Wanted>;
 
-// The Error of a group that was not written, and whether the reader can still be reached where it was.
+// The Error of a group that was not written.
 struct WriteFailure {
     Error error;
-    bool is_the_end = false;
+    bool is_the_end = false;  // the reader cannot be reached any more where it was
+    bool is_hidden = false;   // what it answered: a tag was reported in place of that
 };
+
+inline bool is_the_end(const Error& error)
+{
+    return error.code() == Errc::lost || error.code() == Errc::aborted;
+}
 
 class Access {
   public:

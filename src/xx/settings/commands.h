@@ -29,6 +29,9 @@ struct Send {
     }
 };
 
+// The work mode of a reader that waits for commands.
+inline constexpr u8 answering = 0;
+
 // A command that reads, often several settings at once; as many bytes as came.
 struct Source {
     Bytes (*read)(const Send&);

@@ -4,19 +4,20 @@
 #include <sstream>
 
 #include "tagwire/result.h"
-#include "xx/settings/access.h"
 #include "xx/settings/profile_inside.h"
+#include "xx/settings/writing.h"
 
 namespace tagwire {
 inline namespace v1 {
 namespace {
 
 using rows::Access;
+using rows::answering;
+using rows::comes_last;
 using rows::Group;
 using rows::Row;
 using rows::Wanted;
-
-constexpr u8 answering = 0;
+using rows::write_and_compare;
 
 const Row& work_mode() { return rows::require_row("work-mode"); }
 
@@ -30,28 +31,6 @@ std::string with_unit(const Change& change, const std::string& text)
 }
 
 // -- one
-
-// Gives what the reader has, as text.
-std::string require_same(Access& access, const Wanted& wanted)
-{
-    const Row& row = *wanted.row;
-    const auto refuse_unread = [&](const Error& error) {
-        fail_unread("set " + row.name, access.reader(), error);
-    };
-    Access::Reading reading{wanted.value};
-    try {
-        if (const Row* const readable = access.find_readable(row)) reading = access.read(*readable);
-    } catch (const Error& error) {
-        refuse_unread(error);
-    }
-    if (reading.error) refuse_unread(*reading.error);
-    if (!rows::agree(row.format, wanted.value, reading.bytes))
-        throw Error(Errc::refused, "set " + row.name, access.reader(),
-                    "the reader took " + show_to_all(row, wanted.value) + " and has " +
-                        show_to_all(row, reading.bytes) + " now",
-                    Outcome::partial);
-    return shown(row, reading.bytes);
-}
 
 bool overlap(const Row& one, const Row& other)
 {
@@ -75,36 +54,6 @@ std::vector<Wanted> parsed(const std::vector<Profile::Value>& values, const std:
         out.push_back({&row, rows::parse_value(row, text, reader)});
     }
     return out;
-}
-
-void write_all(Access& access, const std::vector<Wanted>& wanted)
-{
-    std::string before;
-    for (const Group& group : access.grouped(wanted)) {
-        const auto failure = access.write(group);
-        if (failure && before.empty()) throw Error(failure->error);
-        if (failure)
-            throw Error(static_cast<Errc>(failure->error.code().value()), failure->error.operation(),
-                        access.reader(), std::string(failure->error.what()) + " [set before: " + before + "]",
-                        Outcome::partial, failure->error.result());
-        before += (before.empty() ? "" : ", ") + rows::names_of(group);
-    }
-}
-
-// Gives what the reader has of each, as text.
-std::vector<std::string> write_and_compare(Access& access, std::vector<Wanted> wanted, Lasting lasting)
-{
-    for (Wanted& one : wanted) {
-        one.row = &access.writable(*one.row);
-        if (lasting == Lasting::until_restart && !one.row->writer->until_restart)
-            throw Error(Errc::invalid_value, "set " + one.row->name, access.reader(),
-                        "it cannot be set until the restart only");
-    }
-    write_all(access, wanted);
-    std::vector<std::string> now;
-    now.reserve(wanted.size());
-    for (const Wanted& one : wanted) now.push_back(require_same(access, one));
-    return now;
 }
 
 // -- all
@@ -142,11 +91,6 @@ void take(Profile& profile, Access& access, const Row& row)
         return ProfileInside::add_refused(
             profile, {row.name, "the reader has " + show_to_all(row, reading.bytes) + ": " + again.problem});
     ProfileInside::add(profile, row, text);
-}
-
-bool comes_last(const Row& row)
-{
-    return row.writer != nullptr && row.writer->order >= rows::Order::work_mode;
 }
 
 // A reader that reports by itself hides answers among its reports, this one for one.
