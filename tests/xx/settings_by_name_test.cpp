@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "link/crc16.h"
+#include "xx/reader/both_ways.h"
 #include "xx/virtual_reader.h"
 
 namespace tagwire::test {
@@ -783,6 +784,20 @@ TEST_P(SettingsByName, ANewSpeedIsFollowedOnASerialLine)
     } else {
         EXPECT_EQ(error_of([&] { all().get("baud"); })->code(), Errc::no_such_feature);
     }
+}
+
+TEST_P(SettingsByName, ALinkThatIsOpenedAgainHasTheSpeedThatWasSet)
+{
+    constexpr std::uint8_t code_of_57600 = 5;
+    opened.reset();
+    const auto inside = patiently([&] { return std::make_unique<ReaderInside>(open_link(parse_url(url))); });
+    patiently([&] { set_values(*inside, {{"baud", {code_of_57600}}}); });
+    EXPECT_EQ(device->settings().baud, code_of_57600);
+    patiently([&] { inside->reopen(); });
+    if (GetParam() == Link::pty) {
+        EXPECT_EQ(inside->line_speed(), code_of_57600) << "the URL has another one";
+    }
+    EXPECT_EQ(patiently([&] { return inside->ask_information().address; }), 10);
 }
 
 }  // namespace

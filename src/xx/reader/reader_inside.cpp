@@ -359,7 +359,9 @@ void ReaderInside::open_anew()
 {
     close_link();
     try {
-        link_.fd = open_link(parse_url(link_.name)).fd;
+        Url url = parse_url(link_.name);
+        if (kept_speed_) url.speed = speed_of(*kept_speed_);
+        link_.fd = open_link(url).fd;
         take_up_link();
     } catch (...) {
         close_link();

@@ -73,6 +73,8 @@ class ReaderInside {
     void move_to(u8 address);
     // Its code; none over TCP.
     std::optional<u8> line_speed() const;
+    // From now on the link is opened with the speed that it has.
+    void keep_line_speed() { kept_speed_ = line_speed(); }
     // How the reader tells ports. Asked of the reader at the first time, where the URL does not say it.
     AntennaByte antenna_byte();
     void abort() noexcept;
@@ -186,7 +188,8 @@ class ReaderInside {
     std::optional<Recorder> recorder_;  // changed between calls only
     std::uint16_t recorded_as_ = 0;
     std::atomic<std::uint64_t> received_{0};
-    bool stale_ = false;  // answers to what was given up may still come
+    std::optional<u8> kept_speed_;  // where it is not the URL's any more
+    bool stale_ = false;            // answers to what was given up may still come
     std::chrono::milliseconds longest_job_{0};
     std::recursive_mutex calls_;
 

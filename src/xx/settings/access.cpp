@@ -352,6 +352,7 @@ void Access::write_speed(const Group& group, const std::string& name, const Byte
         throw;
     }
     is_lost_ = is_on_a_line;
+    inside_.keep_line_speed();
     if (is_lost_ && inside_.ask_at(inside_.address()) != TAGWIRE_OK)
         fail(
             Errc::no_answer, name,

@@ -160,5 +160,12 @@ std::uint8_t baud_index(std::uint32_t speed)
     return known != nullptr ? known->index : speeds[3].index;
 }
 
+std::uint32_t speed_of(std::uint8_t baud_index)
+{
+    for (const Speed& known : speeds)
+        if (known.index == baud_index) return known.speed;
+    return speeds[3].speed;
+}
+
 }  // namespace v1
 }  // namespace tagwire

@@ -28,6 +28,8 @@ Url parse_url(std::string_view text);
 
 // The reader's number of a speed that parse_url() let pass.
 std::uint8_t baud_index(std::uint32_t speed);
+// The other way round.
+std::uint32_t speed_of(std::uint8_t baud_index);
 
 }  // namespace v1
 }  // namespace tagwire
