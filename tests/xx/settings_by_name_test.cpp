@@ -390,7 +390,7 @@ TEST_P(SettingsByName, AChangeWhoseAnswerIsLostMayHaveBeenMade)
 TEST_P(SettingsByName, AnAnswerIsPickedOutOfReports)
 {
     sim::Scenario scenario = make_scenario(4);
-    scenario.reader.report_rate = 300;
+    scenario.reader.report_rate = 50;
     scenario.reader.air_time = 1;
     connect(scenario);
     const auto reports = [this] {
@@ -435,6 +435,24 @@ TEST_P(SettingsByName, AReportInPlaceOfAnAcknowledgementIsFollowedByAQuestion)
         set_with_report("on");
     });
     EXPECT_EQ(error->outcome(), Outcome::unknown);
+}
+
+TEST_P(SettingsByName, AQuestionThatReportsCameInPlaceOfIsAskedAgain)
+{
+    constexpr unsigned reports = 6;
+    const sim::Bytes report = frame_of(0xEE, {1, 1, 2, 0xE2, 0, 0x40});
+    const auto get_amid_reports = [&] {
+        device->clear_faults();
+        lose(0x82, reports);
+        const std::uint64_t before = commands(0x82);
+        std::vector<std::jthread> reporting;
+        for (unsigned i = 1; i <= reports; ++i)
+            reporting.emplace_back([&, before, i] {
+                if (device->wait_for_command(0x82, before + i)) device->send_raw(report);
+            });
+        return all().get("q");
+    };
+    EXPECT_EQ(patiently(get_amid_reports), "4");
 }
 
 TEST_P(SettingsByName, AReaderThatIsSilentWhileItReportsHasTakenItsWorkMode)

@@ -196,17 +196,17 @@ bool Access::is_final(const Error& error, Memory& memory, Reading& reading)
 {
     constexpr int most_refusals = 2;
     constexpr int most_silences = 2;
-    constexpr int most_reports = 20;
+    constexpr int most_amid_reports = 20;
     if (is_the_end(error)) throw error;
     reading.error = error;
     reading.is_garbled = error.code() == Errc::bad_answer && error.result() != 0;
     if (error.code() == Errc::no_answer || reading.is_garbled) {
         const bool is_report = reading.is_garbled && inside_.report_came();
+        if (is_report) most_garbled_ = most_amid_reports;
         reading.is_silent = !reading.is_garbled || error.result() == TAGWIRE_BAD_CRC || is_report;
         inside_.ask_information();  // one that is silent altogether is not asked for more
-        const bool is_enough = reading.is_garbled
-                                   ? ++memory.garbled >= (is_report ? most_reports : most_garbled_)
-                                   : ++memory.silences >= most_silences;
+        const bool is_enough =
+            reading.is_garbled ? ++memory.garbled >= most_garbled_ : ++memory.silences >= most_silences;
         if (is_enough) memory.last = reading;
         return is_enough;
     }
