@@ -150,7 +150,7 @@ class InventoryAnswer {
         for (; bytes_.size() > 0 && !reader_->isStopCmd; skip_byte()) {
             if (bytes_[0] != lead) continue;
             if (bytes_.size() < 2 || bytes_.size() <= bytes_[1] + 1) return false;
-            if (!frame.take(reader_, bytes_.front() + 1, bytes_[1] + 1)) continue;
+            if (!frame.take(reader_, bytes_, bytes_.front() + 1, bytes_[1] + 1)) continue;
             bytes_.drop(1);
             return true;
         }
@@ -238,7 +238,8 @@ class ExpectedAnswer {
         while (bytes_.size() > 4) {
             const int len = bytes_[0];
             if (len == len_ && bytes_[2] == command_) return is_whole(len) && takes_answer(len);
-            const bool is_other = len > 3 && is_whole(len) && frame_.take(reader_, bytes_.front(), len + 1);
+            const bool is_other =
+                len > 3 && is_whole(len) && frame_.take(reader_, bytes_, bytes_.front(), len + 1);
             if (!is_other) count_skipped(reader_, 1);
             bytes_.drop(is_other ? len + 1 : 1);
         }
@@ -250,7 +251,7 @@ class ExpectedAnswer {
     // With a bad CRC this position is never left, until the time limit ends it.
     bool takes_answer(int len)
     {
-        stuck_ = stuck_ || !frame_.take(reader_, bytes_.front(), len + 1);
+        stuck_ = stuck_ || !frame_.take(reader_, bytes_, bytes_.front(), len + 1);
         return !stuck_;
     }
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "link/overlapping.h"
 #include "reader/operations.h"
 
 namespace tagwire::engine {
@@ -17,6 +18,12 @@ class Assembly {
     const u8* front() const { return buffer_ + begin_; }
     u8 operator[](int i) const { return buffer_[begin_ + i]; }
     void drop(int count) { begin_ += count; }
+
+    // False only where these of its bytes have a bad CRC. To be asked from front to back.
+    bool may_be_frame(const u8* from, int length)
+    {
+        return windows_.may_be_good(from, static_cast<std::size_t>(length));
+    }
 
     // Takes what there is room for and returns how much that was.
     int append(const u8* from, int count)
@@ -46,6 +53,7 @@ class Assembly {
     void make_room()
     {
         if (begin_ == 0) return;
+        windows_.forget();
         std::memmove(buffer_, buffer_ + begin_, static_cast<std::size_t>(size()));
         end_ -= begin_;
         begin_ = 0;
@@ -55,6 +63,7 @@ class Assembly {
     int capacity_;
     int begin_ = 0;
     int end_ = 0;
+    OverlappingWindows windows_;
 };
 
 }  // namespace tagwire::engine

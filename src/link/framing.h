@@ -41,31 +41,30 @@ class FrameCopy {
     int data_size() const { return length() - static_cast<int>(frame::shortest_response); }
     const u8* data() const { return bytes + frame::response_data; }
 
-    // True when the frame's CRC is good; only then are the bytes behind it zero.
-    bool take(Reader* reader, const u8* from, int length)
+    // From the bytes of an assembly. True when the frame's CRC is good; only then are the bytes behind it zero.
+    bool take(Reader* reader, Assembly& assembly, const u8* from, int length)
     {
-        copy(from, length);
-        const bool is_good = reader->operations.CheckCRC(reader, bytes, length) == 0;
+        const bool is_good = assembly.may_be_frame(from, length) && take_checked(from, length, [&] {
+                                 return reader->operations.CheckCRC(reader, bytes, length) == 0;
+                             });
         count_frame(reader, length, is_good);
-        return end_behind(length, is_good);
+        return is_good;
     }
     // The same where no Reader is.
-    bool take(const u8* from, int length)
+    bool take(Assembly& assembly, const u8* from, int length)
     {
-        copy(from, length);
-        return end_behind(length, crc16(bytes, static_cast<std::size_t>(length)) == 0);
+        return assembly.may_be_frame(from, length) && take_checked(from, length, [&] {
+                   return crc16(bytes, static_cast<std::size_t>(length)) == 0;
+               });
     }
 
   private:
-    void copy(const u8* from, int length)
+    template <class Check> bool take_checked(const u8* from, int length, Check is_good)
     {
         constexpr int check_result = 2;  // the check may write so much behind the frame
         std::memcpy(bytes, from, static_cast<std::size_t>(length));
         if (used_ < length + check_result) used_ = length + check_result;
-    }
-    bool end_behind(int length, bool is_good)
-    {
-        if (!is_good) return false;
+        if (!is_good()) return false;
         std::memset(bytes + length, 0, static_cast<std::size_t>(used_ - length));
         used_ = length;
         return true;
@@ -107,7 +106,7 @@ inline bool find_frame(Reader* reader, Assembly& bytes, HeaderTest is_good, int 
     const int size = bytes.size();
     const bool found = find_frame(
         bytes, [&] { return is_good(reader, bytes, command) || bytes[2] == 0; },
-        [&](const u8* front, int length) { return frame.take(reader, front, length); });
+        [&](const u8* front, int length) { return frame.take(reader, bytes, front, length); });
     count_skipped(reader, size - bytes.size());
     return found;
 }

@@ -133,7 +133,7 @@ bool Source::find_frame()
             return may_begin;
         },
         [&](const u8* front, int length) {
-            const bool is_good = frame_.take(front, length);
+            const bool is_good = frame_.take(bytes_, front, length);
             counted_.bad_crc += is_good ? 0 : 1;
             if (!is_good) skip(front[0]);
             return is_good;
