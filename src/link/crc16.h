@@ -42,9 +42,12 @@ constexpr std::uint16_t crc16(const std::uint8_t* bytes, std::size_t count, std:
                                          tables[6][(crc >> 8U) ^ bytes[1]] ^ tables[5][bytes[2]] ^
                                          tables[4][bytes[3]] ^ tables[3][bytes[4]] ^ tables[2][bytes[5]] ^
                                          tables[1][bytes[6]] ^ tables[0][bytes[7]]);
-    for (; count > 0; --count, ++bytes)
-        crc = static_cast<std::uint16_t>((crc >> 8U) ^ tables[0][(crc ^ *bytes) & 0xFFU]);
-    return crc;
+    if (count == 0) return crc;
+    const unsigned low = tables[count - 1][(crc ^ bytes[0]) & 0xFFU];
+    if (count == 1) return static_cast<std::uint16_t>((crc >> 8U) ^ low);
+    unsigned rest = low ^ tables[count - 2][(crc >> 8U) ^ bytes[1]];
+    for (std::size_t i = 2; i < count; ++i) rest ^= tables[count - 1 - i][bytes[i]];
+    return static_cast<std::uint16_t>(rest);
 }
 
 }  // namespace tagwire::engine

@@ -25,7 +25,7 @@ inline void count_frame(Reader* reader, int length, bool is_good)
 // Bytes that are in no frame.
 inline void count_skipped(Reader* reader, int count)
 {
-    reader->keeping.counters.skipped_bytes.count(static_cast<std::uint64_t>(count));
+    if (count > 0) reader->keeping.counters.skipped_bytes.count(static_cast<std::uint64_t>(count));
 }
 
 // A whole frame with zeros behind it. The decoder of tags trusts the counts in a frame and reads on into
@@ -61,12 +61,13 @@ class FrameCopy {
   private:
     template <class Check> bool take_checked(const u8* from, int length, Check is_good)
     {
-        constexpr int check_result = 2;  // the check may write so much behind the frame
+        const int checked = length + 2;  // the check may write so much, and writes zeros behind a good frame
         std::memcpy(bytes, from, static_cast<std::size_t>(length));
-        if (used_ < length + check_result) used_ = length + check_result;
+        bytes[length] = bytes[length + 1] = 0;
+        if (used_ < checked) used_ = checked;
         if (!is_good()) return false;
-        std::memset(bytes + length, 0, static_cast<std::size_t>(used_ - length));
-        used_ = length;
+        if (used_ > checked) std::memset(bytes + checked, 0, static_cast<std::size_t>(used_ - checked));
+        used_ = checked;
         return true;
     }
 

@@ -4,6 +4,8 @@
 // about the windows before is used again.
 #pragma once
 
+#include <algorithm>
+
 #include "link/crc16.h"
 
 namespace tagwire::engine {
@@ -60,9 +62,9 @@ class OverlappingWindows {
     // none before it nothing is known yet.
     bool may_be_good(const std::uint8_t* from, std::size_t length)
     {
-        const bool is_first = asked_ == nullptr || from >= asked_;
-        if (is_first || from + length > asked_) asked_ = from + length;
-        if (is_first) return true;
+        const bool overlaps = from < asked_;
+        asked_ = std::max(asked_, from + length);
+        if (!overlaps) return true;
         if (begin_ == nullptr || from > begin_ + steps_ * step) begin_at(from);
         const std::uint16_t in_front = register_at(from);
         return register_at(from + length) == crc16_of_zeros(length, in_front ^ crc16_preset);
