@@ -60,7 +60,7 @@ int read_chunk(Stream* stream)
 {
     const Passage reading(stream->reading);
     if (!reading) return 0;
-    const int n = stream->reader->operations.ReadRfidData(stream->reader, stream->chunk);
+    const int n = stream->reader->operations.ReadRfidData(stream->reader, stream->buffers->chunk);
     if (n <= 0) rest_until_input(stream->reader);
     return n;
 }
@@ -68,7 +68,7 @@ int read_chunk(Stream* stream)
 void run(Stream* stream)
 {
     Reader* reader = stream->reader;
-    Assembly bytes(stream->assembly, buffer_size);
+    Assembly bytes(stream->buffers->assembly, buffer_size);
     const auto find = [&](FrameCopy& frame) {
         return find_frame(reader, bytes, is_report_head, report_command, frame);
     };
@@ -80,7 +80,7 @@ void run(Stream* stream)
     do {
         if (stream->over || reader->isStopStocktaking) return;
         const int n = read_chunk(stream);
-        if (n > 0) take_frames(bytes, stream->chunk, n, find, accept);
+        if (n > 0) take_frames(bytes, stream->buffers->chunk, n, find, accept);
     } while (!reader->isStopCmd);
 }
 

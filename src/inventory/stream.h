@@ -13,8 +13,12 @@ struct Stream {
     Atomic<unsigned> users;  // whoever starts it, then its worker; the Reader; a StopRead that waits for it
     Atomic<bool> over;       // stopped: no worker, or no further cycle
     Gate reading;            // around the worker's reads of the link
-    u8 chunk[buffer_size];
-    u8 assembly[buffer_size];
+    // Apart: as long as nothing is reported they take no memory.
+    struct Buffers {
+        u8 chunk[buffer_size];
+        u8 assembly[buffer_size];
+    };
+    Buffers* buffers;
 };
 
 // With one user; null when there is no memory.

@@ -1,7 +1,9 @@
 #include "reader/reader.h"
 
 #include <cstdlib>
+#include <memory>
 #include <sys/eventfd.h>
+#include <sys/mman.h>
 #include <type_traits>
 #include <unistd.h>
 
@@ -9,6 +11,18 @@ static_assert(std::is_trivially_default_constructible_v<Reader> && std::is_trivi
               "a Reader begins as zeroed memory and ends with free()");
 
 namespace tagwire::engine {
+
+void* spacious(std::size_t size)
+{
+    void* const memory = std::calloc(1, size);
+    if (memory == nullptr) return nullptr;
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* first = memory;
+    std::size_t left = size;
+    if (std::align(page, page, first, left) != nullptr) madvise(first, left / page * page, MADV_DONTNEED);
+    return memory;
+}
+
 namespace {
 
 void fill_operations(Operations& operations)
@@ -23,8 +37,6 @@ bool init_keeping(Keeping& keeping)
     keeping.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (keeping.wake_fd < 0) return false;
     keeping.users = 1;
-    keeping.frames_used = buffer_size;
-    keeping.list_used = buffer_size;
     keeping.link.init();
     pthread_mutex_init(&keeping.wake_mutex, nullptr);
     pthread_mutex_init(&keeping.stream_mutex, nullptr);
@@ -79,7 +91,7 @@ void request_stop(Reader* reader)
 
 Reader* Create_Reader()
 {
-    auto* reader = static_cast<Reader*>(std::calloc(1, sizeof(Reader)));
+    auto* reader = static_cast<Reader*>(tagwire::engine::spacious(sizeof(Reader)));
     if (reader == nullptr) return nullptr;
     if (!tagwire::engine::init_keeping(reader->keeping)) {
         std::free(reader);

@@ -82,6 +82,7 @@ struct Reader {
     std::int64_t time2;
     std::int64_t time3;
     u8 inventoryScanTime;
+    tagwire::engine::Keeping keeping;  // here, for it to share a page with the first fields
     u8 recvBuff[tagwire::engine::buffer_size];
     u8 btRecvArr[tagwire::engine::buffer_size];
     u8 btArBuff[tagwire::engine::buffer_size];
@@ -111,8 +112,6 @@ struct Reader {
     tagwire::engine::Atomic<pRFIDCallBack> MypCallBack;
 
     Operations operations;
-
-    tagwire::engine::Keeping keeping;
 };
 
 extern "C" {
@@ -124,6 +123,9 @@ TAGWIRE_API void Destroy_Reader(Reader** sthis);
 }
 
 namespace tagwire::engine {
+
+// Zeros, to be given back by free(). Whatever was there before, pages that are not written to take no memory.
+void* spacious(std::size_t size);
 
 void retain(Reader* reader);   // while another reference is held
 void release(Reader* reader);  // frees the Reader when it was the last
