@@ -52,6 +52,7 @@ struct Raw {
 };
 
 class EventQueue;
+class Lane;
 
 class TAGWIREXX_API Event {
   public:
@@ -71,9 +72,11 @@ class TAGWIREXX_API Event {
 
   private:
     friend class EventQueue;
+    friend class Lane;
     using What = std::variant<std::monostate, Read, StateChange, Gap, InputChange, Raw>;
     template <class Kind>
-    Event(const std::string& lasting_source, Kind what) : source_(&lasting_source), what_(std::move(what))
+    Event(const std::string& lasting_source, Kind&& what)
+        : source_(&lasting_source), what_(std::forward<Kind>(what))
     {}
 
     const std::string* source_;

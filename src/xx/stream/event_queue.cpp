@@ -29,8 +29,7 @@ EventQueue::~EventQueue() { ::close(readable_); }
 
 template <class What> Event& EventQueue::append(const std::shared_ptr<Lane>& lane, What&& what)
 {
-    Event& appended =
-        lane->items_.emplace_back(tickets_++, Event(lane->name_, std::forward<What>(what))).event;
+    Event& appended = lane->items_.emplace_back(tickets_++, lane->name_, std::forward<What>(what)).event;
     try {
         give_turn(lane);
     } catch (const std::bad_alloc&) {
@@ -79,7 +78,7 @@ void EventQueue::count(Lane& lane, const Counters& more) const
     lane.counters_.overruns += more.overruns;
 }
 
-void EventQueue::put(const std::shared_ptr<Lane>& lane, Read read)
+void EventQueue::put(const std::shared_ptr<Lane>& lane, Read&& read)
 {
     if (closed_) return;
     ++lane->counters_.received;

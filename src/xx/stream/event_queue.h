@@ -25,7 +25,10 @@ class Lane {
     friend class EventQueue;
 
     struct Item {
-        Item(std::uint64_t number, Event&& content) : ticket(number), event(std::move(content)) {}
+        template <class What>
+        Item(std::uint64_t number, const std::string& name, What&& what)
+            : ticket(number), event(name, std::forward<What>(what))
+        {}
         std::uint64_t ticket;  // the place in the order of all
         Event event;           // without content: taken back, not to be handed out
     };
@@ -66,7 +69,7 @@ class EventQueue {
     bool wait_for_room(Lane& lane);
 
     // Inside with_lock() only; nothing happens behind close().
-    void put(const std::shared_ptr<Lane>& lane, Read read);
+    void put(const std::shared_ptr<Lane>& lane, Read&& read);
     void put(const std::shared_ptr<Lane>& lane, State state, std::string reason, unsigned attempts);
     bool put(const std::shared_ptr<Lane>& lane, InputChange change);  // false: there is no room
     void put(const std::shared_ptr<Lane>& lane, Raw raw);
