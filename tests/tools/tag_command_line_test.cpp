@@ -101,9 +101,9 @@ const std::string long_epc(128, '0');
 INSTANTIATE_TEST_SUITE_P(
     OfMemory, WrongUsage,
     testing::Values(Arguments{"read", "--bank", "user", "--count", "1"},
-                    joined(read_user, {"--count", "1", "--mask", "tid:0:E2"}), read_user,
-                    joined({"read", "--count", "1"}, epc), joined(read_user, {"--count", "0"}),
-                    joined(read_user, {"--count", "65537"}),
+                    joined(read_user, {"--count", "1", "--mask", "tid:0:E2"}),
+                    joined(read_user, {"--word", "1"}), joined({"read", "--count", "1"}, epc),
+                    joined(read_user, {"--count", "0"}), joined(read_user, {"--count", "65537"}),
                     joined(read_user, {"--word", "65535", "--count", "2"}),
                     joined(read_user, {"--word", "65536", "--count", "1"}),
                     joined({"read", "--bank", "usr", "--count", "1"}, epc),
@@ -124,17 +124,17 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     OfSecurity, WrongUsage,
-    testing::Values(
-        lock_user, joined({"lock", "--area", "users", "--protection", "open"}, epc),
-        joined({"lock", "--area", "user", "--protection", "maybe"}, epc),
-        joined({"lock", "--area", "user"}, epc), joined({"kill", "--yes"}, epc),
-        joined({"kill", "--yes", "--kill-password", "1"}, epc), Arguments{"privacy"},
-        Arguments{"privacy", "set"}, joined({"privacy", "set", "--any"}, epc),
-        joined({"eas", "set", "maybe"}, epc), joined({"eas", "set"}, epc), joined({"qt", "set", "256"}, epc),
-        joined({"untraceable", "--epc-words", "32"}, epc), Arguments{"untraceable", "--mask", "tid:0:E2"},
-        joined({"untraceable", "--tid", "perhaps"}, epc), joined({"authenticate"}, epc),
-        joined({"authenticate", "--suite", "1", "--message-length", "7", "--message", "01020304050607"},
-               epc)));
+    testing::Values(lock_user, joined({"lock", "--area", "users", "--protection", "open"}, epc),
+                    joined({"lock", "--area", "user", "--protection", "maybe"}, epc),
+                    joined({"lock", "--area", "user"}, epc), joined({"kill", "--yes"}, epc),
+                    joined({"kill", "--yes", "--kill-password", "1"}, epc), Arguments{"privacy"},
+                    Arguments{"privacy", "set"}, joined({"privacy", "set", "--any"}, epc),
+                    joined({"eas", "set", "maybe"}, epc), joined({"eas", "set"}, epc),
+                    joined({"qt", "set", "256"}, epc), joined({"untraceable", "--epc-words", "32"}, epc),
+                    joined({"untraceable", "--tid", "perhaps"}, epc), joined({"authenticate"}, epc),
+                    joined({"authenticate", "--suite", "1", "--message-length", "7", "--message",
+                            "01020304050607"},
+                           epc)));
 
 INSTANTIATE_TEST_SUITE_P(
     OfOthers, WrongUsage,
@@ -187,16 +187,17 @@ TEST(Confirmation, IsNeededWhereNobodyCanBeAsked)
                                    " for good: nothing was sent. Add --yes, or use a terminal to be asked\n");
         const auto confirmed = tool(joined(arguments, {"--yes"}));
         EXPECT_EQ(confirmed.exit_code, 1) << deed;
-        EXPECT_NE(confirmed.err.find("(48)"), std::string::npos) << confirmed.err;
+        EXPECT_NE(confirmed.err.find("refuses the connection"), std::string::npos) << confirmed.err;
     }
 }
 
 TEST(Confirmation, IsNotNeededForWhatCanBeUndone)
 {
     for (const auto* const protection : {"open", "protected", "0", "2"}) {
-        const auto ended = tool(joined({"lock", "--area", "user", "--protection", protection}, epc));
+        const auto ended = tool(
+            joined({"lock", "--area", "user", "--password", "12345678", "--protection", protection}, epc));
         EXPECT_EQ(ended.exit_code, 1) << protection;
-        EXPECT_NE(ended.err.find("(48)"), std::string::npos) << ended.err;
+        EXPECT_NE(ended.err.find("refuses the connection"), std::string::npos) << ended.err;
     }
 }
 
@@ -233,15 +234,15 @@ TEST(Confirmation, IsAskedForOnATerminal)
     const Terminal terminal("yes\n");
     const auto ended = tool(kill, terminal.path());
     EXPECT_EQ(ended.exit_code, 1);
-    EXPECT_TRUE(ended.err.starts_with(question + "tagwire: no answer from the reader")) << ended.err;
+    EXPECT_TRUE(ended.err.starts_with(question + "tagwire: open (tcp://127.0.0.1:1): ")) << ended.err;
 }
 
 TEST(TagCommandLine, SaysHowToNameATag)
 {
     EXPECT_EQ(tool({"read", "--bank", "user", "--count", "1"}).err,
-              "tagwire: name the tag: use either --epc HEX or --mask BANK:BITADDR:HEX[/BITS]\n");
+              "tagwire: name the tag: use one of --epc HEX, --tid HEX and --mask BANK:BITADDR:HEX[/BITS]\n");
     EXPECT_EQ(tool({"gb", "read", "--area", "user", "--count", "1"}).err,
-              "tagwire: name the tag: use either --id HEX or --mask BANK:BITADDR:HEX[/BITS]\n");
+              "tagwire: name the tag: use either --id HEX or --mask AREA:BITADDR:HEX[/BITS]\n");
 }
 
 }  // namespace

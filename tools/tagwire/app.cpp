@@ -78,9 +78,7 @@ Application::Application()
     add_information_commands(*this);
     add_inventory_commands(*this);
     add_watch_commands(*this);
-    add_memory_commands(*this);
-    add_security_commands(*this);
-    add_feature_commands(*this);
+    add_tag_commands(*this);
     add_select_commands(*this);
     add_buffer_commands(*this);
     add_iso6b_commands(*this);

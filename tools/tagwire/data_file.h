@@ -11,7 +11,10 @@ namespace tagwire::tool {
 // - is standard input. Throws UsageError when it cannot be read, or holds more than any tag.
 std::vector<std::uint8_t> read_file(const std::string& path);
 
-// Throws Failure.
+// Whether a file can be made there; throws UsageError. Leaves everything as it was.
+void require_writable(const std::string& path);
+
+// Takes the place of an older file only when all of it was written. Throws Failure.
 void write_file(const std::string& path, std::span<const std::uint8_t> data);
 
 }  // namespace tagwire::tool

@@ -13,7 +13,11 @@ std::string_view plural(std::uint64_t count) { return count == 1 ? "" : "s"; }
 
 std::string reading_text(const TagRecord& tag)
 {
-    return fmt::format("{}  antenna {}  rssi {}", shown_id(tag.id), tag.antenna, tag.rssi);
+    const auto port = !tag.port       ? std::to_string(tag.antenna)
+                      : *tag.port > 0 ? std::to_string(*tag.port)
+                                      : "?";
+    return fmt::format("{}{}  antenna {}  rssi {}", shown_id(tag.id), tag.tid ? "  tid " + *tag.tid : "",
+                       port, tag.rssi);
 }
 
 std::string phase_text(const TagRecord& tag)
@@ -52,7 +56,9 @@ Json tag_json(const TagRow& row, const std::string& id_key)
     Json object;
     object["type"] = "tag";
     object[id_key] = row.latest.id;
-    object["antenna"] = row.latest.antenna;
+    if (row.latest.tid) object["tid"] = *row.latest.tid;
+    object["antenna"] = row.latest.port.value_or(row.latest.antenna);
+    if (row.latest.port) object["antenna_byte"] = row.latest.antenna;
     object["rssi"] = row.latest.rssi;
     object["reads"] = row.reads;
     object["first_seen"] = timestamp_text(row.first.wall);

@@ -25,6 +25,8 @@ struct TagRecord {
     std::uint8_t antenna = 0;
     std::uint8_t rssi = 0;
     std::optional<Phase> phase;
+    std::optional<int> port{};  // 0: the antenna byte names none
+    std::optional<std::string> tid{};
     std::uint8_t item = 0;              // of mixed inventories: not 0 for words that belong to the tag before
     std::optional<std::string> data{};  // hexadecimal; such words, once they are joined
 

@@ -8,9 +8,7 @@ namespace tagwire::tool {
 void add_information_commands(Application& application);     // info
 void add_inventory_commands(Application& application);       // inventory
 void add_watch_commands(Application& application);           // watch
-void add_memory_commands(Application& application);          // read, write, write-epc, erase
-void add_security_commands(Application& application);        // lock, kill
-void add_feature_commands(Application& application);         // privacy, eas, qt and other features of chips
+void add_tag_commands(Application& application);             // read, write, lock, kill, chip features
 void add_select_commands(Application& application);          // select
 void add_buffer_commands(Application& application);          // buffer
 void add_iso6b_commands(Application& application);           // 6b

@@ -1,6 +1,5 @@
-// Records that readers keep, and those of ISO 18000-6B tags.
+// Records that readers keep.
 #include "buffer_records.h"
-#include "iso6b_tags.h"
 
 #include <gtest/gtest.h>
 
@@ -50,27 +49,6 @@ TEST(SearchList, IsSentInParts)
     const auto full = split_search(std::vector<Bytes>(7, Bytes(40)));
     ASSERT_EQ(full.size(), 2u);
     EXPECT_EQ(full[0].ids.size(), 246u);
-}
-
-TEST(Tags6b, AreDecoded)
-{
-    const std::array<std::uint8_t, 10> one{1, 0xE0, 4, 0, 0, 1, 2, 3, 4, 150};
-    EXPECT_EQ(decode_single_6b(one), (std::vector<Tag6b>{{"E004000001020304", 150}}));
-    EXPECT_TRUE(decode_single_6b(std::array<std::uint8_t, 10>{}).empty());
-
-    Bytes list(one.begin() + 1, one.end());
-    EXPECT_EQ(decode_list_6b(list, 2).size(), 1u);
-    list.insert(list.end(), {1, 1, 1, 1, 1, 1, 1, 1, 7});
-    EXPECT_EQ(decode_list_6b(list, 2),
-              (std::vector<Tag6b>{{"E004000001020304", 150}, {"0101010101010101", 7}}));
-    EXPECT_TRUE(decode_list_6b(list, 0).empty());
-}
-
-TEST(Tags6b, AreComparedByTheBytesGiven)
-{
-    EXPECT_EQ(compare_first_bytes(1), 0x80);
-    EXPECT_EQ(compare_first_bytes(3), 0xE0);
-    EXPECT_EQ(compare_first_bytes(8), 0xFF);
 }
 
 }  // namespace

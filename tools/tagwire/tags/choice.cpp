@@ -1,0 +1,145 @@
+#include "tags/choice.h"
+
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+#include <termios.h>
+#include <unistd.h>
+
+namespace tagwire::tool {
+
+namespace {
+
+constexpr std::size_t most_epc_bytes = 62;
+
+std::string first_line_of(const std::string& path, const std::string& name)
+{
+    std::ifstream file(path);
+    std::string line;
+    if (!file || !std::getline(file, line))
+        throw UsageError(fmt::format("{}: '{}' cannot be read", name, path));
+    return line;
+}
+
+// While it lives, what is typed on the terminal is not shown.
+class Unseen {
+  public:
+    Unseen()
+    {
+        tcgetattr(STDIN_FILENO, &before_);
+        termios quiet = before_;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    ~Unseen() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
+    Unseen(const Unseen&) = delete;
+    Unseen& operator=(const Unseen&) = delete;
+
+  private:
+    termios before_{};
+};
+
+std::string typed(const std::string& name)
+{
+    if (isatty(STDIN_FILENO) == 0) throw UsageError(fmt::format("{}: there is no terminal to ask on", name));
+    std::cerr << name.substr(2) << ": " << std::flush;
+    const Unseen unseen;
+    std::string line;
+    std::getline(std::cin, line);
+    std::cerr << '\n';
+    return line;
+}
+
+void wipe(std::string& text) { explicit_bzero(text.data(), text.size()); }
+
+Epc parse_epc(const std::string& text, const std::string& name)
+{
+    return Epc(hex(2, most_epc_bytes)(text, name));
+}
+
+}  // namespace
+
+tagwire::Password parse_secret(const std::string& text, const std::string& name)
+{
+    std::string secret = text == "-"             ? typed(name)
+                         : text.starts_with('@') ? first_line_of(text.substr(1), name)
+                                                 : text;
+    try {
+        const tagwire::Password password(secret);
+        wipe(secret);
+        return password;
+    } catch (const Error&) {
+        wipe(secret);
+        throw UsageError(
+            fmt::format("{} is not valid: use 8 hexadecimal digits, @FILE or - to be asked", name));
+    }
+}
+
+void add_password_option(CLI::App& command, tagwire::Password& password)
+{
+    option(command, "--password", password, parse_secret,
+           "access password: 8 hexadecimal digits, @FILE for the first line of a file, - to be asked", "HEX")
+        ->envname("TAGWIRE_PASSWORD");
+}
+
+void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by)
+{
+    option(command, "--epc", tag.epc, parse_epc,
+           "the tag, by its whole EPC: 4 hexadecimal digits a word, 1 to 31 words", "HEX");
+    if (by == NamedBy::epc_tid_or_mask) {
+        option(
+            command, "--tid", tag.tid,
+            [](const std::string& text, const std::string& name) {
+                return Tid(hex(2, Tid::longest)(text, name));
+            },
+            "the tag, by its TID or the beginning of it", "HEX");
+    }
+    option(
+        command, "--mask", tag.mask,
+        [](const std::string& text, const std::string& name) {
+            const auto mask = placed_mask(banks)(text, name);
+            return tagwire::Mask{mask.place, mask.bit, mask.bytes, mask.bits};
+        },
+        "the tag, by bits that its memory holds from bit BITADDR on; BANK is " + choices_text(banks),
+        "BANK:BITADDR:HEX[/BITS]");
+    add_password_option(command, tag.password);
+}
+
+void require_name(const TagChoice& tag)
+{
+    if (tag.epc.has_value() + tag.tid.has_value() + tag.mask.has_value() == 1) return;
+    throw UsageError("name the tag: use one of --epc HEX, --tid HEX and --mask BANK:BITADDR:HEX[/BITS]");
+}
+
+namespace {
+
+std::string text_of_mask(const tagwire::Mask& mask)
+{
+    return mask_text(PlacedMask<Bank>{mask.bank, mask.bit, mask.bytes, mask.bits}, banks);
+}
+
+}  // namespace
+
+std::string text_of(const TagChoice& tag)
+{
+    if (tag.epc) return tag.epc->to_string();
+    if (tag.tid) return "with TID " + tag.tid->to_string();
+    return "with mask " + text_of_mask(*tag.mask);
+}
+
+void add_name(Json& object, const TagChoice& tag)
+{
+    if (tag.epc) object["epc"] = tag.epc->to_string();
+    if (tag.tid) object["tid"] = tag.tid->to_string();
+    if (tag.mask) object["mask"] = text_of_mask(*tag.mask);
+}
+
+Tag find(Reader& reader, const TagChoice& tag)
+{
+    if (tag.epc) return reader.tag(*tag.epc, tag.password);
+    if (tag.tid) return reader.tag(*tag.tid, tag.password);
+    return reader.tag(*tag.mask, tag.password);
+}
+
+}  // namespace tagwire::tool

@@ -1,0 +1,67 @@
+// How a command line names one tag, and the password that opens it.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <tagwirexx/reader.hpp>
+
+#include "app.h"
+#include "format.h"
+#include "option.h"
+
+namespace tagwire::tool {
+
+struct TagChoice {
+    std::optional<Epc> epc;
+    std::optional<Tid> tid;
+    std::optional<tagwire::Mask> mask;
+    tagwire::Password password;
+};
+
+inline constexpr Choices<Bank, 4> banks{
+    {{"reserved", Bank::reserved}, {"epc", Bank::epc}, {"tid", Bank::tid}, {"user", Bank::user}}};
+
+// A password is 8 hexadecimal digits, @FILE for the first line of a file, or - to be asked for it on the terminal.
+tagwire::Password parse_secret(const std::string& text, const std::string& name);
+void add_password_option(CLI::App& command, tagwire::Password& password);
+
+// --epc, --tid and --mask; a command that has another --tid goes without.
+enum class NamedBy { epc_tid_or_mask, epc_or_mask };
+void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by = NamedBy::epc_tid_or_mask);
+
+// Throws UsageError unless the tag is named in exactly one way.
+void require_name(const TagChoice& tag);
+// As it reads in a sentence behind "tag".
+std::string text_of(const TagChoice& tag);
+void add_name(Json& object, const TagChoice& tag);
+
+Tag find(Reader& reader, const TagChoice& tag);
+
+// A mask of 1 to 255 bits, with any names of banks: BANK:BITADDR:HEX[/BITS].
+template <typename Place> struct PlacedMask {
+    Place place;
+    unsigned bit = 0;
+    Bytes bytes;
+    unsigned bits = 0;
+};
+
+template <typename Place, std::size_t count> auto placed_mask(const Choices<Place, count>& places)
+{
+    return [&places](const std::string& text, const std::string& name) {
+        std::array<Name, count> names{};
+        for (std::size_t i = 0; i < count; ++i)
+            names[i] = {places[i].name, static_cast<std::uint8_t>(places[i].value)};
+        const auto mask = parse_mask(text, {names, 255});
+        return PlacedMask<Place>{one_of(places)(std::to_string(mask.bank), name), mask.bit_address, mask.data,
+                                 mask.bits};
+    };
+}
+
+template <typename Place, std::size_t count>
+std::string mask_text(const PlacedMask<Place>& mask, const Choices<Place, count>& places)
+{
+    return fmt::format("{}:{}:{}/{}", name_of(mask.place, places), mask.bit, to_hex(mask.bytes), mask.bits);
+}
+
+}  // namespace tagwire::tool

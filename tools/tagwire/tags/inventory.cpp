@@ -1,0 +1,79 @@
+#include "commands/groups.h"
+#include "tag_options.h"
+#include "tags/choice.h"
+#include "tags/listing.h"
+
+namespace tagwire::tool {
+
+namespace {
+
+constexpr Choices<tagwire::Session, 4> sessions{{{"S0", tagwire::Session::s0},
+                                                 {"S1", tagwire::Session::s1},
+                                                 {"S2", tagwire::Session::s2},
+                                                 {"S3", tagwire::Session::s3}}};
+constexpr Choices<Target, 2> targets{{{"A", Target::a}, {"B", Target::b}}};
+
+struct Options {
+    InventoryPlan plan;
+    std::optional<Port> antenna;
+    Repeat repeat;
+};
+
+// ADR:WORDS; the usual words without a value.
+Words parse_tid_words(const std::string& text, const std::string&)
+{
+    const auto range = parse_tid_range(text);
+    return {Bank::tid, range.first, range.count};
+}
+
+void add_inventory_options(CLI::App& command, Options& options)
+{
+    option(command, "--q", options.plan.q, number(0, 15), "Q, 0 to 15: the reader expects about 2^Q tags")
+        ->default_str("4");
+    option(command, "--session", options.plan.session, one_of(sessions), "session, " + choices_text(sessions),
+           "S")
+        ->default_str("S0");
+    option(command, "--target", options.plan.target, one_of(targets), "inventoried flag to look for, A or B",
+           "A|B");
+    add_scan_options(command, options.antenna, options.plan.scan_time);
+    option(
+        command, "--mask", options.plan.mask,
+        [](const std::string& text, const std::string& name) {
+            const auto mask = placed_mask(banks)(text, name);
+            return tagwire::Mask{mask.place, mask.bit, mask.bytes, mask.bits};
+        },
+        "only tags whose memory begins so at this bit; BANK is " + choices_text(banks),
+        "BANK:BITADDR:HEX[/BITS]");
+    option(command, "--tid", options.plan.words, parse_tid_words,
+           "tell the TID, too: WORDS words from word ADR on; 0:6 without a value", "[ADR:WORDS]")
+        ->expected(0, 1)
+        ->default_val("0:6");
+    add_repeat_options(command, options.repeat);
+    command.footer(
+        R"(With one of --target, --antenna and --scan-time, the others are A, 1 and the reader's own
+scan time. Without any, the reader uses its settings. The EPC itself begins at bit 32 of bank epc.
+
+Examples:
+  tagwire inventory --reader tcp://192.0.2.10:6000
+  tagwire inventory --q 6 --session S1 --seconds 10 --json
+  tagwire inventory --antenna 2 --scan-time 500 --tid 0:6
+  tagwire inventory --mask epc:32:E280/16 --count)");
+}
+
+Work plan_inventory(const Options& options)
+{
+    auto plan = options.plan;
+    if (options.antenna) plan.antennas = {*options.antenna};
+    return listing_work({"tag", "epc"}, options.repeat,
+                        [plan](Reader& reader) { return reader.inventory(plan); });
+}
+
+}  // namespace
+
+void add_inventory_commands(Application& application)
+{
+    add_command_with<Options>(application, nullptr, "inventory", "List the EPC Gen2 tags in the field.",
+                              add_inventory_options, plan_inventory);
+}
+
+}  // namespace tagwire::tool

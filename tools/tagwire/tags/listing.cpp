@@ -1,0 +1,139 @@
+#include "tags/listing.h"
+
+#include <algorithm>
+
+#include "deed.h"
+#include "format.h"
+#include "open_reader.h"
+#include "tag_table.h"
+
+namespace tagwire::tool {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds scan_unit{100};
+
+TagRecord record_of(const Read& read)
+{
+    TagRecord record;
+    record.id = read.id ? read.id->to_string() : read.epc.to_string();
+    record.port = read.port.number();
+    record.antenna = read.antenna_byte;
+    record.rssi = static_cast<std::uint8_t>(read.rssi);
+    if (read.phase && read.frequency)
+        record.phase = tool::Phase{read.phase->begin, read.phase->end, read.frequency->value};
+    if (read.tid) record.tid = read.tid->to_string();
+    if (read.data && !read.tid) record.data = to_hex(*read.data);
+    return record;
+}
+
+struct Found {
+    TagTable table;
+    bool complete = true;
+    unsigned bad_records = 0;
+};
+
+void add(Found& found, const InventoryResult& result)
+{
+    for (const auto& read : result.reads) {
+        const Moment at{read.received.steady, read.received.wall};
+        for (unsigned i = 0; i < read.count; ++i) found.table.add(record_of(read), at);
+    }
+    found.complete = found.complete && result.complete;
+    found.bad_records += result.bad_records;
+}
+
+void show_tags(Session& session, const Found& found, const Kind& kind)
+{
+    for (const auto& row : found.table.rows()) {
+        auto object = tag_json(row, kind.id_key);
+        object["type"] = kind.type;
+        object["reader"] = session.options.reader_url().text();
+        session.out.line(session.options.json ? json_line(object) : tag_line(row));
+        if (session.out.closed()) return;
+    }
+}
+
+void show_count(Session& session, const Found& found)
+{
+    if (!session.options.json) return session.out.line(fmt::to_string(found.table.rows().size()));
+    session.out.line(json_line(Json{{"type", "count"},
+                                    {"tags", found.table.rows().size()},
+                                    {"reads", found.table.reads()},
+                                    {"complete", found.complete},
+                                    {"reader", session.options.reader_url().text()}}));
+}
+
+// What a person is not told by the tags.
+void tell_summary(const Found& found, steady_clock::duration elapsed)
+{
+    auto text = summary_text(found.table, elapsed);
+    if (!found.complete) text += "; the scan time was over, there may be more: see --scan-time";
+    if (found.bad_records != 0) text += fmt::format("; {} damaged records left out", found.bad_records);
+    tell(text);
+    if (!found.table.rows().empty() || !found.complete) return;
+    tell("no tag answered. If one should: see that its antenna is enabled ('tagwire antenna show') and has "
+         "power "
+         "('tagwire power show'), that no select filter is left ('tagwire select --all'), and that its flag "
+         "is not "
+         "still set by an inventory before (--target B, or another --session)");
+}
+
+int list(Session& session, const Kind& kind, const Repeat& repeat, const TakeInventory& take)
+{
+    Found found;
+    std::optional<Error> error;
+    const auto start = steady_clock::now();
+    try {
+        auto reader = open_reader(session);
+        const InterruptWatch::Hook hook(session.interrupts, [&reader] { reader.abort(); });
+        do {
+            add(found, take(reader));
+            session.out.check();
+        } while (repeat.duration && steady_clock::now() - start < *repeat.duration && !session.out.closed() &&
+                 !session.interrupts.interrupted());
+    } catch (const Error& problem) {
+        if (!session.interrupts.interrupted()) error = problem;
+    }
+    if (error) complain(error_text(*error));
+    repeat.count ? show_count(session, found) : show_tags(session, found, kind);
+    session.out.flush();
+    if (!session.out.closed() && !(error && found.table.rows().empty()))
+        tell_summary(found, steady_clock::now() - start);
+    return error ? exit_failure : exit_success;
+}
+
+}  // namespace
+
+void add_repeat_options(CLI::App& command, Repeat& repeat)
+{
+    option(
+        command, "--seconds", repeat.duration,
+        [](const std::string& text, const std::string&) { return parse_seconds(text); },
+        "repeat inventories for so long and merge their tags");
+    command.add_flag("--count", repeat.count, "print the number of different tags only");
+}
+
+void add_scan_options(CLI::App& command, std::optional<Port>& antenna, std::optional<milliseconds>& scan_time)
+{
+    option(
+        command, "--antenna", antenna,
+        [](const std::string& text, const std::string& name) {
+            return Port(static_cast<int>(parse_number(text, name, 1, 128)));
+        },
+        "antenna port, counted from 1");
+    option(
+        command, "--scan-time", scan_time,
+        [](const std::string& text, const std::string&) { return scan_unit * parse_scan_time(text); },
+        "longest duration of one inventory, 1 to 25500 ms, rounded up to 100 ms", "MS");
+}
+
+Work listing_work(const Kind& kind, const Repeat& repeat, const TakeInventory& take)
+{
+    return [=](Session& session) { return list(session, kind, repeat, take); };
+}
+
+}  // namespace tagwire::tool

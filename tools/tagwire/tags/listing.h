@@ -1,0 +1,34 @@
+// Inventories of tags of any kind: options, repetition, and what is shown of the tags.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include <tagwirexx/reader.hpp>
+
+#include "app.h"
+#include "option.h"
+
+namespace tagwire::tool {
+
+// Whether tags are counted only, and how often the inventory is repeated.
+struct Repeat {
+    std::optional<std::chrono::milliseconds> duration;
+    bool count = false;
+};
+
+void add_repeat_options(CLI::App& command, Repeat& repeat);
+void add_scan_options(CLI::App& command, std::optional<Port>& antenna,
+                      std::optional<std::chrono::milliseconds>& scan_time);
+
+using TakeInventory = std::function<InventoryResult(Reader&)>;
+// What JSON calls such a tag, and its identifier.
+struct Kind {
+    std::string type;
+    std::string id_key;
+};
+Work listing_work(const Kind& kind, const Repeat& repeat, const TakeInventory& take);
+
+}  // namespace tagwire::tool
