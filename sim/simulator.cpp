@@ -139,9 +139,10 @@ std::size_t Reader::tag_count() const
 std::optional<std::size_t> Reader::find_tag(const Bytes& epc) const
 {
     const auto held = core_.lock();
+    const Time now = core_.now() - state_.origin;
     const Population& field = state_.device.field();
     for (std::size_t i = 0; i < field.size(); ++i) {
-        if (field[i].epc() == epc && !field[i].state().killed) return i;
+        if (field[i].epc() == epc && !field[i].state().killed && !field[i].has_left(now)) return i;
     }
     return std::nullopt;
 }
@@ -280,6 +281,12 @@ void Reader::set_table(std::uint8_t number, const Bytes& table)
     if (table.size() > longest_table) throw std::length_error("a parameter table has at most 65535 bytes");
     const auto held = core_.lock();
     state_.device.services().tables.set(number, table);
+}
+
+std::string Reader::control(const std::string& words)
+{
+    const auto held = core_.lock();
+    return core_.obey(state_, words);
 }
 
 void Reader::inject(const Fault& fault)

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +44,9 @@ struct Counters {
     std::uint64_t reports_queued = 0;   // not handed to the system yet
     std::uint64_t connections = 0;      // ever; a pseudo terminal is one from its opening on
     std::uint64_t open_connections = 0;
+    FaultCounts faults{};                         // frames and requests that were struck, by Fault::Kind
+    std::map<std::string, std::uint64_t> orders;  // that were carried out, by their first word
+    std::uint64_t orders_refused = 0;
 };
 
 struct RecordedRequest {
@@ -101,7 +105,7 @@ class Reader {
 
     // The Gen2 tags as they are now, in the order of the scenario; std::out_of_range for one that is none.
     std::size_t tag_count() const;
-    std::optional<std::size_t> find_tag(const Bytes& epc) const;  // that shows this EPC now
+    std::optional<std::size_t> find_tag(const Bytes& epc) const;  // that shows this EPC now and has not left
     Bytes tag_memory(std::size_t tag, Bank bank) const;           // all of it, hidden or not
     TagState tag_state(std::size_t tag) const;
     OtherTags other_tags() const;  // as they are now
@@ -134,6 +138,10 @@ class Reader {
     bool wait_for_panel(const std::function<bool(const PanelState&)>& condition,
                         std::chrono::milliseconds timeout = long_wait) const;
     void set_input(unsigned line, bool high);  // the first is 1; std::out_of_range for one that is none
+
+    // What else can happen to it, as text: see "Rehearsing the field" in README.md. Gives the answer; throws
+    // std::invalid_argument, which says what is allowed, for words that are not understood or cannot be done now.
+    std::string control(const std::string& words);
 
     // Faults
     void inject(const Fault& fault);

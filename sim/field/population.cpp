@@ -1,6 +1,8 @@
 #include "field/population.h"
 
 #include <algorithm>
+#include <set>
+#include <stdexcept>
 
 namespace tagwire::sim {
 
@@ -9,6 +11,38 @@ Population::Population(const Scenario& scenario, const Settings& config, Random&
 {
     tags_.reserve(scenario.tags.size());
     for (const TagSettings& tag : scenario.tags) tags_.emplace_back(tag);
+}
+
+void Population::add(const std::vector<TagSettings>& tags, Time now)
+{
+    if (tags_.size() + tags.size() > most_tags)
+        throw std::invalid_argument("a reader's field holds 100000 tags, those that have left included");
+    std::set<Bytes> epcs;
+    for (const Tag& tag : tags_) {
+        if (!tag.has_left(now) && !tag.state().killed) epcs.insert(tag.epc());
+    }
+    for (const TagSettings& tag : tags) {
+        if (epcs.count(tag.epc) > 0)
+            throw std::invalid_argument("a tag has the EPC " + to_hex(tag.epc) + " already");
+        if (tag.departs && *tag.departs <= now)
+            throw std::invalid_argument("departs is over: it counts from the making of the reader");
+    }
+    for (TagSettings tag : tags) {
+        tag.arrives = std::max(tag.arrives, now);
+        radio_.note_new(tag);
+        tags_.emplace_back(tag);
+    }
+}
+
+bool Population::take(const Bytes& epc, Time now)
+{
+    const auto shows = [&](const Tag& tag) {
+        return tag.epc() == epc && !tag.has_left(now) && !tag.state().killed;
+    };
+    const auto found = std::find_if(tags_.begin(), tags_.end(), shows);
+    if (found == tags_.end()) return false;
+    found->leave(now);
+    return true;
 }
 
 bool Population::anyone_in_reach(const std::vector<unsigned>& antennas, Time now) const

@@ -20,6 +20,11 @@ class Population {
     const Tag& operator[](std::size_t index) const { return tags_[index]; }
     const Tag& at(std::size_t index) const { return tags_.at(index); }
 
+    // Behind those that are there; they arrive now at the earliest. Throws std::invalid_argument when there are too many, or two would show one EPC.
+    void add(const std::vector<TagSettings>& tags, Time now);
+    // The tag that shows this EPC leaves the field, but keeps its place here. False when there is none.
+    bool take(const Bytes& epc, Time now);
+
     Radio& radio() { return radio_; }
     const Radio& radio() const { return radio_; }
     // Of those that are in the field and reply, whether any may be reached.

@@ -180,10 +180,7 @@ void Tag::copy_to_settings()
     std::copy_n(passwords.begin() + password_size, password_size, settings_.access_password.begin());
 }
 
-bool Tag::is_in_field(Time now) const
-{
-    return !state_.killed && now >= settings_.arrives && (!settings_.departs || now < *settings_.departs);
-}
+bool Tag::is_in_field(Time now) const { return !state_.killed && now >= settings_.arrives && !has_left(now); }
 
 bool Tag::is_seen_by(unsigned antenna) const
 {

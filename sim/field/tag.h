@@ -69,6 +69,8 @@ class Tag {
     Password kill_password() const { return settings_.kill_password; }
 
     bool is_in_field(Time now) const;
+    void leave(Time now) { settings_.departs = now; }
+    bool has_left(Time now) const { return settings_.departs && now >= *settings_.departs; }
     bool is_present(Time now) const { return state_.replies() && is_in_field(now); }
     bool is_seen_by(unsigned antenna) const;
 

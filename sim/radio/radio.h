@@ -27,6 +27,7 @@ class Radio {
     std::uint32_t frequency_khz(Time now) const;
     // Whether tags have places, so that reading takes its time.
     bool has_losses() const { return has_losses_; }
+    void note_new(const TagSettings& tag) { has_losses_ = has_losses_ || tag.radio.has_value(); }
 
     // On the whole: whether half of the moments or more give the tag its power and let the reader hear it.
     bool reaches(unsigned port, const Tag& tag, Time now) const;

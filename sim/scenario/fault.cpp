@@ -1,5 +1,6 @@
 #include "scenario/fault.h"
 
+#include <algorithm>
 #include <charconv>
 #include <map>
 #include <stdexcept>
@@ -211,6 +212,13 @@ Fault Fault::power_loss(std::uint8_t command, std::uint64_t skip)
     fault.command = command;
     fault.skip = skip;
     return fault;
+}
+
+std::string_view Fault::name(Kind kind)
+{
+    const auto found = std::find_if(kind_names.begin(), kind_names.end(),
+                                    [kind](const auto& entry) { return entry.second == kind; });
+    return found->first;
 }
 
 Fault Fault::parse(const std::string& text)

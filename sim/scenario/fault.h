@@ -1,9 +1,11 @@
 // Faults that strike what a virtual reader sends, or keep it from answering.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bytes.h"
@@ -24,6 +26,7 @@ struct Fault {
         error,     // requests are answered with the status `value` and no data, and not acted on
         power,     // once a request has been served, the reader loses its power for a moment
     };
+    static constexpr std::size_t kinds = 11;
     enum class Target { answers, reports, all };
 
     Kind kind = Kind::lose;
@@ -59,6 +62,10 @@ struct Fault {
     // From text such as "lose:count=3" or "split:at=2+7,ms=5". Throws std::invalid_argument with a text that
     // says what is wrong.
     static Fault parse(const std::string& text);
+    static std::string_view name(Kind kind);  // as there
 };
+
+// How often faults of each kind struck.
+using FaultCounts = std::array<std::uint64_t, Fault::kinds>;
 
 }  // namespace tagwire::sim

@@ -11,11 +11,13 @@
 #include <utility>
 
 #include "device/settings.h"
+#include "scenario/scenario_events.h"
 #include "scenario/scenario_other_tags.h"
 #include "scenario/scenario_radio.h"
 #include "scenario/scenario_section.h"
 #include "scenario/scenario_sensor_tags.h"
 #include "scenario/scenario_services.h"
+#include "scenario/scenario_tags.h"
 
 namespace tagwire::sim {
 
@@ -223,6 +225,25 @@ void read_tag(Section& section, std::vector<TagSettings>& tags)
     add_tags(tag, count, first_serial, tags);
 }
 
+// The value of a key as a file would have it: numbers, true and false, lists; all else is a string.
+void insert_value(toml::table& table, const std::string& key, const std::string& text)
+{
+    static const std::set<std::string_view> lists{"antennas", "axis", "position"};
+    static const std::set<std::string_view> strings{"epc",   "tid",        "user",  "access_password",
+                                                    "brand", "public_epc", "locks", "kill_password"};
+    if (strings.count(key) > 0) {
+        table.insert(key, text);
+        return;
+    }
+    const bool is_list = lists.count(key) > 0;
+    try {
+        const toml::table read = toml::parse("value = " + (is_list && !text.starts_with('[') ? '[' + text + ']' : text));
+        table.insert(key, *read.get("value"));
+    } catch (const toml::parse_error&) {
+        throw std::invalid_argument("'" + text + "' is no value for " + key);
+    }
+}
+
 toml::table parse(const std::string& text, const std::string& source)
 {
     try {
@@ -234,6 +255,30 @@ toml::table parse(const std::string& text, const std::string& source)
 }
 
 }  // namespace
+
+std::vector<TagSettings> tags_from_words(const std::vector<std::string>& words)
+{
+    toml::table table;
+    for (const std::string& word : words) {
+        const std::size_t equals = word.find('=');
+        if (equals == std::string::npos)
+            throw std::invalid_argument("'" + word +
+                                        "' is no key of a tag; write KEY=VALUE, such as epc=E2801160");
+        insert_value(table, word.substr(0, equals), word.substr(equals + 1));
+    }
+    const std::string source = "a new tag";
+    Section section(source, table);
+    std::vector<TagSettings> tags;
+    try {
+        read_tag(section, tags);
+        Scenario alone;
+        alone.tags = tags;
+        alone.check(source);
+    } catch (const ScenarioError& problem) {
+        throw std::invalid_argument(problem.what());
+    }
+    return tags;
+}
 
 ScenarioError::ScenarioError(const std::string& source, unsigned line, const std::string& problem)
     : std::runtime_error(describe(source, line, problem)), line_(line)
@@ -268,6 +313,7 @@ Scenario Scenario::from_text(const std::string& text, const std::string& source)
     read_conveyors(top, scenario);
     read_other_tags(top, scenario);
     read_services(top, scenario.services);
+    read_events(top, scenario);
     top.refuse_unknown_keys("a scenario");
     scenario.check(source);
     return scenario;
@@ -303,6 +349,7 @@ void Scenario::check(const std::string& source) const
     check_radio(*this, source);
     check_other_tags(*this, source);
     check_services(services, source);
+    check_events(*this, source);
 }
 
 }  // namespace tagwire::sim

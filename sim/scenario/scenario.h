@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bytes.h"
+#include "control/timed_order.h"
 #include "scenario/fault.h"
 #include "scenario/other_tag_settings.h"
 #include "scenario/radio_settings.h"
@@ -33,6 +34,8 @@ inline constexpr std::size_t lock_areas = 5;
 
 // Who may write an area, of the passwords also who may read them. The two that are forever stay.
 enum class Lock : std::uint8_t { open, open_forever, closed, closed_forever };
+
+inline constexpr unsigned most_tags = 100000;
 
 struct TagSettings {
     Bytes epc;
@@ -115,6 +118,7 @@ struct Scenario {
     std::vector<TagGbSettings> tags_gb;
     std::vector<TagGbSettings> tags_jb;
     ServiceSettings services;
+    std::vector<TimedOrder> events;
 
     // Both throw ScenarioError and load nothing when anything is wrong.
     static Scenario from_file(const std::string& path);

@@ -18,7 +18,6 @@
 
 namespace tagwire::sim {
 
-inline constexpr unsigned most_tags = 100000;
 inline constexpr std::size_t serial_size = 4;
 
 inline unsigned line_of(const toml::node& node) { return static_cast<unsigned>(node.source().begin.line); }

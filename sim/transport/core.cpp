@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "commands/dispatch.h"
+#include "control/order.h"
 
 namespace tagwire::sim {
 
@@ -143,6 +144,7 @@ void Core::run_timers()
         if (!id) return;
         if (const auto reader = readers_.find(*id); reader != readers_.end()) {
             reader->second->device.advance(time - reader->second->origin);
+            run_events(*reader->second);
             schedule(*reader->second);
             continue;
         }
@@ -151,6 +153,31 @@ void Core::run_timers()
         connection->second->parser().expire(time);
         take_requests(*connection->second);
         to_write_.insert(*id);
+    }
+}
+
+void Core::run_events(ReaderState& reader)
+{
+    while (const auto words = reader.events.take(now() - reader.origin)) {
+        try {
+            obey(reader, *words);
+        } catch (const std::invalid_argument&) {
+            // It was understood, but what it is about is not there now; it is counted.
+        }
+    }
+}
+
+std::string Core::obey(ReaderState& reader, const std::string& words)
+{
+    try {
+        const Order order = Order::parse(words, reader.device.settings());
+        std::string answer = order.carry_out(*this, reader);
+        ++reader.counters.orders[order.word];
+        advance(reader);
+        return answer;
+    } catch (const std::invalid_argument&) {
+        ++reader.counters.orders_refused;
+        throw;
     }
 }
 
@@ -168,7 +195,11 @@ void Core::finish_turn()
 ReaderState& Core::add_reader(const Scenario& scenario)
 {
     const std::uint64_t id = ++last_id_;
-    return *readers_.emplace(id, std::make_unique<ReaderState>(*this, id, scenario, now())).first->second;
+    ReaderState& reader =
+        *readers_.emplace(id, std::make_unique<ReaderState>(*this, id, scenario, now())).first->second;
+    schedule(reader);
+    touch();
+    return reader;
 }
 
 std::uint16_t Core::listen(ReaderState& reader, const std::string& address, std::uint16_t port)
@@ -464,6 +495,7 @@ void Core::watch(int descriptor, std::uint64_t id, std::uint32_t events, int ope
 void Core::schedule(ReaderState& reader)
 {
     auto due = reader.device.next_event();
+    if (const auto event = reader.events.next(); event && (!due || *event < *due)) due = event;
     if (due) *due += reader.origin;
     timers_.set(reader.id, due);
 }

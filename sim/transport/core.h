@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "control/timed_order.h"
 #include "device/device.h"
 #include "simulator.h"
 #include "transport/connection.h"
@@ -21,7 +22,8 @@ namespace tagwire::sim {
 
 struct ReaderState : public Wire {
     ReaderState(Core& owner, std::uint64_t number, const Scenario& scenario, Time now)
-        : core(owner), id(number), origin(now), device(scenario, *this), faults(scenario.reader.seed)
+        : core(owner), id(number), origin(now), device(scenario, *this), events(scenario.events),
+          chance(scenario.reader.seed), faults(scenario.reader.seed, &counters.faults)
     {
         for (const Fault& fault : scenario.reader.faults) faults.add(fault);
     }
@@ -34,8 +36,10 @@ struct ReaderState : public Wire {
     std::uint64_t id;
     Time origin;  // the device's time begins here
     Device device;
-    Faults faults;
+    TimedOrders events;
+    Random chance;  // of what orders leave to it
     Counters counters;
+    Faults faults;
     std::deque<RecordedRequest> requests;
 };
 
@@ -81,6 +85,8 @@ class Core {
     void schedule(ReaderState& reader);
     // Lets the reader do what a change from outside brings about.
     void advance(ReaderState& reader);
+    // Gives the answer; throws std::invalid_argument.
+    std::string obey(ReaderState& reader, const std::string& words);
 
     void send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind);
     bool has_room(ConnectionId to) const;
@@ -90,6 +96,7 @@ class Core {
     void arm();
     void handle_event(std::uint64_t id, std::uint32_t events);
     void run_timers();
+    void run_events(ReaderState& reader);
     void finish_turn();
 
     void accept_all(const std::shared_ptr<Endpoint>& endpoint);

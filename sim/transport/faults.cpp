@@ -55,6 +55,7 @@ std::optional<Fault> Faults::take(Fault::Kind kind, ConnectionId connection, std
     if (found->chance < 1 && random_.below(all) >= found->chance * all) return std::nullopt;
     const Fault fault = *found;
     if (found->count > 0 && --found->count == 0) faults_.erase(found);
+    if (struck_) ++(*struck_)[static_cast<std::size_t>(kind)];
     return fault;
 }
 

@@ -26,7 +26,7 @@ struct Struck {
 // The faults of one reader. Of several of a kind that would strike the same frame, the oldest does.
 class Faults {
   public:
-    explicit Faults(std::uint64_t seed = 1) : random_(seed) {}
+    explicit Faults(std::uint64_t seed = 1, FaultCounts* struck = nullptr) : random_(seed), struck_(struck) {}
 
     void add(Fault fault) { faults_.push_back(std::move(fault)); }
     void clear() { faults_.clear(); }
@@ -44,6 +44,7 @@ class Faults {
 
     std::deque<Fault> faults_;
     Random random_;
+    FaultCounts* struck_;
     Time now_{};
 };
 

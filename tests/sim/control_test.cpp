@@ -1,0 +1,321 @@
+#include <functional>
+
+#include <gmock/gmock.h>
+
+#include "control/order.h"
+#include "control/timed_order.h"
+#include "peer.h"
+#include "simulator.h"
+#include "transport/wire.h"
+
+namespace tagwire::sim {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+const char* const portal = R"(
+[reader]
+air_time = 0
+start_gap_ms = 0
+report_rate = 1000
+[[tag]]
+epc = "E200 0001"
+tid = "E280 1160"
+)";
+
+const char* const end_of_inventory = "01 01 08 00";
+
+// A reader on a port, with a host.
+class ControlTest : public testing::Test {
+  protected:
+    void send(std::uint8_t command, const std::string& data = {})
+    {
+        Bytes frame{0, 0, command};
+        append(frame, from_hex(data));
+        frame[0] = static_cast<std::uint8_t>(frame.size() + 1);
+        frame.resize(frame.size() + 2);
+        seal(frame);
+        host_.send(to_hex(frame));
+    }
+
+    // Command, status and data of the answer.
+    std::string ask(std::uint8_t command, const std::string& data = {})
+    {
+        send(command, data);
+        const std::string frame = host_.receive_frame();
+        return frame.size() < 12 ? frame : frame.substr(6, frame.size() - 12);
+    }
+
+    // The records of the tags that are found, all from the first antenna.
+    std::string inventory()
+    {
+        const std::string frame = ask(0x01, "04 00");
+        if (frame == end_of_inventory) return "";
+        EXPECT_EQ(host_.receive_frame().substr(6, 11), end_of_inventory);
+        return frame.substr(9);
+    }
+    std::uint64_t orders(const std::string& word) { return reader_.counters().orders[word]; }
+
+    Simulator simulator_;
+    Reader& reader_ = simulator_.add_reader_from_text(portal);
+    Peer host_ = Peer::connect(reader_.listen());
+};
+
+std::string problem_of(Reader& reader, const std::string& words)
+{
+    try {
+        return "done: " + reader.control(words);
+    } catch (const std::invalid_argument& problem) {
+        return problem.what();
+    }
+}
+
+TEST_F(ControlTest, TagsComeAndGo)
+{
+    EXPECT_EQ(reader_.control("add-tag epc=E2000002 antennas=1,2 rssi=180"), "");
+    EXPECT_EQ(reader_.tag_count(), 2U);
+    EXPECT_EQ(inventory().substr(0, 5), "02 04");
+    EXPECT_EQ(reader_.control("take-tag e2000001"), "");
+    EXPECT_EQ(inventory(), "01 04 E2 00 00 02 B4");
+    EXPECT_EQ(reader_.find_tag(from_hex("E2000002")), 1U);
+    EXPECT_EQ(reader_.find_tag(from_hex("E2000001")), std::nullopt);
+    EXPECT_THAT(problem_of(reader_, "take-tag E2000001"), HasSubstr("no tag in the field"));
+    reader_.control("take-tag E2000002");
+    reader_.control("add-tag epc=E2000001 rssi=90");
+    EXPECT_EQ(reader_.find_tag(from_hex("E2000001")), 2U);
+    EXPECT_EQ(inventory(), "01 04 E2 00 00 01 5A");
+    EXPECT_EQ(orders("add-tag"), 2U);
+    EXPECT_EQ(orders("take-tag"), 2U);
+}
+
+TEST_F(ControlTest, ReadingGoesOnWhileTagsComeAndGo)
+{
+    EXPECT_EQ(ask(0x50, "00"), "50 00");
+    reader_.control("add-tag epc=E200 tid=E280116000000001 count=50 first_serial=7");
+    const auto hears = [&](const std::string& epc) {
+        for (int frames = 0; frames < 5000; ++frames) {
+            if (host_.receive_frame().find(epc) != std::string::npos) return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(hears("E2 00 00 00 00 38"));
+    reader_.control("take-tag E20000000038");
+    EXPECT_TRUE(hears("E2 00 00 00 00 07"));
+    EXPECT_EQ(reader_.tag_count(), 51U);
+}
+
+TEST_F(ControlTest, AntennasArePulledAndPluggedIn)
+{
+    EXPECT_EQ(reader_.control("unplug 1"), "");
+    EXPECT_EQ(inventory(), "");
+    EXPECT_EQ(reader_.control("plug 1"), "");
+    EXPECT_EQ(inventory(), "01 04 E2 00 00 01 C8");
+}
+
+TEST_F(ControlTest, InputsAndPower)
+{
+    reader_.control("input 2 high");
+    EXPECT_EQ(ask(0x47), "47 00 20");
+    reader_.control("input 2 low");
+    EXPECT_EQ(ask(0x47), "47 00 00");
+    EXPECT_EQ(ask(0x50, "00"), "50 00");
+    reader_.control("restart");
+    EXPECT_FALSE(reader_.is_reading());
+    reader_.control("cut-power");
+    EXPECT_EQ(orders("cut-power"), 1U);
+    reader_.control("hang-up");
+    EXPECT_TRUE(reader_.wait_for_disconnect());
+}
+
+TEST_F(ControlTest, NoiseIsThatOfTheSeed)
+{
+    Reader& twin = simulator_.add_reader_from_text(portal);
+    Peer other = Peer::connect(twin.listen());
+    for (Reader* reader : {&reader_, &twin}) {
+        ASSERT_TRUE(reader->wait_for_connection());
+        reader->control("noise 200");
+        EXPECT_TRUE(reader->wait_until([](const Counters& counters) { return counters.bytes_sent == 200; }));
+    }
+    const std::string noise = host_.receive(200);
+    EXPECT_THAT(noise, SizeIs(200 * 3 - 1));
+    EXPECT_EQ(noise, other.receive(200));
+}
+
+TEST_F(ControlTest, ReportsComeAsFastAsTheyAreTold)
+{
+    reader_.control("report-rate 0");
+    EXPECT_EQ(ask(0x50, "00"), "50 00");
+    EXPECT_EQ(reader_.counters().reports_sent, 0U);
+    reader_.control("report-rate 2000");
+    EXPECT_TRUE(reader_.wait_until([](const Counters& counters) { return counters.reports_sent >= 3; }));
+}
+
+TEST_F(ControlTest, CountersAndTagsAreJson)
+{
+    inventory();
+    EXPECT_THAT(reader_.control("counters"),
+                HasSubstr(R"("requests":1,"requests_refused":0,"commands":{"0x01":1})"));
+    EXPECT_EQ(reader_.control("tags"),
+              R"([{"epc":"E2000001","tid":"E2801160","antennas":[1],"in_field":true}])");
+    reader_.control("take-tag E2000001");
+    EXPECT_THAT(reader_.control("tags"), HasSubstr(R"("in_field":false)"));
+}
+
+struct Struck {
+    const char* spec;
+    Fault::Kind kind;
+};
+
+class FaultOrderTest : public ControlTest, public testing::WithParamInterface<Struck> {};
+
+TEST_P(FaultOrderTest, IsSeenInTheCounters)
+{
+    const std::string order = std::string("fault ") + GetParam().spec;
+    reader_.control(order);
+    const auto struck = [](const Counters& counters) {
+        return counters.faults[static_cast<std::size_t>(GetParam().kind)];
+    };
+    EXPECT_EQ(struck(reader_.counters()), 0U);
+    send(0x21);
+    EXPECT_TRUE(reader_.wait_until([&](const Counters& counters) { return struck(counters) == 1; }));
+    const std::string name(Fault::name(GetParam().kind));
+    EXPECT_THAT(reader_.control("counters"), HasSubstr("\"faults\":{\"" + name + "\":1}"));
+    EXPECT_EQ(order.substr(6, name.size()), name);
+    reader_.control(order);
+    reader_.control("clear-faults");
+    EXPECT_EQ(orders("fault"), 2U);
+    EXPECT_EQ(orders("clear-faults"), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, FaultOrderTest,
+    testing::Values(Struck{"split:at=2,ms=1", Fault::Kind::split}, Struck{"delay:ms=1", Fault::Kind::delay},
+                    Struck{"noise:bytes=00", Fault::Kind::noise},
+                    Struck{"trail:bytes=00", Fault::Kind::trail}, Struck{"flip:byte=3", Fault::Kind::flip},
+                    Struck{"set:byte=3,value=1", Fault::Kind::set_byte}, Struck{"lose", Fault::Kind::lose},
+                    Struck{"hangup:after=3", Fault::Kind::hang_up}, Struck{"silence", Fault::Kind::silence},
+                    Struck{"error:status=0x05", Fault::Kind::error}, Struck{"power", Fault::Kind::power}));
+
+struct Refused {
+    const char* words;
+    const char* problem;
+};
+
+class RefusedOrderTest : public ControlTest, public testing::WithParamInterface<Refused> {};
+
+TEST_P(RefusedOrderTest, SaysWhatIsAllowedAndChangesNothing)
+{
+    const std::string tags = reader_.control("tags");
+    EXPECT_THAT(problem_of(reader_, GetParam().words), HasSubstr(GetParam().problem));
+    const Counters counters = reader_.counters();
+    EXPECT_EQ(counters.orders, (std::map<std::string, std::uint64_t>{{"tags", 1}}));
+    EXPECT_EQ(counters.orders_refused, 1U);
+    EXPECT_EQ(reader_.control("tags"), tags);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, RefusedOrderTest,
+    testing::Values(
+        Refused{"", "'' is no order; use unplug, plug"},
+        Refused{"unplugg 2", "'unplugg' is no order; use unplug"}, Refused{"unplug", "write unplug PORT"},
+        Refused{"unplug 5", "one that the reader has"}, Refused{"plug 0", "write plug PORT"},
+        Refused{"plug 1 2", "write plug PORT"}, Refused{"input 5 high", "LINE from 1 to 4"},
+        Refused{"input 1 up", "high|low"}, Refused{"add-tag", "write add-tag KEY=VALUE"},
+        Refused{"add-tag E2000002", "write KEY=VALUE"}, Refused{"add-tag rssi=5", "needs an epc"},
+        Refused{"add-tag epc=E2", "16-bit words"},
+        Refused{"add-tag epc=E200 rssi=256", "rssi must be a whole number from 0 to 255"},
+        Refused{"add-tag epc=E200 rssi=[1", "'[1' is no value for rssi"},
+        Refused{"add-tag epc=E200 colour=1", "no key 'colour'"},
+        Refused{"add-tag epc=E200 antennas=1,1", "named twice"},
+        Refused{"add-tag epc=E2000001", "a tag has the EPC E2000001 already"},
+        Refused{"add-tag epc=E2000002 departs=1e-9", "departs is over"},
+        Refused{"add-tag epc=E200 count=100000", "100000 tags"}, Refused{"take-tag", "write take-tag EPC"},
+        Refused{"take-tag E2G0", "not a hexadecimal digit"},
+        Refused{"take-tag E2000009", "no tag in the field"}, Refused{"restart now", "write restart alone"},
+        Refused{"noise 0", "from 1 to 1000000"}, Refused{"noise many", "from 1 to 1000000"},
+        Refused{"fault", "write fault SPEC"}, Refused{"fault loose", "there is no fault 'loose'"},
+        Refused{"report-rate -1", "from 0 to 1e9"}, Refused{"report-rate nan", "from 0 to 1e9"}));
+
+TEST(TimedOrders, ComeInTheirOrderAndRepeat)
+{
+    TimedOrders orders({{seconds(5), {}, "restart"}, {seconds(1), seconds(2), "hang-up"}});
+    EXPECT_EQ(orders.next(), seconds(1));
+    EXPECT_EQ(orders.take(milliseconds(999)), std::nullopt);
+    EXPECT_EQ(orders.take(seconds(1)), "hang-up");
+    EXPECT_EQ(orders.take(seconds(1)), std::nullopt);
+    EXPECT_EQ(orders.next(), seconds(3));
+    EXPECT_EQ(orders.take(seconds(8)), "hang-up");
+    EXPECT_EQ(orders.take(seconds(8)), "restart");
+    EXPECT_EQ(orders.next(), seconds(9));
+    EXPECT_EQ(TimedOrders({}).next(), std::nullopt);
+}
+
+TEST(Events, HappenAtTheirTime)
+{
+    Simulator simulator;
+    Reader& reader = simulator.add_reader_from_text(R"(
+[[event]]
+at = 0.02
+do = "add-tag epc=E2000001"
+[[event]]
+at = 0.0
+every = 0.001
+do = "take-tag E2000001"
+[[event]]
+at = 0.03
+every = 0.001
+do = "input 1 high"
+)");
+    EXPECT_TRUE(reader.wait_until([](const Counters& counters) {
+        return counters.orders.count("take-tag") == 1 && counters.orders_refused > 0 &&
+               counters.orders.count("input") == 1 && counters.orders.at("input") > 2;
+    }));
+    EXPECT_TRUE(reader.wait_for_panel([](const PanelState& panel) { return panel.inputs == 1; }));
+}
+
+struct BadEvent {
+    const char* text;
+    unsigned line;
+    const char* problem;
+};
+
+class BadEventTest : public testing::TestWithParam<BadEvent> {};
+
+TEST_P(BadEventTest, IsRefusedWithItsLine)
+{
+    try {
+        Scenario::from_text(std::string("[reader]\nantennas = 2\n") + GetParam().text);
+        FAIL() << "loaded";
+    } catch (const ScenarioError& error) {
+        EXPECT_EQ(error.line(), GetParam().line) << error.what();
+        EXPECT_THAT(error.what(), HasSubstr(GetParam().problem));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BadEventTest,
+    testing::Values(BadEvent{"[[event]]\ndo = \"restart\"\n", 3, "needs its time"},
+                    BadEvent{"[[event]]\nat = 1\n", 3, "needs what it does"},
+                    BadEvent{"[[event]]\nat = -1\ndo = \"restart\"\n", 4, "at must be a number"},
+                    BadEvent{"[[event]]\nat = 1\nevery = 0\ndo = \"restart\"\n", 5, "0.001 seconds or more"},
+                    BadEvent{"[[event]]\nat = 1\ndo = \"unplug 3\"\n", 5, "write unplug PORT"},
+                    BadEvent{"[[event]]\nat = 1\ndo = \"add-tag epc=E2\"\n", 5, "16-bit words"},
+                    BadEvent{"[[event]]\nat = 1\ndo = \"tags\"\n", 5, "it only asks"},
+                    BadEvent{"[[event]]\nat = 1\ndo = \"restart\"\nonce = true\n", 6, "no key 'once'"}));
+
+TEST(Events, OfAScenarioInMemoryAreChecked)
+{
+    Scenario scenario;
+    scenario.events = {{seconds(1), {}, "restart"}, {seconds(1), {}, "unplug 9"}};
+    EXPECT_THROW(scenario.check(), ScenarioError);
+    scenario.events = {{seconds(1), Time{}, "restart"}};
+    EXPECT_THROW(scenario.check(), ScenarioError);
+    scenario.events = {{seconds(1), seconds(1), "restart"}};
+    scenario.check();
+}
+
+}  // namespace
+}  // namespace tagwire::sim
