@@ -18,6 +18,8 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
+#include "control/order.h"
+#include "control/server.h"
 #include "scenario/fault.h"
 #include "scenario/scenario.h"
 #include "simulator.h"
@@ -36,6 +38,8 @@ Examples:
   tagwire-sim --readers 255 --listen 127.0.0.1:6000  on 127.0.0.1 to 127.0.0.255, port 6000
   tagwire-sim --rate 1000 --batch 100000             a start pushes 100000 reports, then the reader falls quiet
   tagwire-sim --fault lose:count=3 --fault error:command=0x21,status=0x05
+  tagwire-sim --scenario demo.toml --control /tmp/control
+  tagwire-sim ctl /tmp/control unplug 2              while it runs; `tagwire-sim ctl --help` lists the orders
 
 Faults are written KIND:KEY=VALUE,KEY=VALUE...
   split:at=2+7,ms=5     frames go out in pieces, cut at these bytes, with a gap between them
@@ -71,6 +75,13 @@ struct Options {
     std::vector<std::string> faults;
     unsigned readers = 1;
     bool trace = false;
+    std::string control;
+};
+
+struct ControlOptions {
+    std::string path;
+    unsigned reader = 1;
+    std::vector<std::string> words;
 };
 
 Place parse_place(const std::string& text)
@@ -228,12 +239,37 @@ int run(const Options& options)
     Simulator simulator;
     if (options.trace) simulator.set_trace(print_trace);
     open_places(simulator, readers, options, link);
+    std::optional<ControlServer> server;
+    if (!options.control.empty()) server.emplace(options.control, readers);
     std::puts("ready");
     std::fflush(stdout);
     int signal = 0;
     ::sigwait(&signals, &signal);
     print_summary(readers);
     return EXIT_SUCCESS;
+}
+
+int control(const ControlOptions& options)
+{
+    std::string words;
+    for (const std::string& word : options.words) words += (words.empty() ? "" : " ") + word;
+    const ControlAnswer answer = ask_control(options.path, options.reader, words);
+    const std::string end = answer.text.empty() ? "" : "\n";
+    if (answer.done)
+        std::printf("%s%s", answer.text.c_str(), end.c_str());
+    else
+        std::fprintf(stderr, "tagwire-sim: %s%s", answer.text.c_str(), end.c_str());
+    return answer.done ? EXIT_SUCCESS : usage_error;
+}
+
+CLI::App* add_control(CLI::App& app, ControlOptions& options)
+{
+    CLI::App* ctl = app.add_subcommand("ctl", "Give an order to a reader that runs with --control");
+    ctl->add_option("PATH", options.path, "The path that was given with --control")->required();
+    ctl->add_option("--reader", options.reader, "Which reader of the program; the first is 1");
+    ctl->add_option("WORDS", options.words, "The order")->required();
+    ctl->footer("\nOrders:\n" + Order::list());
+    return ctl;
 }
 
 void add_options(CLI::App& app, Options& options)
@@ -260,6 +296,9 @@ void add_options(CLI::App& app, Options& options)
     app.add_option("--readers", options.readers, "So many readers, on consecutive addresses from --listen on")
         ->check(CLI::Range(1, 255));
     app.add_flag("--trace", options.trace, "Write all bytes with time and direction to standard error");
+    app.add_option("--control", options.control,
+                   "Take orders from `tagwire-sim ctl PATH` over a socket there")
+        ->type_name("PATH");
     app.footer(examples);
 }
 
@@ -269,10 +308,12 @@ int main(int argc, char** argv)
 {
     CLI::App app("Virtual UHF RFID readers on TCP ports and pseudo terminals", "tagwire-sim");
     Options options;
+    ControlOptions control_options;
     add_options(app, options);
+    const CLI::App* ctl = add_control(app, control_options);
     try {
         app.parse(argc, argv);
-        return run(options);
+        return ctl->parsed() ? control(control_options) : run(options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SUCCESS : usage_error;
     } catch (const ScenarioError& error) {

@@ -166,6 +166,11 @@ constexpr std::array words{
     Word{"tags", "", read_plain<tell_tags>, true},
 };
 
+std::string usage(const Word& word)
+{
+    return std::string(word.name) + (word.rest.empty() ? "" : " ") + std::string(word.rest);
+}
+
 std::string all_names()
 {
     std::string names;
@@ -174,6 +179,13 @@ std::string all_names()
 }
 
 }  // namespace
+
+std::string Order::list()
+{
+    std::string lines;
+    for (const Word& word : words) lines += "  " + usage(word) + '\n';
+    return lines;
+}
 
 Order Order::parse(const std::string& text, const ReaderSettings& reader)
 {
@@ -184,9 +196,7 @@ Order Order::parse(const std::string& text, const ReaderSettings& reader)
     if (word == words.end()) throw std::invalid_argument("'" + name + "' is no order; use " + all_names());
     const Words rest{std::istream_iterator<std::string>(stream), {}};
     Act act = word->read(rest, reader);
-    if (!act)
-        throw std::invalid_argument("write " + std::string(word->name) +
-                                    (word->rest.empty() ? " alone" : " " + std::string(word->rest)));
+    if (!act) throw std::invalid_argument("write " + usage(*word));
     return {name, word->only_asks, std::move(act)};
 }
 

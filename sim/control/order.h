@@ -20,6 +20,8 @@ struct Order {
 
     // Throws std::invalid_argument with a text that says what is allowed.
     static Order parse(const std::string& words, const ReaderSettings& reader);
+    // All orders with what stands behind them, a line each.
+    static std::string list();
 };
 
 }  // namespace tagwire::sim

@@ -1,8 +1,12 @@
-#include <functional>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 
-#include "control/order.h"
+#include "control/server.h"
 #include "control/timed_order.h"
 #include "peer.h"
 #include "simulator.h"
@@ -234,7 +238,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"add-tag epc=E2000002 departs=1e-9", "departs is over"},
         Refused{"add-tag epc=E200 count=100000", "100000 tags"}, Refused{"take-tag", "write take-tag EPC"},
         Refused{"take-tag E2G0", "not a hexadecimal digit"},
-        Refused{"take-tag E2000009", "no tag in the field"}, Refused{"restart now", "write restart alone"},
+        Refused{"take-tag E2000009", "no tag in the field"}, Refused{"restart now", "write restart"},
         Refused{"noise 0", "from 1 to 1000000"}, Refused{"noise many", "from 1 to 1000000"},
         Refused{"fault", "write fault SPEC"}, Refused{"fault loose", "there is no fault 'loose'"},
         Refused{"report-rate -1", "from 0 to 1e9"}, Refused{"report-rate nan", "from 0 to 1e9"}));
@@ -315,6 +319,111 @@ TEST(Events, OfAScenarioInMemoryAreChecked)
     EXPECT_THROW(scenario.check(), ScenarioError);
     scenario.events = {{seconds(1), seconds(1), "restart"}};
     scenario.check();
+}
+
+// A server for the reader, in a folder of its own.
+class ControlServerTest : public ControlTest {
+  protected:
+    ControlServerTest()
+    {
+        std::string folder = testing::TempDir() + "controlXXXXXX";
+        folder_ = ::mkdtemp(folder.data());
+        path_ = folder_ + "/control";
+    }
+    ~ControlServerTest() override { std::filesystem::remove_all(folder_); }
+
+    std::string problem_of_server() const
+    {
+        try {
+            const ControlServer server(path_, {});
+            return "listens";
+        } catch (const std::runtime_error& problem) {
+            return problem.what();
+        }
+    }
+
+    Descriptor connect() const
+    {
+        sockaddr_un place{};
+        place.sun_family = AF_UNIX;
+        path_.copy(place.sun_path, sizeof place.sun_path - 1);
+        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        EXPECT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
+        return socket;
+    }
+
+    std::string folder_;
+    std::string path_;
+};
+
+TEST_F(ControlServerTest, PassesOrdersOnAndAnswersBack)
+{
+    Reader& second = simulator_.add_reader();
+    const ControlServer server(path_, {&reader_, &second});
+    const ControlAnswer done = ask_control(path_, 1, "unplug 1");
+    EXPECT_TRUE(done.done);
+    EXPECT_EQ(done.text, "");
+    EXPECT_EQ(orders("unplug"), 1U);
+    EXPECT_EQ(ask_control(path_, 2, "tags\n").text, "[]");
+    const ControlAnswer refused = ask_control(path_, 2, "unplug 9");
+    EXPECT_FALSE(refused.done);
+    EXPECT_THAT(refused.text, HasSubstr("write unplug PORT"));
+    EXPECT_THAT(ask_control(path_, 3, "tags").text, HasSubstr("the number of a reader, 1 to 2"));
+    EXPECT_THAT(ask_control(path_, 0, "tags").text, HasSubstr("the number of a reader, 1 to 2"));
+}
+
+TEST_F(ControlServerTest, ServesOthersWhileSomeSayNothing)
+{
+    const ControlServer server(path_, {&reader_});
+    const Descriptor silent = connect();
+    {
+        const Descriptor half = connect();
+        EXPECT_EQ(::write(half.get(), "1 unplug", 8), 8);
+    }
+    reader_.control("add-tag epc=E200 count=20000");
+    {
+        const Descriptor deaf = connect();
+        EXPECT_EQ(::write(deaf.get(), "1 tags\n", 7), 7);
+    }
+    EXPECT_GT(ask_control(path_, 1, "tags").text.size(), 1'000'000U);
+    const Descriptor endless = connect();
+    const std::string words(70000, 'x');
+    EXPECT_GT(::send(endless.get(), words.data(), words.size(), MSG_NOSIGNAL), 0);
+    char byte = 0;
+    EXPECT_LE(::read(endless.get(), &byte, 1), 0);
+    EXPECT_EQ(orders("unplug"), 0U);
+}
+
+TEST_F(ControlServerTest, OnlyItsUserMayConnectAndThePathIsFreeInTheEnd)
+{
+    {
+        const ControlServer server(path_, {&reader_});
+        struct stat found {};
+        ASSERT_EQ(::lstat(path_.c_str(), &found), 0);
+        EXPECT_EQ(found.st_mode, S_IFSOCK | S_IRUSR | S_IWUSR);
+        EXPECT_THAT(problem_of_server(), HasSubstr("another program listens there"));
+        EXPECT_TRUE(ask_control(path_, 1, "counters").done);
+    }
+    EXPECT_FALSE(std::filesystem::exists(path_));
+    EXPECT_THROW(ask_control(path_, 1, "counters"), std::system_error);
+}
+
+TEST_F(ControlServerTest, TakesThePlaceOfADeadOneOnly)
+{
+    {
+        const ControlServer server(path_, {&reader_});
+        std::filesystem::rename(path_, path_ + ".dead");
+    }
+    std::filesystem::rename(path_ + ".dead", path_);
+    EXPECT_THROW(ask_control(path_, 1, "counters"), std::system_error);
+    EXPECT_EQ(problem_of_server(), "listens");
+    std::ofstream(path_) << "precious";
+    EXPECT_THAT(problem_of_server(), HasSubstr("is no socket"));
+    EXPECT_EQ(std::filesystem::file_size(path_), 8U);
+    path_ = folder_ + "/nowhere/control";
+    EXPECT_THAT(problem_of_server(), HasSubstr("No such file"));
+    path_ = folder_ + '/' + std::string(200, 'x');
+    EXPECT_THAT(problem_of_server(), HasSubstr("has 1 to 107 bytes"));
 }
 
 }  // namespace
