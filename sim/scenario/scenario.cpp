@@ -237,7 +237,8 @@ void insert_value(toml::table& table, const std::string& key, const std::string&
     }
     const bool is_list = lists.count(key) > 0;
     try {
-        const toml::table read = toml::parse("value = " + (is_list && !text.starts_with('[') ? '[' + text + ']' : text));
+        const toml::table read =
+            toml::parse("value = " + (is_list && !text.starts_with('[') ? '[' + text + ']' : text));
         table.insert(key, *read.get("value"));
     } catch (const toml::parse_error&) {
         throw std::invalid_argument("'" + text + "' is no value for " + key);

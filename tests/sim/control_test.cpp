@@ -95,6 +95,16 @@ TEST_F(ControlTest, TagsComeAndGo)
     EXPECT_EQ(orders("take-tag"), 2U);
 }
 
+TEST_F(ControlTest, NewTagsMayHaveAPlace)
+{
+    reader_.control("take-tag E2000001");
+    reader_.control("add-tag epc=E2000002 position=0,1,0 axis=[1,0,0]");
+    reader_.control("add-tag epc=E2000003 position=0,900,0");
+    reader_.control("add-tag epc=E2000004 path=[[0,0,900,0],[3600,0,901,0]]");
+    const std::string records = inventory();
+    EXPECT_THAT(records, testing::StartsWith("01 04 E2 00 00 02"));
+}
+
 TEST_F(ControlTest, ReadingGoesOnWhileTagsComeAndGo)
 {
     EXPECT_EQ(ask(0x50, "00"), "50 00");
