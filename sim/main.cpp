@@ -23,6 +23,7 @@
 #include "scenario/fault.h"
 #include "scenario/scenario.h"
 #include "simulator.h"
+#include "truth/score.h"
 
 namespace {
 
@@ -39,6 +40,8 @@ Examples:
   tagwire-sim --rate 1000 --batch 100000             a start pushes 100000 reports, then the reader falls quiet
   tagwire-sim --fault lose:count=3 --fault error:command=0x21,status=0x05
   tagwire-sim --scenario demo.toml --control /tmp/control
+  tagwire-sim --scenario demo.toml --truth truth.jsonl
+  tagwire-sim score truth.jsonl reports.jsonl        what a program read of the tags that were there
   tagwire-sim ctl /tmp/control unplug 2              while it runs; `tagwire-sim ctl --help` lists the orders
 
 Faults are written KIND:KEY=VALUE,KEY=VALUE...
@@ -76,6 +79,13 @@ struct Options {
     unsigned readers = 1;
     bool trace = false;
     std::string control;
+    std::string truth;
+};
+
+struct ScoreOptions {
+    std::string truth;
+    std::string reports;
+    bool json = false;
 };
 
 struct ControlOptions {
@@ -238,6 +248,7 @@ int run(const Options& options)
     std::vector<Reader*> readers;
     Simulator simulator;
     if (options.trace) simulator.set_trace(print_trace);
+    if (!options.truth.empty()) simulator.record_truth(options.truth);
     open_places(simulator, readers, options, link);
     std::optional<ControlServer> server;
     if (!options.control.empty()) server.emplace(options.control, readers);
@@ -246,6 +257,7 @@ int run(const Options& options)
     int signal = 0;
     ::sigwait(&signals, &signal);
     print_summary(readers);
+    simulator.end_truth();
     return EXIT_SUCCESS;
 }
 
@@ -260,6 +272,25 @@ int control(const ControlOptions& options)
     else
         std::fprintf(stderr, "tagwire-sim: %s%s", answer.text.c_str(), end.c_str());
     return answer.done ? EXIT_SUCCESS : usage_error;
+}
+
+int tell_score(const ScoreOptions& options)
+{
+    const Score result = score(options.truth, options.reports);
+    std::fputs((options.json ? result.json() + "\n" : result.text()).c_str(), stdout);
+    return EXIT_SUCCESS;
+}
+
+CLI::App* add_score(CLI::App& app, ScoreOptions& options)
+{
+    CLI::App* command = app.add_subcommand("score", "Hold what a program reported against the truth");
+    command->add_option("TRUTH", options.truth, "The file that was given with --truth")->required();
+    command
+        ->add_option("REPORTS", options.reports,
+                     "JSON lines with epc, such as `tagwire watch --json` prints, or CSV with a column epc")
+        ->required();
+    command->add_flag("--json", options.json, "As JSON");
+    return command;
 }
 
 CLI::App* add_control(CLI::App& app, ControlOptions& options)
@@ -299,6 +330,8 @@ void add_options(CLI::App& app, Options& options)
     app.add_option("--control", options.control,
                    "Take orders from `tagwire-sim ctl PATH` over a socket there")
         ->type_name("PATH");
+    app.add_option("--truth", options.truth, "Write who was in which field, and what became of each report")
+        ->type_name("FILE");
     app.footer(examples);
 }
 
@@ -309,10 +342,13 @@ int main(int argc, char** argv)
     CLI::App app("Virtual UHF RFID readers on TCP ports and pseudo terminals", "tagwire-sim");
     Options options;
     ControlOptions control_options;
+    ScoreOptions score_options;
     add_options(app, options);
     const CLI::App* ctl = add_control(app, control_options);
+    const CLI::App* score = add_score(app, score_options);
     try {
         app.parse(argc, argv);
+        if (score->parsed()) return tell_score(score_options);
         return ctl->parsed() ? control(control_options) : run(options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SUCCESS : usage_error;

@@ -33,6 +33,18 @@ Reader& Simulator::add_reader(const Scenario& scenario)
     return *readers_.back();
 }
 
+void Simulator::record_truth(const std::string& path)
+{
+    const auto held = core_->lock();
+    core_->record_truth(std::make_unique<Truth>(path, core_->now()));
+}
+
+void Simulator::end_truth()
+{
+    const auto held = core_->lock();
+    core_->record_truth(nullptr);
+}
+
 void Simulator::set_trace(std::function<void(const TraceEvent&)> trace)
 {
     const auto held = core_->lock();

@@ -181,6 +181,11 @@ class Simulator {
     Reader& add_reader_from_file(const std::string& path) { return add_reader(Scenario::from_file(path)); }
     Reader& add_reader_from_text(const std::string& toml) { return add_reader(Scenario::from_text(toml)); }
 
+    // Writes what really happens to a file: see "Rehearsing the field" in README.md. What is recorded already ends.
+    // Throws std::system_error when the file cannot be written.
+    void record_truth(const std::string& path);
+    void end_truth();  // throws std::system_error when not all is in the file
+
     // Called for all bytes that come and go, from the simulator's thread; must not call the simulator.
     void set_trace(std::function<void(const TraceEvent&)> trace);
 

@@ -96,7 +96,7 @@ void ActiveMode::read(Device& device, Time now)
     append(data, plain_record(sighting, *id));
     const Bytes frame = make_answer(device.address(), report_command, status::success, data);
     for (const ConnectionId peer : device.wire().peers()) {
-        device.wire().send(peer, {}, frame, FrameKind::report);
+        device.wire().send(peer, {}, frame, FrameKind::report, {sighting.heard()});
     }
 }
 

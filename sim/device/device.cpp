@@ -142,6 +142,7 @@ void Device::restore_factory()
 
 void Device::reboot(Time now)
 {
+    if (job_) job_->abandon();
     job_.reset();
     waiting_.clear();
     restart();
@@ -158,7 +159,8 @@ bool Device::end_self_test(ConnectionId from, const Bytes& bytes)
 {
     if (!panel_.self_test() || bytes != Bytes{command::end_self_test}) return false;
     panel_.set_self_test(false);
-    wire_.send(from, {}, make_answer(address(), command::end_self_test, status::success), FrameKind::answer);
+    wire_.send(from, {}, make_answer(address(), command::end_self_test, status::success), FrameKind::answer,
+               {});
     return true;
 }
 
@@ -217,9 +219,10 @@ std::uint8_t Device::antenna_bytes(const std::vector<unsigned>& ports) const
     return mask;
 }
 
-void Device::answer(const Call& call, std::uint8_t status, const Bytes& data)
+void Device::answer(const Call& call, std::uint8_t status, const Bytes& data, std::vector<Heard> heard)
 {
-    wire_.send(call.from, {}, make_answer(address(), call.request.command, status, data), FrameKind::answer);
+    wire_.send(call.from, {}, make_answer(address(), call.request.command, status, data), FrameKind::answer,
+               std::move(heard));
 }
 
 }  // namespace tagwire::sim

@@ -19,6 +19,7 @@
 #include "random.h"
 #include "scenario/scenario.h"
 #include "transport/wire.h"
+#include "truth/heard.h"
 
 namespace tagwire::sim {
 
@@ -28,8 +29,11 @@ enum class FrameKind { answer, report };
 class Wire {
   public:
     virtual ~Wire() = default;
-    // `lead` goes out before the frame and is no part of it.
-    virtual void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) = 0;
+    // `lead` goes out before the frame and is no part of it. `heard` are the tags whose records the frame has.
+    virtual void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
+                      std::vector<Heard> heard) = 0;
+    // These would have been in a frame, but the reader has lost its power.
+    virtual void lose(const std::vector<Heard>& heard) = 0;
     virtual bool has_room(ConnectionId to) const = 0;
     // Everyone who is connected to the reader.
     virtual std::vector<ConnectionId> peers() const = 0;
@@ -51,6 +55,8 @@ class Job {
     // Does what is due until `now`; true when the job is over.
     virtual bool advance(Time now) = 0;
     virtual void abort() = 0;
+    // Ends without a word.
+    virtual void abandon() {}
     virtual ConnectionId owner() const = 0;
 };
 
@@ -117,7 +123,7 @@ class Device {
     void signal_reading();  // by beeper and outputs
     std::uint8_t antenna_byte(unsigned port) const;
     std::uint8_t antenna_bytes(const std::vector<unsigned>& ports) const;
-    void answer(const Call& call, std::uint8_t status, const Bytes& data = {});
+    void answer(const Call& call, std::uint8_t status, const Bytes& data = {}, std::vector<Heard> heard = {});
     void begin(std::unique_ptr<Job> job, Time now);
     void abort_job();
     bool is_busy() const { return job_ != nullptr; }

@@ -94,12 +94,12 @@ bool Reading::push_report(Device& device, Time now)
 {
     if (!find_tag(device, now)) return false;
     const Sighting sighting = passes_.sight_heard(device);
-    device.store().read.note(sighting.antenna, sighting.tag->epc(), sighting.rssi, now);
+    device.store().read.note(sighting.heard(), sighting.tag->epc(), sighting.rssi, now);
     Bytes data{device.antenna_byte(sighting.antenna)};
     const Bytes record = plain_record(sighting, sighting.tag->epc());
     append(data, record);
     device.wire().send(owner_, {}, make_answer(device.address(), report_command, status::success, data),
-                       FrameKind::report);
+                       FrameKind::report, {sighting.heard()});
     return true;
 }
 

@@ -14,6 +14,8 @@ struct Sighting {
     std::uint16_t phase_begin = 0;
     std::uint16_t phase_end = 0;
     std::uint32_t frequency_khz = 0;
+
+    Heard heard() const { return {tag->epc(), tag->stored(Bank::tid), antenna}; }
 };
 
 inline constexpr std::size_t longest_plain_id = 63;  // its length has six bits

@@ -4,13 +4,13 @@
 
 namespace tagwire::sim {
 
-void TagBuffer::note(unsigned antenna, const Bytes& id, std::uint8_t rssi, Time now)
+void TagBuffer::note(const Heard& heard, const Bytes& id, std::uint8_t rssi, Time now)
 {
-    auto place = places_.find(std::pair<unsigned, const Bytes&>(antenna, id));
+    auto place = places_.find(std::pair<unsigned, const Bytes&>(heard.port, id));
     if (place == places_.end()) {
         if (tags_.size() >= capacity_) return;
-        place = places_.emplace(std::pair(antenna, id), tags_.size()).first;
-        tags_.push_back({antenna, id});
+        place = places_.emplace(std::pair(heard.port, id), tags_.size()).first;
+        tags_.push_back({heard, id});
     }
     StoredTag& tag = tags_[place->second];
     tag.rssi = rssi;

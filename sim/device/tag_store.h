@@ -9,11 +9,12 @@
 #include <vector>
 
 #include "bytes.h"
+#include "truth/heard.h"
 
 namespace tagwire::sim {
 
 struct StoredTag {
-    unsigned antenna = 0;  // port
+    Heard heard;  // the first time
     Bytes id;
     std::uint8_t rssi = 0;  // of the latest reading, as the time is
     std::uint32_t readings = 0;
@@ -26,7 +27,7 @@ class TagBuffer {
     explicit TagBuffer(std::size_t capacity) : capacity_(capacity) {}
 
     // When the buffer is full, a tag that is not in it is left out.
-    void note(unsigned antenna, const Bytes& id, std::uint8_t rssi, Time now);
+    void note(const Heard& heard, const Bytes& id, std::uint8_t rssi, Time now);
     const std::vector<StoredTag>& tags() const { return tags_; }
     void clear();
 

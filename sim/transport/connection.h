@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "device/device.h"
+#include "scenario/fault.h"
 #include "transport/descriptor.h"
 #include "transport/wire.h"
 
@@ -31,7 +32,9 @@ struct Output {
     ReaderState* reader = nullptr;
     FrameKind kind = FrameKind::answer;
     bool ends_frame = false;
-    bool hang_up = false;  // once it is out
+    bool hang_up = false;        // once it is out
+    std::vector<Heard> heard{};  // the tags of the frame that it ends
+    std::optional<Fault::Kind> destroyed_by{};
 };
 
 class Connection {

@@ -23,6 +23,8 @@ constexpr std::uint64_t alarm_id = 2;
 constexpr std::uint64_t first_free_id = 16;
 constexpr std::size_t most_requests_kept = 65536;
 constexpr int most_timers_in_a_row = 1024;
+constexpr Time longest_delay =
+    std::chrono::seconds(1);  // of a look at the field; what is missed is not made up for
 
 Descriptor opened(int fd, const char* what)
 {
@@ -39,9 +41,15 @@ void drain(const Descriptor& descriptor)
 
 }  // namespace
 
-void ReaderState::send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind)
+void ReaderState::send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
+                       std::vector<Heard> heard)
 {
-    core.send(*this, to, lead, std::move(frame), kind);
+    core.send(*this, to, lead, std::move(frame), kind, std::move(heard));
+}
+
+void ReaderState::lose(const std::vector<Heard>& heard)
+{
+    core.note_lost(*this, FrameKind::answer, heard, loss::no_power);
 }
 
 bool ReaderState::has_room(ConnectionId to) const { return core.has_room(to); }
@@ -67,6 +75,11 @@ Core::~Core()
         touch();
     }
     thread_.join();
+    try {
+        record_truth(nullptr);
+    } catch (const std::system_error&) {
+        // Whoever wants to know asks before.
+    }
 }
 
 void Core::touch()
@@ -144,6 +157,7 @@ void Core::run_timers()
         if (!id) return;
         if (const auto reader = readers_.find(*id); reader != readers_.end()) {
             reader->second->device.advance(time - reader->second->origin);
+            watch_field(*reader->second);
             run_events(*reader->second);
             schedule(*reader->second);
             continue;
@@ -167,12 +181,39 @@ void Core::run_events(ReaderState& reader)
     }
 }
 
+void Core::watch_field(ReaderState& reader) const
+{
+    const Time time = now() - reader.origin;
+    if (!truth_ || reader.field_watch.next() > time) return;
+    reader.field_watch.look(std::max(reader.field_watch.next(), time - longest_delay), *truth_);
+    while (reader.field_watch.next() <= time) reader.field_watch.look(reader.field_watch.next(), *truth_);
+    truth_->flush();
+}
+
+void Core::record_truth(std::unique_ptr<Truth> truth)
+{
+    const Time time = now();
+    for (auto& [id, reader] : readers_) {
+        watch_field(*reader);
+        if (truth_) reader->field_watch.end(time - reader->origin, *truth_);
+    }
+    const std::unique_ptr<Truth> ended = std::exchange(truth_, std::move(truth));
+    for (auto& [id, reader] : readers_) {
+        if (truth_) reader->field_watch.look(time - reader->origin, *truth_);
+        schedule(*reader);
+    }
+    touch();
+    if (ended) ended->end(time);
+}
+
 std::string Core::obey(ReaderState& reader, const std::string& words)
 {
     try {
         const Order order = Order::parse(words, reader.device.settings());
+        watch_field(reader);
         std::string answer = order.carry_out(*this, reader);
         ++reader.counters.orders[order.word];
+        if (truth_) reader.field_watch.look(now() - reader.origin, *truth_);
         advance(reader);
         return answer;
     } catch (const std::invalid_argument&) {
@@ -195,8 +236,11 @@ void Core::finish_turn()
 ReaderState& Core::add_reader(const Scenario& scenario)
 {
     const std::uint64_t id = ++last_id_;
+    const auto number = static_cast<unsigned>(readers_.size() + 1);
     ReaderState& reader =
-        *readers_.emplace(id, std::make_unique<ReaderState>(*this, id, scenario, now())).first->second;
+        *readers_.emplace(id, std::make_unique<ReaderState>(*this, id, number, scenario, now()))
+             .first->second;
+    if (truth_) reader.field_watch.look(Time{}, *truth_);
     schedule(reader);
     touch();
     return reader;
@@ -310,6 +354,7 @@ void Core::close_connection(ConnectionId id)
     for (const Output& output : connection->queued()) {
         if (output.reader && output.ends_frame && output.kind == FrameKind::report)
             --output.reader->counters.reports_queued;
+        if (output.reader) note_lost(*output.reader, output.kind, output.heard, loss::hung_up);
     }
     for (ReaderState* reader : connection->endpoint().readers) {
         --reader->counters.open_connections;
@@ -401,20 +446,24 @@ void Core::handle_request(Connection& connection, const Request& request)
     schedule(reader);
 }
 
-void Core::send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind)
+void Core::send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
+                std::vector<Heard> heard)
 {
     const auto found = connections_.find(to);
-    if (found == connections_.end()) return;
+    if (found == connections_.end()) return note_lost(reader, kind, heard, loss::hung_up);
     Connection& connection = *found->second;
     if (kind == FrameKind::report && connection.queued_bytes() > Connection::report_limit) {
         ++reader.counters.reports_dropped;
-        return;
+        return note_lost(reader, kind, heard, loss::slow_peer);
     }
     reader.faults.set_time(now() - reader.origin);
-    queue(connection, reader, reader.faults.strike(to, lead, std::move(frame), kind), kind);
+    const Struck struck = reader.faults.strike(to, lead, std::move(frame), kind);
+    if (struck.pieces.empty()) return note_lost(reader, kind, heard, Fault::name(Fault::Kind::lose));
+    queue(connection, reader, struck, kind, std::move(heard));
 }
 
-void Core::queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind)
+void Core::queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind,
+                 std::vector<Heard> heard)
 {
     const Time time = now();
     for (std::size_t i = 0; i < struck.pieces.size(); ++i) {
@@ -425,10 +474,18 @@ void Core::queue(Connection& connection, ReaderState& reader, const Struck& stru
         output.kind = kind;
         output.ends_frame = i + 1 == struck.pieces.size();
         output.hang_up = output.ends_frame && struck.hang_up;
+        output.destroyed_by = struck.destroyed_by;
+        if (output.ends_frame) output.heard = std::move(heard);
         if (output.ends_frame && kind == FrameKind::report) ++reader.counters.reports_queued;
         connection.queue(time, piece.wait, std::move(output));
     }
     to_write_.insert(connection.id());
+}
+
+void Core::note_lost(const ReaderState& reader, FrameKind kind, const std::vector<Heard>& heard,
+                     std::string_view why) const
+{
+    if (truth_) truth_->destroyed(now(), reader.number, kind, heard, why);
 }
 
 bool Core::has_room(ConnectionId to) const
@@ -476,6 +533,10 @@ void Core::count_written(Connection& connection, const std::vector<Output>& done
         if (trace_) tell(connection.id(), *output.reader, false, output.bytes);
         if (!output.ends_frame) continue;
         ++counters.frames_sent;
+        if (output.destroyed_by)
+            note_lost(*output.reader, output.kind, output.heard, Fault::name(*output.destroyed_by));
+        else if (truth_)
+            truth_->sent(now(), output.reader->number, output.kind, output.heard);
         if (output.kind != FrameKind::report) continue;
         ++counters.reports_sent;
         --counters.reports_queued;
@@ -496,6 +557,7 @@ void Core::schedule(ReaderState& reader)
 {
     auto due = reader.device.next_event();
     if (const auto event = reader.events.next(); event && (!due || *event < *due)) due = event;
+    if (truth_ && (!due || reader.field_watch.next() < *due)) due = reader.field_watch.next();
     if (due) *due += reader.origin;
     timers_.set(reader.id, due);
 }

@@ -17,25 +17,32 @@
 #include "transport/connection.h"
 #include "transport/faults.h"
 #include "transport/timers.h"
+#include "truth/field_watch.h"
+#include "truth/truth.h"
 
 namespace tagwire::sim {
 
 struct ReaderState : public Wire {
-    ReaderState(Core& owner, std::uint64_t number, const Scenario& scenario, Time now)
-        : core(owner), id(number), origin(now), device(scenario, *this), events(scenario.events),
-          chance(scenario.reader.seed), faults(scenario.reader.seed, &counters.faults)
+    ReaderState(Core& owner, std::uint64_t id_, unsigned number_, const Scenario& scenario, Time now)
+        : core(owner), id(id_), number(number_), origin(now), device(scenario, *this),
+          field_watch(device, number_, now), events(scenario.events), chance(scenario.reader.seed),
+          faults(scenario.reader.seed, &counters.faults)
     {
         for (const Fault& fault : scenario.reader.faults) faults.add(fault);
     }
 
-    void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) override;
+    void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
+              std::vector<Heard> heard) override;
+    void lose(const std::vector<Heard>& heard) override;
     bool has_room(ConnectionId to) const override;
     std::vector<ConnectionId> peers() const override;
 
     Core& core;
     std::uint64_t id;
-    Time origin;  // the device's time begins here
+    unsigned number;  // in the order of their making, the first is 1
+    Time origin;      // the device's time begins here
     Device device;
+    FieldWatch field_watch;
     TimedOrders events;
     Random chance;  // of what orders leave to it
     Counters counters;
@@ -85,10 +92,15 @@ class Core {
     void schedule(ReaderState& reader);
     // Lets the reader do what a change from outside brings about.
     void advance(ReaderState& reader);
+    // From now on; nullptr ends what was recorded, which throws std::system_error when it is not complete.
+    void record_truth(std::unique_ptr<Truth> truth);
     // Gives the answer; throws std::invalid_argument.
     std::string obey(ReaderState& reader, const std::string& words);
 
-    void send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind);
+    void send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
+              std::vector<Heard> heard = {});
+    void note_lost(const ReaderState& reader, FrameKind kind, const std::vector<Heard>& heard,
+                   std::string_view why) const;
     bool has_room(ConnectionId to) const;
 
   private:
@@ -107,7 +119,9 @@ class Core {
     bool end_self_test(Connection& connection, const Bytes& bytes);
     void handle_request(Connection& connection, const Request& request);
     void count_noise(Connection& connection);
-    void queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind);
+    void queue(Connection& connection, ReaderState& reader, const Struck& struck, FrameKind kind,
+               std::vector<Heard> heard);
+    void watch_field(ReaderState& reader) const;
     void write_to(Connection& connection);
     void count_written(Connection& connection, const std::vector<Output>& done);
     void watch(int descriptor, std::uint64_t id, std::uint32_t events, int operation);
@@ -131,6 +145,7 @@ class Core {
     std::map<std::uint64_t, std::shared_ptr<Endpoint>> endpoints_;
     std::map<ConnectionId, std::unique_ptr<Connection>> connections_;
     std::set<ConnectionId> to_write_;
+    std::unique_ptr<Truth> truth_;
     std::function<void(const TraceEvent&)> trace_;
     std::thread thread_;
 };

@@ -70,17 +70,25 @@ Struck Faults::strike(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind
         append(bytes, frame);
         return struck;
     }
-    if (take_any(Kind::lose)) return struck;
+    if (take_any(Kind::lose)) {
+        struck.destroyed_by = Kind::lose;
+        return struck;
+    }
     if (const auto fault = take_any(Kind::set_byte); fault && fault->index < frame.size()) {
+        if (frame[fault->index] != fault->value) struck.destroyed_by = Kind::set_byte;
         frame[fault->index] = fault->value;
         seal(frame);
     }
     if (const auto fault = take_any(Kind::flip); fault && fault->index < frame.size()) {
         frame[fault->index] = static_cast<std::uint8_t>(frame[fault->index] ^ (1U << fault->bit));
+        struck.destroyed_by = Kind::flip;
     }
     if (const auto fault = take_any(Kind::hang_up)) {
         struck.hang_up = true;
-        if (fault->index < frame.size()) frame.resize(fault->index);
+        if (fault->index < frame.size()) {
+            frame.resize(fault->index);
+            struck.destroyed_by = Kind::hang_up;
+        }
     }
     frame.insert(frame.begin(), lead.begin(), lead.end());
     const auto split = take_any(Kind::split);

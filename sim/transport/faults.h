@@ -19,8 +19,9 @@ struct Piece {
 };
 
 struct Struck {
-    std::vector<Piece> pieces;  // none: the frame is lost
-    bool hang_up = false;       // behind the last piece
+    std::vector<Piece> pieces;                  // none: the frame is lost
+    bool hang_up = false;                       // behind the last piece
+    std::optional<Fault::Kind> destroyed_by{};  // what has made it something else than the frame
 };
 
 // The faults of one reader. Of several of a kind that would strike the same frame, the oldest does.

@@ -19,6 +19,7 @@ struct Frame {
     Bytes lead;
     Bytes bytes;
     FrameKind kind = FrameKind::answer;
+    std::vector<Heard> heard{};
 
     std::uint8_t status() const { return bytes.at(3); }
 };
@@ -28,9 +29,14 @@ class Bench : public Wire {
     explicit Bench(const Scenario& scenario) : device(scenario, *this) {}
     explicit Bench(const std::string& toml) : Bench(Scenario::from_text(toml)) {}
 
-    void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind) override
+    void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
+              std::vector<Heard> heard) override
     {
-        frames.push_back({to, lead, std::move(frame), kind});
+        frames.push_back({to, lead, std::move(frame), kind, std::move(heard)});
+    }
+    void lose(const std::vector<Heard>& heard) override
+    {
+        lost.insert(lost.end(), heard.begin(), heard.end());
     }
     bool has_room(ConnectionId) const override { return room; }
     std::vector<ConnectionId> peers() const override { return connected; }
@@ -102,6 +108,7 @@ class Bench : public Wire {
 
     Device device;
     std::vector<Frame> frames;
+    std::vector<Heard> lost;
     Time now{};
     bool room = true;
     std::vector<ConnectionId> connected{1};

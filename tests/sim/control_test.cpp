@@ -10,7 +10,6 @@
 #include "control/timed_order.h"
 #include "peer.h"
 #include "simulator.h"
-#include "transport/wire.h"
 
 namespace tagwire::sim {
 namespace {
@@ -35,20 +34,10 @@ const char* const end_of_inventory = "01 01 08 00";
 // A reader on a port, with a host.
 class ControlTest : public testing::Test {
   protected:
-    void send(std::uint8_t command, const std::string& data = {})
-    {
-        Bytes frame{0, 0, command};
-        append(frame, from_hex(data));
-        frame[0] = static_cast<std::uint8_t>(frame.size() + 1);
-        frame.resize(frame.size() + 2);
-        seal(frame);
-        host_.send(to_hex(frame));
-    }
-
     // Command, status and data of the answer.
     std::string ask(std::uint8_t command, const std::string& data = {})
     {
-        send(command, data);
+        host_.send_command(command, data);
         const std::string frame = host_.receive_frame();
         return frame.size() < 12 ? frame : frame.substr(6, frame.size() - 12);
     }
@@ -193,7 +182,7 @@ TEST_P(FaultOrderTest, IsSeenInTheCounters)
         return counters.faults[static_cast<std::size_t>(GetParam().kind)];
     };
     EXPECT_EQ(struck(reader_.counters()), 0U);
-    send(0x21);
+    host_.send_command(0x21);
     EXPECT_TRUE(reader_.wait_until([&](const Counters& counters) { return struck(counters) == 1; }));
     const std::string name(Fault::name(GetParam().kind));
     EXPECT_THAT(reader_.control("counters"), HasSubstr("\"faults\":{\"" + name + "\":1}"));

@@ -17,6 +17,7 @@
 
 #include "bytes.h"
 #include "transport/descriptor.h"
+#include "transport/wire.h"
 
 namespace tagwire::sim {
 
@@ -50,6 +51,17 @@ class Peer {
     {
         const Bytes bytes = from_hex(hex);
         EXPECT_EQ(::write(fd(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+
+    // A request to address 0.
+    void send_command(std::uint8_t command, const std::string& data = {})
+    {
+        Bytes frame{0, 0, command};
+        append(frame, from_hex(data));
+        frame[0] = static_cast<std::uint8_t>(frame.size() + 1);
+        frame.resize(frame.size() + 2);
+        seal(frame);
+        send(to_hex(frame));
     }
 
     // The next so many bytes; fewer when the connection ends or nothing comes for long.

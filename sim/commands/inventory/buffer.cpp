@@ -38,7 +38,7 @@ class BufferJob : public SingulationJob {
         if (!id) return;
         TagStore& store = device().store();
         id->resize(std::min(id->size(), store.save_length == 0 ? short_id : long_id));
-        store.inventoried.note(sighting.antenna, *id, sighting.rssi, singulation().world_time());
+        store.inventoried.note(sighting.heard(), *id, sighting.rssi, singulation().world_time());
         ++readings_;
     }
 
@@ -66,7 +66,7 @@ void inventory_into_buffer(Device& device, const Call& call)
 
 Bytes inventoried_record(const Device& device, const StoredTag& tag)
 {
-    Bytes record{device.antenna_byte(tag.antenna), static_cast<std::uint8_t>(tag.id.size())};
+    Bytes record{device.antenna_byte(tag.heard.port), static_cast<std::uint8_t>(tag.id.size())};
     append(record, tag.id);
     append(record, {tag.rssi, static_cast<std::uint8_t>(at_most(tag.readings, 0xFF))});
     return record;
@@ -89,16 +89,21 @@ void read_buffer(Device& device, const Call& call)
 {
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
     std::vector<Bytes> records;
-    for (const StoredTag& tag : device.store().inventoried.tags()) {
+    const auto& tags = device.store().inventoried.tags();
+    for (const StoredTag& tag : tags) {
         records.push_back(inventoried_record(device, tag));
     }
     if (records.empty()) return device.answer(call, status::buffer_empty);
     for (std::size_t at = 0; at < records.size();) {
         const std::size_t count = records_that_fit(records, at, device.settings().records_per_frame);
         Bytes data{static_cast<std::uint8_t>(count)};
-        for (std::size_t i = 0; i < count; ++i) append(data, records[at + i]);
-        at += count;
-        device.answer(call, at < records.size() ? status::more_follow : status::inventory_done, data);
+        std::vector<Heard> heard;
+        for (std::size_t i = 0; i < count; ++i, ++at) {
+            append(data, records[at]);
+            heard.push_back(tags[at].heard);
+        }
+        device.answer(call, at < records.size() ? status::more_follow : status::inventory_done, data,
+                      std::move(heard));
     }
 }
 
@@ -143,7 +148,7 @@ void tell_save_length(Device& device, const Call& call)
 Bytes read_record(const Device& device, const StoredTag& tag)
 {
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(tag.latest).count();
-    Bytes record{device.antenna_byte(tag.antenna), tag.rssi};
+    Bytes record{device.antenna_byte(tag.heard.port), tag.rssi};
     append_number(record, at_most(tag.readings, 0xFFFF), 2);
     append_number(record, static_cast<std::uint64_t>(milliseconds), 4);
     append_number(record, device.frequency_khz(), 3);
@@ -157,7 +162,7 @@ void read_tag_buffer(Device& device, const Call& call)
 {
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
     for (const StoredTag& tag : device.store().read.tags()) {
-        device.answer(call, status::more_follow, read_record(device, tag));
+        device.answer(call, status::more_follow, read_record(device, tag), {tag.heard});
     }
     device.answer(call, status::success);
 }

@@ -34,10 +34,11 @@ class SingleTagJob : public SingulationJob {
     void conclude(std::uint8_t) override
     {
         if (!heard_) return answer(status::no_tag);
-        const Bytes& epc = device().field()[singulation().tag()].epc();
+        const Tag& tag = device().field()[singulation().tag()];
+        const Bytes& epc = tag.epc();
         Bytes data{device().antenna_byte(singulation().antenna()), 1, static_cast<std::uint8_t>(epc.size())};
         append(data, epc);
-        answer(status::inventory_done, data);
+        answer(status::inventory_done, data, {{epc, tag.stored(Bank::tid), singulation().antenna()}});
     }
 
     bool heard_ = false;
@@ -70,6 +71,7 @@ class FastSwitchJob : public Job {
         device_.field().lose_power();
         finish();
     }
+    void abandon() override { frames_.abandon(); }
     ConnectionId owner() const override { return frames_.owner(); }
 
   private:
@@ -83,7 +85,7 @@ class FastSwitchJob : public Job {
         const Time air = past_air_ + pass_->air_time();
         if (event == Event::tag) {
             const Sighting sighting = sight(device_, device_.field()[pass_->tag()], port());
-            frames_.add(port(), plain_record(sighting, sighting.tag->epc()), air);
+            frames_.add(sighting.heard(), describe_epc(sighting), air);
         }
         frames_.age(air);
         if (event == Event::all_done || event == Event::scan_time_over) end_pass(air);
@@ -234,7 +236,7 @@ void fast_switch_inventory(Device& device, const Call& call)
     if (!request) {
         return device.wire().send(call.from, lead_of(call.request.command),
                                   make_answer(device.address(), call.request.command, status::bad_parameter),
-                                  FrameKind::answer);
+                                  FrameKind::answer, {});
     }
     device.begin(std::make_unique<FastSwitchJob>(device, call, std::move(*request)), call.now);
 }

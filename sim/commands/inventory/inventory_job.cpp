@@ -25,6 +25,8 @@ class InventoryJob : public SingulationJob {
           describe_(std::move(describe))
     {}
 
+    void abandon() override { frames_.abandon(); }
+
   private:
     bool is_enough(Event event) override
     {
@@ -39,9 +41,8 @@ class InventoryJob : public SingulationJob {
     void report()
     {
         if (!reported_.insert(singulation().tag()).second) return;
-        for (const Bytes& record : describe_(sight_heard())) {
-            frames_.add(singulation().antenna(), record, singulation().air_time());
-        }
+        const Sighting sighting = sight_heard();
+        frames_.add(sighting.heard(), describe_(sighting), singulation().air_time());
     }
 
     TagFrames frames_;
@@ -73,10 +74,10 @@ Sighting SingulationJob::sight_heard()
     return sight(device_, device_.field()[singulation_.tag()], singulation_.antenna());
 }
 
-void SingulationJob::answer(std::uint8_t status, const Bytes& data)
+void SingulationJob::answer(std::uint8_t status, const Bytes& data, std::vector<Heard> heard)
 {
-    device_.wire().send(owner_, {}, make_answer(device_.address(), command_, status, data),
-                        FrameKind::answer);
+    device_.wire().send(owner_, {}, make_answer(device_.address(), command_, status, data), FrameKind::answer,
+                        std::move(heard));
 }
 
 bool SingulationJob::finish(std::uint8_t status)

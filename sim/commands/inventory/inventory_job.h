@@ -30,7 +30,7 @@ class SingulationJob : public Job {
     Device& device() { return device_; }
     const Singulation& singulation() const { return singulation_; }
     Sighting sight_heard();
-    void answer(std::uint8_t status, const Bytes& data = {});
+    void answer(std::uint8_t status, const Bytes& data = {}, std::vector<Heard> heard = {});
 
   private:
     bool finish(std::uint8_t status);

@@ -66,18 +66,19 @@ void inventory(Device& device, const Call& call, const Accepts& accepts, std::si
 {
     for (const unsigned port : device.plugged_antennas()) {
         Bytes records;
-        std::uint8_t count = 0;
+        std::vector<Heard> heard;
         for (const Tag6b& tag : device.other_tags().iso_6b) {
             const TagPlace& place = tag.place();
             if (!place.is_present(call.now) || !place.is_seen_by(port) || !accepts(tag)) continue;
             append(records, tag.id());
             records.push_back(place.measure_rssi(device.random()));
-            if (++count == most) break;
+            heard.push_back({tag.id(), {}, port});
+            if (heard.size() == most) break;
         }
-        if (count == 0) continue;
-        Bytes data{device.antenna_byte(port), count};
+        if (heard.empty()) continue;
+        Bytes data{device.antenna_byte(port), static_cast<std::uint8_t>(heard.size())};
         append(data, records);
-        return device.answer(call, status::success, data);
+        return device.answer(call, status::success, data, std::move(heard));
     }
     device.answer(call, status::no_tag);
 }

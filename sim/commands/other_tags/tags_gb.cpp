@@ -49,6 +49,7 @@ class GbInventoryJob : public Job {
     }
 
     void abort() override { finish(status::inventory_done); }
+    void abandon() override { frames_.abandon(); }
     ConnectionId owner() const override { return frames_.owner(); }
 
   private:
@@ -106,12 +107,16 @@ class GbInventoryJob : public Job {
         Sighting sighting;
         sighting.antenna = port();
         sighting.rssi = tag.place().measure_rssi(device_.random());
-        if (!request_.read) return frames_.add(port(), plain_record(sighting, tag.id()), air_);
-        frames_.add(port(), mixed_record(sighting, 0, tag.id()), air_);
+        frames_.add({tag.id(), {}, port()}, describe(tag, sighting), air_);
+    }
+
+    std::vector<Bytes> describe(const TagGb& tag, const Sighting& sighting) const
+    {
+        if (!request_.read) return {plain_record(sighting, tag.id())};
+        std::vector<Bytes> records{mixed_record(sighting, 0, tag.id())};
         const TagAnswer words = tag.read(*request_.read, request_.password);
-        if (words.status == status::success) {
-            frames_.add(port(), mixed_record(sighting, 1, words.data), air_);
-        }
+        if (words.status == status::success) records.push_back(mixed_record(sighting, 1, words.data));
+        return records;
     }
 
     bool finish(std::uint8_t status)

@@ -32,7 +32,7 @@ class PassThroughJob : public Job {
     void answer(const Bytes& data)
     {
         device_.wire().send(owner_, {}, make_answer(device_.address(), command_, status::success, data),
-                            FrameKind::answer);
+                            FrameKind::answer, {});
     }
 
     Device& device_;

@@ -17,6 +17,14 @@ TagFrames::TagFrames(Device& device, const Call& call, Bytes lead, Bytes head)
       head_(std::move(head))
 {}
 
+void TagFrames::add(const Heard& tag, const std::vector<Bytes>& records, Time air)
+{
+    for (const Bytes& record : records) {
+        add(tag.port, record, air);
+        if (&record == &records.front()) heard_.push_back(tag);
+    }
+}
+
 void TagFrames::add(unsigned antenna, const Bytes& record, Time air)
 {
     const unsigned limit = device_.settings().records_per_frame;
@@ -60,7 +68,7 @@ void TagFrames::send(std::uint8_t status, unsigned antenna)
     records_.clear();
     count_ = 0;
     device_.wire().send(owner_, lead_, make_answer(device_.address(), command_, status, data),
-                        FrameKind::answer);
+                        FrameKind::answer, std::exchange(heard_, {}));
 }
 
 }  // namespace tagwire::sim

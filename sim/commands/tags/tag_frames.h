@@ -12,15 +12,19 @@ class TagFrames {
     TagFrames(Device& device, const Call& call, Bytes lead = {}, Bytes head = {});
 
     ConnectionId owner() const { return owner_; }
-    void add(unsigned antenna, const Bytes& record, Time air);
+    // The records of a tag; only the first of them names it.
+    void add(const Heard& tag, const std::vector<Bytes>& records, Time air);
     // Sends what has waited long enough.
     void age(Time air);
     void flush();
+    // What was to be sent is lost.
+    void abandon() { device_.wire().lose(heard_); }
     // Sends a frame without records that does not end the inventory.
     void note(std::uint8_t status, unsigned antenna);
     void finish(std::uint8_t status, unsigned antenna);
 
   private:
+    void add(unsigned antenna, const Bytes& record, Time air);
     void send(std::uint8_t status, unsigned antenna);
 
     Device& device_;
@@ -29,6 +33,7 @@ class TagFrames {
     Bytes lead_;
     Bytes head_;
     Bytes records_;
+    std::vector<Heard> heard_;
     unsigned count_ = 0;
     unsigned antenna_ = 0;
     Time oldest_{};

@@ -1,0 +1,103 @@
+#include "truth/truth.h"
+
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <ctime>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+namespace tagwire::sim {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// With microseconds.
+double seconds(Time time)
+{
+    return std::round(std::chrono::duration<double, std::micro>(time).count()) / 1e6;
+}
+
+std::string timestamp(std::chrono::system_clock::time_point at)
+{
+    const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(at.time_since_epoch()).count();
+    const std::time_t whole = since / 1000;
+    std::tm fields{};
+    ::gmtime_r(&whole, &fields);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &fields);
+    const std::string fraction = std::to_string(1000 + since % 1000);
+    return text.data() + fraction.substr(1) + 'Z';
+}
+
+}  // namespace
+
+// Written when it is complete.
+class Truth::Line {
+  public:
+    Line(Truth& truth, Time at, std::string_view what) : truth_(truth)
+    {
+        add("what", what);
+        add("t", seconds(at));
+        add("wall", timestamp(truth.start_ + std::chrono::duration_cast<std::chrono::microseconds>(at)));
+    }
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+    ~Line() { truth_.file_ << json_.dump() << '\n'; }
+
+    template <typename Value> Line& add(const char* key, const Value& value)
+    {
+        json_[key] = value;
+        return *this;
+    }
+    Line& add(unsigned reader, const Heard& tag)
+    {
+        add("epc", to_hex(tag.epc)).add("tid", to_hex(tag.tid));
+        return add("reader", reader).add("port", tag.port);
+    }
+    Line& add(FrameKind kind) { return add("in", kind == FrameKind::report ? "report" : "answer"); }
+
+  private:
+    Truth& truth_;
+    Json json_;
+};
+
+Truth::Truth(const std::string& path, Time now)
+    : path_(path), file_(path, std::ios::binary | std::ios::trunc),
+      start_(std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::microseconds>(now))
+{
+    if (!file_) throw std::system_error(errno, std::generic_category(), path_);
+    Line(*this, now, "start");
+}
+
+void Truth::enters(Time at, unsigned reader, std::uint8_t antenna, const Heard& tag)
+{
+    Line(*this, at, "enter").add(reader, tag).add("antenna", antenna);
+}
+
+void Truth::leaves(Time at, Time since, unsigned reader, const Heard& tag)
+{
+    Line(*this, at, "leave").add(reader, tag).add("from", seconds(since));
+}
+
+void Truth::sent(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags)
+{
+    for (const Heard& tag : tags) Line(*this, at, "sent").add(reader, tag).add(kind);
+}
+
+void Truth::destroyed(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags,
+                      std::string_view why)
+{
+    for (const Heard& tag : tags) Line(*this, at, "destroyed").add(reader, tag).add(kind).add("why", why);
+}
+
+void Truth::end(Time at)
+{
+    Line(*this, at, "end");
+    file_.close();
+    if (!file_) throw std::system_error(errno, std::generic_category(), path_ + " is not complete");
+}
+
+}  // namespace tagwire::sim

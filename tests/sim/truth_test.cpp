@@ -1,0 +1,431 @@
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include <gmock/gmock.h>
+
+#include "bench.h"
+#include "peer.h"
+#include "simulator.h"
+#include "truth/field_watch.h"
+#include "truth/score.h"
+
+namespace tagwire::sim {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// A folder of its own, with a file in it.
+class FileTest : public testing::Test {
+  protected:
+    FileTest()
+    {
+        std::string folder = testing::TempDir() + "truthXXXXXX";
+        folder_ = ::mkdtemp(folder.data());
+        path_ = folder_ + "/truth.jsonl";
+    }
+    ~FileTest() override { std::filesystem::remove_all(folder_); }
+
+    std::string write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(folder_ + '/' + name) << text;
+        return folder_ + '/' + name;
+    }
+
+    // The lines that tell of tags, without the time of day.
+    std::vector<std::string> lines() const
+    {
+        static const std::regex wall(R"("wall":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z",?)");
+        std::vector<std::string> lines;
+        std::ifstream file(path_);
+        for (std::string line; std::getline(file, line);) {
+            EXPECT_TRUE(std::regex_search(line, wall)) << line;
+            if (line.find("\"epc\"") != std::string::npos)
+                lines.push_back(std::regex_replace(line, wall, ""));
+        }
+        return lines;
+    }
+
+    std::string folder_;
+    std::string path_;
+};
+
+class FieldWatchTest : public FileTest {
+  protected:
+    // Looks whenever it is time to.
+    void watch_until(Bench& bench, FieldWatch& watch, Time end)
+    {
+        for (; watch.next() <= end; bench.now = watch.next()) watch.look(watch.next(), *truth_);
+    }
+    std::vector<std::string> ended(FieldWatch& watch, Time at)
+    {
+        watch.end(at, *truth_);
+        truth_->end(at);
+        return lines();
+    }
+
+    std::optional<Truth> truth_{std::in_place, path_, Time{}};
+};
+
+TEST_F(FieldWatchTest, TellsArrivalsAndDeparturesToTheMoment)
+{
+    Bench bench(R"(
+[[tag]]
+epc = "E200 0001"
+tid = "E280 1160"
+arrives = 0.0501
+departs = 0.0731
+[[tag]]
+epc = "E200 0002"
+antennas = [2, 3]
+departs = 0.1
+)");
+    FieldWatch watch(bench.device, 7, seconds(1));
+    watch_until(bench, watch, milliseconds(90));
+    EXPECT_THAT(
+        ended(watch, milliseconds(95)),
+        ElementsAre(
+            R"({"what":"enter","t":1.0,"epc":"E2000002","tid":"","reader":7,"port":2,"antenna":2})",
+            R"({"what":"enter","t":1.0,"epc":"E2000002","tid":"","reader":7,"port":3,"antenna":4})",
+            R"({"what":"enter","t":1.0501,"epc":"E2000001","tid":"E2801160","reader":7,"port":1,"antenna":1})",
+            R"({"what":"leave","t":1.0731,"epc":"E2000001","tid":"E2801160","reader":7,"port":1,"from":1.0501})",
+            R"({"what":"leave","t":1.095,"epc":"E2000002","tid":"","reader":7,"port":2,"from":1.0})",
+            R"({"what":"leave","t":1.095,"epc":"E2000002","tid":"","reader":7,"port":3,"from":1.0})"));
+}
+
+TEST_F(FieldWatchTest, SeesWhatBecomesOfTagsAndAntennas)
+{
+    Bench bench(R"(
+[[tag]]
+epc = "E200 0001"
+antennas = [1, 2]
+[[tag_6b]]
+id = "E004000000000001"
+[[tag_gb]]
+tag_id = "0102"
+arrives = 0.001
+departs = 0.002
+)");
+    FieldWatch watch(bench.device, 1, Time{});
+    watch_until(bench, watch, milliseconds(2));
+    bench.device.set_antenna(2, false);
+    watch.look(milliseconds(3), *truth_);
+    bench.device.field()[0].store(Bank::epc, epc_start, from_hex("E2000009"));
+    watch.look(milliseconds(4), *truth_);
+    TagState killed = bench.device.field()[0].state();
+    killed.killed = true;
+    bench.device.field()[0].set_state(killed);
+    watch.look(milliseconds(5), *truth_);
+    std::vector<std::string> told;
+    for (const std::string& line : ended(watch, milliseconds(6))) {
+        static const std::regex parts(R"re("what":"(\w+)","t":([0-9.]+),"epc":"(\w+)".*"port":(\d))re");
+        std::smatch found;
+        ASSERT_TRUE(std::regex_search(line, found, parts)) << line;
+        told.push_back(found[1].str() + ' ' + found[3].str() + ' ' + found[4].str() + " at " +
+                       found[2].str());
+    }
+    EXPECT_THAT(told, ElementsAre("enter E2000001 1 at 0.0", "enter E2000001 2 at 0.0",
+                                  "enter E004000000000001 1 at 0.0", "enter 0102 1 at 0.001",
+                                  "leave 0102 1 at 0.002", "leave E2000001 2 at 0.003",
+                                  "leave E2000001 1 at 0.004", "enter E2000009 1 at 0.004",
+                                  "leave E2000009 1 at 0.005", "leave E004000000000001 1 at 0.006"));
+}
+
+const char* const portal = R"(
+[reader]
+air_time = 0
+start_gap_ms = 0
+report_rate = 1000
+[[tag]]
+epc = "E200 0001"
+tid = "E280 1160"
+[[tag_6b]]
+id = "E004000000000001"
+antennas = [2]
+[[tag_gb]]
+tag_id = "0102"
+[[tag]]
+epc = "E200 0002"
+antennas = [2]
+)";
+
+// The tags that the frames of a bench tell of, frame by frame.
+std::vector<std::string> heard(const Bench& bench)
+{
+    std::vector<std::string> told;
+    for (const Frame& frame : bench.frames) {
+        std::string tags;
+        for (const Heard& tag : frame.heard) {
+            EXPECT_THAT(to_hex(frame.bytes), HasSubstr(to_hex(tag.epc)));
+            tags += (tags.empty() ? "" : " ") + to_hex(tag.epc) + '@' + std::to_string(tag.port);
+        }
+        told.push_back(tags);
+    }
+    return told;
+}
+
+struct Telling {
+    std::vector<std::pair<std::uint8_t, const char*>> commands;  // the last one tells
+    std::vector<std::string> heard;
+};
+
+class TellingTest : public testing::TestWithParam<Telling> {};
+
+TEST_P(TellingTest, NamesTheTagsOfEveryFrame)
+{
+    Bench bench{std::string(portal)};
+    for (const auto& [code, data] : GetParam().commands) {
+        bench.command(code, from_hex(data));
+        bench.pass(milliseconds(1));
+    }
+    EXPECT_EQ(heard(bench), GetParam().heard);
+}
+
+const std::vector<std::string> one_by_one{"E2000001@1", "E2000002@2", ""};
+
+INSTANTIATE_TEST_SUITE_P(All, TellingTest,
+                         testing::Values(Telling{{{0x01, "04 00"}}, one_by_one},
+                                         Telling{{{0x0F, ""}}, {"E2000001@1"}},
+                                         Telling{{{0x19, "04 00 02 00 00 01 00 00 00 00"}}, one_by_one},
+                                         Telling{{{0x1C, "00 01 01 01 FF 00 FF 00 00 01"}}, one_by_one},
+                                         Telling{{{0x18, "04 00"}, {0x72, ""}}, {"E2000001@1 E2000002@2"}},
+                                         Telling{{{0x50, "00"}, {0x51, ""}, {0x43, ""}}, one_by_one},
+                                         Telling{{{0x50, ""}}, {"E004000000000001@2"}},
+                                         Telling{{{0x56, "80 0A"}}, {"0102@1"}},
+                                         Telling{{{0x21, ""}}, {""}}));
+
+TEST(Truth, RecordsThatAReaderLosesWithItsPowerAreNamed)
+{
+    Bench bench(R"(
+[[tag]]
+epc = "E200"
+count = 50
+)");
+    bench.command(0x01, {4, 0});
+    bench.pass(milliseconds(20));
+    bench.device.cut_power(bench.now);
+    std::size_t told = 0;
+    for (const Frame& frame : bench.frames) told += frame.heard.size();
+    EXPECT_EQ(told, bench.ids().size());
+    EXPECT_FALSE(bench.lost.empty());
+    EXPECT_LT(told + bench.lost.size(), 50U);
+}
+
+struct Fate {
+    const char* name;
+    const char* fault;
+    const char* told;
+};
+
+class FateTest : public FileTest, public testing::WithParamInterface<Fate> {};
+
+// One report, and what the fault makes of it.
+TEST_P(FateTest, OfAReportIsTold)
+{
+    Simulator simulator;
+    Reader& reader =
+        simulator.add_reader_from_text("[reader]\nstart_gap_ms = 0\n[[tag]]\nepc = \"E2000001\"\n");
+    simulator.record_truth(path_);
+    Peer peer = Peer::connect(reader.listen());
+    reader.set_batch(1);
+    if (*GetParam().fault != 0) reader.inject(Fault::parse(std::string(GetParam().fault) + ",on=reports"));
+    peer.send_command(0x50, "00");
+    ASSERT_EQ(peer.receive_frame().substr(0, 11), "05 00 50 00");
+    EXPECT_TRUE(reader.wait_for_batch());
+    simulator.end_truth();
+    EXPECT_THAT(lines(), testing::Contains(testing::ContainsRegex(GetParam().told)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, FateTest,
+    testing::Values(Fate{"None", "", "sent.*E2000001.*\"reader\":1,\"port\":1,\"in\":\"report\"}"},
+                    Fate{"Lose", "lose:count=1", "destroyed.*E2000001.*\"in\":\"report\",\"why\":\"lose\""},
+                    Fate{"Flip", "flip:byte=4", "destroyed.*\"why\":\"flip\""},
+                    Fate{"FlipNothing", "flip:byte=99", "sent"},
+                    Fate{"Set", "set:byte=4,value=2", "destroyed.*\"why\":\"set\""},
+                    Fate{"SetTheSame", "set:byte=4,value=1", "sent"},
+                    Fate{"HangUp", "hangup:after=5", "destroyed.*\"why\":\"hangup\""},
+                    Fate{"HangUpBehind", "hangup:after=99", "sent"},
+                    Fate{"Split", "split:at=2+3,ms=1", "sent"}, Fate{"Delay", "delay:ms=1", "sent"},
+                    Fate{"Noise", "noise:bytes=00", "sent"}, Fate{"Trail", "trail:bytes=00", "sent"}),
+    [](const auto& fate) { return fate.param.name; });
+
+class RecordTest : public FileTest {
+  protected:
+    std::string fates() const
+    {
+        std::string told;
+        for (const std::string& line : lines()) {
+            static const std::regex parts(
+                R"re("what":"(sent|destroyed)".*"epc":"(\w+)".*?("why":"([^"]*)")?\})re");
+            std::smatch found;
+            if (std::regex_search(line, found, parts))
+                told += found[1].str() + ' ' + found[2].str() + ' ' + found[4].str() + ';';
+        }
+        return told;
+    }
+
+    Simulator simulator_;
+    Reader& reader_ = simulator_.add_reader_from_text(portal);
+    Peer peer_ = Peer::connect(reader_.listen());
+};
+
+TEST_F(RecordTest, WhatWaitsForAPeerThatIsGoneIsLost)
+{
+    simulator_.record_truth(path_);
+    reader_.control("fault delay:ms=3600000");
+    peer_.send_command(0x01, "04 00");
+    ASSERT_TRUE(reader_.wait_for_command(0x01));
+    reader_.hang_up();
+    simulator_.end_truth();
+    EXPECT_EQ(fates(), "destroyed E2000001 hung up;destroyed E2000002 hung up;");
+}
+
+TEST_F(RecordTest, WhatASlowPeerDoesNotTakeIsLost)
+{
+    reader_.control("report-rate 0");
+    reader_.control("fault delay:ms=3600000");
+    peer_.send_command(0x50, "00");
+    ASSERT_TRUE(reader_.wait_for_reading());
+    reader_.send_raw(Bytes(5U << 20U));
+    simulator_.record_truth(path_);
+    reader_.control("report-rate 100");
+    EXPECT_TRUE(reader_.wait_until([](const Counters& counters) { return counters.reports_dropped > 0; }));
+    simulator_.record_truth(folder_ + "/other.jsonl");
+    EXPECT_THAT(fates(), testing::StartsWith("destroyed E2000001 slow peer;"));
+}
+
+TEST_F(RecordTest, AnswersToOrdersAreSeenAtOnce)
+{
+    simulator_.record_truth(path_);
+    reader_.control("take-tag E2000001");
+    reader_.control("add-tag epc=E2000003 antennas=4");
+    Reader& second = simulator_.add_reader_from_text(portal);
+    second.control("unplug 2");
+    simulator_.end_truth();
+    std::string told;
+    for (const std::string& line : lines()) {
+        static const std::regex parts(R"re("what":"(\w)\w+".*"epc":"(\w+)".*"reader":(\d),"port":(\d))re");
+        std::smatch found;
+        ASSERT_TRUE(std::regex_search(line, found, parts)) << line;
+        told += found[1].str() + ' ' + found[2].str() + ' ' + found[3].str() + ' ' + found[4].str() + '\n';
+    }
+    EXPECT_EQ(told, "e E2000001 1 1\ne E2000002 1 2\ne E004000000000001 1 2\ne 0102 1 1\n"
+                    "l E2000001 1 1\ne E2000003 1 4\n"
+                    "e E2000001 2 1\ne E2000002 2 2\ne E004000000000001 2 2\ne 0102 2 1\n"
+                    "l E2000002 2 2\nl E004000000000001 2 2\n"
+                    "l E2000002 1 2\nl E2000003 1 4\nl E004000000000001 1 2\nl 0102 1 1\n"
+                    "l E2000001 2 1\nl 0102 2 1\n");
+}
+
+TEST_F(RecordTest, AFileThatCannotBeWrittenIsTold)
+{
+    EXPECT_THROW(simulator_.record_truth(folder_ + "/nowhere/truth"), std::system_error);
+    simulator_.end_truth();
+    simulator_.record_truth("/dev/full");
+    EXPECT_THROW(simulator_.end_truth(), std::system_error);
+}
+
+const char* const truth_of_two_ports = R"({"what":"start","t":0}
+{"what":"enter","t":0,"epc":"E201","tid":"","reader":1,"port":1,"antenna":1}
+{"what":"enter","t":0,"epc":"E202","tid":"","reader":1,"port":3,"antenna":4}
+{"what":"enter","t":0,"epc":"E203","tid":"","reader":1,"port":3,"antenna":4}
+{"what":"sent","t":1,"epc":"E201","tid":"","reader":1,"port":1,"in":"report"}
+{"what":"sent","t":1,"epc":"E202","tid":"","reader":1,"port":3,"in":"report"}
+{"what":"destroyed","t":2,"epc":"E203","tid":"","reader":1,"port":3,"in":"report","why":"lose"}
+{"what":"leave","t":3,"epc":"E202","tid":"","reader":1,"port":3,"from":0}
+{"what":"end","t":4}
+{"what":"enter","t":)";
+
+class ScoreTest : public FileTest {
+  protected:
+    Score score_of(const std::string& truth, const std::string& reports)
+    {
+        return score(write("truth", truth), write("reports", reports));
+    }
+
+    std::string problem_of(const std::string& truth, const std::string& reports)
+    {
+        try {
+            score_of(truth, reports);
+            return "good";
+        } catch (const ScoreError& problem) {
+            return std::string(problem.what()).substr(folder_.size() + 1);
+        }
+    }
+};
+
+TEST_F(ScoreTest, CountsWhatWasReadMissedAndNeverThere)
+{
+    const Score result = score_of(truth_of_two_ports, R"({"type":"report","epc":"e2 01","antenna":1}
+
+{"type":"tag","epc":"E202","antenna":4,"reads":3}
+{"type":"state","state":"lost"}
+{"type":"report","epc":"E2FF","antenna":4}
+{"type":"report","ep)");
+    EXPECT_EQ(result.text(), R"(tags in a field: 3
+read: 2 (66.7 %)
+missed: 1
+  E203
+reported, but never there: 1
+  E2FF
+reports sent: 2, destroyed: 1, received: 5
+  destroyed by lose: 1
+reader 1 port 1: tags 1, read 1, sent 1, destroyed 0, received 1
+reader 1 port 3: tags 2, read 1, sent 1, destroyed 1, received 4
+)");
+    EXPECT_EQ(result.json(),
+              R"({"tags":3,"read":2,"share":0.6666666666666666,"missed":["E203"],"never_there":["E2FF"],)"
+              R"("sent":2,"destroyed":1,"destroyed_by":{"lose":1},"received":5,"ports":[)"
+              R"({"reader":1,"port":1,"tags":1,"read":1,"sent":1,"destroyed":0,"received":1},)"
+              R"({"reader":1,"port":3,"tags":2,"read":1,"sent":1,"destroyed":1,"received":4}]})");
+}
+
+TEST_F(ScoreTest, ReadsCsv)
+{
+    const Score result =
+        score_of(truth_of_two_ports, "time,\"EPC\",port\r\n1,E201,1\r\n\"1,\"\"5\",E203,3\r\n");
+    EXPECT_EQ(result.read, (std::set<std::string>{"E201", "E203"}));
+    EXPECT_EQ(result.received, 2U);
+    EXPECT_EQ(result.ports.at({1, 3}).received, 1U);
+}
+
+TEST_F(ScoreTest, TellsNoPortsWhereTheReportsTellNone)
+{
+    const Score without = score_of(truth_of_two_ports, "epc\nE201\n");
+    EXPECT_THAT(without.text(), HasSubstr("port 1: tags 1, sent 1, destroyed 0\n"));
+    const Score of_two = score_of(
+        R"({"what":"enter","epc":"E201","reader":1,"port":1,"antenna":1}
+{"what":"enter","epc":"E201","reader":2,"port":1,"antenna":1}
+)",
+        "{\"epc\":\"E201\",\"antenna\":1}\n");
+    EXPECT_FALSE(of_two.ports_are_told);
+    EXPECT_EQ(score_of("", "").text().substr(0, 36), "tags in a field: 0\nread: 0 (100.0 %)");
+}
+
+TEST_F(ScoreTest, SaysWhereAFileIsWrong)
+{
+    EXPECT_EQ(problem_of("{}\n", ""), "truth:1: there is no 'what'");
+    EXPECT_EQ(problem_of("{\"what\":\"start\"}\n5\n", ""), "truth:2: no JSON object");
+    EXPECT_EQ(problem_of("{\"what\":\"start\n", ""), "truth:1: this is not JSON");
+    EXPECT_EQ(problem_of("{\"what\":\"sent\"}\n", ""), "truth:1: there is no reader or no port");
+    EXPECT_EQ(problem_of("{\"what\":\"seen\",\"reader\":1,\"port\":1}\n", ""),
+              "truth:1: 'seen' is nothing that a truth tells");
+    EXPECT_EQ(problem_of("", "{\"epc\":\"E201\"}\n{\"epc\":\"E2G1\"}\n"),
+              "reports:2: 'G' is not a hexadecimal digit");
+    EXPECT_EQ(problem_of("", "{\"epc\":\"E201\",\"reads\":-1}\n"),
+              "reports:1: reads is not a whole number: -1");
+    EXPECT_THAT(problem_of("", "tag\nE201\n"), HasSubstr("reports:1: neither a JSON object nor"));
+    EXPECT_EQ(problem_of("", "epc,port\nE201\n"), "reports:2: 1 cells in 2 columns");
+    EXPECT_EQ(problem_of("", "epc\n\"E201\n"), "reports:2: a quote that does not end");
+    EXPECT_THROW(score(folder_, folder_), ScoreError);
+    EXPECT_THROW(score(folder_ + "/none", folder_), ScoreError);
+}
+
+}  // namespace
+}  // namespace tagwire::sim
