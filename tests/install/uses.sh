@@ -15,6 +15,11 @@ by_pkg_config() {
   # shellcheck disable=SC2086
   "${CXX:-c++}" -std=c++20 "$here/consumer.cpp" -o "$work/by-pkg-config-xx" $flags
   LD_LIBRARY_PATH=$(pkg-config --variable=libdir tagwire) "$work/by-pkg-config-xx"
+  pkg-config --exists tagwire-sim || return 0
+  flags=$(pkg-config --static --cflags --libs tagwire-sim)
+  # shellcheck disable=SC2086
+  "${CXX:-c++}" -std=c++20 "$here/consumer_sim.cpp" -o "$work/by-pkg-config-sim" $flags
+  "$work/by-pkg-config-sim"
 }
 
 # by_find_package PREFIX: the same by the CMake package.
@@ -22,5 +27,6 @@ by_find_package() {
   "$cmake" -S "$here/finds" -B "$work/finds" -DCMAKE_PREFIX_PATH="$1" >/dev/null
   "$cmake" --build "$work/finds" >/dev/null
   "$work/finds/consumer"
-  if [ -e "$work/finds/consumer_xx" ]; then "$work/finds/consumer_xx"; fi
+  local more
+  for more in "$work"/finds/consumer_*; do if [ -e "$more" ]; then "$more"; fi; done
 }
