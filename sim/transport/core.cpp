@@ -475,7 +475,7 @@ void Core::queue(Connection& connection, ReaderState& reader, const Struck& stru
         output.ends_frame = i + 1 == struck.pieces.size();
         output.hang_up = output.ends_frame && struck.hang_up;
         output.destroyed_by = struck.destroyed_by;
-        if (output.ends_frame) output.heard = std::move(heard);
+        if (output.ends_frame) output.heard.swap(heard);
         if (output.ends_frame && kind == FrameKind::report) ++reader.counters.reports_queued;
         connection.queue(time, piece.wait, std::move(output));
     }

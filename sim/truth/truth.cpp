@@ -34,7 +34,6 @@ std::string timestamp(std::chrono::system_clock::time_point at)
 
 }  // namespace
 
-// Written when it is complete.
 class Truth::Line {
   public:
     Line(Truth& truth, Time at, std::string_view what) : truth_(truth)
@@ -43,9 +42,6 @@ class Truth::Line {
         add("t", seconds(at));
         add("wall", timestamp(truth.start_ + std::chrono::duration_cast<std::chrono::microseconds>(at)));
     }
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
-    ~Line() { truth_.file_ << json_.dump() << '\n'; }
 
     template <typename Value> Line& add(const char* key, const Value& value)
     {
@@ -58,6 +54,7 @@ class Truth::Line {
         return add("reader", reader).add("port", tag.port);
     }
     Line& add(FrameKind kind) { return add("in", kind == FrameKind::report ? "report" : "answer"); }
+    void write() const { truth_.file_ << json_.dump() << '\n'; }
 
   private:
     Truth& truth_;
@@ -69,33 +66,34 @@ Truth::Truth(const std::string& path, Time now)
       start_(std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::microseconds>(now))
 {
     if (!file_) throw std::system_error(errno, std::generic_category(), path_);
-    Line(*this, now, "start");
+    Line(*this, now, "start").write();
 }
 
 void Truth::enters(Time at, unsigned reader, std::uint8_t antenna, const Heard& tag)
 {
-    Line(*this, at, "enter").add(reader, tag).add("antenna", antenna);
+    Line(*this, at, "enter").add(reader, tag).add("antenna", antenna).write();
 }
 
 void Truth::leaves(Time at, Time since, unsigned reader, const Heard& tag)
 {
-    Line(*this, at, "leave").add(reader, tag).add("from", seconds(since));
+    Line(*this, at, "leave").add(reader, tag).add("from", seconds(since)).write();
 }
 
 void Truth::sent(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags)
 {
-    for (const Heard& tag : tags) Line(*this, at, "sent").add(reader, tag).add(kind);
+    for (const Heard& tag : tags) Line(*this, at, "sent").add(reader, tag).add(kind).write();
 }
 
 void Truth::destroyed(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags,
                       std::string_view why)
 {
-    for (const Heard& tag : tags) Line(*this, at, "destroyed").add(reader, tag).add(kind).add("why", why);
+    for (const Heard& tag : tags)
+        Line(*this, at, "destroyed").add(reader, tag).add(kind).add("why", why).write();
 }
 
 void Truth::end(Time at)
 {
-    Line(*this, at, "end");
+    Line(*this, at, "end").write();
     file_.close();
     if (!file_) throw std::system_error(errno, std::generic_category(), path_ + " is not complete");
 }

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -5,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "../tools/process.h"
 #include "bench.h"
 #include "peer.h"
 #include "simulator.h"
@@ -18,7 +20,6 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 // A folder of its own, with a file in it.
 class FileTest : public testing::Test {
@@ -425,6 +426,54 @@ TEST_F(ScoreTest, SaysWhereAFileIsWrong)
     EXPECT_EQ(problem_of("", "epc\n\"E201\n"), "reports:2: a quote that does not end");
     EXPECT_THROW(score(folder_, folder_), ScoreError);
     EXPECT_THROW(score(folder_ + "/none", folder_), ScoreError);
+}
+
+using ProgramTest = FileTest;
+using tool::test::Ended;
+
+Ended run(const std::vector<std::string>& arguments) { return tool::test::run(TAGWIRE_SIM_PATH, arguments); }
+
+TEST_F(ProgramTest, TakesOrdersAndRecordsTheTruth)
+{
+    const std::string control = folder_ + "/control";
+    tool::test::Process program(TAGWIRE_SIM_PATH, {"--scenario", SIM_SCENARIOS "/demo.toml", "--readers", "2",
+                                                   "--control", control, "--truth", path_});
+    for (auto line = program.next_line(); line != "ready"; line = program.next_line()) ASSERT_TRUE(line);
+
+    const Ended done = run({"ctl", control, "--reader", "2", "take-tag", "E28011606000020900000001"});
+    EXPECT_EQ(done.exit_code, 0) << done.err;
+    EXPECT_EQ(done.out, "");
+    EXPECT_THAT(run({"ctl", control, "tags"}).out,
+                testing::StartsWith("[{\"epc\":\"E28011606000020900000001\""));
+    const Ended refused = run({"ctl", control, "unplug", "3"});
+    EXPECT_EQ(refused.exit_code, 2);
+    EXPECT_THAT(refused.err, HasSubstr("write unplug PORT"));
+    EXPECT_EQ(run({"ctl", control}).exit_code, 2);
+    EXPECT_EQ(run({"ctl", control, "tags", "--reader", "3"}).exit_code, 2);
+    EXPECT_EQ(run({"--control", control}).exit_code, 1);
+
+    program.send_signal(SIGTERM);
+    EXPECT_EQ(program.wait().exit_code, 0);
+    EXPECT_FALSE(std::filesystem::exists(control));
+    const Ended late = run({"ctl", control, "tags"});
+    EXPECT_EQ(late.exit_code, 1);
+    EXPECT_THAT(late.err, HasSubstr("nobody listens there"));
+    EXPECT_THAT(lines(), testing::Contains(HasSubstr(R"("reader":2,"port":1,"from":)")));
+    EXPECT_EQ(run({"--truth", "/dev/full", "--control", path_}).exit_code, 1);
+}
+
+TEST_F(ProgramTest, TellsTheScore)
+{
+    const std::string truth = write("truth", truth_of_two_ports);
+    const std::string reports = write("reports", "epc\nE201\n");
+    const Ended text = run({"score", truth, reports});
+    EXPECT_EQ(text.exit_code, 0);
+    EXPECT_EQ(text.out, score(truth, reports).text());
+    EXPECT_EQ(run({"score", "--json", truth, reports}).out, score(truth, reports).json() + '\n');
+    const Ended wrong = run({"score", truth, folder_ + "/none"});
+    EXPECT_EQ(wrong.exit_code, 1);
+    EXPECT_THAT(wrong.err, HasSubstr("/none: cannot read the file"));
+    EXPECT_EQ(run({"score", truth}).exit_code, 2);
 }
 
 }  // namespace
