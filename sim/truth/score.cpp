@@ -142,6 +142,7 @@ class Counting {
             score_.tags.insert(epc_of(fields));
             port_score.tags.insert(epc_of(fields));
         } else if (what == "sent") {
+            heard_.insert(epc_of(fields));
             ++score_.sent;
             ++port_score.sent;
         } else if (what == "destroyed") {
@@ -159,7 +160,7 @@ class Counting {
         const std::string epc = epc_of(fields);
         const std::uint64_t reads = number_of(fields, "reads").value_or(1);
         score_.received += reads;
-        (score_.tags.count(epc) > 0 ? score_.read : score_.never_there).insert(epc);
+        kind_of(epc).insert(epc);
         PortScore* const port = port_of(fields);
         if (!port) return;
         score_.ports_are_told = true;
@@ -170,6 +171,12 @@ class Counting {
     const Score& score() const { return score_; }
 
   private:
+    std::set<std::string>& kind_of(const std::string& epc)
+    {
+        if (score_.tags.count(epc) > 0) return score_.read;
+        return heard_.count(epc) > 0 ? score_.at_edge : score_.never_there;
+    }
+
     PortScore* port_of(const Fields& fields)
     {
         std::optional<unsigned> reader;
@@ -187,6 +194,7 @@ class Counting {
     }
 
     Score score_;
+    std::set<std::string> heard_;
     std::set<unsigned> readers_;
     std::map<std::pair<unsigned, unsigned>, unsigned> antennas_;  // reader and antenna byte to port
 };
@@ -244,6 +252,7 @@ std::string Score::text() const
     out << "read: " << read.size() << " (" << 100 * share(*this) << " %)\n";
     out << "missed: " << missed().size() << '\n';
     list(out, missed());
+    out << "read at the edge of a field: " << at_edge.size() << '\n';
     out << "reported, but never there: " << never_there.size() << '\n';
     list(out, never_there);
     out << "reports sent: " << sent << ", destroyed: " << all_destroyed() << ", received: " << received
@@ -270,11 +279,17 @@ std::string Score::json() const
         entry["destroyed"] = port.destroyed;
         if (ports_are_told) entry["received"] = port.received;
     }
-    const Json json{{"tags", tags.size()},          {"read", read.size()},
-                    {"share", share(*this)},        {"missed", missed()},
-                    {"never_there", never_there},   {"sent", sent},
-                    {"destroyed", all_destroyed()}, {"destroyed_by", Json(destroyed)},
-                    {"received", received},         {"ports", by_port}};
+    const Json json{{"tags", tags.size()},
+                    {"read", read.size()},
+                    {"share", share(*this)},
+                    {"missed", missed()},
+                    {"at_edge", at_edge},
+                    {"never_there", never_there},
+                    {"sent", sent},
+                    {"destroyed", all_destroyed()},
+                    {"destroyed_by", Json(destroyed)},
+                    {"received", received},
+                    {"ports", by_port}};
     return json.dump();
 }
 

@@ -27,8 +27,9 @@ struct PortScore {
 };
 
 struct Score {
-    std::set<std::string> tags;  // EPCs, that were in a field
-    std::set<std::string> read;  // of them
+    std::set<std::string> tags;     // EPCs, that were in a field
+    std::set<std::string> read;     // of them
+    std::set<std::string> at_edge;  // not of them, but a moment of luck let it be heard and reported
     std::set<std::string> never_there;
     std::uint64_t sent = 0;
     std::map<std::string, std::uint64_t> destroyed;  // by what

@@ -155,6 +155,7 @@ TEST(Scenario, LoadsTheOnesThatComeAlong)
     const std::string folder = SIM_SCENARIOS;
     EXPECT_EQ(Scenario::from_file(folder + "/demo.toml").tags.size(), 8U);
     EXPECT_EQ(Scenario::from_file(folder + "/dense.toml").tags.size(), 200U);
+    EXPECT_EQ(Scenario::from_file(folder + "/trouble.toml").events.size(), 6U);
 }
 
 TEST(Scenario, NamesTheFileThatCannotBeRead)

@@ -338,6 +338,7 @@ const char* const truth_of_two_ports = R"({"what":"start","t":0}
 {"what":"enter","t":0,"epc":"E203","tid":"","reader":1,"port":3,"antenna":4}
 {"what":"sent","t":1,"epc":"E201","tid":"","reader":1,"port":1,"in":"report"}
 {"what":"sent","t":1,"epc":"E202","tid":"","reader":1,"port":3,"in":"report"}
+{"what":"sent","t":1,"epc":"E204","tid":"","reader":1,"port":3,"in":"report"}
 {"what":"destroyed","t":2,"epc":"E203","tid":"","reader":1,"port":3,"in":"report","why":"lose"}
 {"what":"leave","t":3,"epc":"E202","tid":"","reader":1,"port":3,"from":0}
 {"what":"end","t":4}
@@ -368,23 +369,26 @@ TEST_F(ScoreTest, CountsWhatWasReadMissedAndNeverThere)
 {"type":"tag","epc":"E202","antenna":4,"reads":3}
 {"type":"state","state":"lost"}
 {"type":"report","epc":"E2FF","antenna":4}
+{"type":"report","epc":"E204","antenna":4}
 {"type":"report","ep)");
     EXPECT_EQ(result.text(), R"(tags in a field: 3
 read: 2 (66.7 %)
 missed: 1
   E203
+read at the edge of a field: 1
 reported, but never there: 1
   E2FF
-reports sent: 2, destroyed: 1, received: 5
+reports sent: 3, destroyed: 1, received: 6
   destroyed by lose: 1
 reader 1 port 1: tags 1, read 1, sent 1, destroyed 0, received 1
-reader 1 port 3: tags 2, read 1, sent 1, destroyed 1, received 4
+reader 1 port 3: tags 2, read 1, sent 2, destroyed 1, received 5
 )");
-    EXPECT_EQ(result.json(),
-              R"({"tags":3,"read":2,"share":0.6666666666666666,"missed":["E203"],"never_there":["E2FF"],)"
-              R"("sent":2,"destroyed":1,"destroyed_by":{"lose":1},"received":5,"ports":[)"
-              R"({"reader":1,"port":1,"tags":1,"read":1,"sent":1,"destroyed":0,"received":1},)"
-              R"({"reader":1,"port":3,"tags":2,"read":1,"sent":1,"destroyed":1,"received":4}]})");
+    EXPECT_EQ(
+        result.json(),
+        R"({"tags":3,"read":2,"share":0.6666666666666666,"missed":["E203"],"at_edge":["E204"],"never_there":["E2FF"],)"
+        R"("sent":3,"destroyed":1,"destroyed_by":{"lose":1},"received":6,"ports":[)"
+        R"({"reader":1,"port":1,"tags":1,"read":1,"sent":1,"destroyed":0,"received":1},)"
+        R"({"reader":1,"port":3,"tags":2,"read":1,"sent":2,"destroyed":1,"received":5}]})");
 }
 
 TEST_F(ScoreTest, ReadsCsv)
