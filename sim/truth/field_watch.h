@@ -1,6 +1,7 @@
 // Watches who is in the field of a reader, for the truth.
 #pragma once
 
+#include <algorithm>
 #include <compare>
 #include <map>
 
@@ -19,6 +20,7 @@ class FieldWatch {
 
     // When to look next: every 20 ms, and when a tag arrives or departs. The device's time.
     Time next() const { return next_; }
+    void rest_until(Time then) { next_ = std::max(next_, then); }
     void look(Time now, Truth& truth);
     // Everyone leaves.
     void end(Time now, Truth& truth);
