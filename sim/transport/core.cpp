@@ -23,9 +23,9 @@ constexpr std::uint64_t alarm_id = 2;
 constexpr std::uint64_t first_free_id = 16;
 constexpr std::size_t most_requests_kept = 65536;
 constexpr int most_timers_in_a_row = 1024;
+// Looks at the field that are later than this are left out; one that takes this long is followed by a rest.
+constexpr Time longest_delay = std::chrono::milliseconds(100);
 constexpr Time long_look = std::chrono::milliseconds(5);
-constexpr Time longest_delay =
-    std::chrono::milliseconds(100);  // of a look at the field; what is missed is not made up for
 
 Descriptor opened(int fd, const char* what)
 {
