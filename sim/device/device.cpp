@@ -20,7 +20,7 @@ constexpr std::size_t most_waiting = 64;
 Device::Device(const Scenario& scenario, Wire& wire)
     : settings_(scenario.reader), config_(factory_settings(scenario.reader)), stored_(config_),
       factory_(config_), services_(scenario.services, settings_.firmware), random_(settings_.seed),
-      field_(scenario, config_, random_), other_tags_(scenario), store_(settings_.buffer_size), wire_(wire),
+      field_(scenario, config_), other_tags_(scenario), store_(settings_.buffer_size), wire_(wire),
       reading_(settings_.report_rate, settings_.start_gap)
 {}
 
@@ -185,18 +185,9 @@ bool Device::in_reach(const Tag& tag, unsigned port, Time now) const
            radio().reaches(port, tag, now);
 }
 
-unsigned Device::antenna_that_sees(const Tag& tag) const
+std::uint8_t Device::writing_power(unsigned port) const
 {
-    const auto& ports = config_.antennas;
-    const auto found = std::find_if(ports.begin(), ports.end(),
-                                    [&](unsigned port) { return field_.radio().may_reach(port, tag, now_); });
-    return found == ports.end() ? ports.front() : *found;
-}
-
-std::uint8_t Device::writing_power(const Tag& tag) const
-{
-    if (config_.writing_power) return *config_.writing_power;
-    return config_.power[antenna_that_sees(tag) - 1];
+    return config_.writing_power.value_or(config_.power[port - 1]);
 }
 
 void Device::signal_reading()

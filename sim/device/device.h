@@ -99,6 +99,7 @@ class Device {
 
     // For the handlers of commands.
     Population& field() { return field_; }
+    const Population& field() const { return field_; }
     OtherTags& other_tags() { return other_tags_; }
     TagStore& store() { return store_; }
     Random& random() { return random_; }
@@ -115,11 +116,10 @@ class Device {
     const Radio& radio() const { return field_.radio(); }
     std::uint32_t frequency_khz() const { return radio().frequency_khz(now_); }  // at this moment
     void set_antenna(unsigned port, bool plugged) { radio().plug(port, plugged); }
-    // Whether the tag is in the field of an enabled antenna, on the whole: see Radio::reaches().
+    // Whether the tag is in the field of this antenna, if it is enabled, on the whole: see Radio::reaches().
     bool in_reach(const Tag& tag, unsigned port, Time now) const;
-    unsigned antenna_that_sees(const Tag& tag) const;  // of the enabled ones; the first when none does
     Time now() const { return now_; }
-    std::uint8_t writing_power(const Tag& tag) const;
+    std::uint8_t writing_power(unsigned port) const;
     void signal_reading();  // by beeper and outputs
     std::uint8_t antenna_byte(unsigned port) const;
     std::uint8_t antenna_bytes(const std::vector<unsigned>& ports) const;

@@ -29,17 +29,17 @@ void append_plain(Bytes& record, const Sighting& sighting, const Bytes& id, bool
 
 }  // namespace
 
-Sighting sight(Device& device, const Tag& tag, unsigned antenna)
+Sighting sight(Device& device, const Tag& tag, unsigned antenna, Time heard_at)
 {
     const TagSettings& settings = tag.settings();
     Sighting sighting;
     sighting.tag = &tag;
     sighting.antenna = antenna;
-    sighting.rssi = device.radio().rssi(antenna, tag, device.now(), device.random());
+    sighting.rssi = device.radio().rssi(antenna, tag, heard_at, device.random());
     sighting.with_phase = device.settings().phase;
     sighting.phase_begin = settings.phase;
     sighting.phase_end = static_cast<std::uint16_t>(settings.phase + settings.phase_drift);
-    sighting.frequency_khz = device.frequency_khz();
+    sighting.frequency_khz = device.radio().frequency_khz(heard_at);
     device.signal_reading();
     return sighting;
 }

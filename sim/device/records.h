@@ -21,8 +21,8 @@ struct Sighting {
 inline constexpr std::size_t longest_plain_id = 63;  // its length has six bits
 inline constexpr std::size_t longest_extended_id = 238;
 
-// A reading, which the reader also signals by its beeper and outputs.
-Sighting sight(Device& device, const Tag& tag, unsigned antenna);
+// A reading of that moment, which the reader also signals by its beeper and outputs.
+Sighting sight(Device& device, const Tag& tag, unsigned antenna, Time heard_at);
 
 // Length byte (phase flag in bit 6), ID, RSSI, phase block.
 Bytes plain_record(const Sighting& sighting, const Bytes& id);

@@ -6,11 +6,20 @@
 
 namespace tagwire::sim {
 
-Population::Population(const Scenario& scenario, const Settings& config, Random& random)
-    : radio_(scenario, config), random_(random)
+namespace {
+
+// By how much the times may go back that are asked for; more costs a look at all tags.
+constexpr Time disorder = std::chrono::milliseconds(100);
+
+}  // namespace
+
+Population::Population(const Scenario& scenario, const Settings& config) : radio_(scenario, config)
 {
     tags_.reserve(scenario.tags.size());
-    for (const TagSettings& tag : scenario.tags) tags_.emplace_back(tag);
+    for (const TagSettings& tag : scenario.tags) {
+        radio_.note_new(tag);
+        tags_.emplace_back(tag);
+    }
 }
 
 void Population::add(const std::vector<TagSettings>& tags, Time now)
@@ -45,26 +54,66 @@ bool Population::take(const Bytes& epc, Time now)
     return true;
 }
 
-bool Population::anyone_in_reach(const std::vector<unsigned>& antennas, Time now) const
+void Population::note_new()
 {
-    const auto in_reach = [&](const Tag& tag) {
-        return tag.is_present(now) && std::any_of(antennas.begin(), antennas.end(), [&](unsigned port) {
-                   return radio_.may_reach(port, tag, now);
-               });
-    };
-    return std::any_of(tags_.begin(), tags_.end(), in_reach);
+    if (arriving_.size() == tags_.size()) return;
+    while (arriving_.size() < tags_.size()) arriving_.push_back(arriving_.size());
+    std::stable_sort(arriving_.begin() + static_cast<std::ptrdiff_t>(arrived_), arriving_.end(),
+                     [this](std::size_t a, std::size_t b) {
+                         return tags_[a].settings().arrives < tags_[b].settings().arrives;
+                     });
 }
 
-bool Population::gives_power(Tag& tag, unsigned antenna, Time now)
+const std::vector<std::size_t>& Population::present(Time now)
 {
-    if (tag.is_in_field(now) && radio_.powers(antenna, tag, now, random_)) return true;
-    if (tag.settings().radio) tag.lose_power();
-    return false;
+    note_new();
+    const std::size_t before = present_.size();
+    for (; arrived_ < arriving_.size(); ++arrived_) {
+        if (tags_[arriving_[arrived_]].settings().arrives > now) break;
+        present_.push_back(arriving_[arrived_]);
+    }
+    if (present_.size() > before) std::sort(present_.begin(), present_.end());
+    if (now < present_since_ || now > present_since_ + 2 * disorder) recall(now - disorder);
+    return present_;
+}
+
+// Requests, rounds and reports ask at slightly different times.
+void Population::recall(Time now)
+{
+    const auto is_gone = [&](std::size_t index) {
+        return tags_[index].has_left(now) || tags_[index].state().killed;
+    };
+    if (now < present_since_) {
+        present_.assign(arriving_.begin(), arriving_.begin() + static_cast<std::ptrdiff_t>(arrived_));
+        std::sort(present_.begin(), present_.end());
+    }
+    std::erase_if(present_, is_gone);
+    present_since_ = now;
+}
+
+bool Population::anyone_in_reach(const std::vector<unsigned>& antennas, Time now)
+{
+    const auto is_heard = [&](std::size_t index) {
+        const Tag& tag = tags_[index];
+        return tag.is_present(now) && std::any_of(antennas.begin(), antennas.end(), [&](unsigned port) {
+                   return radio_.contact(port, tag, now).is_heard;
+               });
+    };
+    const auto& tags = present(now);
+    return std::any_of(tags.begin(), tags.end(), is_heard);
+}
+
+Contact Population::meet(Tag& tag, unsigned antenna, Time now)
+{
+    Contact contact;
+    if (tag.is_in_field(now)) contact = radio_.contact(antenna, tag, now);
+    if (!contact.has_power && tag.settings().radio) tag.lose_power();
+    return contact;
 }
 
 void Population::lose_power()
 {
-    for (Tag& tag : tags_) tag.lose_power();
+    for (const std::size_t index : present_) tags_[index].lose_power();
 }
 
 void Population::apply_selection(unsigned antenna, Time now, const ReaderSettings& reader)
@@ -74,8 +123,9 @@ void Population::apply_selection(unsigned antenna, Time now, const ReaderSetting
 
 void Population::apply(const Select& select, unsigned antenna, Time now, const ReaderSettings& reader)
 {
-    for (Tag& tag : tags_) {
-        if (!gives_power(tag, antenna, now)) continue;
+    for (const std::size_t index : present(now)) {
+        Tag& tag = tags_[index];
+        if (!meet(tag, antenna, now).has_power) continue;
         tag.energise(now, reader);
         tag.obey(select, now);
     }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "random.h"
+
 namespace tagwire::sim {
 
 namespace {
@@ -76,9 +78,16 @@ bool changed(bool raised, FlagChange change)
     return raised;
 }
 
+std::uint64_t number_of(const Bytes& bytes, std::uint64_t number)
+{
+    for (const std::uint8_t byte : bytes) number = scrambled(number ^ byte);
+    return number;
+}
+
 }  // namespace
 
-Tag::Tag(const TagSettings& settings) : settings_(settings)
+Tag::Tag(const TagSettings& settings)
+    : settings_(settings), chip_(number_of(settings.tid, number_of(settings.epc, 0)))
 {
     memory(Bank::reserved) = make_reserved_bank(settings);
     memory(Bank::epc) = make_epc_bank(settings);

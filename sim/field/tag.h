@@ -52,6 +52,8 @@ class Tag {
     // The EPC, banks and passwords in the settings follow the tag's memory as it shows it.
     const TagSettings& settings() const { return settings_; }
     const Bytes& epc() const { return settings_.epc; }
+    // Tells the chip from others; what is written to the tag does not change it.
+    std::uint64_t chip() const { return chip_; }
     // What the tag shows of a bank. The EPC bank begins with its checksum and the protocol control word, the
     // EPC is at bit 32.
     const Bytes& bank(Bank bank) const { return shown_[static_cast<std::size_t>(bank)]; }
@@ -101,6 +103,7 @@ class Tag {
     void copy_to_settings();
 
     TagSettings settings_;
+    std::uint64_t chip_;
     TagState state_;
     std::array<Bytes, 4> banks_;
     std::array<Bytes, 4> shown_;

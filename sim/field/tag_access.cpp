@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <set>
+#include <map>
 #include <utility>
 
 #include "device/device.h"
@@ -53,13 +53,14 @@ bool TagChoice::fits(const Tag& tag) const
     return epc.empty() || tag.epc() == epc;
 }
 
-std::optional<TagAccess> TagAccess::open(Tag& tag, const Password& password, unsigned power_dbm)
+std::optional<TagAccess> TagAccess::open(const FoundTag& found, const Password& password, unsigned power_dbm)
 {
+    const Tag& tag = found.tag;
     const bool can_write = has_power(tag, power_dbm);
     const bool right = password == tag.access_password();
-    if (password == Password{}) return TagAccess(tag, right ? Rights::secured : Rights::none, can_write);
+    if (password == Password{}) return TagAccess(found, right ? Rights::secured : Rights::none, can_write);
     if (!right) return std::nullopt;
-    return TagAccess(tag, Rights::proven, can_write);
+    return TagAccess(found, Rights::proven, can_write);
 }
 
 const Bytes& TagAccess::visible(Bank bank) const
@@ -186,21 +187,22 @@ TagAnswer kill(Tag& tag, const Password& password, unsigned power_dbm)
     return {};
 }
 
-Tag* find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits)
+std::optional<FoundTag> find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits)
 {
     Population& field = device.field();
-    std::set<std::size_t> fitting;  // their places in the field
+    std::map<std::size_t, unsigned> fitting;  // by their places in the field, the first port that hears them
     for (const unsigned antenna : device.enabled_antennas()) {
         if (!field.selection().at(antenna).empty()) field.lose_power();
         field.apply_selection(antenna, now, device.settings());
-        for (std::size_t i = 0; i < field.size(); ++i) {
-            Tag& tag = field[i];
-            if (!field.gives_power(tag, antenna, now)) continue;
-            if (takes_part(field, tag, antenna) && fits(tag)) fitting.insert(i);
+        for (const std::size_t index : field.present(now)) {
+            Tag& tag = field[index];
+            if (!field.meet(tag, antenna, now).is_heard) continue;
+            if (takes_part(field, tag, antenna) && fits(tag)) fitting.emplace(index, antenna);
         }
     }
-    if (fitting.empty()) return nullptr;
-    return &field[*std::next(fitting.begin(), device.choose(fitting.size()))];
+    if (fitting.empty()) return std::nullopt;
+    const auto& [index, port] = *std::next(fitting.begin(), device.choose(fitting.size()));
+    return FoundTag{field[index], port};
 }
 
 }  // namespace tagwire::sim

@@ -39,13 +39,20 @@ struct TagChoice {
     bool fits(const Tag& tag) const;
 };
 
+// A tag, and the antenna through which it was found.
+struct FoundTag {
+    Tag& tag;
+    unsigned port;
+};
+
 // A tag opened with a password. Zeros open it too, but give no rights unless its own password is zero.
 class TagAccess {
   public:
     // Nothing when the password is neither zero nor the tag's.
-    static std::optional<TagAccess> open(Tag& tag, const Password& password, unsigned power_dbm);
+    static std::optional<TagAccess> open(const FoundTag& found, const Password& password, unsigned power_dbm);
 
     const Tag& tag() const { return tag_; }
+    unsigned port() const { return port_; }  // through which it is accessed
     Sensor* sensor() const { return tag_.sensor(); }
 
     TagAnswer read(const Words& words) const;
@@ -67,7 +74,9 @@ class TagAccess {
         proven,  // by a password that is not zero: nothing is hidden
     };
 
-    TagAccess(Tag& tag, Rights rights, bool can_write) : tag_(tag), rights_(rights), can_write_(can_write) {}
+    TagAccess(const FoundTag& found, Rights rights, bool can_write)
+        : tag_(found.tag), port_(found.port), rights_(rights), can_write_(can_write)
+    {}
 
     const Bytes& visible(Bank bank) const;
     bool holds(const Words& words) const;
@@ -77,14 +86,15 @@ class TagAccess {
     std::size_t block_of(std::size_t word) const { return word / tag_.settings().block_words; }
 
     Tag& tag_;
+    unsigned port_;
     Rights rights_;
     bool can_write_;
 };
 
 TagAnswer kill(Tag& tag, const Password& password, unsigned power_dbm);
 
-// A tag in the field that fits, that an enabled antenna sees and that the select filter lets through: of several the
-// one that `Device::choose` tells. Null if there is none.
-Tag* find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits);
+// A tag that fits, that is heard through an enabled antenna and that the select filter lets through: of several the one
+// that `Device::choose` tells.
+std::optional<FoundTag> find_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits);
 
 }  // namespace tagwire::sim

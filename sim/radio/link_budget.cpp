@@ -12,6 +12,7 @@ using std::numbers::pi;
 
 constexpr double light_speed = 299.792458;  // metres and MHz
 constexpr double nearest = 0.1;             // metres; nearer than that fields are no waves
+constexpr double lowest_mhz = 100;
 constexpr double most_off_axis = 25;
 constexpr double dipole_gain = 2.15;
 constexpr double dipole_null = -20;
@@ -29,7 +30,7 @@ double decibel(double ratio) { return ratio > 0 ? 10 * std::log10(ratio) : no_po
 
 double free_space_loss(double metres, double mhz)
 {
-    return 20 * std::log10(4 * pi * std::max(metres, nearest) * mhz / light_speed);
+    return 20 * std::log10(4 * pi * std::max(metres, nearest) * std::max(mhz, lowest_mhz) / light_speed);
 }
 
 // Of two directions, neither of which is zero.
@@ -88,13 +89,20 @@ Vector position_at(const TagRadioSettings& tag, Time since_arrival)
     return {last.position.x + step.x, last.position.y + step.y, last.position.z + step.z};
 }
 
+double most_at_tag(const AntennaSettings& antenna, double power, double mhz, const Vector& place)
+{
+    return power + antenna.gain + dipole_gain -
+           free_space_loss(length(between(antenna.position, place)), mhz);
+}
+
 LinkBudget link_budget(const AntennaSettings& antenna, double return_loss, double power, double mhz,
                        const TagRadioSettings& tag, const Vector& place)
 {
     Vector way = between(antenna.position, place);
-    if (length(way) < 1e-6) way = antenna.facing;
+    const double metres = length(way);
+    if (metres < 1e-6) way = antenna.facing;
     const double one_way = antenna.gain - loss_off_axis(antenna, way) - antenna.cable_loss +
-                           decibel(1 - std::pow(10, -return_loss / 10)) - free_space_loss(length(way), mhz) -
+                           decibel(1 - std::pow(10, -return_loss / 10)) - free_space_loss(metres, mhz) -
                            loss_by_polarisation(antenna, tag.axis, way) + gain_of_dipole(tag.axis, way) -
                            loss_by_detuning(tag, mhz);
     const double at_tag = power + one_way;

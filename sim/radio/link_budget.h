@@ -21,6 +21,9 @@ struct LinkBudget {
 
 Vector position_at(const TagRadioSettings& tag, Time since_arrival);
 
+// No tag at that place gets more, however it is turned.
+double most_at_tag(const AntennaSettings& antenna, double power, double mhz, const Vector& place);
+
 // `return_loss` and `power` are the antenna's at the moment, in dB and dBm.
 LinkBudget link_budget(const AntennaSettings& antenna, double return_loss, double power, double mhz,
                        const TagRadioSettings& tag, const Vector& place);

@@ -35,7 +35,7 @@ Passes::Found Passes::step(Device& device, Time now, const InventoryRule& rule)
 
 Sighting Passes::sight_heard(Device& device) const
 {
-    return sight(device, device.field()[pass_->tag()], pass_->antenna());
+    return sight(device, device.field()[pass_->tag()], pass_->antenna(), pass_->heard_at());
 }
 
 Time Passes::time_taken(const Device& device)

@@ -10,16 +10,16 @@ namespace tagwire::sim {
 namespace {
 
 constexpr Time dwell_unit = std::chrono::milliseconds(10);
+constexpr Time coherence_time = std::chrono::milliseconds(100);
 constexpr double rarest_fading = 3;  // standard deviations
 constexpr double full_scale = 256;   // of the RSSI byte
 
 }  // namespace
 
 Radio::Radio(const Scenario& scenario, const Settings& config)
-    : settings_(scenario.radio), config_(config), unset_khz_(scenario.reader.frequency_khz),
-      antennas_(scenario.antennas), usual_return_loss_(scenario.reader.return_loss),
-      has_losses_(std::any_of(scenario.tags.begin(), scenario.tags.end(),
-                              [](const TagSettings& tag) { return tag.radio.has_value(); }))
+    : settings_(scenario.radio), seed_(scenario.reader.seed), config_(config),
+      unset_khz_(scenario.reader.frequency_khz), antennas_(scenario.antennas),
+      usual_return_loss_(scenario.reader.return_loss)
 {
     antennas_.resize(scenario.reader.antennas);
 }
@@ -46,32 +46,43 @@ std::uint32_t Radio::frequency_khz(Time now) const
     return channel_khz(config_.region, static_cast<unsigned>(hops % channel_count(config_.region)));
 }
 
-Radio::Margin Radio::margin(unsigned port, const Tag& tag, Time now) const
+double Radio::fading(unsigned port, const Tag& tag, Time now) const
+{
+    const auto moment = static_cast<std::uint64_t>(now / coherence_time);
+    const std::uint64_t bits = scrambled(scrambled(scrambled(seed_ ^ tag.chip()) ^ port) ^ moment);
+    return normal_of(bits, rarest_fading) * settings_.fading;
+}
+
+std::optional<LinkBudget> Radio::budget(unsigned port, const Tag& tag, Time now, double fading) const
 {
     const TagRadioSettings& radio = *tag.settings().radio;
+    const AntennaSettings& antenna = antennas_[port - 1];
     const Vector place = position_at(radio, now - tag.settings().arrives);
-    const LinkBudget budget = link_budget(antennas_[port - 1], return_loss(port), config_.power[port - 1],
-                                          frequency_khz(now) / 1000.0, radio, place);
-    return {budget.at_tag - radio.sensitivity, budget.at_reader - settings_.sensitivity, budget.at_reader};
+    const double power = config_.power[port - 1] + fading;
+    const double mhz = frequency_khz(now) / 1000.0;
+    if (most_at_tag(antenna, power, mhz, place) < radio.sensitivity) return std::nullopt;
+    LinkBudget link = link_budget(antenna, return_loss(port), power, mhz, radio, place);
+    link.at_reader += fading;  // on the way back as well
+    return link;
 }
 
-bool Radio::reaches(unsigned port, const Tag& tag, Time now, double fading) const
+Contact Radio::contact(unsigned port, const Tag& tag, Time now, double fading) const
 {
-    if (!is_plugged(port)) return false;
-    return tag.settings().radio ? margin(port, tag, now).holds(fading) : tag.is_seen_by(port);
+    if (!is_plugged(port)) return {};
+    if (!tag.settings().radio) return {tag.is_seen_by(port), tag.is_seen_by(port)};
+    const auto link = budget(port, tag, now, fading);
+    if (!link || link->at_tag < tag.settings().radio->sensitivity) return {};
+    return {true, link->at_reader >= settings_.sensitivity};
 }
 
-bool Radio::reaches(unsigned port, const Tag& tag, Time now) const { return reaches(port, tag, now, 0.0); }
-
-bool Radio::may_reach(unsigned port, const Tag& tag, Time now) const
+Contact Radio::contact(unsigned port, const Tag& tag, Time now) const
 {
-    return reaches(port, tag, now, rarest_fading * settings_.fading);
+    return contact(port, tag, now, tag.settings().radio ? fading(port, tag, now) : 0);
 }
 
-bool Radio::powers(unsigned port, const Tag& tag, Time now, Random& random) const
+bool Radio::reaches(unsigned port, const Tag& tag, Time now) const
 {
-    if (!may_reach(port, tag, now)) return false;
-    return !tag.settings().radio || reaches(port, tag, now, random.normal(rarest_fading) * settings_.fading);
+    return contact(port, tag, now, 0).is_heard;
 }
 
 std::uint8_t Radio::rssi(unsigned port, const Tag& tag, Time now, Random& random) const
@@ -81,9 +92,9 @@ std::uint8_t Radio::rssi(unsigned port, const Tag& tag, Time now, Random& random
         return static_cast<std::uint8_t>(
             std::clamp(settings.rssi + random.around_zero(settings.rssi_noise), 0, 255));
     }
-    const double fading = 2 * random.normal(rarest_fading) * settings_.fading;
-    const double dbm = std::max(margin(port, tag, now).reply + fading, settings_.sensitivity);
-    return static_cast<std::uint8_t>(std::clamp(std::lround(full_scale + dbm), 1L, 255L));
+    const auto heard = budget(port, tag, now, fading(port, tag, now));
+    if (!heard) return 0;
+    return static_cast<std::uint8_t>(std::lround(std::clamp(full_scale + heard->at_reader, 0.0, 255.0)));
 }
 
 }  // namespace tagwire::sim

@@ -3,8 +3,12 @@
 // A tag with a place is reached when the link budget gives it what it needs at the present power, frequency and
 // state of the antenna. A tag without one is in a field without losses: it is reached by the antennas that the
 // scenario gives it, as long as these are plugged in.
+//
+// What a moment adds or takes, the fading, is one value for each tag, antenna and tenth of a second: whoever asks at
+// the same moment, be it Select, a round, an access or the RSSI, gets the same.
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "device/settings.h"
@@ -13,6 +17,12 @@
 #include "random.h"
 
 namespace tagwire::sim {
+
+// What a moment makes of an antenna and a tag.
+struct Contact {
+    bool has_power = false;  // the tag
+    bool is_heard = false;   // its reply, for which it needs power
+};
 
 class Radio {
   public:
@@ -31,32 +41,23 @@ class Radio {
 
     // On the whole: whether half of the moments or more give the tag its power and let the reader hear it.
     bool reaches(unsigned port, const Tag& tag, Time now) const;
-    // Whether some moment may.
-    bool may_reach(unsigned port, const Tag& tag, Time now) const;
-    // Whether this moment does.
-    bool powers(unsigned port, const Tag& tag, Time now, Random& random) const;
-    // The RSSI byte of a reading: 256 + dBm, of a tag without a place as the scenario has it.
+    Contact contact(unsigned port, const Tag& tag, Time now) const;
+    // The RSSI byte of a reading at that moment: 256 + dBm, of a tag without a place as the scenario has it.
     std::uint8_t rssi(unsigned port, const Tag& tag, Time now, Random& random) const;
 
   private:
-    // How much more there is than is needed, dB, and how loud the reply is.
-    struct Margin {
-        double at_tag = 0;
-        double at_reader = 0;
-        double reply = 0;
-
-        bool holds(double fading) const { return at_tag + fading >= 0 && at_reader + 2 * fading >= 0; }
-    };
-
-    Margin margin(unsigned port, const Tag& tag, Time now) const;
-    bool reaches(unsigned port, const Tag& tag, Time now, double fading) const;
+    double fading(unsigned port, const Tag& tag, Time now) const;
+    // With so much fading; nothing when not even the best of it would do.
+    std::optional<LinkBudget> budget(unsigned port, const Tag& tag, Time now, double fading) const;
+    Contact contact(unsigned port, const Tag& tag, Time now, double fading) const;
 
     RadioSettings settings_;
+    std::uint64_t seed_;
     const Settings& config_;
     std::uint32_t unset_khz_;  // while no region is set
     std::vector<AntennaSettings> antennas_;
     std::uint8_t usual_return_loss_;
-    bool has_losses_;
+    bool has_losses_ = false;
 };
 
 }  // namespace tagwire::sim

@@ -98,8 +98,9 @@ Singulation::Event Singulation::take_replies()
 bool Singulation::takes_part(std::size_t index, Time now)
 {
     Tag& tag = field_[index];
-    if (!tag.is_present(now) || !field_.gives_power(tag, antenna(), now)) return false;
-    tag.energise(now, reader_);
+    const Contact contact = field_.meet(tag, antenna(), now);
+    if (contact.has_power) tag.energise(now, reader_);
+    if (!contact.is_heard || !tag.state().replies()) return false;
     if (only_sl_ && !tag.is_selected()) return false;
     if (rule_.mask && tag.matches(*rule_.mask) == rule_.mask_excludes) return false;
     return tag.is_in_b(rule_.session) == rule_.target_b;
@@ -123,7 +124,7 @@ void Singulation::begin_round()
     next_reply_ = 0;
     replies_.clear();
     const Time now = world_time();
-    for (std::size_t i = 0; i < field_.size(); ++i) {
+    for (const std::size_t i : field_.present(now)) {
         if (takes_part(i, now)) replies_.push_back({random_.below(1U << q_), i});
     }
     std::stable_sort(replies_.begin(), replies_.end(),
@@ -133,10 +134,12 @@ void Singulation::begin_round()
 Singulation::Event Singulation::hear(std::size_t index)
 {
     Tag& tag = field_[index];
-    if (!tag.is_present(world_time())) {
+    const Time now = world_time();
+    if (!field_.meet(tag, antenna(), now).is_heard || !tag.state().replies()) {
         air_ += empty_slot_air;
         return Event::slot;
     }
+    heard_at_ = now;
     air_ += reply_air + rule_.extra_air_per_tag;
     tag.energise(world_time(), reader_);
     tag.set_flag(rule_.session, !rule_.target_b, world_time());

@@ -34,7 +34,8 @@ class Singulation {
     // Goes on by one slot, or by a run of empty ones.
     Event step();
 
-    std::size_t tag() const { return heard_; }  // of the last Event::tag
+    std::size_t tag() const { return heard_; }   // of the last Event::tag
+    Time heard_at() const { return heard_at_; }  // in the world
     unsigned antenna() const { return rule_.antennas[antenna_]; }
     unsigned rounds() const { return rounds_; }  // begun so far
     Time air_time() const { return air_; }
@@ -82,6 +83,7 @@ class Singulation {
     unsigned collisions_ = 0;
     unsigned rounds_ = 0;
     std::size_t heard_ = 0;
+    Time heard_at_{};
 };
 
 }  // namespace tagwire::sim

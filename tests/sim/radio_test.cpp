@@ -215,19 +215,244 @@ TEST(Radio, TheAntennaCheckTellsThatAnAntennaIsMissing)
     EXPECT_EQ(bench.frames.front().status(), status::antenna_missing);
     bench.command(0x01, {4, 0});  // the others are there
     EXPECT_EQ(bench.frames.front().status(), status::inventory_done);
+    bench.command(0x0F);
+    EXPECT_EQ(bench.frames.front().status(), status::no_tag);
+    bench.command(0x1C, {0, 1, 1, 1, 0xFF, 0, 0xFF, 0, 0, 1});
+    ASSERT_THAT(bench.frames, SizeIs(2));  // of the antenna that is missing, and the last
+    EXPECT_EQ(bench.frames.front().status(), status::antenna_missing);
+    EXPECT_EQ(bench.frames.back().status(), status::inventory_done);
+    bench.device.set_antenna(2, false);
+    bench.command(0x0F);
+    EXPECT_EQ(bench.frames.front().status(), status::antenna_missing);
     bench.command(0x66, {0});
     bench.command(0x01, {4, 0, 0, 0x80, 1});
     EXPECT_EQ(bench.frames.front().status(), status::inventory_done);
 }
 
+// The share of moments whose fading, of so many dB, makes up for so many dB.
+double share_of_moments(double missing, double fading)
+{
+    return std::erfc(missing / fading / std::sqrt(2)) / 2;
+}
+
+// Another fading every time.
+constexpr Time moment = milliseconds(100);
+
 TEST(Radio, ATagAtTheEdgeIsReadNowAndThen)
 {
-    // Three decibels too far: more than half of the moments are too weak, but not all.
-    Bench bench(tag_at(20, 3));
-    int read = 0;
-    for (int i = 0; i < 400; ++i) read += inventoried(bench).empty() ? 0 : 1;
-    EXPECT_GT(read, 10);
-    EXPECT_LT(read, 390);
+    constexpr unsigned moments = 400;
+    constexpr double fading = 3;
+    const Scenario scenario = tag_at(20, fading);
+    const TagRadioSettings& tag = *scenario.tags.front().radio;
+    const double missing =
+        tag.sensitivity - link_budget({}, 20, 30, 866.7, tag, tag.path.front().position).at_tag;
+    const double expected = moments * share_of_moments(missing, fading);
+    Bench bench(scenario);
+    unsigned read = 0;
+    for (unsigned i = 0; i < moments; ++i) {
+        const bool now = !inventoried(bench).empty();
+        EXPECT_EQ(!inventoried(bench).empty(), now);  // of one moment all is one
+        bench.command(0x02, {1, 0xE2, 0x00, 1, 0, 1, 0, 0, 0, 0});
+        EXPECT_EQ(bench.frames.front().status(), now ? status::success : status::no_tag);
+        read += now ? 1 : 0;
+        bench.pass(moment);
+    }
+    // Five standard deviations; the sum of twelve is not quite normal.
+    EXPECT_NEAR(read, expected, 5 * std::sqrt(expected * (1 - expected / moments)) + moments * 0.01);
+}
+
+TEST(Radio, MomentsDifferByTagAntennaAndSeed)
+{
+    Scenario scenario = tag_at(18, 3);
+    scenario.reader.antennas = 2;
+    scenario.tags.push_back(scenario.tags.front());
+    scenario.tags.back().epc = {0xE2, 0x01};
+    Scenario other = scenario;
+    other.reader.seed = 2;
+    const Bench bench(scenario);
+    const Bench other_bench(other);
+    const auto moments = [](const Bench& of, unsigned port, std::size_t tag) {
+        std::vector<bool> powered;
+        for (int i = 0; i < 100; ++i) {
+            powered.push_back(of.device.radio().contact(port, of.device.field()[tag], i * moment).has_power);
+        }
+        return powered;
+    };
+    const std::set<std::vector<bool>> all{moments(bench, 1, 0), moments(bench, 2, 0), moments(bench, 1, 1),
+                                          moments(other_bench, 1, 0)};
+    EXPECT_THAT(all, SizeIs(4));
+}
+
+TEST(Radio, RssiIsNeverBelowWhatTheMomentNeeded)
+{
+    // The way back costs as much as the way there: -18 dBm at the tag are -18 - 5 - 48 dBm at the reader.
+    Scenario weak = tag_at(20, 3);
+    Scenario deaf = tag_at(5, 3);
+    deaf.radio.sensitivity = -50;
+    for (const auto& [scenario, least] : {std::pair{weak, 256 - 71}, {deaf, 256 - 50}}) {
+        Bench bench(scenario);
+        std::set<int> seen;
+        for (int i = 0; i < 400; ++i) {
+            if (!inventoried(bench).empty()) seen.insert(rssi(bench));
+            bench.pass(moment);
+        }
+        ASSERT_GT(seen.size(), 3U);
+        EXPECT_GE(*seen.begin(), least);
+        EXPECT_LE(*seen.begin(), least + 2);
+    }
+}
+
+TEST(Radio, ATagWithPowerMayGoUnheard)
+{
+    Scenario scenario = tag_at(5);
+    scenario.radio.sensitivity = -50;
+    Bench bench(scenario);
+    EXPECT_THAT(inventoried(bench), IsEmpty());  // its reply comes with -52 dBm
+    Population& field = bench.device.field();
+    Tag& tag = field[0];
+    tag.set_flag(0, true, {});
+    EXPECT_TRUE(field.meet(tag, 1, {}).has_power);
+    EXPECT_FALSE(field.meet(tag, 1, {}).is_heard);
+    EXPECT_TRUE(tag.is_in_b(0));
+    // It hears Select, which takes the time without power from its flag of session 2.
+    tag.set_flag(2, true, {});
+    for (const Time now : {seconds(4), seconds(8), seconds(12)}) {
+        Select select;
+        select.target = Select::sl_target;
+        field.apply(select, 1, now, bench.device.settings());
+        EXPECT_TRUE(tag.is_selected());
+        EXPECT_TRUE(tag.is_in_b(2));
+    }
+    bench.command(0x2F, {15});
+    EXPECT_FALSE(field.meet(tag, 1, seconds(12)).has_power);
+    EXPECT_FALSE(tag.is_in_b(0));
+}
+
+TEST(Radio, TheEdgeOfOneAntennaLeavesTimeForTheOthers)
+{
+    Scenario scenario = tag_at(19, 3);
+    scenario.reader.antennas = 2;
+    scenario.reader.air_time = 1;
+    scenario.reader.report_rate = 1000;
+    scenario.antennas.resize(2);
+    scenario.antennas.back().position = {0, 5000, 0};
+    for (std::uint8_t i = 1; i < 20; ++i) {
+        scenario.tags.push_back(scenario.tags.front());
+        scenario.tags.back().epc = {0xE2, i};
+    }
+    scenario.tags.push_back(scenario.tags.front());
+    scenario.tags.back().epc = {0xE3, 0x00};
+    scenario.tags.back().radio->path.front().position = {0, 5001, 0};
+    Bench bench(scenario);
+    bench.command(0x50, {0});
+    bench.pass(seconds(20));
+    unsigned first = 0;
+    unsigned second = 0;
+    for (const Frame& frame : bench.frames) {
+        if (frame.kind == FrameKind::report) ++(frame.bytes.at(4) == 1 ? first : second);
+    }
+    EXPECT_GT(first, 500U);
+    EXPECT_GT(second, 100U);
+    bench.command(0x51);
+    for (int i = 0; i < 10; ++i) {
+        bench.command(0x01, {4, 0});
+        bench.pass(seconds(2));
+        EXPECT_EQ(bench.frames.back().status(), status::inventory_done);
+    }
+}
+
+TEST(Radio, ATagOutOfReachInMidRoundIsNotHeard)
+{
+    Bench bench(tag_at(1));
+    InventoryRule rule;
+    rule.antennas = {1};
+    Singulation round(bench.device.field(), bench.device.settings(), bench.device.random(), rule, {}, 0);
+    round.step();
+    ASSERT_EQ(round.rounds(), 1U);
+    bench.device.set_antenna(1, false);
+    auto event = Singulation::Event::slot;
+    while (event == Singulation::Event::slot) event = round.step();
+    EXPECT_EQ(event, Singulation::Event::all_done);
+}
+
+TEST(Radio, ATagIsAccessedThroughTheAntennaThatHearsIt)
+{
+    Scenario scenario = tag_at(18, 3);
+    scenario.reader.antennas = 2;
+    Bench bench(scenario);
+    const Tag& tag = bench.device.field()[0];
+    std::set<unsigned> ports;
+    for (int i = 0; i < 100; ++i) {
+        const auto is_heard = [&](unsigned port) {
+            return bench.device.radio().contact(port, tag, bench.now).is_heard;
+        };
+        bench.command(0x80, {1, 0xE2, 0x00});
+        const unsigned expected = is_heard(1) ? 1 : is_heard(2) ? 2 : 0;
+        const Frame& frame = bench.frames.front();
+        EXPECT_EQ(frame.status() == status::success ? frame.bytes.at(4) : 0, expected);
+        ports.insert(expected);
+        bench.pass(moment);
+    }
+    EXPECT_THAT(ports, SizeIs(3));
+}
+
+TEST(Radio, NearnessHasABound)
+{
+    Bench touching(tag_at(0));
+    Bench near(tag_at(0.05));
+    Bench farther(tag_at(0.1));
+    EXPECT_EQ(rssi(near), 255);
+    for (Bench* const bench : {&touching, &near, &farther}) bench->command(0x2F, {10});
+    const int loudest = rssi(farther);
+    EXPECT_EQ(loudest, 256 - 24 + 20);  // 20 dB less power, 20 dB each way more than at a metre
+    EXPECT_EQ(rssi(near), loudest);
+    EXPECT_EQ(rssi(touching), loudest);
+}
+
+TEST(Radio, NoFrequencyReachesForEver)
+{
+    Scenario scenario = tag_at(9000);
+    scenario.reader.frequency_khz = 0;
+    scenario.tags.front().radio->tuned_mhz = 100;
+    Bench bench(scenario);
+    EXPECT_THAT(inventoried(bench), IsEmpty());
+    Scenario near = tag_at(1);
+    near.reader.frequency_khz = 0;
+    Bench loud(near);
+    EXPECT_THAT(inventoried(loud), SizeIs(1));
+}
+
+TEST(Radio, OnlyThoseWhoAreThereAreAskedAfter)
+{
+    Scenario scenario = tag_at(1);
+    TagSettings tag = scenario.tags.front();
+    tag.arrives = seconds(1);
+    tag.departs = seconds(2);
+    tag.epc = {0xE2, 0x01};
+    scenario.tags.insert(scenario.tags.begin(), tag);
+    Bench bench(scenario);
+    Population& field = bench.device.field();
+    const std::vector<std::size_t> other{1};
+    const std::vector<std::size_t> both{0, 1};
+    EXPECT_EQ(field.present(seconds(0)), other);
+    EXPECT_EQ(field.present(seconds(1)), both);
+    EXPECT_EQ(field.present(seconds(3)), other);
+    EXPECT_EQ(field.present(milliseconds(1500)), both);  // looked back
+    EXPECT_EQ(field.present(seconds(3)), other);
+    TagState dead = field[1].state();
+    dead.killed = true;
+    field[1].set_state(dead);
+    EXPECT_THAT(field.present(seconds(4)), IsEmpty());
+}
+
+TEST(Radio, AnUnpluggedAntennaStaysSo)
+{
+    Bench bench(tag_at(1));
+    bench.device.set_antenna(1, false);
+    bench.device.restart();
+    EXPECT_THAT(inventoried(bench), IsEmpty());
+    bench.device.restore_factory();
+    EXPECT_THAT(inventoried(bench), IsEmpty());
 }
 
 TEST(Radio, ATagThatPassesByRisesAndFalls)
@@ -260,6 +485,12 @@ TEST(Radio, ReadingTakesItsTimeWhereTagsHavePlaces)
     bench.command(0x50, {0});
     bench.pass(seconds(1));
     // A pass that finds one tag among 16 slots takes 3 ms and more.
+    EXPECT_GT(bench.frames.size(), 20U);
+    EXPECT_LT(bench.frames.size(), 334U);
+    bench.command(0x51);
+    bench.command(0x76, {1});  // the active mode
+    bench.frames.clear();
+    bench.pass(seconds(1));
     EXPECT_GT(bench.frames.size(), 20U);
     EXPECT_LT(bench.frames.size(), 334U);
 }
@@ -297,9 +528,8 @@ TEST(Radio, SlotsWithOneTagAreAsManyAsChanceGives)
 // -- conveyors
 
 struct Ride {
-    std::size_t read = 0;
+    std::set<std::string> read;  // EPCs
     std::size_t tags = 0;
-    bool operator==(const Ride&) const = default;
 };
 
 Ride ride(const std::string& speed, const std::string& more = "")
@@ -322,7 +552,7 @@ Ride ride(const std::string& speed, const std::string& more = "")
         if (frame.kind != FrameKind::report) continue;
         read.insert(to_hex(Bytes(frame.bytes.begin() + 6, frame.bytes.begin() + 18)));
     }
-    return {read.size(), bench.device.field().size()};
+    return {read, bench.device.field().size()};
 }
 
 TEST(Conveyor, TheFasterItRunsTheFewerTagsAreRead)
@@ -331,11 +561,11 @@ TEST(Conveyor, TheFasterItRunsTheFewerTagsAreRead)
     const Ride quick = ride("20");
     const Ride racing = ride("40");
     EXPECT_EQ(slow.tags, 500U);
-    EXPECT_GT(slow.read, quick.read);
-    EXPECT_GT(quick.read, racing.read);
-    EXPECT_GT(racing.read, 0U);
-    EXPECT_EQ(ride("40"), racing);  // chance is seeded
-    EXPECT_NE(ride("40", "seed = 2\n"), racing);
+    EXPECT_GT(slow.read.size(), quick.read.size());
+    EXPECT_GT(quick.read.size(), racing.read.size());
+    EXPECT_GT(racing.read.size(), 0U);
+    EXPECT_EQ(ride("40").read, racing.read);  // chance is seeded
+    EXPECT_NE(ride("40", "seed = 2\n").read, racing.read);
 }
 
 TEST(Conveyor, PutsTagsOnTheBeltOneAfterTheOther)
@@ -354,8 +584,9 @@ to = [4, 1, 0]
 pattern = [[0, 0, 0], [0.5, 0, 0.25]]
 tuned_mhz = 915
 )");
-    ASSERT_THAT(scenario.tags, SizeIs(6));
-    const TagSettings& last = scenario.tags.back();
+    const std::vector<TagSettings>& tags = scenario.tags;
+    ASSERT_THAT(tags, SizeIs(6));
+    const TagSettings& last = tags.back();
     EXPECT_EQ(to_hex(last.epc), "E2000000000C");
     EXPECT_EQ(to_hex(last.tid), "E2800000000C");
     EXPECT_EQ(last.arrives, seconds(11));
@@ -369,11 +600,11 @@ TEST(Conveyor, MayArriveByChance)
     const auto scenario =
         Scenario::from_text("[[conveyor]]\nepc = \"E200\"\ncount = 2000\nspeed = 1\nrate = 20\n"
                             "from = [0, 0, 0]\nto = [1, 0, 0]\n");
-    const Time last = scenario.tags.back().arrives;
+    const std::vector<TagSettings>& tags = scenario.tags;
+    const Time last = tags.back().arrives;
     EXPECT_NEAR(static_cast<double>(last.count()) / 1e9, 100, 12);  // five standard deviations
     std::set<Time> gaps;
-    for (std::size_t i = 1; i < scenario.tags.size(); ++i)
-        gaps.insert(scenario.tags[i].arrives - scenario.tags[i - 1].arrives);
+    for (std::size_t i = 1; i < tags.size(); ++i) gaps.insert(tags[i].arrives - tags[i - 1].arrives);
     EXPECT_GT(gaps.size(), 1900U);
 }
 

@@ -56,7 +56,7 @@ class FastSwitchJob : public Job {
     {
         while (resume_ <= now) {
             if (cycle_ == request_.cycles) return finish();
-            if (port() > device_.settings().antennas) {
+            if (!has_antennas(device_, {port()})) {
                 frames_.note(status::antenna_missing, port());
                 next_stay(resume_);
                 continue;
@@ -84,7 +84,8 @@ class FastSwitchJob : public Job {
         resume_ = pass_->world_time();
         const Time air = past_air_ + pass_->air_time();
         if (event == Event::tag) {
-            const Sighting sighting = sight(device_, device_.field()[pass_->tag()], port());
+            const Sighting sighting =
+                sight(device_, device_.field()[pass_->tag()], port(), pass_->heard_at());
             frames_.add(sighting.heard(), describe_epc(sighting), air);
         }
         frames_.age(air);
@@ -244,7 +245,9 @@ void fast_switch_inventory(Device& device, const Call& call)
 void single_tag_inventory(Device& device, const Call& call)
 {
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
-    device.begin(std::make_unique<SingleTagJob>(device, call, own_rule(device)), call.now);
+    const InventoryRule rule = own_rule(device);
+    if (!has_antennas(device, rule.antennas)) return device.answer(call, status::antenna_missing);
+    device.begin(std::make_unique<SingleTagJob>(device, call, rule), call.now);
 }
 
 }  // namespace

@@ -71,7 +71,8 @@ bool SingulationJob::advance(Time now)
 
 Sighting SingulationJob::sight_heard()
 {
-    return sight(device_, device_.field()[singulation_.tag()], singulation_.antenna());
+    return sight(device_, device_.field()[singulation_.tag()], singulation_.antenna(),
+                 singulation_.heard_at());
 }
 
 void SingulationJob::answer(std::uint8_t status, const Bytes& data, std::vector<Heard> heard)

@@ -70,9 +70,9 @@ void set_carrier_time(Device& device, const Call& call)
     device.answer(call, status::success, {time});
 }
 
-Bytes describe_identity(Device& device, const Tag& tag)
+Bytes describe_identity(Device& device, const Tag& tag, unsigned port, Time now)
 {
-    const Sighting sighting = sight(device, tag, device.antenna_that_sees(tag));
+    const Sighting sighting = sight(device, tag, port, now);
     const auto key = tag.sensor() ? tag.sensor()->settings().key_index : std::array<std::uint8_t, 2>{};
     Bytes tid = tag.bank(Bank::tid);
     tid.resize(told_tid);
@@ -87,10 +87,11 @@ void identify_tag(Device& device, const Call& call)
 {
     const auto request = parse_named_request(call.data(), 0);
     if (!request) return device.answer(call, status::bad_parameter);
-    act_on_tag(device, call, is_meant(request->tag),
-               {{}, [&device](TagAccess& access) {
-                    return TagAnswer{status::success, describe_identity(device, access.tag())};
-                }});
+    act_on_tag(
+        device, call, is_meant(request->tag),
+        {{}, [&device, now = call.now](TagAccess& access) {
+             return TagAnswer{status::success, describe_identity(device, access.tag(), access.port(), now)};
+         }});
 }
 
 std::uint8_t any_byte(Device& device) { return static_cast<std::uint8_t>(device.random().below(256)); }

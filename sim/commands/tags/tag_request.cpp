@@ -43,9 +43,9 @@ void answer(Device& device, const Call& call, const TagAnswer& answer)
 TagAnswer try_on_tag(Device& device, Time now, const std::function<bool(const Tag&)>& fits,
                      const TagAction& action)
 {
-    Tag* const tag = find_tag(device, now, fits);
-    if (!tag) return {status::no_tag};
-    auto access = TagAccess::open(*tag, action.password, device.writing_power(*tag));
+    const auto found = find_tag(device, now, fits);
+    if (!found) return {status::no_tag};
+    auto access = TagAccess::open(*found, action.password, device.writing_power(found->port));
     if (!access) return {status::wrong_password};
     return action.act(*access);
 }

@@ -49,10 +49,10 @@ void kill_tag(Device& device, const Call& call)
 {
     const auto request = parse_tag_request(call.data(), 0, password_size);
     if (!request) return device.answer(call, status::bad_parameter);
-    Tag* const tag = find_tag(device, call.now, is_meant(request->tag));
-    if (!tag) return device.answer(call, status::no_tag);
+    const auto found = find_tag(device, call.now, is_meant(request->tag));
+    if (!found) return device.answer(call, status::no_tag);
     const auto password = Fields(request->own, 0).fixed<password_size>();
-    answer(device, call, kill(*tag, password, device.writing_power(*tag)));
+    answer(device, call, kill(found->tag, password, device.writing_power(found->port)));
 }
 
 TagAction protect_reading(const Password& password, bool protect)
@@ -77,9 +77,9 @@ template <bool protect> void set_privacy_of_any(Device& device, const Call& call
 void check_privacy(Device& device, const Call& call)
 {
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
-    const Tag* const tag = find_tag(device, call.now, replies);
-    if (!tag) return device.answer(call, status::no_tag);
-    device.answer(call, status::success, {std::uint8_t{tag->state().read_protected}});
+    const auto found = find_tag(device, call.now, replies);
+    if (!found) return device.answer(call, status::no_tag);
+    device.answer(call, status::success, {std::uint8_t{found->tag.state().read_protected}});
 }
 
 std::optional<TagAction> prepare_eas(Fields& own)
@@ -96,11 +96,11 @@ void ask_for_eas_alarm(Device& device, const Call& call)
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
     Population& field = device.field();
     const auto antennas = device.enabled_antennas();
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        Tag& tag = field[i];
-        const auto powers = [&](unsigned antenna) { return field.gives_power(tag, antenna, call.now); };
-        if (tag.state().eas && tag.is_present(call.now) &&
-            std::any_of(antennas.begin(), antennas.end(), powers)) {
+    for (const std::size_t index : field.present(call.now)) {
+        Tag& tag = field[index];
+        const auto hears = [&](unsigned antenna) { return field.meet(tag, antenna, call.now).is_heard; };
+        if (tag.state().eas && tag.state().replies() &&
+            std::any_of(antennas.begin(), antennas.end(), hears)) {
             return device.answer(call, status::success);
         }
     }
