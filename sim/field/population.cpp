@@ -15,8 +15,9 @@ constexpr Time disorder = std::chrono::milliseconds(100);
 
 Population::Population(const Scenario& scenario, const Settings& config) : radio_(scenario, config)
 {
-    tags_.reserve(scenario.tags.size());
-    for (const TagSettings& tag : scenario.tags) {
+    const std::vector<TagSettings> tags = scenario.all_tags();
+    tags_.reserve(tags.size());
+    for (const TagSettings& tag : tags) {
         radio_.note_new(tag);
         tags_.emplace_back(tag);
     }

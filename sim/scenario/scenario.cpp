@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "device/settings.h"
+#include "scenario/scenario_conveyor.h"
 #include "scenario/scenario_events.h"
 #include "scenario/scenario_other_tags.h"
 #include "scenario/scenario_radio.h"
@@ -334,7 +335,8 @@ void Scenario::check(const std::string& source) const
                 "the reader has no antenna port " + std::to_string(port));
     }
     std::set<Bytes> epcs;
-    for (const TagSettings& tag : tags) {
+    check_conveyors(*this, source);
+    for (const TagSettings& tag : all_tags()) {
         require(tag.epc.size() % 2 == 0 && tag.epc.size() <= longest_epc, "an epc is 0 to 31 whole words");
         require(tag.tid.size() % 2 == 0 && tag.user.size() % 2 == 0, "a bank is a number of whole words");
         require(tag.public_epc.size() % 2 == 0 && tag.public_epc.size() <= longest_epc,

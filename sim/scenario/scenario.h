@@ -62,6 +62,21 @@ struct TagSettings {
     std::optional<SensorSettings> sensor;
 };
 
+// Items with tags on them that come along a straight belt, one after the other.
+struct ConveyorSettings {
+    TagSettings tag;  // what they have in common; EPC and TID get a serial, place and stay are the belt's
+    unsigned count = 1;
+    std::uint32_t first_serial = 1;
+    Vector from;  // the zone in which they are in the world
+    Vector to{1, 0, 0};
+    double speed = 1;                 // metres a second
+    double spacing = 1;               // metres
+    std::optional<double> rate;       // instead: items a second that come by chance
+    double starts = 0;                // seconds until the first
+    std::vector<Vector> pattern{{}};  // places on an item, a tag on each
+    bool any_axis = false;            // every tag has a direction of its own, by chance
+};
+
 enum class AntennaByte {
     mask,    // port 1 is 0x01, port 2 is 0x02, port 3 is 0x04 ...
     number,  // port 1 is 0x01, port 2 is 0x02, port 3 is 0x03 ...
@@ -114,6 +129,7 @@ struct Scenario {
     RadioSettings radio;
     std::vector<AntennaSettings> antennas;  // by port; those that are missing are as usual
     std::vector<TagSettings> tags;
+    std::vector<ConveyorSettings> conveyors;
     std::vector<Tag6bSettings> tags_6b;
     std::vector<TagGbSettings> tags_gb;
     std::vector<TagGbSettings> tags_jb;
@@ -123,6 +139,9 @@ struct Scenario {
     // Both throw ScenarioError and load nothing when anything is wrong.
     static Scenario from_file(const std::string& path);
     static Scenario from_text(const std::string& text, const std::string& source = "scenario");
+
+    // With those that come on conveyors; the reader's seed decides what is left to chance there.
+    std::vector<TagSettings> all_tags() const;
 
     // Throws ScenarioError when the settings contradict each other.
     void check(const std::string& source = "scenario") const;

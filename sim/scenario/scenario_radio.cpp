@@ -1,19 +1,69 @@
 #include "scenario/scenario_radio.h"
 
+#include <algorithm>
 #include <cmath>
-
-#include "random.h"
 
 namespace tagwire::sim {
 
 namespace {
 
-constexpr std::size_t longest_id = 62;  // with the serial
-constexpr double farthest = 10000;      // metres
-constexpr std::uint64_t conveyor_seed = 0x9E3779B97F4A7C15;
+constexpr double shortest_direction = 1e-6;
 
-Vector read_vector(const Section& section, const toml::node& node, std::string_view key,
-                   std::size_t first = 0)
+// Calls `visit(key, number, range)` for all numbers of one of these.
+template <typename Visit> void visit_numbers(RadioSettings& radio, const Visit& visit)
+{
+    visit("fading", radio.fading, Range{0, 20});
+    visit("sensitivity", radio.sensitivity, Range{-120, 0});
+}
+
+template <typename Visit> void visit_numbers(AntennaSettings& antenna, const Visit& visit)
+{
+    visit("cable_loss", antenna.cable_loss, Range{0, 60});
+    visit("gain", antenna.gain, Range{-30, 30});
+    visit("beam_width", antenna.beam_width, Range{1, 360});
+}
+
+template <typename Visit> void visit_numbers(TagRadioSettings& tag, const Visit& visit)
+{
+    visit("sensitivity", tag.sensitivity, Range{-60, 30});
+    visit("tuned_mhz", tag.tuned_mhz, Range{100, 10000});
+    visit("bandwidth_mhz", tag.bandwidth_mhz, Range{1, 10000});
+}
+
+template <typename Settings> void read_numbers(Section& section, Settings& settings)
+{
+    visit_numbers(settings, [&section](const char* key, double& value, const Range& range) {
+        section.read_number(key, value, range.lowest, range.highest);
+    });
+}
+
+bool is_in_order(const std::vector<Waypoint>& path)
+{
+    const auto is_late = [](const Waypoint& a, const Waypoint& b) { return b.at <= a.at; };
+    return path.front().at >= Time{} && std::adjacent_find(path.begin(), path.end(), is_late) == path.end();
+}
+
+}  // namespace
+
+bool is_place(const Vector& place)
+{
+    const auto is_near = [](double metres) { return std::abs(metres) <= farthest; };
+    return is_near(place.x) && is_near(place.y) && is_near(place.z);
+}
+
+bool is_direction(const Vector& direction)
+{
+    return is_place(direction) && std::hypot(direction.x, direction.y, direction.z) >= shortest_direction;
+}
+
+std::string Range::problem(std::string_view key) const
+{
+    std::ostringstream problem;
+    problem << key << " must be a number from " << lowest << " to " << highest;
+    return problem.str();
+}
+
+Vector read_vector(const Section& section, const toml::node& node, std::string_view key, std::size_t first)
 {
     const toml::array* list = node.as_array();
     double numbers[3] = {};
@@ -41,16 +91,18 @@ void read_vector(Section& section, std::string_view key, Vector& vector)
 void read_direction(Section& section, std::string_view key, Vector& direction)
 {
     read_vector(section, key, direction);
-    if (direction == Vector{}) section.fail(*section.find(key), std::string(key) + " is no direction");
+    if (!is_direction(direction)) section.fail(*section.find(key), std::string(key) + " is no direction");
 }
+
+void read_reception(Section& section, TagRadioSettings& radio) { read_numbers(section, radio); }
+
+namespace {
 
 void read_antenna(Section& section, AntennaSettings& antenna)
 {
     section.read_flag("plugged", antenna.plugged);
     if (section.find("return_loss")) section.read_integer("return_loss", antenna.return_loss.emplace());
-    section.read_number("cable_loss", antenna.cable_loss, 0, 60);
-    section.read_number("gain", antenna.gain, -30, 30);
-    section.read_number("beam_width", antenna.beam_width, 1, 360);
+    read_numbers(section, antenna);
     if (const toml::node* node = section.find("polarisation")) {
         const std::string text = node->value_or(std::string());
         if (text != "circular" && text != "linear")
@@ -86,124 +138,11 @@ std::vector<Waypoint> read_path(const Section& section, const toml::node& node)
     return path;
 }
 
-void read_reception(Section& section, TagRadioSettings& radio)
-{
-    section.read_number("sensitivity", radio.sensitivity, -60, 30);
-    section.read_number("tuned_mhz", radio.tuned_mhz, 100, 10000);
-    section.read_number("bandwidth_mhz", radio.bandwidth_mhz, 1, 10000);
-}
-
-struct Conveyor {
-    TagSettings tag;
-    unsigned count = 0;
-    std::uint32_t first_serial = 1;
-    Vector from;
-    Vector to;
-    double speed = 0;
-    double spacing = 1;
-    std::optional<double> rate;
-    Time starts{};
-    std::vector<Vector> pattern{{}};
-    bool any_axis = false;
-};
-
-void read_pattern(Section& section, std::vector<Vector>& pattern)
-{
-    const toml::node* node = section.find("pattern");
-    if (!node) return;
-    const toml::array* list = node->as_array();
-    if (!list || list->empty())
-        section.fail(*node, "pattern must be a list of places on the item, such as [[0, 0, 0], [0.2, 0, 0]]");
-    pattern.clear();
-    for (const toml::node& item : *list)
-        pattern.push_back(read_vector(section, item, "the places of a pattern"));
-}
-
-void read_axis(Section& section, Conveyor& conveyor)
-{
-    const toml::node* node = section.find("axis");
-    conveyor.any_axis = node && node->value_or(std::string()) == "any";
-    if (!conveyor.any_axis) read_direction(section, "axis", conveyor.tag.radio->axis);
-}
-
-Conveyor read_conveyor(Section& section)
-{
-    Conveyor conveyor;
-    conveyor.tag.radio.emplace();
-    for (const char* const key : {"epc", "count", "from", "to", "speed"}) {
-        if (!section.find(key)) section.fail(std::string("a conveyor needs the key ") + key);
-    }
-    section.read_hex("epc", conveyor.tag.epc);
-    section.read_hex("tid", conveyor.tag.tid);
-    for (const char* const key : {"epc", "tid"}) {
-        const std::size_t size = (key[0] == 'e' ? conveyor.tag.epc : conveyor.tag.tid).size();
-        if (size % 2 != 0 || size + serial_size > longest_id)
-            section.fail(*section.find(key),
-                         std::string(key) + " must be whole words, 29 at most: two are the serial");
-    }
-    section.read_integer("first_serial", conveyor.first_serial);
-    section.read_integer("count", conveyor.count, 1, most_tags);
-    read_vector(section, "from", conveyor.from);
-    read_vector(section, "to", conveyor.to);
-    if (conveyor.from == conveyor.to) section.fail(*section.find("to"), "a conveyor ends where it begins");
-    section.read_number("speed", conveyor.speed, 0.001, 1000);
-    section.read_number("spacing", conveyor.spacing, 0, farthest);
-    if (section.find("rate")) section.read_number("rate", conveyor.rate.emplace(), 0.001, 1e6);
-    section.read_seconds("starts", conveyor.starts);
-    read_pattern(section, conveyor.pattern);
-    read_axis(section, conveyor);
-    read_reception(section, *conveyor.tag.radio);
-    section.refuse_unknown_keys("[[conveyor]]");
-    return conveyor;
-}
-
-Vector operator+(const Vector& a, const Vector& b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
-
-// Even over all directions: a point of the cube that lies in the ball.
-Vector any_direction(Random& random)
-{
-    while (true) {
-        const Vector way{2 * random.share() - 1, 2 * random.share() - 1, 2 * random.share() - 1};
-        const double square = way.x * way.x + way.y * way.y + way.z * way.z;
-        if (square > 0.01 && square <= 1) return way;
-    }
-}
-
-double next_arrival(const Conveyor& conveyor, Random& random)
-{
-    return conveyor.rate ? -std::log(1 - random.share()) / *conveyor.rate : conveyor.spacing / conveyor.speed;
-}
-
-void load(const Conveyor& conveyor, Random& random, std::vector<TagSettings>& tags)
-{
-    const Vector way{conveyor.to.x - conveyor.from.x, conveyor.to.y - conveyor.from.y,
-                     conveyor.to.z - conveyor.from.z};
-    const Time ride = seconds_to_time(std::hypot(way.x, way.y, way.z) / conveyor.speed);
-    double arrives = 0;
-    std::uint32_t serial = conveyor.first_serial;
-    for (unsigned item = 0; item < conveyor.count; ++item) {
-        for (const Vector& place : conveyor.pattern) {
-            TagSettings& tag = tags.emplace_back(conveyor.tag);
-            append_serial(tag.epc, serial);
-            if (!tag.tid.empty()) append_serial(tag.tid, serial);
-            ++serial;
-            tag.arrives = conveyor.starts + seconds_to_time(arrives);
-            tag.departs = tag.arrives + ride;
-            tag.radio->path = {{Time{}, conveyor.from + place}, {ride, conveyor.to + place}};
-            if (conveyor.any_axis) tag.radio->axis = any_direction(random);
-        }
-        arrives += next_arrival(conveyor, random);
-    }
-}
-
 }  // namespace
 
 void read_radio(Section& top, Scenario& scenario)
 {
-    top.read_table("radio", [&](Section& section) {
-        section.read_number("fading", scenario.radio.fading, 0, 20);
-        section.read_number("sensitivity", scenario.radio.sensitivity, -120, 0);
-    });
+    top.read_table("radio", [&](Section& section) { read_numbers(section, scenario.radio); });
     scenario.antennas.resize(scenario.reader.antennas);
     top.read_numbered_tables("antenna", scenario.reader.antennas, [&](Section& section, unsigned port) {
         read_antenna(section, scenario.antennas[port - 1]);
@@ -230,25 +169,39 @@ void read_tag_radio(Section& tag, std::optional<TagRadioSettings>& radio)
     }
 }
 
-void read_conveyors(Section& top, Scenario& scenario)
-{
-    Random random(scenario.reader.seed ^ conveyor_seed);
-    top.read_tables("conveyor", [&](Section& section) {
-        const Conveyor conveyor = read_conveyor(section);
-        if (scenario.tags.size() + std::size_t{conveyor.count} * conveyor.pattern.size() > most_tags)
-            section.fail("more than 100000 tags");
-        load(conveyor, random, scenario.tags);
-    });
-}
-
 void check_radio(const Scenario& scenario, const std::string& source)
 {
-    if (scenario.antennas.size() > scenario.reader.antennas)
-        throw ScenarioError(source, 0, "more antennas than the reader has ports");
-    for (const TagSettings& tag : scenario.tags) {
-        if (tag.radio && tag.radio->path.empty())
-            throw ScenarioError(source, 0, "a tag's path has no waypoint");
+    const auto require = [&source](bool good, const std::string& problem) {
+        if (!good) throw ScenarioError(source, 0, problem);
+    };
+    const auto require_range = [&](const char* key, double value, const Range& range) {
+        require(range.holds(value), range.problem(key));
+    };
+    RadioSettings radio = scenario.radio;
+    visit_numbers(radio, require_range);
+    require(scenario.antennas.size() <= scenario.reader.antennas, "more antennas than the reader has ports");
+    for (AntennaSettings antenna : scenario.antennas) {
+        visit_numbers(antenna, require_range);
+        require(is_place(antenna.position), "an antenna's position is no place");
+        require(is_direction(antenna.upright) && is_direction(antenna.facing),
+                "an antenna's upright or facing is no direction");
     }
+    for (const TagSettings& tag : scenario.tags) {
+        if (!tag.radio) continue;
+        require(!tag.radio->path.empty(), "a tag's path has no waypoint");
+        require(is_in_order(tag.radio->path), "every waypoint of a path is later than the one before");
+        for (const Waypoint& point : tag.radio->path)
+            require(is_place(point.position), "a waypoint is no place");
+        check_reception(*tag.radio, source);
+    }
+}
+
+void check_reception(TagRadioSettings radio, const std::string& source)
+{
+    visit_numbers(radio, [&](const char* key, double value, const Range& range) {
+        if (!range.holds(value)) throw ScenarioError(source, 0, range.problem(key));
+    });
+    if (!is_direction(radio.axis)) throw ScenarioError(source, 0, "a tag's axis is no direction");
 }
 
 }  // namespace tagwire::sim

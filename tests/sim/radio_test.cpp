@@ -568,6 +568,83 @@ TEST(Conveyor, TheFasterItRunsTheFewerTagsAreRead)
     EXPECT_NE(ride("40", "seed = 2\n").read, racing.read);
 }
 
+TEST(Conveyor, FollowsTheSeedThatTheReaderIsMadeWith)
+{
+    Scenario scenario = Scenario::from_text("[[conveyor]]\nepc = \"E200\"\ncount = 5\nspeed = 1\nrate = 1\n"
+                                            "starts = 3\naxis = \"any\"\nfrom = [0, 0, 0]\nto = [1, 0, 0]\n");
+    const auto chance = [](const Scenario& of) {
+        std::vector<std::pair<Time, double>> arrivals;
+        for (const TagSettings& tag : of.all_tags()) arrivals.emplace_back(tag.arrives, tag.radio->axis.x);
+        return arrivals;
+    };
+    const auto first = chance(scenario);
+    EXPECT_EQ(chance(scenario), first);
+    EXPECT_EQ(first.front().first, seconds(3));
+    scenario.reader.seed = 2;
+    const auto second = chance(scenario);
+    for (std::size_t i = 1; i < first.size(); ++i) {
+        EXPECT_NE(second[i].first, first[i].first);
+        EXPECT_NE(second[i].second, first[i].second);
+    }
+    const Bench bench(scenario);
+    EXPECT_EQ(bench.device.field()[4].settings().arrives, second.back().first);
+}
+
+TEST(Conveyor, RefusesWhatNeverEndsOrHasNoLength)
+{
+    const std::string head = "[[conveyor]]\nepc = \"E200\"\nfrom = [0, 0, 0]\n";
+    for (const auto& [text, line] :
+         {std::pair{"to = [0.0005, 0, 0]\nspeed = 1\ncount = 1\n", 4U},
+          {"to = [1, 0, 0]\nspeed = 0.001\ncount = 900\nspacing = 10000\nstarts = 1e9\n", 1U},
+          {"to = [1, 0, 0]\nspeed = 1\ncount = 90000\nrate = 0.001\nstarts = 999999999\n", 1U}}) {
+        try {
+            Scenario::from_text(head + text);
+            ADD_FAILURE() << text;
+        } catch (const ScenarioError& error) {
+            EXPECT_EQ(error.line(), line) << error.what();
+        }
+    }
+}
+
+TEST(Scenario, OfTheRadioIsCheckedWithoutAFileToo)
+{
+    using Edit = void (*)(Scenario&);
+    const Edit edits[] = {
+        [](Scenario& s) { s.radio.fading = NAN; },
+        [](Scenario& s) { s.radio.sensitivity = 1; },
+        [](Scenario& s) { s.antennas.front().facing = {}; },
+        [](Scenario& s) {
+            s.antennas.front().upright = {0, 1e-7, 0};
+        },
+        [](Scenario& s) { s.antennas.front().position.z = NAN; },
+        [](Scenario& s) { s.antennas.front().beam_width = 0; },
+        [](Scenario& s) { s.antennas.front().gain = NAN; },
+        [](Scenario& s) { s.antennas.resize(2); },
+        [](Scenario& s) { s.tags.front().radio->axis = {}; },
+        [](Scenario& s) { s.tags.front().radio->bandwidth_mhz = 0; },
+        [](Scenario& s) { s.tags.front().radio->path.clear(); },
+        [](Scenario& s) { s.tags.front().radio->path.push_back({}); },
+        [](Scenario& s) { s.tags.front().radio->path.front().position.x = NAN; },
+        [](Scenario& s) { s.conveyors.front().speed = 0; },
+        [](Scenario& s) { s.conveyors.front().to = s.conveyors.front().from; },
+        [](Scenario& s) { s.conveyors.front().pattern.clear(); },
+        [](Scenario& s) { s.conveyors.front().count = 200000; },
+        [](Scenario& s) { s.conveyors.front().starts = 2e9; },
+        [](Scenario& s) { s.conveyors.front().tag.radio.emplace().axis = {}; },
+        [](Scenario& s) { s.conveyors.push_back(s.conveyors.front()); },  // the same EPCs
+    };
+    Scenario good = tag_at(1);
+    good.antennas.resize(1);
+    good.conveyors.emplace_back().tag.epc = {0xE3, 0x00};
+    EXPECT_NO_THROW(good.check());
+    for (const Edit& edit : edits) {
+        Scenario bad = good;
+        edit(bad);
+        EXPECT_THROW(bad.check(), ScenarioError) << &edit - edits;
+    }
+    EXPECT_THROW(Scenario::from_text("[antenna.1]\nfacing = [0, 1e-7, 0]\n"), ScenarioError);
+}
+
 TEST(Conveyor, PutsTagsOnTheBeltOneAfterTheOther)
 {
     const auto scenario = Scenario::from_text(R"(
@@ -584,7 +661,7 @@ to = [4, 1, 0]
 pattern = [[0, 0, 0], [0.5, 0, 0.25]]
 tuned_mhz = 915
 )");
-    const std::vector<TagSettings>& tags = scenario.tags;
+    const std::vector<TagSettings> tags = scenario.all_tags();
     ASSERT_THAT(tags, SizeIs(6));
     const TagSettings& last = tags.back();
     EXPECT_EQ(to_hex(last.epc), "E2000000000C");
@@ -600,7 +677,7 @@ TEST(Conveyor, MayArriveByChance)
     const auto scenario =
         Scenario::from_text("[[conveyor]]\nepc = \"E200\"\ncount = 2000\nspeed = 1\nrate = 20\n"
                             "from = [0, 0, 0]\nto = [1, 0, 0]\n");
-    const std::vector<TagSettings>& tags = scenario.tags;
+    const std::vector<TagSettings> tags = scenario.all_tags();
     const Time last = tags.back().arrives;
     EXPECT_NEAR(static_cast<double>(last.count()) / 1e9, 100, 12);  // five standard deviations
     std::set<Time> gaps;
