@@ -182,7 +182,8 @@ class Counting {
         std::optional<unsigned> reader;
         if (readers_.size() == 1) reader = *readers_.begin();
         auto port = number_of(fields, "port");
-        const auto antenna = number_of(fields, "antenna");
+        auto antenna = number_of(fields, "antenna_byte");
+        if (!antenna) antenna = number_of(fields, "antenna");
         if (!reader || (!port && !antenna)) return nullptr;
         if (!port) {
             const auto known = antennas_.find({*reader, *antenna});

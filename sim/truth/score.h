@@ -44,8 +44,8 @@ struct Score {
 };
 
 // The reports are JSON lines with `epc`, or CSV with a column `epc`; `reads` makes so many of one. Those of a single
-// reader may tell their port as `port`, or as `antenna`, which is the antenna byte. A last line that does not end is left
-// out. Throws ScoreError.
+// reader may tell their port as `port`, or by the antenna byte, as `antenna_byte` or else `antenna`. A last line that
+// does not end is left out. Throws ScoreError.
 Score score(const std::string& truth_file, const std::string& reports_file);
 
 }  // namespace tagwire::sim

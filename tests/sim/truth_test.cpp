@@ -369,7 +369,7 @@ TEST_F(ScoreTest, CountsWhatWasReadMissedAndNeverThere)
 {"type":"tag","epc":"E202","antenna":4,"reads":3}
 {"type":"state","state":"lost"}
 {"type":"report","epc":"E2FF","antenna":4}
-{"type":"report","epc":"E204","antenna":4}
+{"type":"report","epc":"E204","antenna":3,"antenna_byte":4}
 {"type":"report","ep)");
     EXPECT_EQ(result.text(), R"(tags in a field: 3
 read: 2 (66.7 %)
