@@ -37,6 +37,8 @@ bool init_keeping(Keeping& keeping)
     keeping.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (keeping.wake_fd < 0) return false;
     keeping.users = 1;
+    keeping.frames_used = buffer_size;
+    keeping.list_used = buffer_size;
     keeping.link.init();
     pthread_mutex_init(&keeping.wake_mutex, nullptr);
     pthread_mutex_init(&keeping.stream_mutex, nullptr);
