@@ -66,7 +66,7 @@ tagwire::Password parse_secret(const std::string& text, const std::string& name)
                          : text.starts_with('@') ? first_line_of(text.substr(1), name)
                                                  : text;
     try {
-        const tagwire::Password password(secret);
+        tagwire::Password password(secret);
         wipe(secret);
         return password;
     } catch (const Error&) {

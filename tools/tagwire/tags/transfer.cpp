@@ -123,7 +123,7 @@ std::string count_text(std::size_t count, const Unit& unit, const std::string& p
     return fmt::format("{} {}{} of {}", count, unit.name, count == 1 ? "" : "s", place);
 }
 
-Work read_work(Deed head, const Stretch& stretch, const Unit& unit, const OpenMemory& open)
+Work read_work(const Deed& head, const Stretch& stretch, const Unit& unit, const OpenMemory& open)
 {
     if (stretch.count) require_within(stretch.first, *stretch.count, unit);
     if (!stretch.count && stretch.first != 0)
@@ -131,12 +131,11 @@ Work read_work(Deed head, const Stretch& stretch, const Unit& unit, const OpenMe
             fmt::format("--{} without --count: all {}s are read from the first on", unit.name, unit.name));
     if (!stretch.file.empty() && stretch.file != "-") require_writable(stretch.file);
     return [=, &unit](Session& session) {
-        Deed shown = head;
         Part part;
         const int code = run(session, head, [&](Reader& reader, Deed& deed) {
             part = read_pieces(session, open(reader), stretch);
             show_read(session, deed, stretch, unit, part);
-            if (part.error) throw *part.error;
+            if (part.error) throw Error(*part.error);
             if (!stretch.file.empty()) deed.text.clear();
         });
         if (part.error) tell_part(stretch, unit, part.data.size() / unit.bytes);

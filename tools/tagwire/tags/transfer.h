@@ -47,7 +47,7 @@ void add_write_options(CLI::App& command, Stretch& stretch, const Unit& unit);
 void add_erase_options(CLI::App& command, Stretch& stretch, const Unit& unit, unsigned most);
 
 // All throw UsageError where the options make no sense together. `place` stands in sentences: "6 words of user".
-Work read_work(Deed head, const Stretch& stretch, const Unit& unit, const OpenMemory& open);
+Work read_work(const Deed& head, const Stretch& stretch, const Unit& unit, const OpenMemory& open);
 Work write_work(Deed head, Stretch stretch, const Unit& unit, const std::string& place,
                 const OpenMemory& open);
 Work erase_work(Deed head, const Stretch& stretch, const Unit& unit, const std::string& place,
