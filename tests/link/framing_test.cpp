@@ -117,5 +117,20 @@ TEST(Overlapping, frames_are_those_that_a_check_of_each_finds)
     EXPECT_GT(frames, 200U);
 }
 
+TEST(Overlapping, another_check_is_asked_about_each)
+{
+    TestReader reader;
+    static std::size_t asked;
+    asked = 0;
+    reader->operations.CheckCRC = [](Reader*, u8*, int) { return ++asked == 0 ? 0 : 1; };
+    Assembly bytes = assembly_of(reader);
+    const Bytes all(400, 0xEE);  // each of the first 162 begins 239 bytes with the code in their third place
+    take_frames(
+        bytes, all.data(), static_cast<int>(all.size()),
+        [&](FrameCopy& frame) { return find_frame(reader, bytes, is_head, command, frame); },
+        [](const FrameCopy&) -> Outcome { return {}; });
+    EXPECT_EQ(asked, 162U);
+}
+
 }  // namespace
 }  // namespace tagwire::engine::test
