@@ -149,7 +149,7 @@ std::string tell_tags(Core& core, ReaderState& reader)
     return describe(reader.device.field(), core.now() - reader.origin);
 }
 
-constexpr std::array words{
+constexpr std::array known_words{
     Word{"unplug", "PORT, one that the reader has", read_plug<false>},
     Word{"plug", "PORT, one that the reader has", read_plug<true>},
     Word{"input", "LINE high|low, LINE from 1 to 4", read_input},
@@ -174,7 +174,7 @@ std::string usage(const Word& word)
 std::string all_names()
 {
     std::string names;
-    for (const Word& word : words) names += (names.empty() ? "" : ", ") + std::string(word.name);
+    for (const Word& word : known_words) names += (names.empty() ? "" : ", ") + std::string(word.name);
     return names;
 }
 
@@ -183,7 +183,7 @@ std::string all_names()
 std::string Order::list()
 {
     std::string lines;
-    for (const Word& word : words) lines += "  " + usage(word) + '\n';
+    for (const Word& word : known_words) lines += "  " + usage(word) + '\n';
     return lines;
 }
 
@@ -192,8 +192,10 @@ Order Order::parse(const std::string& text, const ReaderSettings& reader)
     std::istringstream stream(text);
     std::string name;
     stream >> name;
-    const auto word = std::find_if(words.begin(), words.end(), [&](const Word& w) { return w.name == name; });
-    if (word == words.end()) throw std::invalid_argument("'" + name + "' is no order; use " + all_names());
+    const auto word =
+        std::find_if(known_words.begin(), known_words.end(), [&](const Word& w) { return w.name == name; });
+    if (word == known_words.end())
+        throw std::invalid_argument("'" + name + "' is no order; use " + all_names());
     const Words rest{std::istream_iterator<std::string>(stream), {}};
     Act act = word->read(rest, reader);
     if (!act) throw std::invalid_argument("write " + usage(*word));
