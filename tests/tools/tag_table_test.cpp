@@ -88,5 +88,17 @@ TEST(RateMeter, ForgetsWhatIsTwoSecondsOld)
     EXPECT_LE(meter.rate(at(60s).steady), 2);
 }
 
+TEST(Table, TellsTagsOfOneEpcApartByTheirTid)
+{
+    TagTable table;
+    TagRecord tag{"E280", 1, 200, {}};
+    for (const char* const tid : {"E2801160", "E2801161", "E2801160"}) {
+        tag.tid = tid;
+        table.add(tag, Moment::now());
+    }
+    ASSERT_EQ(table.rows().size(), 2u);
+    EXPECT_EQ(table.rows()[0].reads, 2u);
+}
+
 }  // namespace
 }  // namespace tagwire::tool

@@ -189,6 +189,8 @@ TEST_F(Gen2EndToEnd, TakesAndGivesRawBytes)
     const auto unwritable = tool(reader, joined(read_out, {directory.path_of("no/out.bin")}));
     EXPECT_EQ(unwritable.exit_code, 2);
     EXPECT_NE(unwritable.err.find("cannot be written: No such file"), std::string::npos) << unwritable.err;
+    // What goes to standard output is the only thing there.
+    EXPECT_EQ(tool(reader, joined(read_out, {"-", "--json"})).out, "HELLO?");
     // A reading that fails leaves the file as it was.
     EXPECT_EQ(tool(reader, {"read", "--epc", open_epc, "--bank", "tid", "--count", "9", "--file",
                             directory.path_of("out.bin")})
@@ -246,11 +248,12 @@ TEST_F(Gen2EndToEnd, GivesATagANewEpc)
 
 TEST_F(Gen2EndToEnd, GivesTheOnlyTagANewEpc)
 {
-    expect_failure(tool(reader, {"write-epc", "CCCC", "--any"}), "3 tags answer to the reader");
+    EXPECT_EQ(tool(reader, {"write-epc", "CCCC", "--any"}).exit_code, 2);
+    expect_failure(tool(reader, {"write-epc", "CCCC", "--any", "--yes"}), "3 tags answer to the reader");
     expect_failure(tool(reader, {"write-epc", "CCCC", "--mask", "tid:0:E2801160"}), "3 tags answer to");
     expect_failure(tool(reader, {"write-epc", secured_epc, "--epc", open_epc}), secured_epc);
     const VirtualReader alone("[[tag]]\nepc = \"E2801170\"\ntid = \"E28011602000000100000001\"\n");
-    const auto object = json_of(alone, {"write-epc", "CCCC", "--any"});
+    const auto object = json_of(alone, {"write-epc", "CCCC", "--any", "--yes"});
     EXPECT_EQ(object["any"], true);
     EXPECT_EQ(object["verified"], true);
     EXPECT_EQ(tool(alone, {"read", "--epc", "CCCC", "--bank", "tid", "--count", "6"}).out,
@@ -278,6 +281,13 @@ TEST_F(Gen2EndToEnd, TakesPasswordsFromFilesAndTheEnvironment)
         with_reader(reader, {"write", "--epc", secured_epc, "--bank", "user", "--data", "4321"});
     EXPECT_EQ(run(TAGWIRE_TOOL_PATH, given, {std::string("TAGWIRE_PASSWORD=") + password}).exit_code, 0);
     expect_failure(run(TAGWIRE_TOOL_PATH, given, {"TAGWIRE_PASSWORD=11111111"}), "the password is wrong");
+    // Commands that take no password do not look at it, and help comes before everything.
+    EXPECT_EQ(
+        run(TAGWIRE_TOOL_PATH, with_reader(reader, {"inventory", "--count"}), {"TAGWIRE_PASSWORD=123"}).out,
+        "3\n");
+    EXPECT_EQ(run(TAGWIRE_TOOL_PATH, {"read", "--epc", "zz", "--help"}, {"TAGWIRE_PASSWORD=123"}).exit_code,
+              0);
+    EXPECT_EQ(run(TAGWIRE_TOOL_PATH, given, {"TAGWIRE_PASSWORD=123"}).exit_code, 2);
     const auto none = write(secured_epc, "user", "1234", {"--password", "@/no/such/file"});
     EXPECT_EQ(none.exit_code, 2);
     EXPECT_EQ(none.err.find(password), std::string::npos);
@@ -401,8 +411,9 @@ TEST_F(Gen2EndToEnd, UsesTheOtherFeatures)
     // 01^01^12, 02^01^34 and so on: message, suite, password.
     EXPECT_EQ(reply["reply"], "1237547D1633");
 
-    EXPECT_EQ(tool(reader, {"protected-mode", "on", "--epc", secured_epc, "--password", password}).out,
-              "protected mode is on now\n");
+    EXPECT_EQ(
+        tool(reader, {"protected-mode", "on", "--epc", secured_epc, "--password", password, "--yes"}).out,
+        "protected mode is on now\n");
     EXPECT_EQ(tool(reader, {"inventory", "--count"}).out, "2\n");
     EXPECT_EQ(tool(reader, {"protected-mode", "off", "--epc", secured_epc, "--password", password}).exit_code,
               0);
@@ -599,7 +610,7 @@ TEST_P(GbEndToEnd, ReadsWritesAndErases)
 
 TEST_P(GbEndToEnd, LocksAndKills)
 {
-    const Arguments read_only{"--area", "user", "--config", "attribute", "--action", "read-only"};
+    const Arguments read_only{"--area", "user", "--config", "attribute", "--action", "read-only", "--yes"};
     expect_failure(tool(reader, tag_command("lock", read_only)), "the password is wrong");
     const auto locked = json_of(reader, tag_command("lock", joined(read_only, {"--password", password})));
     EXPECT_EQ(locked["action"], "read-only");

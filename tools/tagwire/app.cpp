@@ -2,6 +2,7 @@
 
 #include "commands/groups.h"
 #include "errors.h"
+#include "option.h"
 #include "parse.h"
 #include "printable.h"
 
@@ -140,6 +141,7 @@ int Application::run(int argc, const char* const* argv)
 int Application::execute()
 {
     refuse_empty_values(app_);
+    for (const auto& parse : put_off()) parse();
     options_.reader_url();
     options_.reader_address();
     const auto work = chosen_();

@@ -8,7 +8,10 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
@@ -46,30 +49,48 @@ std::vector<std::uint8_t> read_file(const std::string& path)
     return data;
 }
 
+// Of a file that is made.
+static mode_t usual_mode()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666U & ~mask;
+}
+
 // Not a regular file, a pipe or a terminal say, is written as it is; of others a new one takes the place.
 void require_writable(const std::string& path)
 {
-    if (std::filesystem::exists(path) && !std::filesystem::is_regular_file(path)) {
-        if (std::filesystem::is_directory(path)) throw UsageError(fmt::format("'{}' is a directory", path));
-        return;
-    }
-    const auto folder = std::filesystem::absolute(path).parent_path();
-    if (access(folder.c_str(), W_OK | X_OK) == 0) return;
-    throw UsageError(fmt::format("'{}' cannot be written: {}", path, std::strerror(errno)));
+    const auto reject = [&](const char* why) {
+        throw UsageError(fmt::format("'{}' cannot be written: {}", path, why));
+    };
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored)) reject("it is a directory");
+    if (access(path.c_str(), F_OK) == 0 && access(path.c_str(), W_OK) != 0) reject(std::strerror(errno));
+    if (access(path.c_str(), F_OK) == 0 && !std::filesystem::is_regular_file(path, ignored)) return;
+    const auto folder = std::filesystem::path(path).parent_path();
+    if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) reject(std::strerror(errno));
 }
 
 void write_file(const std::string& path, std::span<const std::uint8_t> data)
 {
-    const bool is_special = std::filesystem::exists(path) && !std::filesystem::is_regular_file(path);
-    const std::string written = is_special ? path : path + ".new";
+    std::error_code ignored;
+    struct stat before = {};
+    const bool exists = stat(path.c_str(), &before) == 0;
+    const bool is_special = exists && !S_ISREG(before.st_mode);
+    // Where a link leads to, the new file stands.
+    const auto whole = exists ? std::filesystem::canonical(path, ignored).string() : path;
+    std::string written = is_special ? path : whole + ".XXXXXX";
     errno = 0;
-    File file(std::fopen(written.c_str(), "wb"), std::fclose);
+    const int fd =
+        is_special ? open(path.c_str(), O_WRONLY | O_CLOEXEC) : mkostemp(written.data(), O_CLOEXEC);
+    File file(fd >= 0 ? fdopen(fd, "wb") : nullptr, std::fclose);
     bool good = file && std::fwrite(data.data(), 1, data.size(), file.get()) == data.size();
+    if (good && !is_special) good = fchmod(fd, exists ? before.st_mode & 07777U : usual_mode()) == 0;
     good = file && std::fclose(file.release()) == 0 && good;
-    if (good && !is_special) good = std::rename(written.c_str(), path.c_str()) == 0;
+    if (good && !is_special) good = std::rename(written.c_str(), whole.c_str()) == 0;
     if (good) return;
     const int error = errno;
-    if (!is_special) std::remove(written.c_str());
+    if (!is_special && fd >= 0) std::remove(written.c_str());
     throw Failure(fmt::format("'{}' cannot be written: {}", path, std::strerror(error)));
 }
 

@@ -61,6 +61,7 @@ std::string error_text(const Error& error)
 
 void show(Session& session, Deed done)
 {
+    if (done.is_silent) return;
     if (session.options.json) return put(session, std::move(done.fields));
     if (done.text.empty()) return;
     session.out.line(done.text);
@@ -70,10 +71,15 @@ void show(Session& session, Deed done)
 void show_failure(Session& session, Deed tried, const Error& error)
 {
     complain(error_text(error));
-    if (!session.options.json) return;
+    if (!session.options.json || tried.is_silent) return;
     auto& fields = tried.fields;
     fields["error"] = error.text();
     fields["outcome"] = outcome_text(error.outcome());
+    for (const auto& tag : error.answered()) {
+        Json answered{{"epc", tag.epc.to_string()}};
+        if (tag.tid) answered["tid"] = tag.tid->to_string();
+        fields["answered"].push_back(answered);
+    }
     if (error.result() != 0) fields["code"] = error.result();
     if (error.tag_error() >= 0) fields["tag_error"] = error.tag_error();
     if (has_ranges(error)) {
@@ -105,6 +111,10 @@ int run(Session& session, Deed deed, const Act& act)
     } catch (const Error& error) {
         show_failure(session, std::move(deed), error);
         return exit_failure;
+    } catch (const Failure& failure) {
+        deed.fields["error"] = failure.what();
+        if (session.options.json) show(session, std::move(deed));
+        throw;
     }
     show(session, std::move(deed));
     return exit_success;

@@ -17,9 +17,13 @@ namespace tagwire::tool {
 struct Deed {
     std::string text;
     Json fields;
+    bool is_silent = false;  // standard output is taken by something else
 };
 
-inline Deed deed(const char* type, std::string text = {}) { return {std::move(text), Json{{"type", type}}}; }
+inline Deed deed(const char* type, std::string text = {})
+{
+    return {std::move(text), Json{{"type", type}}, false};
+}
 
 // Shows a deed that was done; of one that failed, or was done in part, the object with what became of it.
 void show(Session& session, Deed done);

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+#include <strings.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -25,6 +29,13 @@ template <typename Value> struct Plain<std::optional<Value>> {
     using Type = Value;
 };
 
+// What is parsed once the whole line was understood: --help and a missing option come first.
+inline std::vector<std::function<void()>>& put_off()
+{
+    static std::vector<std::function<void()>> parses;
+    return parses;
+}
+
 // `parse(text, name)` gives the value, or throws UsageError or Error.
 template <typename Value, typename Parse>
 CLI::Option* option(CLI::App& command, const std::string& name, Value& value, Parse parse,
@@ -39,7 +50,10 @@ CLI::Option* option(CLI::App& command, const std::string& name, Value& value, Pa
             throw UsageError(fmt::format("{}: {}", name, error.text()));
         }
     };
-    return command.add_option_function<std::string>(name, take, help)->type_name(type);
+    const auto remember = [take](const std::string& text) {
+        put_off().emplace_back([take, text] { take(text); });
+    };
+    return command.add_option_function<std::string>(name, remember, help)->type_name(type);
 }
 
 inline auto number(std::uint32_t lowest, std::uint32_t highest)
@@ -84,13 +98,31 @@ std::string name_of(Value value, const Choices<Value, count>& choices)
     return fmt::format("0x{:02X}", static_cast<unsigned>(value));
 }
 
-template <typename Value, std::size_t count> auto one_of(const Choices<Value, count>& choices)
+// Nothing where the text is no number.
+inline std::optional<unsigned> number_of(const std::string& text)
 {
-    return [&choices](const std::string& text, const std::string& name) {
+    if (text.empty() || text.front() < '0' || text.front() > '9') return std::nullopt;
+    try {
+        return parse_number(text, "", 0, 255);
+    } catch (const UsageError&) {
+        return std::nullopt;
+    }
+}
+
+// `others`: whether numbers that have no name may be given, too.
+enum class Others { refused, taken };
+
+template <typename Value, std::size_t count>
+auto one_of(const Choices<Value, count>& choices, Others others = Others::refused)
+{
+    return [&choices, others](const std::string& text, const std::string& name) {
         for (const auto& choice : choices) {
-            if (choice.name == text || std::to_string(static_cast<unsigned>(choice.value)) == text)
+            if (strcasecmp(choice.name.data(), text.c_str()) == 0 ||
+                number_of(text) == static_cast<unsigned>(choice.value))
                 return choice.value;
         }
+        const auto other = number_of(text);
+        if (other && others == Others::taken) return static_cast<Value>(*other);
         throw UsageError(fmt::format("{} '{}' is unknown: use {}", name, text, choices_text(choices)));
     };
 }

@@ -111,15 +111,14 @@ Run run_of_data(const std::string& first, const Bytes& data, std::size_t unit_by
                                  unit, run.first, last_unit + 1 - run.first));
 }
 
-void confirm(const std::string& deed, bool yes)
+void confirm(const std::string& deed, bool yes, std::string_view how_long)
 {
     if (yes) return;
     if (isatty(STDIN_FILENO) == 0) {
-        throw UsageError(fmt::format("this would {} for good: nothing was sent. Add --yes, or use a terminal "
-                                     "to be asked",
-                                     deed));
+        throw UsageError(fmt::format(
+            "this would {}{}: nothing was sent. Add --yes, or use a terminal to be asked", deed, how_long));
     }
-    std::cerr << fmt::format("This will {} for good. Type yes to go on: ", deed) << std::flush;
+    std::cerr << fmt::format("This will {}{}. Type yes to go on: ", deed, how_long) << std::flush;
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "yes" && answer != "y") throw Failure("not confirmed, nothing was sent");

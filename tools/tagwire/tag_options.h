@@ -53,7 +53,7 @@ Run run_of_data(const std::string& first, const Bytes& data, std::size_t unit_by
 
 // Before something that cannot be undone: asks on a terminal, unless `yes`. Throws UsageError where nobody
 // can be asked, and Failure when the answer is no. `deed` reads like "kill the tag E280...".
-void confirm(const std::string& deed, bool yes);
+void confirm(const std::string& deed, bool yes, std::string_view how_long = " for good");
 void add_yes_option(CLI::App& command, bool& yes);
 
 // A command with arguments of its own: add(command, *arguments) makes its options, plan(*arguments) checks

@@ -33,13 +33,15 @@ double RateMeter::rate(TimePoint now) const
 void TagTable::add(const TagRecord& tag, const Moment& at)
 {
     ++reads_;
-    auto known = row_of_id_.find(tag.id);
+    // Tags of one EPC are told apart by their TID, where it is known.
+    const std::string id = tag.tid ? tag.id + '/' + *tag.tid : tag.id;
+    auto known = row_of_id_.find(id);
     if (known == row_of_id_.end()) {
         if (rows_.size() >= limit_) {
             ++reads_without_row_;
             return;
         }
-        known = row_of_id_.emplace(tag.id, rows_.size()).first;
+        known = row_of_id_.emplace(id, rows_.size()).first;
         rows_.emplace_back().first = at;
     }
     auto& row = rows_[known->second];

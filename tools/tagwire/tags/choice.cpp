@@ -1,9 +1,11 @@
 #include "tags/choice.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 
+#include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -19,6 +21,7 @@ std::string first_line_of(const std::string& path, const std::string& name)
     std::string line;
     if (!file || !std::getline(file, line))
         throw UsageError(fmt::format("{}: '{}' cannot be read", name, path));
+    if (line.ends_with('\r')) line.pop_back();
     return line;
 }
 
@@ -27,17 +30,27 @@ class Unseen {
   public:
     Unseen()
     {
+        // A signal that ended the program now would leave the terminal so.
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGTSTP}) sigaddset(&signals, signal);
+        pthread_sigmask(SIG_BLOCK, &signals, &before_signals_);
         tcgetattr(STDIN_FILENO, &before_);
         termios quiet = before_;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
     }
-    ~Unseen() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
+    ~Unseen()
+    {
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+        pthread_sigmask(SIG_SETMASK, &before_signals_, nullptr);
+    }
     Unseen(const Unseen&) = delete;
     Unseen& operator=(const Unseen&) = delete;
 
   private:
     termios before_{};
+    sigset_t before_signals_{};
 };
 
 std::string typed(const std::string& name)
@@ -76,11 +89,21 @@ tagwire::Password parse_secret(const std::string& text, const std::string& name)
     }
 }
 
-void add_password_option(CLI::App& command, tagwire::Password& password)
+tagwire::Password Secret::value() const
 {
-    option(command, "--password", password, parse_secret,
-           "access password: 8 hexadecimal digits, @FILE for the first line of a file, - to be asked", "HEX")
-        ->envname("TAGWIRE_PASSWORD");
+    if (given) return *given;
+    const char* const variable = std::getenv("TAGWIRE_PASSWORD");
+    return variable != nullptr && *variable != '\0' ? parse_secret(variable, "TAGWIRE_PASSWORD")
+                                                    : tagwire::Password();
+}
+
+void add_password_option(CLI::App& command, Secret& password)
+{
+    option(command, "--password", password.given, parse_secret,
+           "access password: 8 hexadecimal digits, @FILE for the first line of a file, - to be asked; "
+           "otherwise that of "
+           "the environment variable TAGWIRE_PASSWORD",
+           "HEX");
 }
 
 void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by)
@@ -108,8 +131,9 @@ void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by)
 
 void require_name(const TagChoice& tag)
 {
-    if (tag.epc.has_value() + tag.tid.has_value() + tag.mask.has_value() == 1) return;
-    throw UsageError("name the tag: use one of --epc HEX, --tid HEX and --mask BANK:BITADDR:HEX[/BITS]");
+    if (tag.epc.has_value() + tag.tid.has_value() + tag.mask.has_value() != 1)
+        throw UsageError("name the tag: use one of --epc HEX, --tid HEX and --mask BANK:BITADDR:HEX[/BITS]");
+    tag.password.value();
 }
 
 namespace {
@@ -137,9 +161,10 @@ void add_name(Json& object, const TagChoice& tag)
 
 Tag find(Reader& reader, const TagChoice& tag)
 {
-    if (tag.epc) return reader.tag(*tag.epc, tag.password);
-    if (tag.tid) return reader.tag(*tag.tid, tag.password);
-    return reader.tag(*tag.mask, tag.password);
+    const auto password = tag.password.value();
+    if (tag.epc) return reader.tag(*tag.epc, password);
+    if (tag.tid) return reader.tag(*tag.tid, password);
+    return reader.tag(*tag.mask, password);
 }
 
 }  // namespace tagwire::tool

@@ -12,11 +12,18 @@
 
 namespace tagwire::tool {
 
+// As given, else as TAGWIRE_PASSWORD has it, else none. Throws UsageError.
+struct Secret {
+    std::optional<tagwire::Password> given;
+
+    tagwire::Password value() const;
+};
+
 struct TagChoice {
     std::optional<Epc> epc;
     std::optional<Tid> tid;
     std::optional<tagwire::Mask> mask;
-    tagwire::Password password;
+    Secret password;
 };
 
 inline constexpr Choices<Bank, 4> banks{
@@ -24,7 +31,7 @@ inline constexpr Choices<Bank, 4> banks{
 
 // A password is 8 hexadecimal digits, @FILE for the first line of a file, or - to be asked for it on the terminal.
 tagwire::Password parse_secret(const std::string& text, const std::string& name);
-void add_password_option(CLI::App& command, tagwire::Password& password);
+void add_password_option(CLI::App& command, Secret& password);
 
 // --epc, --tid and --mask; a command that has another --tid goes without.
 enum class NamedBy { epc_tid_or_mask, epc_or_mask };
@@ -46,15 +53,16 @@ template <typename Place> struct PlacedMask {
     unsigned bits = 0;
 };
 
-template <typename Place, std::size_t count> auto placed_mask(const Choices<Place, count>& places)
+template <typename Place, std::size_t count>
+auto placed_mask(const Choices<Place, count>& places, Others others = Others::refused)
 {
-    return [&places](const std::string& text, const std::string& name) {
+    return [&places, others](const std::string& text, const std::string& name) {
         std::array<Name, count> names{};
         for (std::size_t i = 0; i < count; ++i)
             names[i] = {places[i].name, static_cast<std::uint8_t>(places[i].value)};
         const auto mask = parse_mask(text, {names, 255});
-        return PlacedMask<Place>{one_of(places)(std::to_string(mask.bank), name), mask.bit_address, mask.data,
-                                 mask.bits};
+        return PlacedMask<Place>{one_of(places, others)(std::to_string(mask.bank), name), mask.bit_address,
+                                 mask.data, mask.bits};
     };
 }
 

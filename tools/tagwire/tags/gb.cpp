@@ -15,6 +15,8 @@ constexpr Choices<GbArea, 4> areas{{{"info", GbArea::information},
                                     {"security", GbArea::security},
                                     {"user", GbArea::user}}};
 constexpr std::size_t most_id_bytes = 30;
+const char* const areas_text =
+    "info, coding, security, user or a number from 0 to 255; user areas go on at 0x31";
 constexpr unsigned most_read_words = 31;
 
 enum class Family { gb, jb };
@@ -23,7 +25,7 @@ const char* name_of(Family family) { return family == Family::gb ? "gb" : "jb"; 
 struct GbTag {
     std::optional<TagId> id;
     std::optional<PlacedMask<GbArea>> mask;
-    tagwire::Password password;
+    Secret password;
 };
 
 OtherTagsPlan::AreaMask area_mask(const PlacedMask<GbArea>& mask)
@@ -33,8 +35,8 @@ OtherTagsPlan::AreaMask area_mask(const PlacedMask<GbArea>& mask)
 
 void add_mask_option(CLI::App& command, std::optional<PlacedMask<GbArea>>& mask, const std::string& help)
 {
-    option(command, "--mask", mask, placed_mask(areas), help + "; AREA is " + choices_text(areas),
-           "AREA:BITADDR:HEX[/BITS]");
+    option(command, "--mask", mask, placed_mask(areas, Others::taken),
+           help + "; AREA is " + choices_text(areas), "AREA:BITADDR:HEX[/BITS]");
 }
 
 void add_gb_tag_options(CLI::App& command, GbTag& tag)
@@ -67,7 +69,8 @@ Deed deed_with(const char* type, const GbTag& tag, std::string text = {})
 TagGb find(Reader& reader, Family family, const GbTag& tag)
 {
     const auto named = [&](const auto& name) {
-        return family == Family::gb ? reader.tag_gb(name, tag.password) : reader.tag_jb(name, tag.password);
+        return family == Family::gb ? reader.tag_gb(name, tag.password.value())
+                                    : reader.tag_jb(name, tag.password.value());
     };
     return tag.id ? named(*tag.id) : named(area_mask(*tag.mask));
 }
@@ -88,7 +91,7 @@ OtherTagsPlan::Area parse_words(const std::string& text, const std::string& name
     if (second == std::string::npos)
         throw UsageError(
             fmt::format("{} '{}' is not valid: use AREA:WORD:COUNT, for example user:0:4", name, text));
-    return {static_cast<std::uint8_t>(one_of(areas)(text.substr(0, first), "area to read")),
+    return {static_cast<std::uint8_t>(one_of(areas, Others::taken)(text.substr(0, first), "area to read")),
             parse_number(text.substr(first + 1, second - first - 1), "first word", 0, word_unit.last),
             parse_number(text.substr(second + 1), "count of words", 1, most_read_words)};
 }
@@ -119,7 +122,7 @@ Work plan_inventory(Family family, const Listing& listing)
 {
     auto plan = listing.plan;
     if (listing.mask) plan.mask = area_mask(*listing.mask);
-    return listing_work({"tag", "id"}, listing.repeat, [family, plan](Reader& reader) {
+    return listing_work({"tag", "id", {}}, listing.repeat, [family, plan](Reader& reader) {
         return family == Family::gb ? reader.inventory_gb(plan) : reader.inventory_jb(plan);
     });
 }
@@ -154,7 +157,7 @@ struct Place {
 void add_place_options(CLI::App& command, Place& place)
 {
     add_gb_tag_options(command, place.tag);
-    option(command, "--area", place.area, one_of(areas), choices_text(areas), "NAME")->required();
+    option(command, "--area", place.area, one_of(areas, Others::taken), areas_text, "NAME")->required();
 }
 
 void add_gb_read_options(Family family, CLI::App& command, Place& place)
@@ -223,7 +226,7 @@ struct Lock {
 void add_lock_options(Family family, CLI::App& command, Lock& lock)
 {
     add_gb_tag_options(command, lock.tag);
-    option(command, "--area", lock.area, one_of(areas), choices_text(areas), "AREA")->required();
+    option(command, "--area", lock.area, one_of(areas, Others::taken), areas_text, "AREA")->required();
     option(command, "--config", lock.config, one_of(configs), "what is set: " + choices_text(configs), "WHAT")
         ->required();
     command
@@ -233,11 +236,11 @@ void add_lock_options(Family family, CLI::App& command, Lock& lock)
         ->type_name("HOW")
         ->required();
     add_yes_option(command, lock.yes);
-    command.footer(fmt::format(R"(write-only and none hide what the area holds, and are asked for.
+    command.footer(fmt::format(R"(The command asks first, and refuses where it cannot ask.
 
 Examples:
-  tagwire {0} lock --id A5A50001 --area user --config attribute --action read-only --password 12345678
-  tagwire {0} lock --id A5A50001 --area user --config security --action password --password 12345678)",
+  tagwire {0} lock --id A5A50001 --area user --config attribute --action read-only --password 12345678 --yes
+  tagwire {0} lock --id A5A50001 --area user --config security --action password --password 12345678 --yes)",
                                name_of(family)));
 }
 
@@ -250,8 +253,10 @@ Work plan_lock(Family family, const Lock& lock)
     const auto area = name_of(lock.area, areas);
     const auto config = name_of(lock.config, configs);
     Deed head = deed_with("lock", lock.tag, fmt::format("{} of {} is {} now", config, area, action));
-    if (is_access && (access == GbAccess::write_only || access == GbAccess::none))
-        confirm(fmt::format("make {} of tag {} {}", area, text_of(lock.tag), action), lock.yes);
+    if (!is_access && security == GbSecurity::password && lock.tag.password.value().is_zero())
+        throw UsageError("security by a password needs the tag's access password: give it with --password");
+    confirm(fmt::format("set {} of {} of tag {} to {}", config, area, text_of(lock.tag), action), lock.yes,
+            "");
     head.fields["area"] = area;
     head.fields["config"] = config;
     head.fields["action"] = action;
@@ -286,6 +291,7 @@ Examples:
 Work plan_kill(Family family, const Kill& kill)
 {
     Deed head = deed_with("kill", kill.tag);
+    if (kill.password.is_zero()) throw UsageError("--kill-password: zeros are no password, and kill no tag");
     head.text = fmt::format("the tag {} is dead", text_of(kill.tag));
     confirm(fmt::format("kill the tag {}", text_of(kill.tag)), kill.yes);
     return work(head, [=](Reader& reader, Deed&) { find(reader, family, kill.tag).kill(kill.password); });

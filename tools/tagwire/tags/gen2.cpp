@@ -101,7 +101,8 @@ Work plan_write(const Place& place)
 
 Work plan_erase(const Place& place)
 {
-    if (place.stretch.first > last_erased) throw UsageError("--word: words 0 to 255 can be erased");
+    if (place.stretch.first + place.stretch.count.value_or(0) > last_erased + 1)
+        throw UsageError("words 0 to 255 can be erased");
     return erase_work(place.head("erase"), place.stretch, word_unit, name_of(place.bank, banks),
                       place.open());
 }
@@ -112,6 +113,7 @@ struct Rename {
     TagChoice tag;
     Epc epc;
     bool any = false;
+    bool yes = false;
 };
 
 void add_write_epc_options(CLI::App& command, Rename& rename)
@@ -123,6 +125,7 @@ void add_write_epc_options(CLI::App& command, Rename& rename)
         ->required();
     add_tag_options(command, rename.tag);
     command.add_flag("--any", rename.any, "the only tag that answers: several are refused");
+    add_yes_option(command, rename.yes);
     command.add_flag("--verify")->description("what was written is always read back and compared");
     command.footer(
         R"(The length in the protocol control word follows the new EPC, its other bits stay. An EPC that another
@@ -131,7 +134,7 @@ tag in the field has already is refused.
 Examples:
   tagwire write-epc 3034000040C0000400000007 --epc E28011700000020F00000001
   tagwire write-epc 3034000040C0000400000007 --tid E2801160200000010000AB01
-  tagwire write-epc 3034000040C0000400000007 --any)");
+  tagwire write-epc 3034000040C0000400000007 --any --yes)");
 }
 
 Work plan_write_epc(const Rename& rename)
@@ -139,12 +142,14 @@ Work plan_write_epc(const Rename& rename)
     if (rename.any && (rename.tag.epc || rename.tag.tid || rename.tag.mask))
         throw UsageError("--any takes the only tag that answers: leave out --epc, --tid and --mask");
     Deed head = rename.any ? deed("write-epc") : deed_with("write-epc", rename.tag);
+    if (rename.any) confirm("give the only tag that answers another EPC", rename.yes, "");
     if (rename.any) head.fields["any"] = true;
     head.fields["new_epc"] = rename.epc.to_string();
     head.text = fmt::format("the tag has the EPC {} now", rename.epc.to_string());
     return work(head, [=](Reader& reader, Deed& done) {
-        Tag tag = rename.any ? reader.only_tag(rename.tag.password) : find(reader, rename.tag);
+        Tag tag = rename.any ? reader.only_tag(rename.tag.password.value()) : find(reader, rename.tag);
         tag.write_epc(rename.epc);
+        done.fields["complete"] = true;
         done.fields["verified"] = true;
     });
 }
@@ -195,7 +200,9 @@ Work plan_lock(const Lock& lock)
     const auto area = name_of(lock.area, areas);
     const auto how = name_of(lock.how, lockings);
     Deed head = deed_with("lock", lock.tag, fmt::format("{} is {} now", area, how));
-    if (lock.how == Locking::protect && lock.tag.password.is_zero() && !lock.without_password) {
+    if (lock.without_password && lock.how != Locking::protect)
+        throw UsageError("--no-password goes with --protection protected");
+    if (lock.how == Locking::protect && lock.tag.password.value().is_zero() && !lock.without_password) {
         throw UsageError(
             "a lock by a password keeps nobody out while the tag's access password is zero: give it with "
             "--password, set one with 'tagwire write --bank reserved --word 2', or use --no-password");
@@ -239,6 +246,7 @@ Examples:
 Work plan_kill(const Kill& kill)
 {
     Deed head = deed_with("kill", kill.tag);
+    if (kill.password.is_zero()) throw UsageError("--kill-password: zeros are no password, and kill no tag");
     head.text = fmt::format("the tag {} is dead", text_of(kill.tag));
     confirm(fmt::format("kill the tag {}", text_of(kill.tag)), kill.yes);
     return work(head, [=](Reader& reader, Deed&) { find(reader, kill.tag).kill(kill.password); });
@@ -280,9 +288,10 @@ Work plan_privacy_set(const Feature& feature)
         throw UsageError("--any takes the only tag that answers: leave out --epc, --tid and --mask");
     const char* const text = "the tag is protected against being read";
     const Deed head = feature.any ? deed("privacy-set", text) : deed_with("privacy-set", feature.tag, text);
-    if (feature.any) confirm("hide the tag that answers from everybody without its password", feature.yes);
+    if (feature.any)
+        confirm("hide the tag that answers from everybody without its password", feature.yes, "");
     return work(head, [=](Reader& reader, Deed&) {
-        Tag tag = feature.any ? reader.only_tag(feature.tag.password) : find(reader, feature.tag);
+        Tag tag = feature.any ? reader.only_tag(feature.tag.password.value()) : find(reader, feature.tag);
         tag.set_privacy();
     });
 }
@@ -299,7 +308,7 @@ Examples:
 Work plan_privacy_reset(const Feature& feature)
 {
     return work(deed("privacy-reset", "the tag can be read again"),
-                [=](Reader& reader, Deed&) { reader.end_privacy(feature.tag.password); });
+                [=](Reader& reader, Deed&) { reader.end_privacy(feature.tag.password.value()); });
 }
 
 void add_privacy_check_options(CLI::App& command, Feature&)
@@ -426,15 +435,16 @@ Work plan_protected_mode(const Feature& feature)
     Deed head = deed_with("protected-mode", feature.tag, fmt::format("protected mode is {} now", state));
     if (!feature.on && feature.tag.mask)
         throw UsageError("a silent tag hears its name only: use --epc or --tid");
-    if (feature.on && feature.tag.mask)
-        confirm(fmt::format("silence the tag {}", text_of(feature.tag)), feature.yes);
+    if (feature.tag.password.value().is_zero())
+        throw UsageError("protected mode needs the tag's access password: give it with --password");
+    if (feature.on) confirm(fmt::format("silence the tag {}", text_of(feature.tag)), feature.yes, "");
     head.fields["state"] = state;
     return work(head, [=](Reader& reader, Deed&) {
         if (feature.on) return find(reader, feature.tag).silence();
         if (feature.tag.epc) {
-            reader.end_silence(*feature.tag.epc, feature.tag.password);
+            reader.end_silence(*feature.tag.epc, feature.tag.password.value());
         } else {
-            reader.end_silence(*feature.tag.tid, feature.tag.password);
+            reader.end_silence(*feature.tag.tid, feature.tag.password.value());
         }
     });
 }
@@ -471,6 +481,8 @@ Examples:
 
 Work plan_untraceable(const Hide& hide)
 {
+    if (hide.tag.epc.has_value() == hide.tag.mask.has_value())
+        throw UsageError("name the tag: use either --epc HEX or --mask BANK:BITADDR:HEX[/BITS]");
     return work(deed_with("untraceable", hide.tag), [=](Reader& reader, Deed& done) {
         const auto sent = find(reader, hide.tag).make_untraceable(hide.what);
         const auto tid = name_of(sent.tid, tid_hidings);

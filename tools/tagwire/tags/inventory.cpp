@@ -50,8 +50,8 @@ void add_inventory_options(CLI::App& command, Options& options)
         ->default_val("0:6");
     add_repeat_options(command, options.repeat);
     command.footer(
-        R"(With one of --target, --antenna and --scan-time, the others are A, 1 and the reader's own
-scan time. Without any, the reader uses its settings. The EPC itself begins at bit 32 of bank epc.
+        R"(With one of --target, --antenna and --scan-time, the others are A, all enabled antennas in turn and the
+reader's own scan time. Without any, the reader uses its settings. The EPC itself begins at bit 32 of bank epc.
 
 Examples:
   tagwire inventory --reader tcp://192.0.2.10:6000
@@ -64,7 +64,13 @@ Work plan_inventory(const Options& options)
 {
     auto plan = options.plan;
     if (options.antenna) plan.antennas = {*options.antenna};
-    return listing_work({"tag", "epc"}, options.repeat,
+    const std::string advice =
+        "no tag answered. If one should: see that its antenna is enabled ('tagwire antenna show') and has "
+        "power "
+        "('tagwire power show'), that --mask fits it, that no select filter is left ('tagwire select "
+        "--antennas 1 --all'), "
+        "and that its flag is not still set by an inventory before (--target B, or another --session)";
+    return listing_work({"tag", "epc", advice}, options.repeat,
                         [plan](Reader& reader) { return reader.inventory(plan); });
 }
 

@@ -49,7 +49,7 @@ Work plan_inventory(const Listing& listing)
     std::optional<Condition6b> condition;
     if (listing.comparison)
         condition = Condition6b{*listing.comparison, listing.first.value_or(0), listing.content};
-    return listing_work({"tag_6b", "id"}, {},
+    return listing_work({"tag_6b", "id", {}}, {},
                         [condition](Reader& reader) { return reader.inventory_6b(condition); });
 }
 
@@ -66,7 +66,7 @@ struct Named {
         return [id = id](Reader& reader) {
             const auto tag = std::make_shared<Tag6b>(reader.tag_6b(id));
             return Memory{[=](unsigned first, unsigned count) { return tag->read(first, count); },
-                          [=] { return tag->read(0, byte_unit.last + 1); },
+                          {},
                           [=](const Stretch& to) { tag->write(to.first, to.data, to.chunk); },
                           {}};
         };
@@ -96,6 +96,7 @@ void add_6b_read_options(CLI::App& command, Named& tag)
 {
     add_id_option(command, tag);
     add_read_options(command, tag.stretch, byte_unit);
+    command.get_option("--count")->required();
     command.footer(R"(Examples:
   tagwire 6b read --id E004000012345678 --byte 8 --count 16)");
 }
@@ -136,6 +137,7 @@ Work plan_read(const Named& tag) { return read_work(tag.head("read"), tag.stretc
 
 Work plan_write(const Named& tag)
 {
+    if (tag.stretch.first < id_bytes) throw UsageError("--byte: the first 8 bytes are the ID, give 8 to 255");
     return write_work(tag.head("write"), tag.stretch, byte_unit, "the tag", tag.open());
 }
 

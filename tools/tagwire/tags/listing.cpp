@@ -68,42 +68,63 @@ void show_count(Session& session, const Found& found)
 }
 
 // What a person is not told by the tags.
-void tell_summary(const Found& found, steady_clock::duration elapsed)
+void tell_summary(const Found& found, const Kind& kind, steady_clock::duration elapsed, bool interrupted)
 {
     auto text = summary_text(found.table, elapsed);
-    if (!found.complete) text += "; the scan time was over, there may be more: see --scan-time";
+    if (interrupted) {
+        text += "; the inventory that ran when it was interrupted is not among them";
+    } else if (!found.complete) {
+        text += "; the scan time was over, there may be more: see --scan-time";
+    }
     if (found.bad_records != 0) text += fmt::format("; {} damaged records left out", found.bad_records);
     tell(text);
-    if (!found.table.rows().empty() || !found.complete) return;
-    tell("no tag answered. If one should: see that its antenna is enabled ('tagwire antenna show') and has "
-         "power "
-         "('tagwire power show'), that no select filter is left ('tagwire select --all'), and that its flag "
-         "is not "
-         "still set by an inventory before (--target B, or another --session)");
+    if (found.table.rows().empty() && found.complete && !interrupted && !kind.advice.empty())
+        tell(kind.advice);
+}
+
+struct Listed {
+    Found found;
+    std::optional<Error> error;
+    bool interrupted = false;
+    steady_clock::time_point start;
+};
+
+Listed take_all(Session& session, const Repeat& repeat, const TakeInventory& take)
+{
+    Listed listed;
+    listed.start = steady_clock::now();
+    try {
+        auto reader = open_reader(session);
+        const InterruptWatch::Hook hook(session.interrupts, [&reader] { reader.abort(); });
+        listed.start = steady_clock::now();
+        do {
+            add(listed.found, take(reader));
+            session.out.check();
+        } while (repeat.duration && steady_clock::now() - listed.start < *repeat.duration &&
+                 !session.out.closed() && !session.interrupts.interrupted());
+    } catch (const Error& problem) {
+        listed.interrupted = session.interrupts.interrupted();
+        listed.found.complete = false;
+        if (!listed.interrupted) listed.error = problem;
+    }
+    return listed;
 }
 
 int list(Session& session, const Kind& kind, const Repeat& repeat, const TakeInventory& take)
 {
-    Found found;
-    std::optional<Error> error;
-    const auto start = steady_clock::now();
-    try {
-        auto reader = open_reader(session);
-        const InterruptWatch::Hook hook(session.interrupts, [&reader] { reader.abort(); });
-        do {
-            add(found, take(reader));
-            session.out.check();
-        } while (repeat.duration && steady_clock::now() - start < *repeat.duration && !session.out.closed() &&
-                 !session.interrupts.interrupted());
-    } catch (const Error& problem) {
-        if (!session.interrupts.interrupted()) error = problem;
+    const auto listed = take_all(session, repeat, take);
+    const auto& found = listed.found;
+    if (listed.error && found.table.rows().empty()) {
+        show_failure(session, {{}, Json{{"type", repeat.count ? "count" : "inventory"}}, false},
+                     *listed.error);
+        return exit_failure;
     }
-    if (error) complain(error_text(*error));
+    if (listed.error) complain(error_text(*listed.error));
     repeat.count ? show_count(session, found) : show_tags(session, found, kind);
     session.out.flush();
-    if (!session.out.closed() && !(error && found.table.rows().empty()))
-        tell_summary(found, steady_clock::now() - start);
-    return error ? exit_failure : exit_success;
+    if (!session.out.closed())
+        tell_summary(found, kind, steady_clock::now() - listed.start, listed.interrupted);
+    return listed.error ? exit_failure : exit_success;
 }
 
 }  // namespace

@@ -28,6 +28,7 @@ using TakeInventory = std::function<InventoryResult(Reader&)>;
 struct Kind {
     std::string type;
     std::string id_key;
+    std::string advice;  // where no tag answered
 };
 Work listing_work(const Kind& kind, const Repeat& repeat, const TakeInventory& take);
 

@@ -48,7 +48,8 @@ Part read_pieces(const Session& session, const Memory& memory, const Stretch& st
     try {
         if (!stretch.count) return {memory.read_all(), {}};
         for (unsigned done = 0; done < *stretch.count;) {
-            if (session.interrupts.interrupted()) throw Failure("reading memory: interrupted");
+            if (session.interrupts.interrupted())
+                throw Error(Errc::aborted, "read memory", session.options.reader_url().text(), "interrupted");
             const auto count = std::min(*stretch.count - done, stretch.chunk);
             const auto piece = memory.read(stretch.first + done, count);
             part.data.insert(part.data.end(), piece.begin(), piece.end());
@@ -66,14 +67,16 @@ void show_read(Session& session, Deed& head, const Stretch& stretch, const Unit&
     head.fields[fmt::format("first_{}", unit.name)] = stretch.first;
     head.fields["count"] = stretch.count.value_or(static_cast<unsigned>(units));
     head.fields["complete"] = !part.error;
-    if (stretch.file.empty()) head.fields["data"] = head.text = to_hex(part.data);
-    if (stretch.file == "-") {
+    head.is_silent = stretch.file == "-";
+    if (head.is_silent) {
         session.out.text(as_text(part.data));
         session.out.flush();
-    } else if (!stretch.file.empty() && !part.error) {
-        write_file(stretch.file, part.data);
+        return;
     }
-    if (part.error && !session.options.json && stretch.file.empty()) show(session, head);
+    // A part goes into no file.
+    if (stretch.file.empty() || part.error) head.fields["data"] = head.text = to_hex(part.data);
+    if (!stretch.file.empty() && !part.error) write_file(stretch.file, part.data);
+    if (part.error && !session.options.json) show(session, head);
 }
 
 void tell_part(const Stretch& stretch, const Unit& unit, std::size_t units)
@@ -129,6 +132,7 @@ Work read_work(const Deed& head, const Stretch& stretch, const Unit& unit, const
     if (!stretch.count && stretch.first != 0)
         throw UsageError(
             fmt::format("--{} without --count: all {}s are read from the first on", unit.name, unit.name));
+    if (!stretch.count && stretch.chunk != unit.most_read) throw UsageError("--chunk goes with --count");
     if (!stretch.file.empty() && stretch.file != "-") require_writable(stretch.file);
     return [=, &unit](Session& session) {
         Part part;
