@@ -12,7 +12,7 @@ constexpr std::uint8_t any_address = 255;
 
 std::string url_for(const GlobalOptions& options)
 {
-    const auto url = options.reader_url().text();
+    auto url = options.reader_url().text();
     if (options.reader_address() == any_address) return url;
     return fmt::format("{}{}address={}", url, url.find('?') == std::string::npos ? '?' : '&',
                        options.reader_address());

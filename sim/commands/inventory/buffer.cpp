@@ -90,6 +90,7 @@ void read_buffer(Device& device, const Call& call)
     if (!call.data().empty()) return device.answer(call, status::bad_parameter);
     std::vector<Bytes> records;
     const auto& tags = device.store().inventoried.tags();
+    records.reserve(tags.size());
     for (const StoredTag& tag : tags) {
         records.push_back(inventoried_record(device, tag));
     }
