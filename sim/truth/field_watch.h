@@ -2,8 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <compare>
 #include <map>
+#include <tuple>
 
 #include "device/device.h"
 #include "truth/heard.h"
@@ -33,7 +33,10 @@ class FieldWatch {
         std::size_t tag;
         unsigned port;
 
-        auto operator<=>(const Spot&) const = default;
+        bool operator<(const Spot& other) const
+        {
+            return std::tie(kind, tag, port) < std::tie(other.kind, other.tag, other.port);
+        }
     };
     struct Stay {
         Heard tag;
