@@ -29,21 +29,6 @@ ScanPlan plan_from(const ScanArguments& arguments, const NameSet& banks)
     return plan;
 }
 
-void add_repeat_options(CLI::App& command, RepeatArguments& arguments)
-{
-    command.add_option("--seconds", arguments.seconds, "repeat inventories for so long and merge their tags")
-        ->type_name("N");
-    command.add_flag("--count", arguments.count, "print the number of different tags only");
-}
-
-RepeatPlan plan_from(const RepeatArguments& arguments)
-{
-    RepeatPlan plan;
-    if (!arguments.seconds.empty()) plan.duration = parse_seconds(arguments.seconds);
-    plan.count = arguments.count;
-    return plan;
-}
-
 void add_inventory_options(CLI::App& command, InventoryArguments& arguments)
 {
     command.add_option("--q", arguments.q, "Q, 0 to 15: the reader expects about 2^Q tags")

@@ -33,20 +33,6 @@ inline constexpr std::uint8_t first_antenna = 0x80;
 void add_scan_options(CLI::App& command, ScanArguments& arguments, const NameSet& banks);
 ScanPlan plan_from(const ScanArguments& arguments, const NameSet& banks);
 
-// Whether tags are counted only, and how often the inventory is repeated.
-struct RepeatArguments {
-    std::string seconds;
-    bool count = false;
-};
-
-struct RepeatPlan {
-    std::optional<std::chrono::milliseconds> duration;
-    bool count = false;
-};
-
-void add_repeat_options(CLI::App& command, RepeatArguments& arguments);
-RepeatPlan plan_from(const RepeatArguments& arguments);
-
 // Of Gen2 tags.
 struct InventoryArguments {
     ScanArguments scan;
