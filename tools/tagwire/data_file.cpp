@@ -35,6 +35,14 @@ File open_for_reading(const std::string& path)
     return file;
 }
 
+// Of a file that is made.
+mode_t usual_mode()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666U & ~mask;
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> read_file(const std::string& path)
@@ -47,14 +55,6 @@ std::vector<std::uint8_t> read_file(const std::string& path)
     if (data.size() > most_bytes)
         throw UsageError(fmt::format("'{}' is longer than {} bytes", path, most_bytes));
     return data;
-}
-
-// Of a file that is made.
-static mode_t usual_mode()
-{
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666U & ~mask;
 }
 
 // Not a regular file, a pipe or a terminal say, is written as it is; of others a new one takes the place.

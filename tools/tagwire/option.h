@@ -1,4 +1,4 @@
-// Options that parse in place: a command runs with values that were checked when its line was read.
+// Options that are values: a command runs with what was checked once its whole line had been read.
 #pragma once
 
 #include <array>

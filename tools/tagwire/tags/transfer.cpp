@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "data_file.h"
-#include "open_reader.h"
 
 namespace tagwire::tool {
 
@@ -81,13 +80,18 @@ void show_read(Session& session, Deed& head, const Stretch& stretch, const Unit&
 
 void tell_part(const Stretch& stretch, const Unit& unit, std::size_t units)
 {
-    const auto range = [](std::size_t first, std::size_t count) {
-        return count == 1 ? std::to_string(first) : fmt::format("{}-{}", first, first + count - 1);
+    const auto tell_range = [&](const char* label, std::size_t first, std::size_t count) {
+        const MemoryRange range{static_cast<unsigned>(first), static_cast<unsigned>(count)};
+        tell(fmt::format("{}: {}s {}", label, unit.name, range_text(range)));
     };
-    if (units > 0) tell(fmt::format("read: {}s {}", unit.name, range(stretch.first, units)));
-    if (stretch.count)
-        tell(
-            fmt::format("not read: {}s {}", unit.name, range(stretch.first + units, *stretch.count - units)));
+    if (units > 0) tell_range("read", stretch.first, units);
+    if (stretch.count) tell_range("not read", stretch.first + units, *stretch.count - units);
+}
+
+// "1 word of user", "6 words of user"
+std::string count_text(std::size_t count, const Unit& unit, const std::string& place)
+{
+    return fmt::format("{} {}{} of {}", count, unit.name, count == 1 ? "" : "s", place);
 }
 
 }  // namespace
@@ -119,11 +123,6 @@ void add_erase_options(CLI::App& command, Stretch& stretch, const Unit& unit, un
     add_first_option(command, stretch, unit);
     option(command, "--count", stretch.count, number(1, most), fmt::format("how many {}s", unit.name))
         ->required();
-}
-
-std::string count_text(std::size_t count, const Unit& unit, const std::string& place)
-{
-    return fmt::format("{} {}{} of {}", count, unit.name, count == 1 ? "" : "s", place);
 }
 
 Work read_work(const Deed& head, const Stretch& stretch, const Unit& unit, const OpenMemory& open)

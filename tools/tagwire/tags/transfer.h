@@ -53,7 +53,4 @@ Work write_work(Deed head, Stretch stretch, const Unit& unit, const std::string&
 Work erase_work(Deed head, const Stretch& stretch, const Unit& unit, const std::string& place,
                 const OpenMemory& open);
 
-// "1 word of user", "6 words of user"
-std::string count_text(std::size_t count, const Unit& unit, const std::string& place);
-
 }  // namespace tagwire::tool
