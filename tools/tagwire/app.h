@@ -21,8 +21,10 @@ struct GlobalOptions {
     std::string baud;
     bool json = false;
 
-    // Both throw UsageError.
+    // All throw UsageError.
     ReaderUrl reader_url() const;
+    // What output calls the reader.
+    std::string reader_name() const { return reader_url().text(); }
     std::uint8_t reader_address() const;
 };
 

@@ -5,7 +5,6 @@
 
 #include <fmt/format.h>
 
-#include "errors.h"
 #include "open_reader.h"
 
 namespace tagwire::tool {
@@ -43,7 +42,7 @@ const char* outcome_text(Outcome outcome)
 
 void put(Session& session, Json fields)
 {
-    fields["reader"] = session.options.reader_url().text();
+    fields["reader"] = session.options.reader_name();
     session.out.line(json_line(fields));
     session.out.flush();
 }
@@ -57,6 +56,12 @@ std::string error_text(const Error& error)
     if (error.tag_error() >= 0)
         return fmt::format("{} ({}, tag error {})", text, error.result(), error.tag_error());
     return error.result() != 0 ? fmt::format("{} ({})", text, error.result()) : text;
+}
+
+void add(Deed& done, std::string_view label, std::string_view shown, const char* key, Json value)
+{
+    done.text += fmt::format("{}{:<17}{}", done.text.empty() ? "" : "\n", label, shown);
+    done.fields[key] = std::move(value);
 }
 
 void show(Session& session, Deed done)
@@ -116,8 +121,9 @@ int run(Session& session, Deed deed, const Act& act)
         if (session.options.json) show(session, std::move(deed));
         throw;
     }
+    const int code = deed.exit_code;
     show(session, std::move(deed));
-    return exit_success;
+    return code;
 }
 
 }  // namespace tagwire::tool

@@ -9,6 +9,7 @@
 #include <tagwirexx/reader.hpp>
 
 #include "app.h"
+#include "errors.h"
 #include "format.h"
 
 namespace tagwire::tool {
@@ -17,13 +18,14 @@ namespace tagwire::tool {
 struct Deed {
     std::string text;
     Json fields;
-    bool is_silent = false;  // standard output is taken by something else
+    bool is_silent = false;        // standard output is taken by something else
+    int exit_code = exit_success;  // another where all went well and something was found
 };
 
-inline Deed deed(const char* type, std::string text = {})
-{
-    return {std::move(text), Json{{"type", type}}, false};
-}
+inline Deed deed(const char* type, std::string text = {}) { return {std::move(text), Json{{"type", type}}}; }
+
+// One more thing to tell: "label  shown" on a line of its own for people, `key` and `value` for programs.
+void add(Deed& done, std::string_view label, std::string_view shown, const char* key, Json value);
 
 // Shows a deed that was done; of one that failed, or was done in part, the object with what became of it.
 void show(Session& session, Deed done);

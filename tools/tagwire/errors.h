@@ -8,6 +8,7 @@ namespace tagwire::tool {
 inline constexpr int exit_success = 0;
 inline constexpr int exit_failure = 1;
 inline constexpr int exit_usage = 2;
+inline constexpr int exit_found = 3;  // all went well, and what was looked for is there
 
 // The command line asks for something that cannot be. The message is complete: it says what would be right.
 struct UsageError : std::runtime_error {

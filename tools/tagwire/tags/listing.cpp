@@ -51,7 +51,7 @@ void show_tags(Session& session, const Found& found, const Kind& kind)
     for (const auto& row : found.table.rows()) {
         auto object = tag_json(row, kind.id_key);
         object["type"] = kind.type;
-        object["reader"] = session.options.reader_url().text();
+        object["reader"] = session.options.reader_name();
         session.out.line(session.options.json ? json_line(object) : tag_line(row));
         if (session.out.closed()) return;
     }
@@ -64,7 +64,7 @@ void show_count(Session& session, const Found& found)
                                     {"tags", found.table.rows().size()},
                                     {"reads", found.table.reads()},
                                     {"complete", found.complete},
-                                    {"reader", session.options.reader_url().text()}}));
+                                    {"reader", session.options.reader_name()}}));
 }
 
 // What a person is not told by the tags.
@@ -115,8 +115,7 @@ int list(Session& session, const Kind& kind, const Repeat& repeat, const TakeInv
     const auto listed = take_all(session, repeat, take);
     const auto& found = listed.found;
     if (listed.error && found.table.rows().empty()) {
-        show_failure(session, {{}, Json{{"type", repeat.count ? "count" : "inventory"}}, false},
-                     *listed.error);
+        show_failure(session, {{}, Json{{"type", repeat.count ? "count" : "inventory"}}}, *listed.error);
         return exit_failure;
     }
     if (listed.error) complain(error_text(*listed.error));
