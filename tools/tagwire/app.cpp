@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <thread>
 #include <utility>
 
 #include <unistd.h>
@@ -42,20 +44,19 @@ void refuse_empty_values(const CLI::App& command)
 
 ReaderUrl GlobalOptions::reader_url() const
 {
-    if (reader.empty()) {
-        throw UsageError("no reader named: use --reader tcp://HOST:PORT, --reader serial:/dev/DEVICE or the "
-                         "environment variable TAGWIRE_READER");
-    }
-    auto url = parse_reader_url(reader);
-    if (baud.empty()) return url;
-    if (url.link == Link::Tcp) throw UsageError("--baud is for serial readers only");
-    url.baud = parse_baud(baud);
-    return url;
+    const auto& url = reader.url;
+    const auto question = url.find('?');
+    const auto speed = url.find("baud=");
+    if (speed == std::string::npos) return parse_reader_url(url.substr(0, question));
+    return parse_reader_url(url.substr(0, question) + '?' + url.substr(speed, url.find('&', speed) - speed));
 }
 
 std::uint8_t GlobalOptions::reader_address() const
 {
-    return static_cast<std::uint8_t>(parse_number(address, "--address", 0, 255));
+    const auto at = reader.url.find("address=");
+    if (at == std::string::npos) return 255;
+    const auto text = reader.url.substr(at + std::strlen("address="));
+    return static_cast<std::uint8_t>(parse_number(text.substr(0, text.find('&')), "address", 0, 255));
 }
 
 Application::Application()
@@ -64,10 +65,18 @@ Application::Application()
     app_.fallthrough();
     app_.footer(footer);
     app_.set_version_flag("--version", "tagwire " TAGWIRE_TOOL_VERSION);
-    app_.add_option("--reader", options_.reader,
-                    "tcp://HOST:PORT, serial:/dev/DEVICE[?baud=N] or serial:auto[?baud=N]")
+    app_.add_option(
+            "--reader", options_.readers,
+            "[NAME=]tcp://HOST:PORT, serial:/dev/DEVICE[?baud=N] or serial:auto[?baud=N]; again for more "
+            "readers")
         ->envname("TAGWIRE_READER")
-        ->type_name("URL");
+        ->type_name("URL")
+        ->type_size(1)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app_.add_option("--readers", options_.readers_file,
+                    "readers of a TOML file: [[reader]] with name and url")
+        ->type_name("FILE");
     app_.add_option("--address", options_.address,
                     "bus address of the reader, 0 to 255 or 0x00 to 0xFF; 255 is whichever reader answers")
         ->type_name("N")
@@ -115,7 +124,10 @@ CLI::App& Application::add_command(CLI::App& group, const std::string& name, con
 {
     auto* const command = group.add_subcommand(name, description);
     command->fallthrough();
-    command->callback([this, prepare = std::move(prepare)] { chosen_ = prepare; });
+    command->callback([this, command, prepare = std::move(prepare)] {
+        chosen_ = prepare;
+        command_ = command;
+    });
     return *command;
 }
 
@@ -142,16 +154,89 @@ int Application::execute()
 {
     refuse_empty_values(app_);
     for (const auto& parse : put_off()) parse();
-    options_.reader_url();
-    options_.reader_address();
+    const auto readers = options_.chosen();
+    const auto kind = readers_of_.count(command_) != 0 ? readers_of_.at(command_) : Readers::one;
+    if (kind == Readers::one && readers.size() > 1)
+        throw UsageError(
+            fmt::format("{} works on one reader, and {} are named", command_->get_name(), readers.size()));
+    options_.reader = readers.front();
     const auto work = chosen_();
 
     InterruptWatch interrupts;
     Output out(STDOUT_FILENO, interrupts.fd());
-    Session session{options_, out, interrupts};
-    const int code = work(session);
+    Session session{options_, out, interrupts, readers, {}};
+    const bool is_alone = kind != Readers::each || readers.size() == 1;
+    const int code = is_alone ? work(session) : run_each(work, session);
     out.flush();
     return code;
+}
+
+namespace {
+
+// The reader that this thread works for, where others work for others.
+thread_local std::string speaker;
+
+struct EndOfOne {
+    int code = exit_failure;
+    std::string verdict;
+};
+
+EndOfOne run_one(const Work& work, const Session& together, const NamedReader& reader)
+{
+    auto options = together.options;
+    options.reader = reader;
+    speaker = reader.name + ": ";
+    Output out(together.out, options.json ? "" : speaker);
+    Session session{options, out, together.interrupts, {reader}, {}};
+    EndOfOne end;
+    try {
+        end.code = work(session);
+        out.flush();
+    } catch (const UsageError& error) {
+        complain(error.what());
+        end.code = exit_usage;
+    } catch (const std::exception& error) {
+        complain(error.what());
+    }
+    end.verdict = end.code == exit_failure ? "failed" : session.verdict;
+    return end;
+}
+
+// What failed weighs most, then what could not be asked for, then what was found.
+int heaviest(const std::vector<EndOfOne>& ends)
+{
+    for (const int code : {exit_failure, exit_usage, exit_found}) {
+        if (std::any_of(ends.begin(), ends.end(), [code](const EndOfOne& end) { return end.code == code; }))
+            return code;
+    }
+    return exit_success;
+}
+
+void show_verdicts(Session& together, const std::vector<EndOfOne>& ends)
+{
+    const auto has_verdict = [](const EndOfOne& end) {
+        return end.code != exit_failure && !end.verdict.empty();
+    };
+    if (together.options.json || std::none_of(ends.begin(), ends.end(), has_verdict)) return;
+    std::size_t width = 0;
+    for (const auto& reader : together.readers) width = std::max(width, reader.name.size());
+    for (std::size_t i = 0; i < ends.size(); ++i)
+        together.out.line(
+            fmt::format("{:<{}}  {}", printable_text(together.readers[i].name), width, ends[i].verdict));
+}
+
+}  // namespace
+
+int Application::run_each(const Work& work, Session& together)
+{
+    std::vector<EndOfOne> ends(together.readers.size());
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t i = 0; i < ends.size(); ++i)
+            threads.emplace_back([&, i] { ends[i] = run_one(work, together, together.readers[i]); });
+    }
+    show_verdicts(together, ends);
+    return heaviest(ends);
 }
 
 void tell(std::string_view text)
@@ -159,7 +244,7 @@ void tell(std::string_view text)
     std::string shown;
     for (std::size_t begin = 0; begin <= text.size();) {
         const auto end = std::min(text.find('\n', begin), text.size());
-        shown += printable_text(text.substr(begin, end - begin)) + '\n';
+        shown += printable_text(speaker + std::string(text.substr(begin, end - begin))) + '\n';
         begin = end + 1;
     }
     std::fputs(shown.c_str(), stderr);

@@ -66,6 +66,7 @@ void add(Deed& done, std::string_view label, std::string_view shown, const char*
 
 void show(Session& session, Deed done)
 {
+    session.verdict = done.verdict;
     if (done.is_silent) return;
     if (session.options.json) return put(session, std::move(done.fields));
     if (done.text.empty()) return;

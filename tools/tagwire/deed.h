@@ -20,6 +20,7 @@ struct Deed {
     Json fields;
     bool is_silent = false;        // standard output is taken by something else
     int exit_code = exit_success;  // another where all went well and something was found
+    std::string verdict{};         // in a few words, for a table of several readers
 };
 
 inline Deed deed(const char* type, std::string text = {}) { return {std::move(text), Json{{"type", type}}}; }

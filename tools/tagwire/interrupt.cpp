@@ -110,8 +110,8 @@ void InterruptWatch::take_signal()
 void InterruptWatch::act()
 {
     const std::lock_guard lock(mutex_);
-    if (!action_) return;
-    action_();
+    if (actions_.empty()) return;
+    for (const auto& action : actions_) action();
     if (std::exchange(has_acted_, true)) return;
     first_signal_ = std::chrono::steady_clock::now();
 }
@@ -119,13 +119,13 @@ void InterruptWatch::act()
 InterruptWatch::Hook::Hook(InterruptWatch& watch, std::function<void()> action) : watch_(watch)
 {
     const std::lock_guard lock(watch_.mutex_);
-    watch_.action_ = std::move(action);
+    action_ = watch_.actions_.insert(watch_.actions_.end(), std::move(action));
 }
 
 InterruptWatch::Hook::~Hook()
 {
     const std::lock_guard lock(watch_.mutex_);
-    watch_.action_ = nullptr;
+    watch_.actions_.erase(action_);
 }
 
 }  // namespace tagwire::tool

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <thread>
 
@@ -27,7 +28,8 @@ class InterruptWatch {
 
     void arm() { armed_ = true; }
 
-    // While it lives, the action runs at the first signal and again every 300 ms, on another thread.
+    // While it lives, the action runs at the first signal and again every 300 ms, on another thread, behind those
+    // that were there before.
     class Hook {
       public:
         Hook(InterruptWatch& watch, std::function<void()> action);
@@ -37,6 +39,7 @@ class InterruptWatch {
 
       private:
         InterruptWatch& watch_;
+        std::list<std::function<void()>>::iterator action_;
     };
 
   private:
@@ -54,7 +57,7 @@ class InterruptWatch {
     std::chrono::steady_clock::time_point first_signal_;
     bool has_acted_ = false;
     std::mutex mutex_;
-    std::function<void()> action_;
+    std::list<std::function<void()>> actions_;
     std::thread thread_;
 };
 

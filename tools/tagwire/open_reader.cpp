@@ -1,28 +1,12 @@
 #include "open_reader.h"
 
-#include <fmt/format.h>
-
 #include <tagwirexx/error.hpp>
 
 namespace tagwire::tool {
 
-namespace {
-
-constexpr std::uint8_t any_address = 255;
-
-std::string url_for(const GlobalOptions& options)
-{
-    auto url = options.reader_url().text();
-    if (options.reader_address() == any_address) return url;
-    return fmt::format("{}{}address={}", url, url.find('?') == std::string::npos ? '?' : '&',
-                       options.reader_address());
-}
-
-}  // namespace
-
 Reader open_reader(const Session& session)
 {
-    Reader reader(url_for(session.options));
+    Reader reader(session.options.reader.url);
     session.interrupts.arm();
     return reader;
 }
@@ -34,7 +18,7 @@ Reader open_reader_in_any_mode(const Session& session)
     } catch (const Error& error) {
         if (error.code() != Errc::no_answer || session.options.reader_url().link == Link::SerialAuto) throw;
     }
-    Reader reader = Reader::in_update_mode(url_for(session.options));
+    Reader reader = Reader::in_update_mode(session.options.reader.url);
     session.interrupts.arm();
     return reader;
 }

@@ -23,6 +23,17 @@ constexpr std::size_t chunk_size = PIPE_BUF;
 constexpr std::size_t flush_size = std::size_t{64} * 1024;
 constexpr int last_moment_ms = 500;
 
+std::string prefixed(std::string_view text, std::string_view prefix)
+{
+    std::string lines;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const auto end = std::min(text.find('\n', begin), text.size() - 1) + 1;
+        lines.append(prefix).append(text.substr(begin, end - begin));
+        begin = end;
+    }
+    return lines;
+}
+
 }  // namespace
 
 void Output::line(std::string_view text)
@@ -37,11 +48,19 @@ void Output::text(std::string_view text) { pending_ += text; }
 void Output::flush()
 {
     const auto text = std::exchange(pending_, {});
+    if (shared_ != nullptr) return shared_->share(prefixed(text, prefix_));
+    if (!closed_) write_all(text);
+}
+
+void Output::share(std::string_view text)
+{
+    const std::lock_guard lock(mutex_);
     if (!closed_) write_all(text);
 }
 
 void Output::check()
 {
+    if (shared_ != nullptr) return shared_->check();
     pollfd fd{fd_, 0, 0};
     if (poll(&fd, 1, 0) > 0 && (fd.revents & (POLLERR | POLLHUP)) != 0) closed_ = true;
 }

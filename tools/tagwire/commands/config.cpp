@@ -154,7 +154,7 @@ void show_all(Session& session, SettingAccess& access, const SettingCatalogue& c
 Work plan_show(const ShowArguments& arguments)
 {
     return [dialect = dialect_of(arguments), all = arguments.all](Session& session) {
-        const auto catalogue = catalogue_for(session.options.reader, dialect);
+        const auto catalogue = catalogue_for(session.options.reader_name(), dialect);
         const auto reader = connect(session);
         SettingAccess access(*reader, catalogue.two_way());
         show_all(session, access, catalogue, all);
@@ -190,7 +190,7 @@ struct GetArguments : DialectArguments {
 
 int get(Session& session, const Dialect& dialect, const std::vector<std::string>& names)
 {
-    const auto catalogue = catalogue_for(session.options.reader, dialect);
+    const auto catalogue = catalogue_for(session.options.reader_name(), dialect);
     std::vector<const Setting*> settings;
     for (const auto& name : names) {
         settings.push_back(&catalogue.require(name));
@@ -330,7 +330,7 @@ void tell_new_ways(const std::vector<Change>& written)
 
 int set(Session& session, const Dialect& dialect, const std::vector<std::string>& words)
 {
-    const auto catalogue = catalogue_for(session.options.reader, dialect);
+    const auto catalogue = catalogue_for(session.options.reader_name(), dialect);
     const auto groups = grouped(changes_in(words, catalogue));
     const auto reader = connect(session);
     SettingAccess access(*reader, catalogue.two_way());
@@ -426,7 +426,7 @@ void tell_saved(Session& session, const std::string& file, const Saved& saved)
 
 int save(Session& session, const Dialect& dialect, const std::string& file)
 {
-    const auto catalogue = catalogue_for(session.options.reader, dialect);
+    const auto catalogue = catalogue_for(session.options.reader_name(), dialect);
     const auto reader = connect(session);
     const auto info = read_information(*reader);
     SettingAccess access(*reader, catalogue.two_way());
@@ -576,7 +576,7 @@ Work plan_load(const FileArguments& arguments)
     dialect.family = file->family.value_or(dialect.family);
     dialect.two_way = file->two_way.value_or(dialect.two_way);
     return [=, dry_run = arguments.dry_run](Session& session) {
-        const auto catalogue = catalogue_for(session.options.reader, dialect);
+        const auto catalogue = catalogue_for(session.options.reader_name(), dialect);
         const auto wanted = changes_of(*file, catalogue);
         grouped(wanted);
         return load(session, catalogue, wanted, dry_run);

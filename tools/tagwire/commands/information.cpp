@@ -41,6 +41,7 @@ void add_information_commands(Application& application)
 {
     auto& command = application.add_command("info", "Show what the reader says about itself.",
                                             [] { return Work(show_information); });
+    application.set_readers(command, Readers::each);
     command.footer(R"(Examples:
   tagwire --reader tcp://192.0.2.10:6000 info
   tagwire info --reader serial:/dev/ttyUSB0 --json)");

@@ -78,8 +78,10 @@ Work plan_inventory(const Options& options)
 
 void add_inventory_commands(Application& application)
 {
-    add_command_with<Options>(application, nullptr, "inventory", "List the EPC Gen2 tags in the field.",
-                              add_inventory_options, plan_inventory);
+    auto& command =
+        add_command_with<Options>(application, nullptr, "inventory", "List the EPC Gen2 tags in the field.",
+                                  add_inventory_options, plan_inventory);
+    application.set_readers(command, Readers::each);
 }
 
 }  // namespace tagwire::tool
