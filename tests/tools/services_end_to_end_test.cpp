@@ -1,14 +1,11 @@
 // Commands for network, modem and parameter tables against a virtual reader, over both kinds of link.
+#include "terminal_session.h"
 #include "virtual_reader.h"
 
 #include <algorithm>
 #include <chrono>
 
-#include <poll.h>
-#include <pty.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -500,76 +497,6 @@ TEST_F(AtEndToEnd, LeavesTheModeWhenNobodyReads)
     EXPECT_FALSE(slow->modem().passes);
     EXPECT_LT(slow->modem().commands.size(), 50u);
 }
-
-// The tool at a terminal of its own.
-class TerminalSession {
-  public:
-    explicit TerminalSession(const Arguments& arguments)
-    {
-        Arguments words = joined({TAGWIRE_TOOL_PATH}, arguments);
-        std::vector<char*> pointers;
-        for (auto& word : words) pointers.push_back(word.data());
-        pointers.push_back(nullptr);
-        pid_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
-        if (pid_ != 0) return;
-        execv(pointers[0], pointers.data());
-        _exit(127);
-    }
-    ~TerminalSession()
-    {
-        hang_up();
-        if (pid_ <= 0) return;
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
-    TerminalSession(const TerminalSession&) = delete;
-    TerminalSession& operator=(const TerminalSession&) = delete;
-
-    void type(const std::string& text) const
-    {
-        EXPECT_EQ(write(terminal_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    // Until it is shown behind what was waited for before.
-    bool wait_for(const std::string& text)
-    {
-        auto at = shown_.find(text, seen_);
-        while (at == std::string::npos && read_more()) at = shown_.find(text, seen_);
-        if (at == std::string::npos) return false;
-        seen_ = at + text.size();
-        return true;
-    }
-    void hang_up()
-    {
-        if (terminal_ >= 0) close(std::exchange(terminal_, -1));
-    }
-    // The exit code, or -1.
-    int wait()
-    {
-        while (terminal_ >= 0 && read_more()) {
-        }
-        int status = 0;
-        waitpid(std::exchange(pid_, -1), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    const std::string& shown() const { return shown_; }
-
-  private:
-    // False at the end, or when nothing comes for long.
-    bool read_more()
-    {
-        pollfd fd{terminal_, POLLIN, 0};
-        if (poll(&fd, 1, 20'000) <= 0) return false;
-        std::array<char, 1024> chunk{};
-        const auto count = read(terminal_, chunk.data(), chunk.size());
-        if (count > 0) shown_.append(chunk.data(), static_cast<std::size_t>(count));
-        return count > 0;
-    }
-
-    int terminal_ = -1;
-    pid_t pid_ = -1;
-    std::string shown_;
-    std::size_t seen_ = 0;
-};
 
 constexpr const char* ctrl_c = "\x03";
 constexpr const char* ctrl_d = "\x04";

@@ -5,33 +5,33 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <tagwirexx/bytes.hpp>
+
 namespace tagwire::tool {
 
 namespace {
 
 std::string_view plural(std::uint64_t count) { return count == 1 ? "" : "s"; }
 
-std::string reading_text(const TagRecord& tag)
+std::string phase_text(const Read& read)
 {
-    const auto port = !tag.port       ? std::to_string(tag.antenna)
-                      : *tag.port > 0 ? std::to_string(*tag.port)
-                                      : "?";
-    return fmt::format("{}{}  antenna {}  rssi {}", shown_id(tag.id), tag.tid ? "  tid " + *tag.tid : "",
-                       port, tag.rssi);
+    if (!read.phase || !read.frequency) return "";
+    return fmt::format("  phase {} {}  {} kHz", read.phase->begin, read.phase->end, read.frequency->value);
 }
 
-std::string phase_text(const TagRecord& tag)
+void add_phase(Json& object, const Read& read)
 {
-    if (!tag.phase) return "";
-    return fmt::format("  phase {} {}  {} kHz", tag.phase->begin, tag.phase->end, tag.phase->frequency_khz);
+    if (!read.phase || !read.frequency) return;
+    object["phase_begin"] = read.phase->begin;
+    object["phase_end"] = read.phase->end;
+    object["frequency_khz"] = read.frequency->value;
 }
 
-void add_phase(Json& object, const TagRecord& tag)
+// Memory words that were asked for; the TID is told as such.
+std::optional<std::string> data_of(const Read& read)
 {
-    if (!tag.phase) return;
-    object["phase_begin"] = tag.phase->begin;
-    object["phase_end"] = tag.phase->end;
-    object["frequency_khz"] = tag.phase->frequency_khz;
+    if (!read.data || read.tid) return std::nullopt;
+    return to_hex(*read.data);
 }
 
 }  // namespace
@@ -42,47 +42,53 @@ std::string json_line(const Json& object)
     return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-std::string_view shown_id(std::string_view id) { return id.empty() ? "-" : id; }
+std::string reading_text(const Read& read)
+{
+    const int port = read.port.number();
+    return fmt::format("{}{}  antenna {}  rssi {}", shown_id(id_of(read)),
+                       read.tid ? "  tid " + read.tid->to_string() : "",
+                       port > 0 ? fmt::to_string(port) : "?", read.rssi);
+}
+
+void add_reading(Json& object, const Read& read, const std::string& id_key)
+{
+    object[id_key] = id_of(read);
+    if (read.tid) object["tid"] = read.tid->to_string();
+    object["antenna"] = read.port.number();
+    object["antenna_byte"] = read.antenna_byte;
+    object["rssi"] = read.rssi;
+}
 
 std::string tag_line(const TagRow& row)
 {
-    const auto& tag = row.latest;
-    return fmt::format("{}  reads {}{}{}", reading_text(tag), row.reads, phase_text(tag),
-                       tag.data ? "  data " + *tag.data : "");
+    const auto data = data_of(row.latest);
+    return fmt::format("{}  reads {}{}{}", reading_text(row.latest), row.reads, phase_text(row.latest),
+                       data ? "  data " + *data : "");
 }
 
 Json tag_json(const TagRow& row, const std::string& id_key)
 {
-    Json object;
-    object["type"] = "tag";
-    object[id_key] = row.latest.id;
-    if (row.latest.tid) object["tid"] = *row.latest.tid;
-    object["antenna"] = row.latest.port.value_or(row.latest.antenna);
-    if (row.latest.port) object["antenna_byte"] = row.latest.antenna;
-    object["rssi"] = row.latest.rssi;
+    Json object{{"type", "tag"}};
+    add_reading(object, row.latest, id_key);
     object["reads"] = row.reads;
     object["first_seen"] = timestamp_text(row.first.wall);
-    object["last_seen"] = timestamp_text(row.last.wall);
+    object["last_seen"] = timestamp_text(row.latest.received.wall);
     add_phase(object, row.latest);
-    if (row.latest.data) object["data"] = *row.latest.data;
+    if (const auto data = data_of(row.latest)) object["data"] = *data;
     return object;
 }
 
-std::string report_line(const Report& report)
+std::string report_line(const Read& report)
 {
-    return fmt::format("{}  {}{}", timestamp_text(report.at.wall), reading_text(report.tag),
-                       phase_text(report.tag));
+    return fmt::format("{}  {}{}", timestamp_text(report.received.wall), reading_text(report),
+                       phase_text(report));
 }
 
-Json report_json(const Report& report)
+Json report_json(const Read& report)
 {
-    Json object;
-    object["type"] = "report";
-    object["time"] = timestamp_text(report.at.wall);
-    object["epc"] = report.tag.id;
-    object["antenna"] = report.tag.antenna;
-    object["rssi"] = report.tag.rssi;
-    add_phase(object, report.tag);
+    Json object{{"type", "report"}, {"time", timestamp_text(report.received.wall)}};
+    add_reading(object, report);
+    add_phase(object, report);
     return object;
 }
 

@@ -9,7 +9,8 @@
 
 #include "reports.h"
 #include "sensor_values.h"
-#include "table_view.h"
+#include "live_screen.h"
+#include "tag_table.h"
 
 namespace tagwire::tool {
 

@@ -4,14 +4,14 @@
 
 namespace tagwire::tool {
 
-void RateMeter::add(TimePoint now)
+void RateMeter::add(TimePoint now, unsigned reads)
 {
     if (!started_) first_ = now;
     started_ = true;
     const auto number = slot_number(now);
     auto& slot = slots_[static_cast<std::size_t>(number) % slot_count];
     if (slot.number != number) slot = {number, 0};
-    ++slot.reads;
+    slot.reads += reads;
 }
 
 double RateMeter::rate(TimePoint now) const
@@ -30,25 +30,25 @@ double RateMeter::rate(TimePoint now) const
     return static_cast<double>(reads) / std::max(window.count(), shortest_window);
 }
 
-void TagTable::add(const TagRecord& tag, const Moment& at)
+void TagTable::add(const Read& read, const std::string& reader)
 {
-    ++reads_;
+    reads_ += read.count;
     // Tags of one EPC are told apart by their TID, where it is known.
-    const std::string id = tag.tid ? tag.id + '/' + *tag.tid : tag.id;
+    const auto id = read.tid ? id_of(read) + '/' + read.tid->to_string() : id_of(read);
     auto known = row_of_id_.find(id);
     if (known == row_of_id_.end()) {
         if (rows_.size() >= limit_) {
-            ++reads_without_row_;
+            reads_without_row_ += read.count;
             return;
         }
         known = row_of_id_.emplace(id, rows_.size()).first;
-        rows_.emplace_back().first = at;
+        rows_.emplace_back().first = read.received;
     }
     auto& row = rows_[known->second];
-    row.latest = tag;
-    row.last = at;
-    ++row.reads;
-    row.meter.add(at.steady);
+    row.latest = read;
+    row.reader = reader;
+    row.reads += read.count;
+    row.meter.add(read.received.steady, read.count);
 }
 
 }  // namespace tagwire::tool

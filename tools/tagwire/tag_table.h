@@ -9,8 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "records.h"
-#include "reports.h"
+#include <tagwirexx/read.hpp>
 
 namespace tagwire::tool {
 
@@ -19,7 +18,7 @@ class RateMeter {
   public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    void add(TimePoint now);
+    void add(TimePoint now, unsigned reads = 1);
     double rate(TimePoint now) const;
 
   private:
@@ -36,11 +35,17 @@ class RateMeter {
     bool started_ = false;
 };
 
+// On both clocks.
+inline Received moment_now() { return {std::chrono::steady_clock::now(), std::chrono::system_clock::now()}; }
+
+// The EPC, or what other kinds of tags have instead, as upper-case hexadecimal digits.
+inline std::string id_of(const Read& read) { return read.id ? read.id->to_string() : read.epc.to_string(); }
+
 struct TagRow {
-    TagRecord latest;
+    Read latest;
+    std::string reader;  // that read it last
     std::uint64_t reads = 0;
-    Moment first;
-    Moment last;
+    Received first;
     RateMeter meter;
 };
 
@@ -50,7 +55,8 @@ class TagTable {
 
     explicit TagTable(std::size_t limit = default_limit) : limit_(limit) {}
 
-    void add(const TagRecord& tag, const Moment& at);
+    // `reader`: where several are told apart.
+    void add(const Read& read, const std::string& reader = {});
 
     // In the order of the first read.
     const std::vector<TagRow>& rows() const { return rows_; }

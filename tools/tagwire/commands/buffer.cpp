@@ -1,5 +1,6 @@
 #include "tagwire/buffer.h"
 #include "buffer_records.h"
+#include "records.h"
 #include "commands/groups.h"
 #include "errors.h"
 #include "inventory_plan.h"

@@ -4,7 +4,7 @@
 #include "open_reader.h"
 #include "parse.h"
 #include "progress.h"
-#include "table_view.h"
+#include "live_screen.h"
 #include "tag_options.h"
 
 #include <cstdio>

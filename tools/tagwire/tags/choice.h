@@ -29,6 +29,12 @@ struct TagChoice {
 inline constexpr Choices<Bank, 4> banks{
     {{"reserved", Bank::reserved}, {"epc", Bank::epc}, {"tid", Bank::tid}, {"user", Bank::user}}};
 
+inline constexpr Choices<tagwire::Session, 4> sessions{{{"S0", tagwire::Session::s0},
+                                                        {"S1", tagwire::Session::s1},
+                                                        {"S2", tagwire::Session::s2},
+                                                        {"S3", tagwire::Session::s3}}};
+inline constexpr Choices<Target, 2> targets{{{"A", Target::a}, {"B", Target::b}}};
+
 // A password is 8 hexadecimal digits, @FILE for the first line of a file, or - to be asked for it on the terminal.
 tagwire::Password parse_secret(const std::string& text, const std::string& name);
 void add_password_option(CLI::App& command, Secret& password);

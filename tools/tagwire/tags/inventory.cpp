@@ -7,12 +7,6 @@ namespace tagwire::tool {
 
 namespace {
 
-constexpr Choices<tagwire::Session, 4> sessions{{{"S0", tagwire::Session::s0},
-                                                 {"S1", tagwire::Session::s1},
-                                                 {"S2", tagwire::Session::s2},
-                                                 {"S3", tagwire::Session::s3}}};
-constexpr Choices<Target, 2> targets{{{"A", Target::a}, {"B", Target::b}}};
-
 struct Options {
     InventoryPlan plan;
     std::optional<Port> antenna;

@@ -16,20 +16,6 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds scan_unit{100};
 
-TagRecord record_of(const Read& read)
-{
-    TagRecord record;
-    record.id = read.id ? read.id->to_string() : read.epc.to_string();
-    record.port = read.port.number();
-    record.antenna = read.antenna_byte;
-    record.rssi = static_cast<std::uint8_t>(read.rssi);
-    if (read.phase && read.frequency)
-        record.phase = tool::Phase{read.phase->begin, read.phase->end, read.frequency->value};
-    if (read.tid) record.tid = read.tid->to_string();
-    if (read.data && !read.tid) record.data = to_hex(*read.data);
-    return record;
-}
-
 struct Found {
     TagTable table;
     bool complete = true;
@@ -38,10 +24,7 @@ struct Found {
 
 void add(Found& found, const InventoryResult& result)
 {
-    for (const auto& read : result.reads) {
-        const Moment at{read.received.steady, read.received.wall};
-        for (unsigned i = 0; i < read.count; ++i) found.table.add(record_of(read), at);
-    }
+    for (const auto& read : result.reads) found.table.add(read);
     found.complete = found.complete && result.complete;
     found.bad_records += result.bad_records;
 }

@@ -1,13 +1,9 @@
-// The live table of a terminal.
+// Lines of a terminal that are drawn again and again.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <vector>
-
-#include "tag_table.h"
 
 namespace tagwire::tool {
 
@@ -20,16 +16,6 @@ struct TerminalSize {
 
 // The size of the terminal behind a descriptor, or 80 x 24 when it does not say.
 TerminalSize terminal_size(int fd);
-
-struct TableStatus {
-    std::chrono::duration<double> elapsed{};
-    double rate = 0;
-    std::uint64_t dropped = 0;
-};
-
-// At most size.rows - 1 lines of at most size.columns characters.
-std::vector<std::string> render_table(const TagTable& table, const TableStatus& status, TerminalSize size,
-                                      const Moment& now);
 
 // Draws lines over those that it drew last.
 class LiveScreen {
