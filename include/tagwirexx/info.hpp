@@ -35,7 +35,7 @@ struct Band {
     Kilohertz spacing = {};
     unsigned channels = 0;
 };
-// us, eu, cn, kr, wide; null for others.
+// us, eu, cn, kr, wide, in small letters or not; null for others.
 TAGWIREXX_API const Band* find_band(std::string_view name);
 TAGWIREXX_API const Band* find_band(int number);
 
@@ -64,6 +64,21 @@ struct ReaderInfo {
     int output_report = 0;                  // the reader's own coding
     bool checks_antennas = false;           // before an inventory
     std::array<std::uint8_t, 12> raw = {};  // the answer as it came: version to antenna check
+};
+
+// What the radio module of a reader says of itself; numbers are in its own coding.
+struct ModuleInfo {
+    Version version = {};
+    int type = 0;
+    int protocols = 0;
+};
+
+// What came over a Reader's link since it was opened.
+struct LinkCounters {
+    std::uint64_t bytes = 0;
+    std::uint64_t frames = 0;         // whole and undamaged
+    std::uint64_t bad_crc = 0;        // damaged, or noise that looked like a frame
+    std::uint64_t skipped_bytes = 0;  // that are in no frame
 };
 
 }  // namespace v1

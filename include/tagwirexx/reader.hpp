@@ -66,6 +66,11 @@ class TAGWIREXX_API Reader final {
     // As it was written; of serial:auto the device that was found.
     const std::string& url() const noexcept;
     ReaderInfo info();
+    // Errc::no_such_feature where there is none to ask.
+    ModuleInfo module_info();
+    LinkCounters link_counters();
+    // As if switched off and on; it may close the link.
+    void restart();
 
     InventoryResult inventory(const InventoryPlan& plan = {});
     // Inventories with sessions and targets in turn, until nothing new comes.

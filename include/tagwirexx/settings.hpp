@@ -135,9 +135,11 @@ struct ApplyOptions {
 // these is done.
 class TAGWIREXX_API Settings {
   public:
-    // Nothing is sent by the two.
-    std::vector<std::string> names() const;
-    SettingInfo describe(std::string_view name) const;
+    // Nothing is sent by these, which a program without a Reader may ask, too.
+    std::vector<std::string> names() const { return names(options_); }
+    SettingInfo describe(std::string_view name) const { return describe(name, options_); }
+    static std::vector<std::string> names(const SettingsOptions& options);
+    static SettingInfo describe(std::string_view name, const SettingsOptions& options);
 
     std::string get(std::string_view name);
     // Many, to be shown; without names all that can be read, those that are measured, and passwords, too. What
@@ -148,7 +150,8 @@ class TAGWIREXX_API Settings {
     // does not tell, or reports by itself from then on and is not heard, its acknowledgement counts.
     std::string set(std::string_view name, std::string_view text, Lasting lasting = Lasting::stored);
     // What one command sets together goes out together. Outcome::partial where some were set before.
-    void set(const std::vector<Profile::Value>& values, Lasting lasting = Lasting::stored);
+    std::vector<std::string> set(const std::vector<Profile::Value>& values,
+                                 Lasting lasting = Lasting::stored);
 
     // All that can be read and set. Throws Error where the reader is lost or silent altogether.
     Profile snapshot(const SnapshotOptions& options = {});

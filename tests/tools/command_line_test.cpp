@@ -134,18 +134,16 @@ TEST(CommandLine, SaysThatNobodyAnswers)
     const auto ended = tool({"info", "--reader", "tcp://127.0.0.1:" + port.text()});
     EXPECT_EQ(ended.exit_code, 1);
     EXPECT_EQ(ended.out, "");
-    EXPECT_EQ(ended.err,
-              "tagwire: no answer from the reader at 127.0.0.1:" + port.text() +
-                  " within 1 s (48): is it powered and on this network? check the port, and that no other "
-                  "host holds its connection\n");
+    EXPECT_EQ(ended.err, "tagwire: open (tcp://127.0.0.1:" + port.text() + "): 127.0.0.1:" + port.text() +
+                             " refuses the connection: is the port right, and has no other computer the "
+                             "reader's connection?\n");
 }
 
 TEST(CommandLine, SaysThatADeviceIsMissing)
 {
     const auto ended = tool({"info", "--reader", "serial:/dev/no-such-device"});
     EXPECT_EQ(ended.exit_code, 1);
-    EXPECT_NE(ended.err.find("(57)"), std::string::npos) << ended.err;
-    EXPECT_NE(ended.err.find("No such file or directory"), std::string::npos) << ended.err;
+    EXPECT_NE(ended.err.find("/dev/no-such-device is not there"), std::string::npos) << ended.err;
 }
 
 TEST(CommandLine, ShowsNoControlCharactersOfItsArguments)
@@ -160,7 +158,7 @@ TEST(CommandLine, SaysThatANameIsUnknown)
 {
     const auto ended = tool({"info", "--reader", "tcp://no-such-host.invalid:1"});
     EXPECT_EQ(ended.exit_code, 1);
-    EXPECT_NE(ended.err.find("host 'no-such-host.invalid' has no IPv4 address"), std::string::npos)
+    EXPECT_NE(ended.err.find("the name 'no-such-host.invalid' has no IPv4 address"), std::string::npos)
         << ended.err;
 }
 

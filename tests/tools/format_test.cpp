@@ -1,7 +1,5 @@
 #include "format.h"
 
-#include "information_view.h"
-
 #include <tagwirexx/bytes.hpp>
 
 #include <gtest/gtest.h>
@@ -40,19 +38,6 @@ std::vector<std::string> keys(const Json& object)
     std::vector<std::string> names;
     for (const auto& [name, value] : object.items()) names.push_back(name);
     return names;
-}
-
-InformationReport sample_information()
-{
-    InformationReport report;
-    report.reader = "serial:/dev/ttyUSB0";
-    report.information.address = 0x0A;
-    report.information.version = {3, 12};
-    report.information.type = 0x0F;
-    report.information.power_dbm = 30;
-    report.information.scan_time = 255;
-    report.information.max_frequency = 0x31;
-    return report;
 }
 
 using Names = std::vector<std::string>;
@@ -130,45 +115,6 @@ TEST(Summary, CountsTagsAndReads)
         table.add(read);
     }
     EXPECT_EQ(summary_text(table, 1s), "more than 2 tags, 4 reads in 1.0 s");
-}
-
-TEST(Information, ShowsValuesWithUnits)
-{
-    auto report = sample_information();
-    report.module = ModuleDetails{{1, 2}, 0x05, 0x02};
-    const auto lines = information_lines(report);
-    EXPECT_EQ(lines, (Names{"reader           serial:/dev/ttyUSB0", "address          0x0A",
-                            "firmware         3.12", "type             0x0F", "air protocols    0x00",
-                            "max frequency    0x31", "min frequency    0x00", "power            30 dBm",
-                            "scan time        25500 ms", "antenna          0x00", "beeper           0x00",
-                            "output report    0x00", "antenna check    0x00", "module version   1.2",
-                            "module type      0x05", "module protocols 0x02"}));
-}
-
-TEST(Information, SaysThatTheModuleIsSilent)
-{
-    auto report = sample_information();
-    report.module_code = 48;
-    report.module_error = "text";
-    EXPECT_EQ(information_lines(report).back(), "module           no details (48)");
-    const auto object = Json::parse(json_line(information_json(report)));
-    EXPECT_TRUE(object["module"].is_null());
-    EXPECT_EQ(object["module_error"], "text");
-    EXPECT_EQ(object["module_code"], 48);
-}
-
-TEST(Information, IsJsonThatParses)
-{
-    auto report = sample_information();
-    report.module = ModuleDetails{{1, 2}, 0x05, 0x02};
-    const auto object = Json::parse(json_line(information_json(report)));
-    EXPECT_EQ(keys(object), (Names{"type", "reader", "address", "firmware", "reader_type", "protocols",
-                                   "max_frequency", "min_frequency", "power_dbm", "scan_time_ms", "antenna",
-                                   "beep", "output_report", "antenna_check", "module"}));
-    EXPECT_EQ(object["address"], 10);
-    EXPECT_EQ(object["firmware"], "3.12");
-    EXPECT_EQ(object["scan_time_ms"], 25500);
-    EXPECT_EQ(object["module"]["version"], "1.2");
 }
 
 }  // namespace

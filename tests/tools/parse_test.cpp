@@ -64,7 +64,9 @@ TEST(Ports, AreBits)
     EXPECT_EQ(parse_ports("1", "--antennas", 64), 1u);
     EXPECT_EQ(parse_ports("1,3,2,3", "--antennas", 64), 7u);
     EXPECT_EQ(parse_ports("64", "--antennas", 64), std::uint64_t{1} << 63);
-    for (const auto* const text : {"", "0", "5", "1,", ",1", "1 2"})
+    EXPECT_EQ(parse_ports("1-3,5", "--antennas", 64), 0b10111u);
+    EXPECT_EQ(parse_ports("1-64", "--antennas", 64), ~std::uint64_t{0});
+    for (const auto* const text : {"", "0", "5", "1,", ",1", "1 2", "2-1", "1-", "-1", "1-5", "1-2-3"})
         EXPECT_THROW(parse_ports(text, "--antennas", 4), UsageError) << text;
 }
 

@@ -52,6 +52,40 @@ TEST_P(OpenReader, TellsWhoItIs)
     EXPECT_EQ(reader().url(), url);
 }
 
+TEST_P(OpenReader, TellsOfItsModuleAndItsLink)
+{
+    sim::Scenario scenario = make_scenario(0);
+    scenario.reader.module_version = {1, 5};
+    scenario.reader.module_type = 0x33;
+    connect(scenario);
+    const LinkCounters before = reader().link_counters();
+    EXPECT_GE(before.frames, 1U);
+    const ModuleInfo module = patiently([&] { return reader().module_info(); });
+    EXPECT_EQ(module.version, (Version{1, 5}));
+    EXPECT_EQ(module.type, 0x33);
+    EXPECT_EQ(module.protocols, scenario.reader.module_protocols);
+    const LinkCounters after = reader().link_counters();
+    EXPECT_GT(after.frames, before.frames);
+    EXPECT_GE(after.bytes, before.bytes + 10);
+
+    device->inject(sim::Fault::parse("flip:command=0x83,byte=5"));
+    error_of([&] { reader().module_info(); });
+    EXPECT_GE(reader().link_counters().bad_crc, 1U);
+    device->inject(sim::Fault::parse("error:command=0x83,status=0xFE"));
+    EXPECT_EQ(error_of([&] { patiently([&] { reader().module_info(); }); })->code(), Errc::no_such_feature);
+}
+
+TEST_P(OpenReader, IsRestarted)
+{
+    connect(make_scenario(0));
+    patiently([&] { reader().antennas().enable({Port(3)}, Lasting::until_restart); });
+    ASSERT_EQ(device->settings().antennas, std::vector{3U});
+    patiently([&] { reader().restart(); });
+    EXPECT_THAT(device->settings().antennas, testing::ElementsAre(1, 2, 3, 4));
+    device->inject(sim::Fault::parse("lose:command=0x99"));
+    EXPECT_EQ(error_of([&] { reader().restart(); })->outcome(), Outcome::unknown);
+}
+
 TEST_P(OpenReader, ThatIsStillReadingIsStopped)
 {
     sim::Scenario scenario = make_scenario(5);

@@ -178,6 +178,8 @@ TEST_P(SettingsByName, AllHaveAnIndexCard)
     }
     EXPECT_THAT(all().names(), Not(Contains("filter-window")));
     EXPECT_THAT(settings().names(), Contains("filter-window"));
+    EXPECT_EQ(Settings::names({}), settings().names()) << "a program without a Reader asks, too";
+    EXPECT_EQ(Settings::describe("q", {}).range, settings().describe("q").range);
     EXPECT_TRUE(all().describe("region").until_restart);
     EXPECT_FALSE(all().describe("q").until_restart);
     EXPECT_FALSE(settings().describe("retries").readable);
@@ -247,6 +249,17 @@ TEST_P(SettingsByName, WhatOnlyTheFamilyIsWantingForIsShownAsThat)
                 HasSubstr("standard or relay or multiplexer (family)"));
     EXPECT_EQ(patiently([&] { return settings({.family = ReaderFamily::standard}).get("temperature"); }),
               "25");
+}
+
+TEST_P(SettingsByName, ShortFormsOfPortsAndBands)
+{
+    set("antennas", "1-2,4");
+    EXPECT_EQ(get("antennas"), "1,2,4");
+    set("region", "EU");
+    EXPECT_EQ(get("region"), "eu:0-14");
+    for (const char* wrong : {"2-1", "1-", "-1", "1-65", "0-2", "1-2-3"})
+        EXPECT_THAT(refused_text([&] { all().set("antennas", wrong); }), HasSubstr("use ports from 1 to 64"));
+    EXPECT_THAT(patiently([&] { return all().set({{"antennas", "3"}, {"q", "2"}}); }), ElementsAre("3", "2"));
 }
 
 TEST_P(SettingsByName, WhatSharesACommandKeepsItsValue)

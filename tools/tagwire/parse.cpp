@@ -164,7 +164,10 @@ std::uint64_t parse_ports(std::string_view text, std::string_view what, std::uin
     std::uint64_t ports = 0;
     for (std::optional<std::string_view> rest = text; rest;) {
         const auto [port, more] = split(*rest, ',');
-        ports |= std::uint64_t{1} << (parse_number(port, what, 1, highest) - 1);
+        const auto [first_text, last_text] = split(port, '-');
+        const auto first = parse_number(first_text, what, 1, highest);
+        const auto last = last_text ? parse_number(*last_text, what, first, highest) : first;
+        for (auto bit = first - 1; bit < last; ++bit) ports |= std::uint64_t{1} << bit;
         rest = more;
     }
     return ports;

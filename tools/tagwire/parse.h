@@ -61,7 +61,7 @@ struct WordRange {
     std::uint8_t count = 6;
 };
 
-// Ports counted from 1 and separated by commas, as bits: bit 0 is port 1.
+// Ports counted from 1, as 1,3 or 1-4, as bits: bit 0 is port 1.
 std::uint64_t parse_ports(std::string_view text, std::string_view what, std::uint32_t highest);
 
 // ADR:WORDS, for example 0:6.

@@ -92,5 +92,19 @@ ReaderInfo Reader::info()
     return out;
 }
 
+ModuleInfo Reader::module_info()
+{
+    constexpr Call call{"ask for the module", Effect::none, 4};
+    std::uint8_t version[2]{};
+    std::uint8_t type = 0;
+    std::uint8_t protocols = 0;
+    inside_->ask(call, &Operations::GetModuleDetails, version, &type, &protocols);
+    return {version_of(version), type, protocols};
+}
+
+LinkCounters Reader::link_counters() { return inside_->link_counters(); }
+
+void Reader::restart() { inside_->ask({"restart the reader", Effect::change}, &Operations::ResetReader); }
+
 }  // namespace v1
 }  // namespace tagwire

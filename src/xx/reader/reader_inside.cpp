@@ -101,6 +101,14 @@ void ReaderInside::see_traffic(void* own, engine::Direction direction, const u8*
                                {bytes, static_cast<std::size_t>(count)});
 }
 
+LinkCounters ReaderInside::link_counters()
+{
+    const Turn turn(*this);
+    const auto& counters = engine_->keeping.counters;
+    return {counters.bytes.load(), counters.frames.load(), counters.bad_crc.load(),
+            counters.skipped_bytes.load()};
+}
+
 void ReaderInside::record(const std::string& path)
 {
     const Turn turn(*this);

@@ -77,6 +77,7 @@ class ReaderInside {
     void keep_line_speed() { kept_speed_ = line_speed(); }
     // How the reader tells ports. Asked of the reader at the first time, where the URL does not say it.
     AntennaByte antenna_byte();
+    LinkCounters link_counters();
     void abort() noexcept;
     void record(const std::string& path);
     void stop_recording();

@@ -80,8 +80,8 @@ bool is_to_be_kept(const Row& row, const SnapshotOptions& options)
 void take(Profile& profile, Access& access, const Row& row)
 {
     const auto reading = access.read(row);
-    if (reading.is_silent) return ProfileInside::add_silent(profile, {row.name, reading.error->what()});
-    if (reading.error) return ProfileInside::add_refused(profile, {row.name, reading.error->what()});
+    if (reading.is_silent) return ProfileInside::add_silent(profile, {row.name, reading.error->text()});
+    if (reading.error) return ProfileInside::add_refused(profile, {row.name, reading.error->text()});
     if (reading.bytes.empty()) return;
     std::string text = shown(row, reading.bytes);
     const rows::WipedAtEnd wiping_text(text);
@@ -173,7 +173,7 @@ void Application::check_model(const Profile& profile, const engine::ReaderInform
         if (!options_.other_model)
             throw Error(Errc::invalid_value, "compare with a profile", access_.reader(),
                         text.str() +
-                            ": if that is right, say so (other_model), or take the line out of the profile");
+                            ": if that is right, allow another model, or take the line out of the profile");
         comparison_.skipped.push_back({what, text.str()});
     };
     const Version now{told.version[0], told.version[1]};
@@ -205,7 +205,7 @@ void Application::compare(const Profile::Value& value, Comparison& out)
             const auto reading = access_.read(*row);
             if (reading.error) {
                 auto& list = reading.is_silent ? out.silent : out.refused;
-                list.push_back({named.name, reading.error->what()});
+                list.push_back({named.name, reading.error->text()});
                 return;
             }
             step.before = reading.bytes;
@@ -216,7 +216,7 @@ void Application::compare(const Profile::Value& value, Comparison& out)
         if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value &&
             error.code() != Errc::invalid_text)
             throw;
-        (is_family_silent(access_, named) ? out.silent : out.refused).push_back({named.name, error.what()});
+        (is_family_silent(access_, named) ? out.silent : out.refused).push_back({named.name, error.text()});
         return;
     }
     if (step.differs) out.changes.push_back(step.change());
@@ -249,10 +249,10 @@ void Application::write(const Group& group)
         const bool is_silent = failure->error.code() == Errc::no_answer;
         is_over_ =
             failure->is_the_end || (is_silent && inside_.ask_at(inside_.address()) == TAGWIRE_NO_ANSWER);
-        fail(group, failure->error.what(), failure->error.outcome());
+        fail(group, failure->error.text(), failure->error.outcome());
     } catch (const Error& error) {  // not of the command itself
         is_over_ = error.code() == Errc::lost || error.code() == Errc::aborted;
-        fail(group, error.what(), error.outcome());
+        fail(group, error.text(), error.outcome());
     }
 }
 
@@ -263,9 +263,8 @@ void Application::verify(Step& step)
     const std::string why = step.failure ? step.failure->text + "; " : "";
     if (reading.error) {
         const Outcome outcome = step.differs ? Outcome::unknown : Outcome::nothing;
-        step.failure =
-            FailedSetting{row.name, why + "it cannot be read back: " + std::string(reading.error->what()),
-                          step.failure ? step.failure->outcome : outcome};
+        step.failure = FailedSetting{row.name, why + "it cannot be read back: " + reading.error->text(),
+                                     step.failure ? step.failure->outcome : outcome};
     } else if (rows::agree(row.format, step.wanted.value, reading.bytes)) {
         step.failure.reset();  // an answer was lost, or another write has done it
     } else {
@@ -284,7 +283,7 @@ void Application::try_to_verify(Step& step)
         if (step.is_readable && !is_over_) verify(step);
     } catch (const Error& error) {
         is_over_ = true;
-        if (!step.failure) step.failure = FailedSetting{step.row().name, error.what(), Outcome::unknown};
+        if (!step.failure) step.failure = FailedSetting{step.row().name, error.text(), Outcome::unknown};
     }
 }
 
@@ -428,9 +427,9 @@ std::ostream& operator<<(std::ostream& out, const Change& change)
                << " -> " << with_unit(change, change.wanted);
 }
 
-std::vector<std::string> Settings::names() const
+std::vector<std::string> Settings::names(const SettingsOptions& options)
 {
-    const Families families = options_.family ? bit_of(*options_.family) : every_family;
+    const Families families = options.family ? bit_of(*options.family) : every_family;
     std::vector<std::string> out;
     for (const Row& row : rows::all_rows())
         if ((row.families & families) != 0 && (out.empty() || out.back() != row.name))
@@ -438,17 +437,17 @@ std::vector<std::string> Settings::names() const
     return out;
 }
 
-SettingInfo Settings::describe(std::string_view name) const
+SettingInfo Settings::describe(std::string_view name, const SettingsOptions& options)
 {
-    const Row& named = rows::require_row(name, inside_->name());
-    const Families families = options_.family ? bit_of(*options_.family) : every_family;
+    const Row& named = rows::require_row(name);
+    const Families families = options.family ? bit_of(*options.family) : every_family;
     const rows::Format& format = named.format;
     SettingInfo out{named.name, named.topic, named.help, named.format.unit, {}, named.kind};
     out.is_number =
         format.shape == rows::Format::Shape::number && (rows::number_in(rows::show(format, {0})).has_value());
     for (const Row& row : rows::all_rows()) {
         if (row.name != named.name || (row.families & families) == 0) continue;
-        out.readable |= row.readable(options_.two_way);
+        out.readable |= row.readable(options.two_way);
         out.writable |= row.writer != nullptr;
         out.until_restart |= row.writer != nullptr && row.writer->until_restart;
     }
@@ -479,14 +478,14 @@ std::vector<SettingReading> Settings::read(const std::vector<std::string>& names
         } catch (const Error& error) {
             if (error.code() != Errc::no_such_feature && error.code() != Errc::invalid_value) throw;
             if (is_asked_for || error.code() == Errc::invalid_value)
-                out.push_back({named.name, {}, error.what(), is_family_silent(access, named)});
+                out.push_back({named.name, {}, error.text(), is_family_silent(access, named)});
             return;
         }
         const auto reading = access.read(*row);
         SettingReading& now = out.emplace_back(SettingReading{named.name});
         now.is_silent = reading.is_silent;
         if (reading.error)
-            now.problem = reading.error->what();
+            now.problem = reading.error->text();
         else
             now.text = shown(*row, reading.bytes);
     };
@@ -504,11 +503,11 @@ std::string Settings::set(std::string_view name, std::string_view text, Lasting 
     return write_and_compare(access, std::move(wanted), lasting).front();
 }
 
-void Settings::set(const std::vector<Profile::Value>& values, Lasting lasting)
+std::vector<std::string> Settings::set(const std::vector<Profile::Value>& values, Lasting lasting)
 {
     auto wanted = parsed(values, inside_->name());
     Access access(*inside_, options_, lasting);
-    write_and_compare(access, std::move(wanted), lasting);
+    return write_and_compare(access, std::move(wanted), lasting);
 }
 
 Profile Settings::snapshot(const SnapshotOptions& options)

@@ -116,13 +116,19 @@ Parsed parse_ports(std::string_view text)
 {
     Parsed out{Bytes(size_of_ports)};
     for (const auto part : split(text, ',')) {
-        const auto port = number_in(part);
-        if (!port) return refused("'" + std::string(part) + "' is no number");
-        const std::string problem = problem_of(ranges::port, *port);
-        if (!problem.empty()) return refused(problem);
-        const auto bit = static_cast<std::size_t>(*port - 1);
-        u8& bits = out.bytes[size_of_ports - 1 - bit / 8];
-        bits = byte(bits | 1U << (bit % 8));
+        const auto ends = split(part, '-');
+        const auto first = number_in(ends.front());
+        const auto last = number_in(ends.back());
+        if (!first || !last || ends.size() > 2 || *first > *last)
+            return refused("'" + std::string(part) + "' is neither a port nor a range of them");
+        for (const auto port : {*first, *last}) {
+            const std::string problem = problem_of(ranges::port, port);
+            if (!problem.empty()) return refused(problem);
+        }
+        for (auto bit = static_cast<std::size_t>(*first - 1); bit < static_cast<std::size_t>(*last); ++bit) {
+            u8& bits = out.bytes[size_of_ports - 1 - bit / 8];
+            bits = byte(bits | 1U << (bit % 8));
+        }
     }
     return out;
 }
@@ -332,7 +338,7 @@ std::string range_of(const Format& format)
     case Shape::list: return count_of(format.range) + " numbers from 0 to 255, separated by commas";
     case Shape::powers:
         return count_of(ranges::dbm) + " dBm, for all ports or for each of them, separated by commas";
-    case Shape::ports: return "ports from " + count_of(ranges::port) + ", separated by commas";
+    case Shape::ports: return "ports from " + count_of(ranges::port) + ", as in 1,3 and 1-4";
     case Shape::mask: return "BANK:BIT:HEX[/BITS] with the bank epc, tid or user and up to 255 bits, or none";
     case Shape::region:
         return "us, eu, cn, kr, wide, BAND:LOWEST-HIGHEST channel, or custom:FIRST_KHZ:SPACING_KHZ:CHANNELS "

@@ -1,6 +1,7 @@
 #include "xx/values/regions.h"
 
 #include <algorithm>
+#include <strings.h>
 
 namespace tagwire {
 inline namespace v1 {
@@ -20,7 +21,10 @@ template <class Test> const Band* find_if(Test test)
 
 const Band* find_band(std::string_view name)
 {
-    return find_if([=](const Band& band) { return band.name == name; });
+    return find_if([=](const Band& band) {
+        return band.name.size() == name.size() &&
+               ::strncasecmp(band.name.data(), name.data(), name.size()) == 0;
+    });
 }
 
 const Band* find_band(int number)
