@@ -112,5 +112,31 @@ TEST(NamesOfReaders, AreChecked)
     EXPECT_TRUE(of_file("[[reader]]\nname =\n").starts_with(", line 2: "));
 }
 
+TEST_F(SeveralReaders, AreComparedWithAFile)
+{
+    const auto file = directory_.write("portal.toml", "[settings]\nq = 6\n");
+    const auto call_with = [&](Arguments arguments) { return call(both(std::move(arguments))); };
+    ASSERT_EQ(call({"config", "load", file, "--reader", left_.url()}).exit_code, 0);
+    const auto dry = call_with({"config", "load", file, "--dry-run"});
+    EXPECT_EQ(dry.exit_code, 3) << dry.err;
+    EXPECT_TRUE(dry.out.ends_with("left   same\nright  differs: q\n")) << dry.out;
+    std::map<std::string, std::string> verdicts;
+    for (const auto& object : objects_of(call_with({"config", "load", file, "--dry-run", "--json"}).out))
+        verdicts[object["reader"]] = object["verdict"];
+    EXPECT_EQ(verdicts, (std::map<std::string, std::string>{{"left", "same"}, {"right", "differs"}}));
+    EXPECT_EQ(call_with({"config", "load", file}).exit_code, 0);
+    EXPECT_EQ(call_with({"config", "load", file, "--dry-run"}).exit_code, 0);
+}
+
+TEST_F(SeveralReaders, AreSavedInFilesOfTheirOwn)
+{
+    EXPECT_EQ(call(both({"config", "save", directory_.path_of("all.toml")})).exit_code, 2);
+    const auto ended = call(both({"config", "save", directory_.path_of("{reader}.toml")}));
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(directory_.read("left.toml"), "");
+    EXPECT_EQ(directory_.read("left.toml"), directory_.read("right.toml"));
+    EXPECT_EQ(call(both({"power", "show"})).exit_code, 0);
+}
+
 }  // namespace
 }  // namespace tagwire::tool::test

@@ -74,10 +74,10 @@ CLI::App& add_command_with(Application& application, CLI::App* group, const std:
 
 // The same for plain functions, in a group.
 template <typename Arguments>
-void add_to(Application& application, CLI::App& group, const char* name, const char* description,
-            void (*add_options)(CLI::App&, Arguments&), Work (*plan)(const Arguments&))
+CLI::App& add_to(Application& application, CLI::App& group, const char* name, const char* description,
+                 void (*add_options)(CLI::App&, Arguments&), Work (*plan)(const Arguments&))
 {
-    add_command_with<Arguments>(application, &group, name, description, add_options, plan);
+    return add_command_with<Arguments>(application, &group, name, description, add_options, plan);
 }
 
 }  // namespace tagwire::tool

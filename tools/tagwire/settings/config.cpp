@@ -74,8 +74,8 @@ Deed deed_of(const SettingReading& reading, bool with_secrets)
 
 template <class Range> std::vector<std::string> names_of(const Range& items)
 {
-    std::vector<std::string> names;
-    for (const auto& item : items) names.push_back(item.name);
+    std::vector<std::string> names(items.size());
+    std::transform(items.begin(), items.end(), names.begin(), [](const auto& item) { return item.name; });
     return names;
 }
 
@@ -301,7 +301,10 @@ void add_save_options(CLI::App& command, Saving& saving)
 {
     add_dialect_options(command, saving.options);
     add_secrets_option(command, saving.secrets, "save the reader's passwords, too");
-    command.add_option("FILE", saving.file, "where to; a file that is there is replaced")->required();
+    command
+        .add_option("FILE", saving.file,
+                    "where to; a file that is there is replaced. {reader} stands for the reader's name")
+        ->required();
     command.footer(
         R"(The file is TOML, NAME = VALUE, for the owner's eyes only. An older one is replaced when all was read. The
 clock, measured values and states are not saved. What the reader does not have is named in short; where it
@@ -309,34 +312,55 @@ gave no answer, the file is not complete, which the file says, too, and the exit
 
 Examples:
   tagwire config save portal.toml
-  tagwire config save whole.toml --secrets --family relay)");
+  tagwire config save whole.toml --secrets --family relay
+  tagwire config save '{reader}.toml' --reader gate1=tcp://192.0.2.10:6000 --reader gate2=tcp://192.0.2.11:6000)");
+}
+
+// A file of its own for each reader. Throws UsageError unless it can be written.
+std::string file_for(const Session& session, std::string file)
+{
+    constexpr std::string_view place = "{reader}";
+    const auto at = file.find(place);
+    if (at == std::string::npos && session.options.chosen().size() > 1)
+        throw UsageError("several readers need files of their own: use {reader} in its name");
+    if (at != std::string::npos) {
+        std::string name = session.options.reader_name();
+        std::replace(name.begin(), name.end(), '/', '_');
+        file.replace(at, place.size(), name);
+    }
+    try {
+        Profile::require_writable(file);
+    } catch (const Error& error) {
+        throw UsageError(error.what());
+    }
+    return file;
+}
+
+void add_saved(Deed& done, const Profile& profile, const std::string& file)
+{
+    const auto refused = names_of(profile.refused());
+    done.text = fmt::format("{} settings saved in {}", profile.values().size(), file);
+    done.fields["settings"] = profile.values().size();
+    done.fields["complete"] = profile.complete();
+    done.fields["refused"] = refused;
+    done.fields["silent"] = names_of(profile.silent());
+    if (!refused.empty()) tell(fmt::format("not served by this reader: {}", names_text(refused)));
+    if (profile.complete()) return;
+    complain(fmt::format("'{}' is not complete: {}", file, reasons_text(profile.silent())));
+    done.exit_code = exit_failure;
 }
 
 Work plan_save(const Saving& saving)
 {
     if (saving.file == "-") throw UsageError("config save needs the name of a file");
-    try {
-        Profile::require_writable(saving.file);
-    } catch (const Error& error) {
-        throw UsageError(error.what());
-    }
     return [saving](Session& session) {
+        const auto file = file_for(session, saving.file);
         Deed head = deed("config-saved");
-        head.fields["file"] = saving.file;
+        head.fields["file"] = file;
         return run(session, head, [&](Reader& reader, Deed& done) {
             const auto profile = reader.settings(saving.options).snapshot({saving.secrets});
-            profile.save(saving.file);
-            const auto refused = names_of(profile.refused());
-            const auto silent = names_of(profile.silent());
-            done.text = fmt::format("{} settings saved in {}", profile.values().size(), saving.file);
-            done.fields["settings"] = profile.values().size();
-            done.fields["complete"] = profile.complete();
-            done.fields["refused"] = refused;
-            done.fields["silent"] = silent;
-            if (!refused.empty()) tell(fmt::format("not served by this reader: {}", names_text(refused)));
-            if (profile.complete()) return;
-            complain(fmt::format("'{}' is not complete: {}", saving.file, reasons_text(profile.silent())));
-            done.exit_code = exit_failure;
+            profile.save(file);
+            add_saved(done, profile, file);
         });
     };
 }
@@ -438,12 +462,15 @@ void add_comparison(Deed& done, const Comparison& found, bool other_model)
     done.fields["refused"] = notes_json(found.refused);
     done.fields["silent"] = notes_json(found.silent);
     add_skipped(done, found.skipped);
+    done.verdict =
+        verdict == "differs" ? fmt::format("differs: {}", names_text(names_of(found.changes))) : verdict;
     done.exit_code = verdict == "same" ? exit_success : verdict == "differs" ? exit_found : exit_failure;
 }
 
 void add_report(Deed& done, const ApplyReport& report)
 {
-    done.fields["verdict"] = report.ok() ? "same" : "failed";
+    done.verdict = report.ok() ? "same" : "failed";
+    done.fields["verdict"] = done.verdict;
     const auto all = report.changed.size() + report.same.size() + report.failed.size();
     done.text = report.ok() ? fmt::format("the reader has all {} settings of the file", all)
                             : fmt::format("{} of {} settings could not be set", report.failed.size(), all);
@@ -488,11 +515,15 @@ void add_config_commands(Application& application)
   tagwire config set q 5 session 1
   tagwire config save portal.toml
   tagwire config load portal.toml --dry-run)");
-    add_to(application, group, "show", "Show all settings of the reader.", add_show_options, listing_work);
-    add_to(application, group, "get", "Show some settings.", add_get_options, plan_get);
-    add_to(application, group, "set", "Change settings.", add_set_options, plan_set);
-    add_to(application, group, "save", "Save the reader's settings in a file.", add_save_options, plan_save);
-    add_to(application, group, "load", "Restore the settings of a file.", add_load_options, plan_load);
+    const auto add = [&](const char* name, const char* description, auto add_options, auto plan) {
+        application.set_readers(add_to(application, group, name, description, add_options, plan),
+                                Readers::each);
+    };
+    add("show", "Show all settings of the reader.", add_show_options, listing_work);
+    add("get", "Show some settings.", add_get_options, plan_get);
+    add("set", "Change settings.", add_set_options, plan_set);
+    add("save", "Save the reader's settings in a file.", add_save_options, plan_save);
+    add("load", "Restore the settings of a file.", add_load_options, plan_load);
 }
 
 }  // namespace tagwire::tool

@@ -84,8 +84,7 @@ void add_radio(Deed& done, Reader& reader, const ReaderInfo& info)
     done.fields["antenna"] = info.antenna_byte;
     const auto enabled = if_told([&] { return reader.antennas().enabled(); });
     if (!enabled) return add_code(done, "antenna byte", info.antenna_byte, "antenna");
-    std::vector<unsigned> ports;
-    for (const auto port : *enabled) ports.push_back(static_cast<unsigned>(port.number()));
+    const auto ports = numbers_of(*enabled);
     add(done, "antennas", ports_text(ports), "antennas", ports);
 }
 
@@ -222,8 +221,9 @@ void tell_setting(Reader& reader, Deed& done, const char* name, const char* key)
 
 void add_information_commands(Application& application)
 {
-    add_command_with<bool>(application, nullptr, "info", "Show what the reader says about itself.",
-                           add_info_options, plan_info);
+    const auto& command = add_command_with<bool>(
+        application, nullptr, "info", "Show what the reader says about itself.", add_info_options, plan_info);
+    application.set_readers(command, Readers::each);
 }
 
 void add_device_commands(Application& application)

@@ -27,13 +27,6 @@ std::vector<Port> ports_in(PortBits bits)
     return ports;
 }
 
-std::vector<unsigned> numbers_of(const std::vector<Port>& ports)
-{
-    std::vector<unsigned> numbers;
-    for (const auto port : ports) numbers.push_back(static_cast<unsigned>(port.number()));
-    return numbers;
-}
-
 // -- power
 
 // Nothing where the reader has none of its own.

@@ -66,6 +66,7 @@ void add_asking(Application& application, CLI::App& group, const char* name, con
                 const char* type, void (*ask)(Reader&, Deed&))
 {
     auto& command = application.add_command(group, name, description, [=] { return work(deed(type), ask); });
+    application.set_readers(command, Readers::each);
     command.footer(
         fmt::format("Examples:\n  tagwire {0} {1}\n  tagwire {0} {1} --json", group.get_name(), name));
 }
@@ -79,6 +80,14 @@ void add_temporary_option(CLI::App& command, Lasting& lasting)
 std::string ports_text(const std::vector<unsigned>& ports)
 {
     return ports.empty() ? "none" : fmt::format("{}", fmt::join(ports, ", "));
+}
+
+std::vector<unsigned> numbers_of(const std::vector<Port>& ports)
+{
+    std::vector<unsigned> numbers(ports.size());
+    std::transform(ports.begin(), ports.end(), numbers.begin(),
+                   [](Port port) { return static_cast<unsigned>(port.number()); });
+    return numbers;
 }
 
 std::vector<unsigned> numbers_in(std::uint64_t bits)

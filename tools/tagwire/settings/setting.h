@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <tagwirexx/settings.hpp>
+#include <tagwirexx/units.hpp>
 
 #include "deed.h"
 #include "option.h"
@@ -33,6 +34,7 @@ inline constexpr Choices<bool, 2> switch_states{{{"off", false}, {"on", true}}};
 
 // "1, 2, 4", or "none"
 std::string ports_text(const std::vector<unsigned>& ports);
+std::vector<unsigned> numbers_of(const std::vector<Port>& ports);
 // Those of the bits from bit 0 on, which is number 1.
 std::vector<unsigned> numbers_in(std::uint64_t bits);
 
