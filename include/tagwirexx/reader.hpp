@@ -20,6 +20,7 @@
 // one that has something else is Errc::refused with Outcome::partial.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -57,6 +58,9 @@ class TAGWIREXX_API Reader final {
     explicit Reader(std::string_view url);
     explicit Reader(const std::string& url) : Reader(std::string_view(url)) {}
     explicit Reader(const char* url) : Reader(url == nullptr ? std::string_view() : std::string_view(url)) {}
+    // The same, listening so long before anything is sent: was_reading() tells whether something came. Not for
+    // serial:auto.
+    Reader(std::string_view url, std::chrono::milliseconds listen_first);
     // One that was moved from can be assigned to and destroyed, nothing else.
     Reader(Reader&& other) noexcept;
     Reader& operator=(Reader&& other) noexcept;
@@ -71,6 +75,9 @@ class TAGWIREXX_API Reader final {
     LinkCounters link_counters();
     // As if switched off and on; it may close the link.
     void restart();
+    // Whether something came unasked when it was opened: mostly it was still reading for a program that had ended,
+    // and was told to stop.
+    bool was_reading() const noexcept;
 
     InventoryResult inventory(const InventoryPlan& plan = {});
     // Inventories with sessions and targets in turn, until nothing new comes.

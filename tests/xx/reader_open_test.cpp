@@ -107,6 +107,17 @@ TEST_P(OpenReader, ThatIsStillReadingIsStopped)
     EXPECT_TRUE(device->wait_for_reading(false));
 }
 
+TEST_P(OpenReader, TellsWhetherSomethingCameUnasked)
+{
+    sim::Scenario scenario = make_scenario(5);
+    scenario.reader.report_rate = 200;
+    connect(scenario);
+    EXPECT_FALSE(reader().was_reading());
+    patiently([&] { reader().modes().set_work_mode(WorkMode::active); });
+    opened.reset();
+    EXPECT_TRUE(patiently([&] { return Reader(url, std::chrono::seconds(2)).was_reading(); }));
+}
+
 TEST_P(OpenReader, ALinkIsGivenBackAndTakenOver)
 {
     connect(make_scenario(3));

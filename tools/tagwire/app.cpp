@@ -94,6 +94,7 @@ Application::Application()
     add_iso6b_commands(*this);
     add_gb_commands(*this);
     add_config_commands(*this);
+    add_doctor_commands(*this);
     add_firmware_commands(*this);
     add_network_commands(*this);
     add_at_commands(*this);

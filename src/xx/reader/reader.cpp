@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <poll.h>
 #include <utility>
 
 #include "xx/reader/reader_inside.h"
@@ -56,12 +57,22 @@ std::unique_ptr<ReaderInside> open_reader(const Url& url, const std::string& fol
 }
 
 Reader::Reader(std::string_view url) : inside_(open_reader(parse_url(url))) {}
+Reader::Reader(std::string_view url, std::chrono::milliseconds listen_first)
+{
+    auto link = open_link(parse_url(url));
+    pollfd watched{link.fd.get(), POLLIN, 0};
+    const bool was_reading = ::poll(&watched, 1, static_cast<int>(listen_first.count())) > 0;
+    inside_ = std::make_unique<ReaderInside>(std::move(link));
+    if (was_reading) inside_->set_was_reading();
+}
 Reader::Reader(std::unique_ptr<Inside> inside) : inside_(std::move(inside)) {}
 Reader::Reader(Reader&& other) noexcept = default;
 Reader& Reader::operator=(Reader&& other) noexcept = default;
 Reader::~Reader() = default;
 
 const std::string& Reader::url() const noexcept { return inside_->name(); }
+
+bool Reader::was_reading() const noexcept { return inside_->was_reading(); }
 
 void Reader::abort() noexcept { inside_->abort(); }
 

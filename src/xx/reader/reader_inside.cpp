@@ -140,8 +140,10 @@ void ReaderInside::shake_hands()
     bool is_stopped = !link_.serial;
     for (int i = 0; i < attempts && silences < most_silences && !is_lost(); ++i) {
         received_ = 0;
+        const auto frames_before = engine_->keeping.counters.frames.load();
         result = ask_information(told_);
         const bool answered = result == TAGWIRE_OK;
+        was_reading_ |= engine_->keeping.counters.frames.load() > frames_before + (answered ? 1 : 0);
         const bool more_came = received_ > (answered ? engine::ReaderInformation::frame_length : 0);
         if (answered && is_stopped && !more_came) break;
         u8 address = link_.address;

@@ -78,6 +78,8 @@ class ReaderInside {
     // How the reader tells ports. Asked of the reader at the first time, where the URL does not say it.
     AntennaByte antenna_byte();
     LinkCounters link_counters();
+    bool was_reading() const { return was_reading_; }
+    void set_was_reading() { was_reading_ = true; }
     void abort() noexcept;
     void record(const std::string& path);
     void stop_recording();
@@ -185,6 +187,7 @@ class ReaderInside {
     std::unique_ptr<engine::Reader, Deleter> engine_;
     engine::Hooks hooks_;
     engine::ReaderInformation told_{};
+    bool was_reading_ = false;
     RecordSink* sink_ = nullptr;
     std::optional<Recorder> recorder_;  // changed between calls only
     std::uint16_t recorded_as_ = 0;
