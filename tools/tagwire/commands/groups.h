@@ -24,6 +24,6 @@ void add_temperature_commands(Application& application);     // temp
 void add_sensor_commands(Application& application);          // sensor
 void add_identification_commands(Application& application);  // identify, led
 void add_config_commands(Application& application);          // config
-void add_doctor_commands(Application& application);         // doctor
+void add_doctor_commands(Application& application);          // doctor
 
 }  // namespace tagwire::tool

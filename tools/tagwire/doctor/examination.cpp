@@ -166,23 +166,18 @@ void Examination::look_at_antennas()
         if (is_enabled && loss < no_antenna_below) missing.push_back(port);
         if (!is_enabled && loss >= good_antenna_from) left_out.push_back(port);
     }
-    if (!missing.empty()) {
-        std::vector<Port> rest;
-        std::set_difference(enabled_.begin(), enabled_.end(), missing.begin(), missing.end(),
-                            std::back_inserter(rest));
-        const auto instead =
-            rest.empty() ? "" : "; or leave it out: " + command("antenna enable " + ports_text(rest));
+    std::vector<Port> present;
+    std::set_difference(enabled_.begin(), enabled_.end(), missing.begin(), missing.end(),
+                        std::back_inserter(present));
+    present.insert(present.end(), left_out.begin(), left_out.end());
+    std::sort(present.begin(), present.end());
+    const auto mend = present.empty() ? "" : command("antenna enable " + ports_text(present));
+    if (!missing.empty())
         found(fmt::format("port {} is enabled and nearly all power comes back: no antenna, or a broken cable",
                           ports_text(missing)),
-              "connect the antenna" + instead);
-    }
-    if (!left_out.empty()) {
-        auto all = enabled_;
-        all.insert(all.end(), left_out.begin(), left_out.end());
-        std::sort(all.begin(), all.end());
-        found(fmt::format("port {} has an antenna and is not enabled", ports_text(left_out)),
-              command("antenna enable " + ports_text(all)));
-    }
+              "connect the antenna" + (mend.empty() ? "" : "; or leave it out: " + mend));
+    if (!left_out.empty())
+        found(fmt::format("port {} has an antenna and is not enabled", ports_text(left_out)), mend);
     if (missing.empty() && left_out.empty()) good("return loss: " + losses);
 }
 
