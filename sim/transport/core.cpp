@@ -173,7 +173,9 @@ void Core::run_timers()
 
 void Core::run_events(ReaderState& reader)
 {
-    while (const auto words = reader.events.take(now() - reader.origin)) {
+    // Those that come due meanwhile wait for the next turn: others have theirs before.
+    const Time time = now() - reader.origin;
+    while (const auto words = reader.events.take(time)) {
         try {
             obey(reader, *words);
         } catch (const std::invalid_argument&) {

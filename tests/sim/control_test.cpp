@@ -279,6 +279,20 @@ do = "input 1 high"
     EXPECT_TRUE(reader.wait_for_panel([](const PanelState& panel) { return panel.inputs == 1; }));
 }
 
+TEST(Events, ThatTakeLongerThanTheirPeriodLeaveTimeForOthers)
+{
+    Scenario scenario;
+    scenario.events.assign(2000, {Time{}, milliseconds(1), "input 1 high"});
+    Simulator simulator;
+    Reader& reader = simulator.add_reader(scenario);
+    EXPECT_TRUE(reader.wait_until([](const Counters& counters) {
+        return counters.orders.count("input") == 1 && counters.orders.at("input") > 4000;
+    }));
+    Peer host = Peer::connect(reader.listen());
+    host.send_command(0x21);
+    EXPECT_NE(host.receive_frame(), "");
+}
+
 struct BadEvent {
     const char* text;
     unsigned line;
