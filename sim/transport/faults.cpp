@@ -42,17 +42,22 @@ std::vector<Piece> cut(const Bytes& bytes, std::vector<std::size_t> at, Time gap
 std::optional<Fault> Faults::take(Fault::Kind kind, ConnectionId connection, std::uint8_t command,
                                   FrameKind frame)
 {
-    const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& fault) {
-        const bool is_time = now_ >= fault.from && (!fault.until || now_ < *fault.until);
-        return fault.kind == kind && is_time && is_aimed_at(fault, connection, command, frame);
-    });
+    std::erase_if(faults_, [this](const Fault& fault) { return fault.until && now_ >= *fault.until; });
+    bool is_skipped = false;
+    const auto strikes = [&](Fault& fault) {
+        if (fault.kind != kind || now_ < fault.from || !is_aimed_at(fault, connection, command, frame))
+            return false;
+        if (fault.skip > 0) {
+            // One at a time: younger ones begin to count when the oldest is through.
+            if (!std::exchange(is_skipped, true)) --fault.skip;
+            return false;
+        }
+        constexpr std::uint32_t all = 1'000'000;
+        return fault.chance >= 1 || random_.below(all) < fault.chance * all;
+    };
+    auto found = faults_.begin();
+    while (found != faults_.end() && !strikes(*found)) ++found;
     if (found == faults_.end()) return std::nullopt;
-    if (found->skip > 0) {
-        --found->skip;
-        return std::nullopt;
-    }
-    constexpr std::uint32_t all = 1'000'000;
-    if (found->chance < 1 && random_.below(all) >= found->chance * all) return std::nullopt;
     const Fault fault = *found;
     if (found->count > 0 && --found->count == 0) faults_.erase(found);
     if (struck_) ++(*struck_)[static_cast<std::size_t>(kind)];

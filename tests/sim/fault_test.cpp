@@ -143,6 +143,21 @@ TEST(Faults, StrikeInTheirTime)
     EXPECT_THAT(lost, testing::ElementsAre(false, false, true, true, false));
 }
 
+TEST(Faults, StrikeWhereAnOlderOneDoesNot)
+{
+    Faults faults;
+    for (const char* fault : {"lose:count=0,chance=0", "lose:skip=1", "lose:skip=1", "lose:until=3"})
+        faults.add(Fault::parse(fault));
+    std::vector<bool> lost;
+    for (int i = 0; i < 5; ++i) lost.push_back(strike(faults).pieces.empty());
+    EXPECT_THAT(lost, testing::ElementsAre(true, true, false, true, false));
+    faults.add(Fault::parse("lose:until=3"));
+    EXPECT_EQ(faults.size(), 2U);
+    faults.set_time(std::chrono::seconds(3));
+    EXPECT_THAT(strike(faults).pieces, SizeIs(1));
+    EXPECT_EQ(faults.size(), 1U);
+}
+
 TEST(Faults, StandInAScenario)
 {
     const Scenario scenario =
