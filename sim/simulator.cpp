@@ -327,7 +327,7 @@ bool Reader::wait_for_reading(bool running, std::chrono::milliseconds timeout) c
 void Reader::set_report_rate(double reports_per_second)
 {
     const auto held = core_.lock();
-    state_.device.reading().set_rate(reports_per_second, core_.now() - state_.origin);
+    state_.device.set_report_rate(reports_per_second, core_.now() - state_.origin);
     core_.schedule(state_);
     core_.touch();
 }

@@ -107,7 +107,7 @@ Act read_report_rate(const Words& rest, const ReaderSettings&)
     const auto rate = rest.size() == 1 ? number(rest[0], 0.0, highest_rate) : std::nullopt;
     if (!rate) return nullptr;
     return quietly([rate = *rate](Core& core, ReaderState& reader) {
-        reader.device.reading().set_rate(rate, core.now() - reader.origin);
+        reader.device.set_report_rate(rate, core.now() - reader.origin);
     });
 }
 

@@ -64,13 +64,19 @@ std::optional<Time> ActiveMode::next_event(const Device& device) const
     return due_;
 }
 
+void ActiveMode::change_rate(const Device& device, Time now)
+{
+    const auto period = device.reading().period();
+    if (period) due_ = std::clamp(due_, now, std::max(ready_, now + *period));
+}
+
 void ActiveMode::advance(Device& device, Time now)
 {
     if (!is_wanted(device, now)) {
         if (running_) stop(device);
         return;
     }
-    if (!running_) due_ = now + device.settings().start_gap;
+    if (!running_) due_ = ready_ = now + device.settings().start_gap;
     running_ = true;
     due_ = std::max(due_, now - longest_backlog);
     for (int i = 0; i < readings_at_a_time && next_event(device) && due_ <= now; ++i) step(device, now);
@@ -79,10 +85,13 @@ void ActiveMode::advance(Device& device, Time now)
 void ActiveMode::step(Device& device, Time now)
 {
     const auto found = passes_.step(device, now, active_rule(device));
-    due_ += std::max(*device.reading().period(), passes_.time_taken(device));
+    const bool ends = found == Passes::Found::end_of_pass;
+    const Time pause = ends ? interval_unit * device.config().interval : Time{};
+    ready_ = due_ + passes_.time_taken(device) + pause;
+    due_ = std::max(due_ + *device.reading().period() + pause, ready_);
     switch (found) {
     case Passes::Found::tag: return read(device, now);
-    case Passes::Found::end_of_pass: due_ += interval_unit * device.config().interval; return;
+    case Passes::Found::end_of_pass: return;
     case Passes::Found::nobody: due_ = std::max(due_, now + empty_field_pause); return;
     }
 }

@@ -17,6 +17,7 @@ class ActiveMode {
     void advance(Device& device, Time now);
     void stop(Device& device);
     std::optional<Time> next_event(const Device& device) const;
+    void change_rate(const Device& device, Time now);  // to that of continuous reading
 
     // Whether the work mode, and in the triggered one an input, asks for readings.
     static bool is_wanted(const Device& device, Time now);
@@ -33,6 +34,7 @@ class ActiveMode {
 
     bool running_ = false;
     Time due_{};
+    Time ready_{};  // as in Reading; also behind the interval
     Passes passes_;
     std::map<std::string, Noted> noted_;  // by the bytes of the EPC
 };

@@ -72,6 +72,12 @@ std::optional<Time> Device::next_event() const
     return next ? std::optional<Time>(std::max(*next, silent_until_)) : std::nullopt;
 }
 
+void Device::set_report_rate(double reports_per_second, Time now)
+{
+    reading_.set_rate(reports_per_second, now);
+    active_mode_.change_rate(*this, now);
+}
+
 void Device::run_job(Time now)
 {
     if (!job_) return;

@@ -93,6 +93,7 @@ class Device {
     // Whether the bytes are the one byte that ends the self-test, which then is answered.
     bool end_self_test(ConnectionId from, const Bytes& bytes);
 
+    void set_report_rate(double reports_per_second, Time now);  // of what it pushes unasked
     Reading& reading() { return reading_; }
     const Reading& reading() const { return reading_; }
     std::uint64_t refused_requests() const { return refused_requests_; }

@@ -24,7 +24,8 @@ void Reading::start(Device& device, Time now, ConnectionId owner)
 {
     if (is_running()) stop(device);
     owner_ = owner;
-    due_ = now + start_gap_;
+    ready_ = now + start_gap_;
+    due_ = ready_;
     if (counted_ && left_ == 0) left_ = batch_;
 }
 
@@ -39,7 +40,10 @@ void Reading::stop(Device& device)
 void Reading::set_rate(double reports_per_second, Time now)
 {
     paused_ = !(reports_per_second > 0);
-    if (!paused_) period_ = std::max(seconds_to_time(1 / reports_per_second), Time(1));
+    if (!paused_) {
+        period_ = std::max(seconds_to_time(1 / reports_per_second), Time(1));
+        due_ = std::min(due_, std::max(ready_, now + period_));  // not as late as by the rate before
+    }
     wake(now);
 }
 
@@ -81,7 +85,8 @@ void Reading::advance(Device& device, Time now)
             return;
         }
         const bool pushed = push_report(device, now);
-        due_ += std::max(period_, passes_.time_taken(device));
+        ready_ = due_ + passes_.time_taken(device);
+        due_ = std::max(due_ + period_, ready_);
         if (!pushed) {
             due_ = std::max(due_, now + empty_field_pause);
             return;

@@ -43,6 +43,7 @@ class Reading {
     Time start_gap_;
     ConnectionId owner_ = 0;
     Time due_{};
+    Time ready_{};          // behind the start gap, and the air time of the report before
     bool counted_ = false;  // reports are pushed in batches
     std::uint64_t batch_ = 0;
     std::uint64_t left_ = 0;

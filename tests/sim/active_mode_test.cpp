@@ -64,6 +64,16 @@ TEST(ActiveMode, PushesToEveryoneUntilItIsSwitchedOff)
     }
 }
 
+TEST(ActiveMode, AFasterRateIsInForceAtOnce)
+{
+    Bench bench(field);
+    bench.device.set_report_rate(0.01, bench.now);
+    bench.command(0x35, {1});
+    EXPECT_LT(reports(bench, seconds(1)).size(), 2U);
+    bench.device.set_report_rate(100, bench.now);
+    EXPECT_GT(reports(bench, seconds(1)).size(), 30U);
+}
+
 struct ParameterCase {
     std::uint8_t code;
     const char* data;

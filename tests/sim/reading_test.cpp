@@ -156,13 +156,34 @@ TEST(Reading, RateCanBeChangedAndPaused)
     Bench bench(portal);
     bench.command(0x50, {0});
     bench.pass(milliseconds(100));
-    bench.device.reading().set_rate(0, bench.now);
+    bench.device.set_report_rate(0, bench.now);
     bench.frames.clear();
     bench.pass(seconds(1));
     EXPECT_THAT(bench.frames, IsEmpty());
-    bench.device.reading().set_rate(1000, bench.now);
+    bench.device.set_report_rate(1000, bench.now);
     bench.pass(seconds(1));
     EXPECT_NEAR(static_cast<double>(bench.frames.size()), 1000, 2);
+}
+
+TEST(Reading, AFasterRateIsInForceAtOnceButNotInTheStartGap)
+{
+    Bench bench(portal);
+    bench.device.set_report_rate(0.01, bench.now);
+    bench.command(0x50, {0});
+    bench.pass(milliseconds(100));
+    EXPECT_THAT(bench.frames, SizeIs(2));
+    bench.device.set_report_rate(1000, bench.now);
+    bench.frames.clear();
+    bench.pass(milliseconds(100));
+    EXPECT_NEAR(static_cast<double>(bench.frames.size()), 100, 2);
+    bench.command(0x51);
+    bench.command(0x50, {0});
+    bench.device.set_report_rate(2000, bench.now);
+    bench.frames.clear();
+    bench.pass(milliseconds(19));
+    EXPECT_THAT(bench.frames, IsEmpty());
+    bench.pass(milliseconds(1));
+    EXPECT_THAT(bench.frames, SizeIs(1));
 }
 
 TEST(Reading, EndsWithItsConnection)
