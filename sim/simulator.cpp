@@ -36,6 +36,8 @@ Reader& Simulator::add_reader(const Scenario& scenario)
 void Simulator::record_truth(const std::string& path)
 {
     const auto held = core_->lock();
+    // To open it empties it.
+    if (core_->records_to(path)) core_->record_truth(nullptr);
     core_->record_truth(std::make_unique<Truth>(path, core_->now()));
 }
 

@@ -94,6 +94,7 @@ class Core {
     void advance(ReaderState& reader);
     // From now on; nullptr ends what was recorded, which throws std::system_error when it is not complete.
     void record_truth(std::unique_ptr<Truth> truth);
+    bool records_to(const std::string& path) const { return truth_ && truth_->is_at(path); }
     // Gives the answer; throws std::invalid_argument.
     std::string obey(ReaderState& reader, const std::string& words);
 

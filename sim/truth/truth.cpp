@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cmath>
 #include <ctime>
+#include <filesystem>
 #include <system_error>
 
 #include <nlohmann/json.hpp>
@@ -89,6 +90,12 @@ void Truth::destroyed(Time at, unsigned reader, FrameKind kind, const std::vecto
 {
     for (const Heard& tag : tags)
         Line(*this, at, "destroyed").add(reader, tag).add(kind).add("why", why).write();
+}
+
+bool Truth::is_at(const std::string& path) const
+{
+    std::error_code ignored;
+    return std::filesystem::equivalent(path, path_, ignored);
 }
 
 void Truth::end(Time at)

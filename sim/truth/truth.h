@@ -32,6 +32,7 @@ class Truth {
     void destroyed(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags,
                    std::string_view why);
     void flush() { file_.flush(); }
+    bool is_at(const std::string& path) const;
     // Throws std::system_error when not all of it is in the file.
     void end(Time at);
 

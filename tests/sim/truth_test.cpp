@@ -324,6 +324,15 @@ TEST_F(RecordTest, AnswersToOrdersAreSeenAtOnce)
                     "l E2000001 2 1\nl 0102 2 1\n");
 }
 
+TEST_F(RecordTest, OnThePathInUseBeginsAnew)
+{
+    simulator_.record_truth(path_);
+    reader_.control("take-tag E2000001");
+    simulator_.record_truth(folder_ + "/./truth.jsonl");
+    simulator_.end_truth();
+    EXPECT_THAT(lines(), testing::SizeIs(6)) << "three that enter and leave";
+}
+
 TEST_F(RecordTest, AFileThatCannotBeWrittenIsTold)
 {
     EXPECT_THROW(simulator_.record_truth(folder_ + "/nowhere/truth"), std::system_error);
