@@ -21,7 +21,7 @@ void FieldWatch::look(Time now, Truth& truth)
     for (std::size_t i = 0; i < field.size(); ++i) {
         const Tag& tag = field[i];
         look_again(now, tag.settings().arrives, tag.settings().departs);
-        if (!tag.is_in_field(now)) continue;
+        if (!tag.is_present(now)) continue;
         for (const unsigned port : device_.enabled_antennas()) {
             if (device_.in_reach(tag, port, now))
                 see({Kind::gen2, i, port}, tag.epc(), tag.stored(Bank::tid), now, truth);
@@ -30,8 +30,10 @@ void FieldWatch::look(Time now, Truth& truth)
     const OtherTags& others = device_.other_tags();
     const std::vector<unsigned> ports = device_.plugged_antennas();
     look_for(Kind::iso_6b, others.iso_6b, ports, now, truth);
-    look_for(Kind::gb, others.gb, ports, now, truth);
-    look_for(Kind::jb, others.jb, ports, now, truth);
+    if (device_.settings().protocol_family == ProtocolFamily::gb)
+        look_for(Kind::gb, others.gb, ports, now, truth);
+    else
+        look_for(Kind::jb, others.jb, ports, now, truth);
     std::erase_if(stays_, [&](const auto& entry) {
         if (!entry.second.goes_on) leave(entry.second, now, truth);
         return !entry.second.goes_on;

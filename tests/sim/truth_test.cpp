@@ -137,6 +137,30 @@ departs = 0.002
                                   "leave E2000009 1 at 0.005", "leave E004000000000001 1 at 0.006"));
 }
 
+TEST_F(FieldWatchTest, SeesNoneThatCannotBeRead)
+{
+    Bench bench(R"(
+[reader]
+protocol_family = "jb"
+[[tag]]
+epc = "E200 0001"
+[[tag_gb]]
+tag_id = "0102"
+[[tag_jb]]
+tag_id = "0304"
+)");
+    FieldWatch watch(bench.device, 1, Time{});
+    watch.look(Time{}, *truth_);
+    TagState state = bench.device.field()[0].state();
+    state.silent = true;
+    bench.device.field()[0].set_state(state);
+    watch.look(milliseconds(1), *truth_);
+    EXPECT_THAT(ended(watch, milliseconds(2)), ElementsAre(HasSubstr(R"("enter","t":0.0,"epc":"E2000001")"),
+                                                           HasSubstr(R"("enter","t":0.0,"epc":"0304")"),
+                                                           HasSubstr(R"("leave","t":0.001,"epc":"E2000001")"),
+                                                           HasSubstr(R"("leave","t":0.002,"epc":"0304")")));
+}
+
 const char* const portal = R"(
 [reader]
 air_time = 0
