@@ -21,17 +21,22 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Fields = std::map<std::string, std::string>;
 
-// Goes through the lines that end, with their numbers.
-void read_lines(const std::string& path, const std::function<void(unsigned, const std::string&)>& take)
+struct NumberedLine {
+    unsigned number = 0;
+    bool ends = true;
+    std::string text;
+};
+
+void read_lines(const std::string& path, const std::function<void(const NumberedLine&)>& take)
 {
     std::error_code ignored;
     std::ifstream file(path, std::ios::binary);
     if (!file || std::filesystem::is_directory(path, ignored))
         throw ScoreError(path, 0, "cannot read the file");
-    std::string line;
-    for (unsigned number = 1; std::getline(file, line) && !file.eof(); ++number) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.find_first_not_of(" \t") != std::string::npos) take(number, line);
+    std::string text;
+    for (unsigned number = 1; std::getline(file, text); ++number) {
+        if (!text.empty() && text.back() == '\r') text.pop_back();
+        if (text.find_first_not_of(" \t") != std::string::npos) take({number, !file.eof(), text});
     }
     if (file.bad()) throw ScoreError(path, 0, "cannot read the file to its end");
 }
@@ -112,15 +117,23 @@ const std::string& text_of(const Fields& fields, const std::string& key)
     return found->second;
 }
 
-std::optional<unsigned> number_of(const Fields& fields, const std::string& key)
+std::optional<unsigned> number_if_any(const Fields& fields, const std::string& key)
 {
     const auto found = fields.find(key);
-    if (found == fields.end() || found->second.empty()) return std::nullopt;
+    if (found == fields.end()) return std::nullopt;
     const std::string& text = found->second;
     unsigned value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size())
-        throw std::invalid_argument(key + " is not a whole number: " + text);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+std::optional<unsigned> number_of(const Fields& fields, const std::string& key)
+{
+    const auto value = number_if_any(fields, key);
+    const auto found = fields.find(key);
+    if (!value && found != fields.end() && !found->second.empty())
+        throw std::invalid_argument(key + " is not a whole number: " + found->second);
     return value;
 }
 
@@ -131,6 +144,7 @@ class Counting {
     void take_truth(const Fields& fields)
     {
         const std::string& what = text_of(fields, "what");
+        if (what == "end") score_.complete = true;
         if (what == "start" || what == "end") return;
         const auto reader = number_of(fields, "reader");
         const auto port = number_of(fields, "port");
@@ -181,9 +195,9 @@ class Counting {
     {
         std::optional<unsigned> reader;
         if (readers_.size() == 1) reader = *readers_.begin();
-        auto port = number_of(fields, "port");
-        auto antenna = number_of(fields, "antenna_byte");
-        if (!antenna) antenna = number_of(fields, "antenna");
+        auto port = number_if_any(fields, "port");
+        auto antenna = number_if_any(fields, "antenna_byte");
+        if (!antenna) antenna = number_if_any(fields, "antenna");
         if (!reader || (!port && !antenna)) return nullptr;
         if (!port) {
             const auto known = antennas_.find({*reader, *antenna});
@@ -202,22 +216,22 @@ class Counting {
 
 void read_file(const std::string& path, const std::function<void(const std::string&)>& take)
 {
-    read_lines(path, [&](unsigned number, const std::string& line) {
+    read_lines(path, [&](const NumberedLine& line) {
         try {
-            take(line);
+            take(line.text);
         } catch (const Json::exception&) {
-            throw ScoreError(path, number, "this is not JSON");
+            if (line.ends) throw ScoreError(path, line.number, "this is not JSON");
         } catch (const std::invalid_argument& problem) {
-            throw ScoreError(path, number, problem.what());
+            if (line.ends) throw ScoreError(path, line.number, problem.what());
         }
     });
 }
 
-double share(const Score& score)
+// Nothing of no tags.
+std::optional<double> share(const Score& score)
 {
-    return score.tags.empty()
-               ? 1.0
-               : static_cast<double>(score.read.size()) / static_cast<double>(score.tags.size());
+    if (score.tags.empty()) return std::nullopt;
+    return static_cast<double>(score.read.size()) / static_cast<double>(score.tags.size());
 }
 
 void list(std::ostream& out, const std::set<std::string>& epcs)
@@ -250,7 +264,11 @@ std::string Score::text() const
     out.precision(1);
     out << std::fixed;
     out << "tags in a field: " << tags.size() << '\n';
-    out << "read: " << read.size() << " (" << 100 * share(*this) << " %)\n";
+    out << "read: " << read.size();
+    if (const auto part = share(*this))
+        out << " (" << 100 * *part << " %)\n";
+    else
+        out << " (-)\n";
     out << "missed: " << missed().size() << '\n';
     list(out, missed());
     out << "read at the edge of a field: " << at_edge.size() << '\n';
@@ -266,6 +284,7 @@ std::string Score::text() const
         if (ports_are_told) out << ", received " << port.received;
         out << '\n';
     }
+    if (!complete) out << "the truth is not complete: it does not tell of its end\n";
     return out.str();
 }
 
@@ -280,17 +299,13 @@ std::string Score::json() const
         entry["destroyed"] = port.destroyed;
         if (ports_are_told) entry["received"] = port.received;
     }
-    const Json json{{"tags", tags.size()},
-                    {"read", read.size()},
-                    {"share", share(*this)},
-                    {"missed", missed()},
-                    {"at_edge", at_edge},
-                    {"never_there", never_there},
-                    {"sent", sent},
-                    {"destroyed", all_destroyed()},
-                    {"destroyed_by", Json(destroyed)},
-                    {"received", received},
-                    {"ports", by_port}};
+    const auto part = share(*this);
+    const Json json{{"complete", complete},         {"tags", tags.size()},
+                    {"read", read.size()},          {"share", part ? Json(*part) : Json()},
+                    {"missed", missed()},           {"at_edge", at_edge},
+                    {"never_there", never_there},   {"sent", sent},
+                    {"destroyed", all_destroyed()}, {"destroyed_by", Json(destroyed)},
+                    {"received", received},         {"ports", by_port}};
     return json.dump();
 }
 

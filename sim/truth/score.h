@@ -27,6 +27,7 @@ struct PortScore {
 };
 
 struct Score {
+    bool complete = false;          // the truth tells of its end
     std::set<std::string> tags;     // EPCs, that were in a field
     std::set<std::string> read;     // of them
     std::set<std::string> at_edge;  // not of them, but a moment of luck let it be heard and reported
@@ -44,8 +45,8 @@ struct Score {
 };
 
 // The reports are JSON lines with `epc`, or CSV with a column `epc`; `reads` makes so many of one. Those of a single
-// reader may tell their port as `port`, or by the antenna byte, as `antenna_byte` or else `antenna`. A last line that
-// does not end is left out. Throws ScoreError.
+// reader may tell their port as `port`, or by the antenna byte, as `antenna_byte` or else `antenna`; what is no
+// number there tells none. A last line that does not end is taken if it is whole. Throws ScoreError.
 Score score(const std::string& truth_file, const std::string& reports_file);
 
 }  // namespace tagwire::sim

@@ -418,7 +418,7 @@ reader 1 port 3: tags 2, read 1, sent 2, destroyed 1, received 5
 )");
     EXPECT_EQ(
         result.json(),
-        R"({"tags":3,"read":2,"share":0.6666666666666666,"missed":["E203"],"at_edge":["E204"],"never_there":["E2FF"],)"
+        R"({"complete":true,"tags":3,"read":2,"share":0.6666666666666666,"missed":["E203"],"at_edge":["E204"],"never_there":["E2FF"],)"
         R"("sent":3,"destroyed":1,"destroyed_by":{"lose":1},"received":6,"ports":[)"
         R"({"reader":1,"port":1,"tags":1,"read":1,"sent":1,"destroyed":0,"received":1},)"
         R"({"reader":1,"port":3,"tags":2,"read":1,"sent":2,"destroyed":1,"received":5}]})");
@@ -443,7 +443,28 @@ TEST_F(ScoreTest, TellsNoPortsWhereTheReportsTellNone)
 )",
         "{\"epc\":\"E201\",\"antenna\":1}\n");
     EXPECT_FALSE(of_two.ports_are_told);
-    EXPECT_EQ(score_of("", "").text().substr(0, 36), "tags in a field: 0\nread: 0 (100.0 %)");
+    const Score of_three =
+        score_of(truth_of_two_ports, "{\"epc\":\"E201\",\"port\":\"/dev/ttyUSB0\",\"antenna\":\"left\"}\n");
+    EXPECT_EQ(of_three.received, 1U);
+    EXPECT_FALSE(of_three.ports_are_told);
+}
+
+TEST_F(ScoreTest, TakesALastLineThatIsWhole)
+{
+    const std::string truth = R"({"what":"enter","epc":"E201","reader":1,"port":1,"antenna":1})";
+    EXPECT_EQ(score_of(truth, R"({"epc":"E201"})").read.size(), 1U);
+    EXPECT_EQ(score_of(truth, "epc,port\nE201,1").received, 1U);
+    EXPECT_EQ(score_of(truth, "port,epc\n1").received, 0U);
+    EXPECT_EQ(score_of(truth, "port,epc\n1,E20").received, 0U);
+}
+
+TEST_F(ScoreTest, SaysWhetherTheTruthIsComplete)
+{
+    const Score result = score_of("", "");
+    EXPECT_THAT(result.text(), testing::StartsWith("tags in a field: 0\nread: 0 (-)\n"));
+    EXPECT_THAT(result.text(), HasSubstr("not complete"));
+    EXPECT_THAT(result.json(), HasSubstr(R"({"complete":false,"tags":0,"read":0,"share":null,)"));
+    EXPECT_TRUE(score_of("{\"what\":\"end\",\"t\":1}", "").complete);
 }
 
 TEST_F(ScoreTest, SaysWhereAFileIsWrong)
