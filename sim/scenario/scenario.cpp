@@ -266,7 +266,9 @@ std::vector<TagSettings> tags_from_words(const std::vector<std::string>& words)
         if (equals == std::string::npos)
             throw std::invalid_argument("'" + word +
                                         "' is no key of a tag; write KEY=VALUE, such as epc=E2801160");
-        insert_value(table, word.substr(0, equals), word.substr(equals + 1));
+        const std::string key = word.substr(0, equals);
+        if (table.contains(key)) throw std::invalid_argument(key + " is given twice");
+        insert_value(table, key, word.substr(equals + 1));
     }
     const std::string source = "a new tag";
     Section section(source, table);

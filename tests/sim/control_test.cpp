@@ -229,6 +229,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"input 1 up", "high|low"}, Refused{"add-tag", "write add-tag KEY=VALUE"},
         Refused{"add-tag E2000002", "write KEY=VALUE"}, Refused{"add-tag rssi=5", "needs an epc"},
         Refused{"add-tag epc=E2", "16-bit words"},
+        Refused{"add-tag epc=E2000002 epc=E2000003", "epc is given twice"},
         Refused{"add-tag epc=E200 rssi=256", "rssi must be a whole number from 0 to 255"},
         Refused{"add-tag epc=E200 rssi=[1", "'[1' is no value for rssi"},
         Refused{"add-tag epc=E200 colour=1", "no key 'colour'"},
