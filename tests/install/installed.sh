@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the library, moves what was installed elsewhere, and uses it from there.
-# usage: installed.sh CMAKE BUILD_FOLDER WORK_FOLDER
+# usage: installed.sh CMAKE BUILD_FOLDER WORK_FOLDER HAS_SIM
 cmake=$1 build=$2 work=$3/installed
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/uses.sh"
@@ -14,4 +14,4 @@ if grep -rI "$work" "$work/moved"; then
   exit 1
 fi
 by_pkg_config "$work/moved"
-by_find_package "$work/moved"
+by_find_package "$work/moved" "-DHAS_SIM=$4"

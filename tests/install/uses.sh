@@ -22,9 +22,9 @@ by_pkg_config() {
   "$work/by-pkg-config-sim"
 }
 
-# by_find_package PREFIX: the same by the CMake package.
+# by_find_package PREFIX [OPTION...]: the same by the CMake package.
 by_find_package() {
-  "$cmake" -S "$here/finds" -B "$work/finds" -DCMAKE_PREFIX_PATH="$1" >/dev/null
+  "$cmake" -S "$here/finds" -B "$work/finds" -DCMAKE_PREFIX_PATH="$1" "${@:2}" >/dev/null
   "$cmake" --build "$work/finds" >/dev/null
   "$work/finds/consumer"
   local more
