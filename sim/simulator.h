@@ -44,7 +44,8 @@ struct Counters {
     std::uint64_t reports_queued = 0;   // not handed to the system yet
     std::uint64_t connections = 0;      // ever; a pseudo terminal is one from its opening on
     std::uint64_t open_connections = 0;
-    FaultCounts faults{};                         // frames and requests that were struck, by Fault::Kind
+    std::uint64_t had_to_wait = 0;  // connections that came when the process had no descriptor for them
+    FaultCounts faults{};           // frames and requests that were struck, by Fault::Kind
     std::map<std::string, std::uint64_t> orders;  // that were carried out, by their first word
     std::uint64_t orders_refused = 0;
 };
@@ -82,9 +83,10 @@ class Reader {
     // Port 0 lets the system choose. At a place where a reader of this simulator listens already, it joins
     // it.
     std::uint16_t listen(const std::string& address = "127.0.0.1", std::uint16_t port = 0);
-    std::string open_pty();           // gives the path of the host's side
+    // Gives the name of the host's side. After a hang-up it leads to a new terminal.
+    std::string open_pty();
     void share(const Reader& other);  // all places of the other
-    void stop_listening();            // connections stay
+    void stop_listening();            // connections stay, but a terminal that is hung up stays away
 
     // Connections
     std::vector<ConnectionId> connections() const;

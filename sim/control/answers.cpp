@@ -49,6 +49,7 @@ std::string describe(const Counters& counters)
         {"reports_queued", counters.reports_queued},
         {"connections", counters.connections},
         {"open_connections", counters.open_connections},
+        {"had_to_wait", counters.had_to_wait},
         {"faults", faults_json(counters)},
         {"orders", Json(counters.orders)},
         {"orders_refused", counters.orders_refused},

@@ -23,6 +23,8 @@ struct Endpoint {
     Descriptor listener;  // none for a pseudo terminal
     std::string address;
     std::uint16_t port = 0;
+    std::string pty_name;      // empty for TCP
+    bool has_to_wait = false;  // the system had no descriptor for who came, or for a new pseudo terminal
     std::vector<ReaderState*> readers;
 };
 
@@ -48,6 +50,7 @@ class Connection {
 
     ConnectionId id() const { return id_; }
     Endpoint& endpoint() { return *endpoint_; }
+    const std::shared_ptr<Endpoint>& shared_endpoint() const { return endpoint_; }
     int descriptor() const { return descriptor_.get(); }
     bool is_pty() const { return static_cast<bool>(slave_); }
     unsigned line_speed() const { return sim::line_speed(slave_); }  // of a pseudo terminal, bits a second

@@ -26,6 +26,7 @@ constexpr int most_timers_in_a_row = 1024;
 // Looks at the field that are later than this are left out; one that takes this long is followed by a rest.
 constexpr Time longest_delay = std::chrono::milliseconds(100);
 constexpr Time long_look = std::chrono::milliseconds(5);
+constexpr Time retry_pause = std::chrono::milliseconds(50);
 
 Descriptor opened(int fd, const char* what)
 {
@@ -163,6 +164,10 @@ void Core::run_timers()
             schedule(*reader->second);
             continue;
         }
+        if (const auto endpoint = endpoints_.find(*id); endpoint != endpoints_.end()) {
+            try_again(endpoint->second);
+            continue;
+        }
         const auto connection = connections_.find(*id);
         if (connection == connections_.end()) continue;
         connection->second->parser().expire(time);
@@ -257,8 +262,7 @@ std::uint16_t Core::listen(ReaderState& reader, const std::string& address, std:
 {
     for (const auto& [id, endpoint] : endpoints_) {
         if (port == 0 || endpoint->port != port || endpoint->address != address) continue;
-        auto& readers = endpoint->readers;
-        if (std::find(readers.begin(), readers.end(), &reader) == readers.end()) readers.push_back(&reader);
+        join(reader, *endpoint);
         return port;
     }
     auto endpoint = std::make_shared<Endpoint>();
@@ -275,27 +279,63 @@ std::uint16_t Core::listen(ReaderState& reader, const std::string& address, std:
 std::string Core::open_pty(ReaderState& reader)
 {
     PtyPair pty = open_pty_pair();
-    std::string path = pty.path;
     auto endpoint = std::make_shared<Endpoint>();
     endpoint->id = ++last_id_;
+    endpoint->pty_name = pty_names_.add(pty.path);
     endpoint->readers.push_back(&reader);
-    add_connection(std::make_unique<Connection>(++last_id_, std::move(endpoint), std::move(pty)));
-    return path;
+    endpoints_.emplace(endpoint->id, endpoint);
+    add_connection(std::make_unique<Connection>(++last_id_, endpoint, std::move(pty)));
+    return endpoint->pty_name;
+}
+
+// As a reader on USB that is plugged in again: who has the old terminal open hears nothing more of it.
+void Core::reopen_pty(const std::shared_ptr<Endpoint>& endpoint)
+{
+    try {
+        PtyPair pty = open_pty_pair();
+        pty_names_.lead(endpoint->pty_name, pty.path);
+        add_connection(std::make_unique<Connection>(++last_id_, endpoint, std::move(pty)));
+        endpoint->has_to_wait = false;
+    } catch (const std::system_error&) {
+        try_later(*endpoint);
+    }
+}
+
+// Until then the system may have descriptors again.
+void Core::try_later(Endpoint& endpoint)
+{
+    if (!endpoint.has_to_wait) {
+        for (ReaderState* reader : endpoint.readers) ++reader->counters.had_to_wait;
+    }
+    endpoint.has_to_wait = true;
+    if (endpoint.listener) watch(endpoint.listener.get(), endpoint.id, 0, EPOLL_CTL_MOD);
+    timers_.set(endpoint.id, now() + retry_pause);
+}
+
+void Core::try_again(const std::shared_ptr<Endpoint>& endpoint)
+{
+    if (!endpoint->listener) return reopen_pty(endpoint);
+    watch(endpoint->listener.get(), endpoint->id, EPOLLIN, EPOLL_CTL_MOD);
+    accept_all(endpoint);
 }
 
 void Core::share(ReaderState& reader, const ReaderState& other)
 {
-    const auto join = [&](Endpoint& endpoint) {
-        auto& readers = endpoint.readers;
-        if (std::find(readers.begin(), readers.end(), &other) == readers.end()) return;
-        if (std::find(readers.begin(), readers.end(), &reader) != readers.end()) return;
-        readers.push_back(&reader);
-    };
-    for (auto& [id, endpoint] : endpoints_) join(*endpoint);
+    for (auto& [id, endpoint] : endpoints_) {
+        if (serves(*endpoint, other)) join(reader, *endpoint);
+    }
     for (auto& [id, connection] : connections_) {
-        const bool before = serves(*connection, reader);
-        join(connection->endpoint());
-        if (before || !serves(*connection, reader)) continue;
+        if (serves(connection->endpoint(), other)) join(reader, connection->endpoint());
+    }
+}
+
+// Who is connected there is so to this reader too.
+void Core::join(ReaderState& reader, Endpoint& endpoint)
+{
+    if (serves(endpoint, reader)) return;
+    endpoint.readers.push_back(&reader);
+    for (auto& [id, connection] : connections_) {
+        if (&connection->endpoint() != &endpoint) continue;
         ++reader.counters.connections;
         ++reader.counters.open_connections;
     }
@@ -303,17 +343,18 @@ void Core::share(ReaderState& reader, const ReaderState& other)
 
 void Core::stop_listening(ReaderState& reader)
 {
-    std::erase_if(endpoints_, [&reader](auto& entry) {
+    std::erase_if(endpoints_, [&](auto& entry) {
         auto& readers = entry.second->readers;
         if (readers.size() > 1 || readers.front() != &reader) return false;
         entry.second->listener.reset();
+        timers_.set(entry.first, std::nullopt);
         return true;
     });
 }
 
-bool Core::serves(Connection& connection, const ReaderState& reader) const
+bool Core::serves(const Endpoint& endpoint, const ReaderState& reader)
 {
-    const auto& readers = connection.endpoint().readers;
+    const auto& readers = endpoint.readers;
     return std::find(readers.begin(), readers.end(), &reader) != readers.end();
 }
 
@@ -321,7 +362,7 @@ std::vector<ConnectionId> Core::connections_of(const ReaderState& reader) const
 {
     std::vector<ConnectionId> ids;
     for (const auto& [id, connection] : connections_) {
-        if (serves(*connection, reader)) ids.push_back(id);
+        if (serves(connection->endpoint(), reader)) ids.push_back(id);
     }
     return ids;
 }
@@ -336,8 +377,10 @@ void Core::hang_up(const ReaderState& reader, ConnectionId connection)
 void Core::accept_all(const std::shared_ptr<Endpoint>& endpoint)
 {
     while (Descriptor socket = accept_from(endpoint->listener)) {
+        endpoint->has_to_wait = false;
         add_connection(std::make_unique<Connection>(++last_id_, endpoint, std::move(socket)));
     }
+    if (has_no_descriptors(errno)) try_later(*endpoint);
 }
 
 void Core::add_connection(std::unique_ptr<Connection> connection)
@@ -368,6 +411,8 @@ void Core::close_connection(ConnectionId id)
         reader->device.forget_connection(now() - reader->origin, id);
         schedule(*reader);
     }
+    if (connection->is_pty() && endpoints_.count(connection->endpoint().id) > 0)
+        reopen_pty(connection->shared_endpoint());
 }
 
 void Core::read_from(Connection& connection)

@@ -112,6 +112,10 @@ class Core {
     void run_events(ReaderState& reader);
     void finish_turn();
 
+    void join(ReaderState& reader, Endpoint& endpoint);
+    void reopen_pty(const std::shared_ptr<Endpoint>& endpoint);
+    void try_later(Endpoint& endpoint);
+    void try_again(const std::shared_ptr<Endpoint>& endpoint);
     void accept_all(const std::shared_ptr<Endpoint>& endpoint);
     void add_connection(std::unique_ptr<Connection> connection);
     void close_connection(ConnectionId id);
@@ -128,7 +132,7 @@ class Core {
     void watch(int descriptor, std::uint64_t id, std::uint32_t events, int operation);
     void schedule(Connection& connection);
     static bool hears(const Connection& connection, const ReaderState& reader);
-    bool serves(Connection& connection, const ReaderState& reader) const;
+    static bool serves(const Endpoint& endpoint, const ReaderState& reader);
     void tell(ConnectionId connection, const ReaderState& reader, bool to_reader, const Bytes& bytes) const;
 
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
@@ -145,6 +149,7 @@ class Core {
     std::map<std::uint64_t, std::unique_ptr<ReaderState>> readers_;
     std::map<std::uint64_t, std::shared_ptr<Endpoint>> endpoints_;
     std::map<ConnectionId, std::unique_ptr<Connection>> connections_;
+    PtyNames pty_names_;
     std::set<ConnectionId> to_write_;
     std::unique_ptr<Truth> truth_;
     std::function<void(const TraceEvent&)> trace_;

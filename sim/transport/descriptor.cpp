@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -71,6 +72,11 @@ Descriptor accept_from(const Descriptor& listener)
     return socket;
 }
 
+bool has_no_descriptors(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 PtyPair open_pty_pair()
 {
     PtyPair pty;
@@ -88,6 +94,32 @@ PtyPair open_pty_pair()
     ::cfmakeraw(&line);
     check(::tcsetattr(pty.slave.get(), TCSANOW, &line) == 0, "cannot set up " + pty.path);
     return pty;
+}
+
+PtyNames::~PtyNames()
+{
+    std::error_code ignored;
+    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+}
+
+std::string PtyNames::add(const std::string& terminal)
+{
+    if (folder_.empty()) {
+        std::string folder = std::filesystem::temp_directory_path() / "tagwire-sim-XXXXXX";
+        check(::mkdtemp(folder.data()) != nullptr, "cannot make " + folder);
+        folder_ = folder;
+    }
+    const std::string name = folder_ + "/pty" + std::to_string(++names_);
+    lead(name, terminal);
+    return name;
+}
+
+// At every moment the name leads to one or the other.
+void PtyNames::lead(const std::string& name, const std::string& terminal)
+{
+    const std::string made = name + ".new";
+    std::filesystem::create_symlink(terminal, made);
+    std::filesystem::rename(made, name);
 }
 
 unsigned line_speed(const Descriptor& terminal)

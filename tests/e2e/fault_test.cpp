@@ -134,7 +134,7 @@ TEST_P(Faults, a_reader_that_vanishes_in_mid_stream_can_be_stopped_and_closed)
     Fault cut = Fault::hang_up(7);
     cut.target = Fault::Target::reports;
     reader.inject(cut);
-    ASSERT_TRUE(reader.wait_for_disconnect());
+    ASSERT_TRUE(reader.wait_for_reading(false));
     EXPECT_EQ(StopRead(connection.address(), connection.handle()), 48);
     EXPECT_EQ(run_inventory(connection).status, 48);
     EXPECT_EQ(connection.close(), 0);

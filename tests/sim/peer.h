@@ -25,23 +25,30 @@ class Peer {
   public:
     static Peer connect(std::uint16_t port, const std::string& address = "127.0.0.1", int receive_buffer = 0)
     {
-        Peer peer(Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+        Peer peer = unconnected();
         if (receive_buffer > 0) {
             ::setsockopt(peer.fd(), SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
         }
-        sockaddr_in place{};
-        place.sin_family = AF_INET;
-        place.sin_port = htons(port);
-        ::inet_pton(AF_INET, address.c_str(), &place.sin_addr);
-        EXPECT_EQ(::connect(peer.fd(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
+        peer.connect_to(port, address);
         return peer;
     }
+
+    static Peer unconnected() { return Peer(Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))); }
 
     static Peer open(const std::string& path)
     {
         Peer peer(Descriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)));
         EXPECT_GE(peer.fd(), 0) << path;
         return peer;
+    }
+
+    void connect_to(std::uint16_t port, const std::string& address = "127.0.0.1")
+    {
+        sockaddr_in place{};
+        place.sin_family = AF_INET;
+        place.sin_port = htons(port);
+        ::inet_pton(AF_INET, address.c_str(), &place.sin_addr);
+        EXPECT_EQ(::connect(fd(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
     }
 
     int fd() const { return descriptor_.get(); }

@@ -1,12 +1,17 @@
 #include "simulator.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <ctime>
+#include <filesystem>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include "peer.h"
 
@@ -94,12 +99,94 @@ TEST_F(SimulatorTest, APtyIsRaw)
     EXPECT_TRUE(is_information(peer.receive_frame()));
 }
 
-TEST_F(SimulatorTest, HangsUpAPty)
+TEST_F(SimulatorTest, APtyThatIsHungUpOpensAgain)
 {
-    Peer peer = Peer::open(reader_.open_pty());
+    const std::string path = reader_.open_pty();
+    reader_.inject(Fault::delay(std::chrono::hours(1)));
+    {
+        Peer peer = Peer::open(path);
+        peer.send(start_request);
+        ASSERT_TRUE(reader_.wait_for_reading());
+        reader_.hang_up();
+        EXPECT_TRUE(peer.is_hung_up());
+        EXPECT_EQ(::write(peer.fd(), "x", 1), -1);
+        EXPECT_EQ(errno, EIO);
+        EXPECT_FALSE(reader_.is_reading());
+    }
+    reader_.inject(Fault::hang_up(0));
+    {
+        Peer peer = Peer::open(path);
+        peer.send(information_request);
+        EXPECT_TRUE(peer.is_hung_up());
+    }
+    Peer peer = Peer::open(path);
+    peer.send(information_request);
+    EXPECT_TRUE(is_information(peer.receive_frame())) << "nothing from before is left";
+    EXPECT_EQ(reader_.counters().connections, 3U);
+    EXPECT_EQ(reader_.counters().open_connections, 1U);
+    reader_.stop_listening();
     reader_.hang_up();
-    EXPECT_TRUE(peer.is_hung_up());
-    EXPECT_TRUE(reader_.wait_for_disconnect());
+    EXPECT_EQ(reader_.counters().open_connections, 0U);
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(Simulator, LeavesNoNamesOfPtysBehind)
+{
+    std::filesystem::path path;
+    {
+        Simulator simulator;
+        Reader& reader = simulator.add_reader(portal());
+        path = reader.open_pty();
+        EXPECT_NE(reader.open_pty(), path);
+        EXPECT_TRUE(std::filesystem::exists(path));
+    }
+    EXPECT_FALSE(std::filesystem::exists(path.parent_path()));
+}
+
+// As if this process had no descriptors left.
+class NoDescriptors {
+  public:
+    NoDescriptors()
+    {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{3, before_.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+
+  private:
+    rlimit before_{};
+};
+
+std::chrono::nanoseconds processor_time()
+{
+    timespec used{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+TEST_F(SimulatorTest, WaitsForDescriptors)
+{
+    const std::string path = reader_.open_pty();
+    Peer peer = Peer::unconnected();
+    std::optional<NoDescriptors> none(std::in_place);
+    peer.connect_to(port_);
+    const auto waiting = [](std::uint64_t connections) {
+        return [connections](const Counters& counters) { return counters.had_to_wait == connections; };
+    };
+    EXPECT_TRUE(reader_.wait_until(waiting(1)));
+    const auto before = processor_time();
+    EXPECT_FALSE(reader_.wait_until(waiting(2), milliseconds(300))) << "one that waits is counted once";
+    EXPECT_LT(processor_time() - before, milliseconds(150));
+    reader_.hang_up();
+    EXPECT_TRUE(reader_.wait_until(waiting(2)));
+    none.reset();
+    peer.send(information_request);
+    EXPECT_TRUE(is_information(peer.receive_frame()));
+    EXPECT_TRUE(reader_.wait_for_connection(2));
+    Peer host = Peer::open(path);
+    host.send(information_request);
+    EXPECT_TRUE(is_information(host.receive_frame()));
 }
 
 TEST_F(SimulatorTest, ServesSeveralConnections)
@@ -238,6 +325,23 @@ TEST_F(SimulatorTest, TwoReadersShareABus)
     EXPECT_EQ(peer.receive_frame().substr(0, 8), "09 0A 83");
     EXPECT_EQ(other.counters().requests, 1U);
     EXPECT_EQ(reader_.counters().requests, 3U);
+}
+
+TEST_F(SimulatorTest, WhoIsConnectedIsSoToThoseThatJoinTheBus)
+{
+    Peer first = connect();
+    Peer second = connect();
+    ASSERT_TRUE(reader_.wait_for_connection(2));
+    Reader& listening = simulator_.add_reader();
+    listening.listen("127.0.0.1", port_);
+    Reader& sharing = simulator_.add_reader();
+    sharing.share(reader_);
+    first.close();
+    for (Reader* reader : {&listening, &sharing}) {
+        EXPECT_EQ(reader->counters().connections, 2U);
+        EXPECT_TRUE(
+            reader->wait_until([](const Counters& counters) { return counters.open_connections == 1; }));
+    }
 }
 
 TEST_F(SimulatorTest, ReadersShareAPty)
