@@ -104,9 +104,10 @@ void ActiveMode::read(Device& device, Time now)
     Bytes data{device.antenna_byte(sighting.antenna)};
     append(data, plain_record(sighting, *id));
     const Bytes frame = make_answer(device.address(), report_command, status::success, data);
-    for (const ConnectionId peer : device.wire().peers()) {
+    const std::vector<ConnectionId> peers = device.wire().peers();
+    for (const ConnectionId peer : peers)
         device.wire().send(peer, {}, frame, FrameKind::report, {sighting.heard()});
-    }
+    if (peers.empty()) device.wire().lose(0, FrameKind::report, {sighting.heard()}, loss::nobody);
 }
 
 bool ActiveMode::passes_filter(const Device& device, const Sighting& sighting, Time now)

@@ -119,8 +119,11 @@ bool Device::change(const std::function<void(Settings&)>& edit, Lasting lasting)
     return true;
 }
 
-void Device::restart()
+void Device::restart(std::string_view why)
 {
+    if (job_) job_->abandon(why);
+    job_.reset();
+    waiting_.clear();
     config_ = stored_;
     reading_.stop(*this);
     active_mode_.stop(*this);
@@ -146,19 +149,16 @@ void Device::restore_factory()
     restart();
 }
 
-void Device::reboot(Time now)
+void Device::reboot(Time now, std::string_view why)
 {
-    if (job_) job_->abandon();
-    job_.reset();
-    waiting_.clear();
-    restart();
+    restart(why);
     silent_until_ = now + services_.firmware.settings().boot;
 }
 
 void Device::cut_power(Time now)
 {
     services_.firmware.note_power_loss();
-    reboot(now);
+    reboot(now, loss::no_power);
 }
 
 bool Device::end_self_test(ConnectionId from, const Bytes& bytes)

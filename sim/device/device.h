@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "device/active_mode.h"
 #include "device/clock.h"
@@ -32,8 +33,9 @@ class Wire {
     // `lead` goes out before the frame and is no part of it. `heard` are the tags whose records the frame has.
     virtual void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
                       std::vector<Heard> heard) = 0;
-    // These would have been in a frame, but the reader has lost its power.
-    virtual void lose(const std::vector<Heard>& heard) = 0;
+    // These would have been in a frame to that connection, or to nobody (0); why not is one of `loss`.
+    virtual void lose(ConnectionId to, FrameKind kind, const std::vector<Heard>& heard,
+                      std::string_view why) = 0;
     virtual bool has_room(ConnectionId to) const = 0;
     // Everyone who is connected to the reader.
     virtual std::vector<ConnectionId> peers() const = 0;
@@ -55,8 +57,8 @@ class Job {
     // Does what is due until `now`; true when the job is over.
     virtual bool advance(Time now) = 0;
     virtual void abort() = 0;
-    // Ends without a word.
-    virtual void abandon() {}
+    // Ends without a word; why is one of `loss`.
+    virtual void abandon(std::string_view) {}
     virtual ConnectionId owner() const = 0;
 };
 
@@ -82,13 +84,13 @@ class Device {
     // False, and nothing is changed, when a value is out of range.
     bool change(const std::function<void(Settings&)>& edit, Lasting lasting = Lasting::stored);
     void store_settings() { stored_ = config_; }
-    // Connections stay, and so do the settings that are stored.
-    void restart();
+    // Whatever it does ends at once. Connections stay, and so do the settings that are stored.
+    void restart(std::string_view why = loss::restart);
     // Settings and tables.
     void save_as_factory();
     void restore_factory();
-    // Whatever it does ends at once. It is silent until it runs again.
-    void reboot(Time now);
+    // Restarts, and is silent until it runs again.
+    void reboot(Time now, std::string_view why = loss::restart);
     void cut_power(Time now);
     // Whether the bytes are the one byte that ends the self-test, which then is answered.
     bool end_self_test(ConnectionId from, const Bytes& bytes);

@@ -49,9 +49,9 @@ void ReaderState::send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKin
     core.send(*this, to, lead, std::move(frame), kind, std::move(heard));
 }
 
-void ReaderState::lose(const std::vector<Heard>& heard)
+void ReaderState::lose(ConnectionId to, FrameKind kind, const std::vector<Heard>& heard, std::string_view why)
 {
-    core.note_lost(*this, FrameKind::answer, heard, loss::no_power);
+    core.note_lost(*this, to, kind, heard, why);
 }
 
 bool ReaderState::has_room(ConnectionId to) const { return core.has_room(to); }
@@ -404,7 +404,7 @@ void Core::close_connection(ConnectionId id)
     for (const Output& output : connection->queued()) {
         if (output.reader && output.ends_frame && output.kind == FrameKind::report)
             --output.reader->counters.reports_queued;
-        if (output.reader) note_lost(*output.reader, output.kind, output.heard, loss::hung_up);
+        if (output.reader) note_lost(*output.reader, id, output.kind, output.heard, loss::hung_up);
     }
     for (ReaderState* reader : connection->endpoint().readers) {
         --reader->counters.open_connections;
@@ -502,15 +502,15 @@ void Core::send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes f
                 std::vector<Heard> heard)
 {
     const auto found = connections_.find(to);
-    if (found == connections_.end()) return note_lost(reader, kind, heard, loss::hung_up);
+    if (found == connections_.end()) return note_lost(reader, to, kind, heard, loss::hung_up);
     Connection& connection = *found->second;
     if (kind == FrameKind::report && connection.queued_bytes() > Connection::report_limit) {
         ++reader.counters.reports_dropped;
-        return note_lost(reader, kind, heard, loss::slow_peer);
+        return note_lost(reader, to, kind, heard, loss::slow_peer);
     }
     reader.faults.set_time(now() - reader.origin);
     const Struck struck = reader.faults.strike(to, lead, std::move(frame), kind);
-    if (struck.pieces.empty()) return note_lost(reader, kind, heard, Fault::name(Fault::Kind::lose));
+    if (struck.pieces.empty()) return note_lost(reader, to, kind, heard, Fault::name(Fault::Kind::lose));
     queue(connection, reader, struck, kind, std::move(heard));
 }
 
@@ -534,10 +534,10 @@ void Core::queue(Connection& connection, ReaderState& reader, const Struck& stru
     to_write_.insert(connection.id());
 }
 
-void Core::note_lost(const ReaderState& reader, FrameKind kind, const std::vector<Heard>& heard,
-                     std::string_view why) const
+void Core::note_lost(const ReaderState& reader, ConnectionId to, FrameKind kind,
+                     const std::vector<Heard>& heard, std::string_view why) const
 {
-    if (truth_) truth_->destroyed(now(), reader.number, kind, heard, why);
+    if (truth_) truth_->destroyed(now(), {reader.device, reader.number, to, kind, heard}, why);
 }
 
 bool Core::has_room(ConnectionId to) const
@@ -586,9 +586,11 @@ void Core::count_written(Connection& connection, const std::vector<Output>& done
         if (!output.ends_frame) continue;
         ++counters.frames_sent;
         if (output.destroyed_by)
-            note_lost(*output.reader, output.kind, output.heard, Fault::name(*output.destroyed_by));
+            note_lost(*output.reader, connection.id(), output.kind, output.heard,
+                      Fault::name(*output.destroyed_by));
         else if (truth_)
-            truth_->sent(now(), output.reader->number, output.kind, output.heard);
+            truth_->sent(now(), {output.reader->device, output.reader->number, connection.id(), output.kind,
+                                 output.heard});
         if (output.kind != FrameKind::report) continue;
         ++counters.reports_sent;
         --counters.reports_queued;

@@ -33,7 +33,8 @@ struct ReaderState : public Wire {
 
     void send(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
               std::vector<Heard> heard) override;
-    void lose(const std::vector<Heard>& heard) override;
+    void lose(ConnectionId to, FrameKind kind, const std::vector<Heard>& heard,
+              std::string_view why) override;
     bool has_room(ConnectionId to) const override;
     std::vector<ConnectionId> peers() const override;
 
@@ -100,8 +101,8 @@ class Core {
 
     void send(ReaderState& reader, ConnectionId to, const Bytes& lead, Bytes frame, FrameKind kind,
               std::vector<Heard> heard = {});
-    void note_lost(const ReaderState& reader, FrameKind kind, const std::vector<Heard>& heard,
-                   std::string_view why) const;
+    void note_lost(const ReaderState& reader, ConnectionId to, FrameKind kind,
+                   const std::vector<Heard>& heard, std::string_view why) const;
     bool has_room(ConnectionId to) const;
 
   private:

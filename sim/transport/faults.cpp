@@ -80,9 +80,10 @@ Struck Faults::strike(ConnectionId to, const Bytes& lead, Bytes frame, FrameKind
         return struck;
     }
     if (const auto fault = take_any(Kind::set_byte); fault && fault->index < frame.size()) {
-        if (frame[fault->index] != fault->value) struck.destroyed_by = Kind::set_byte;
+        const Bytes before = frame;
         frame[fault->index] = fault->value;
         seal(frame);
+        if (frame != before) struck.destroyed_by = Kind::set_byte;
     }
     if (const auto fault = take_any(Kind::flip); fault && fault->index < frame.size()) {
         frame[fault->index] = static_cast<std::uint8_t>(frame[fault->index] ^ (1U << fault->bit));

@@ -151,17 +151,22 @@ class Counting {
         if (!reader || !port) throw std::invalid_argument("there is no reader or no port");
         readers_.insert(*reader);
         PortScore& port_score = score_.ports[{*reader, *port}];
+        if (const auto antenna = number_of(fields, "antenna")) antennas_[{*reader, *antenna}] = *port;
+        ConnectionScore nobody;
+        const auto number = number_of(fields, "connection");
+        ConnectionScore& connection = number ? score_.connections[*number] : nobody;
         if (what == "enter") {
-            if (const auto antenna = number_of(fields, "antenna")) antennas_[{*reader, *antenna}] = *port;
             score_.tags.insert(epc_of(fields));
             port_score.tags.insert(epc_of(fields));
         } else if (what == "sent") {
             heard_.insert(epc_of(fields));
             ++score_.sent;
             ++port_score.sent;
+            ++connection.sent;
         } else if (what == "destroyed") {
             ++score_.destroyed[text_of(fields, "why")];
             ++port_score.destroyed;
+            ++connection.destroyed;
         } else if (what != "leave") {
             throw std::invalid_argument("'" + what + "' is nothing that a truth tells");
         }
@@ -284,6 +289,11 @@ std::string Score::text() const
         if (ports_are_told) out << ", received " << port.received;
         out << '\n';
     }
+    if (connections.size() > 1) {
+        for (const auto& [number, connection] : connections)
+            out << "connection " << number << ": sent " << connection.sent << ", destroyed "
+                << connection.destroyed << '\n';
+    }
     if (!complete) out << "the truth is not complete: it does not tell of its end\n";
     return out.str();
 }
@@ -299,13 +309,18 @@ std::string Score::json() const
         entry["destroyed"] = port.destroyed;
         if (ports_are_told) entry["received"] = port.received;
     }
+    Json by_connection = Json::array();
+    for (const auto& [number, connection] : connections)
+        by_connection.push_back(
+            {{"connection", number}, {"sent", connection.sent}, {"destroyed", connection.destroyed}});
     const auto part = share(*this);
     const Json json{{"complete", complete},         {"tags", tags.size()},
                     {"read", read.size()},          {"share", part ? Json(*part) : Json()},
                     {"missed", missed()},           {"at_edge", at_edge},
                     {"never_there", never_there},   {"sent", sent},
                     {"destroyed", all_destroyed()}, {"destroyed_by", Json(destroyed)},
-                    {"received", received},         {"ports", by_port}};
+                    {"received", received},         {"ports", by_port},
+                    {"connections", by_connection}};
     return json.dump();
 }
 

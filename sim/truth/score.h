@@ -26,6 +26,11 @@ struct PortScore {
     std::uint64_t received = 0;
 };
 
+struct ConnectionScore {
+    std::uint64_t sent = 0;
+    std::uint64_t destroyed = 0;
+};
+
 struct Score {
     bool complete = false;          // the truth tells of its end
     std::set<std::string> tags;     // EPCs, that were in a field
@@ -37,6 +42,7 @@ struct Score {
     std::uint64_t received = 0;
     std::map<std::pair<unsigned, unsigned>, PortScore> ports;  // by reader and port
     bool ports_are_told = false;                               // the reports say by which port they came
+    std::map<std::uint64_t, ConnectionScore> connections;      // by number
 
     std::set<std::string> missed() const;
     std::uint64_t all_destroyed() const;

@@ -54,7 +54,12 @@ class Truth::Line {
         add("epc", to_hex(tag.epc)).add("tid", to_hex(tag.tid));
         return add("reader", reader).add("port", tag.port);
     }
-    Line& add(FrameKind kind) { return add("in", kind == FrameKind::report ? "report" : "answer"); }
+    Line& add(const Telling& frame, const Heard& tag)
+    {
+        add(frame.reader, tag).add("antenna", frame.device.antenna_byte(tag.port));
+        if (frame.connection != 0) add("connection", frame.connection);
+        return add("in", frame.kind == FrameKind::report ? "report" : "answer");
+    }
     void write() const { truth_.file_ << json_.dump() << '\n'; }
 
   private:
@@ -80,16 +85,14 @@ void Truth::leaves(Time at, Time since, unsigned reader, const Heard& tag)
     Line(*this, at, "leave").add(reader, tag).add("from", seconds(since)).write();
 }
 
-void Truth::sent(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags)
+void Truth::sent(Time at, const Telling& frame)
 {
-    for (const Heard& tag : tags) Line(*this, at, "sent").add(reader, tag).add(kind).write();
+    for (const Heard& tag : frame.tags) Line(*this, at, "sent").add(frame, tag).write();
 }
 
-void Truth::destroyed(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags,
-                      std::string_view why)
+void Truth::destroyed(Time at, const Telling& frame, std::string_view why)
 {
-    for (const Heard& tag : tags)
-        Line(*this, at, "destroyed").add(reader, tag).add(kind).add("why", why).write();
+    for (const Heard& tag : frame.tags) Line(*this, at, "destroyed").add(frame, tag).add("why", why).write();
 }
 
 bool Truth::is_at(const std::string& path) const

@@ -13,12 +13,14 @@
 
 namespace tagwire::sim {
 
-// Why a frame that tells of tags did not get through, besides by the faults that are named like this.
-namespace loss {
-inline constexpr const char* slow_peer = "slow peer";  // reads too slowly
-inline constexpr const char* hung_up = "hung up";      // the connection was over
-inline constexpr const char* no_power = "power";       // the reader had not sent it yet
-}  // namespace loss
+// A frame that tells of tags.
+struct Telling {
+    const Device& device;
+    unsigned reader;          // counts from 1
+    ConnectionId connection;  // to which it goes; 0: to none
+    FrameKind kind;
+    const std::vector<Heard>& tags;
+};
 
 class Truth {
   public:
@@ -28,9 +30,8 @@ class Truth {
     // Times are the simulator's, readers count from 1.
     void enters(Time at, unsigned reader, std::uint8_t antenna, const Heard& tag);  // with its antenna byte
     void leaves(Time at, Time since, unsigned reader, const Heard& tag);
-    void sent(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags);
-    void destroyed(Time at, unsigned reader, FrameKind kind, const std::vector<Heard>& tags,
-                   std::string_view why);
+    void sent(Time at, const Telling& frame);
+    void destroyed(Time at, const Telling& frame, std::string_view why);
     void flush() { file_.flush(); }
     bool is_at(const std::string& path) const;
     // Throws std::system_error when not all of it is in the file.

@@ -34,9 +34,9 @@ class Bench : public Wire {
     {
         frames.push_back({to, lead, std::move(frame), kind, std::move(heard)});
     }
-    void lose(const std::vector<Heard>& heard) override
+    void lose(ConnectionId, FrameKind, const std::vector<Heard>& heard, std::string_view why) override
     {
-        lost.insert(lost.end(), heard.begin(), heard.end());
+        for (const Heard& tag : heard) lost.emplace_back(why, tag);
     }
     bool has_room(ConnectionId) const override { return room; }
     std::vector<ConnectionId> peers() const override { return connected; }
@@ -108,7 +108,7 @@ class Bench : public Wire {
 
     Device device;
     std::vector<Frame> frames;
-    std::vector<Heard> lost;
+    std::vector<std::pair<std::string, Heard>> lost;  // and why
     Time now{};
     bool room = true;
     std::vector<ConnectionId> connected{1};

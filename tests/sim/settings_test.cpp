@@ -420,6 +420,26 @@ TEST(Settings, TheSelfTestIsEndedByOneByte)
     EXPECT_FALSE(bench.device.panel().self_test());
 }
 
+TEST(Settings, ARestartEndsWhatTheReaderDoes)
+{
+    Bench bench(R"(
+[[tag]]
+epc = "E200"
+count = 50
+)");
+    bench.command(0x01, {4, 0});
+    bench.command(0x21);
+    bench.pass(std::chrono::milliseconds(20));
+    ASSERT_TRUE(bench.device.is_busy());
+    bench.device.restart();
+    EXPECT_FALSE(bench.device.is_busy());
+    bench.frames.clear();
+    bench.pass(std::chrono::seconds(10));
+    EXPECT_TRUE(bench.frames.empty());
+    bench.command(0x21);
+    EXPECT_EQ(bench.frames.size(), 1U);
+}
+
 TEST(Settings, ARestartForgetsWhatIsNotStored)
 {
     Bench bench(portal);

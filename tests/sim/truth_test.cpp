@@ -224,21 +224,27 @@ INSTANTIATE_TEST_SUITE_P(All, TellingTest,
                                          Telling{{{0x56, "80 0A"}}, {"0102@1"}},
                                          Telling{{{0x21, ""}}, {""}}));
 
-TEST(Truth, RecordsThatAReaderLosesWithItsPowerAreNamed)
+TEST(Truth, RecordsThatAReaderLosesWithItsPowerOrByARestartAreNamed)
 {
-    Bench bench(R"(
+    for (const std::string why : {"power", "restart"}) {
+        Bench bench(R"(
 [[tag]]
 epc = "E200"
 count = 50
 )");
-    bench.command(0x01, {4, 0});
-    bench.pass(milliseconds(20));
-    bench.device.cut_power(bench.now);
-    std::size_t told = 0;
-    for (const Frame& frame : bench.frames) told += frame.heard.size();
-    EXPECT_EQ(told, bench.ids().size());
-    EXPECT_FALSE(bench.lost.empty());
-    EXPECT_LT(told + bench.lost.size(), 50U);
+        bench.command(0x01, {4, 0});
+        bench.pass(milliseconds(20));
+        if (why == "power")
+            bench.device.cut_power(bench.now);
+        else
+            bench.device.restart();
+        std::size_t told = 0;
+        for (const Frame& frame : bench.frames) told += frame.heard.size();
+        EXPECT_EQ(told, bench.ids().size());
+        EXPECT_FALSE(bench.lost.empty());
+        EXPECT_THAT(bench.lost, testing::Each(testing::Key(why)));
+        EXPECT_LT(told + bench.lost.size(), 50U);
+    }
 }
 
 struct Fate {
@@ -263,17 +269,21 @@ TEST_P(FateTest, OfAReportIsTold)
     ASSERT_EQ(peer.receive_frame().substr(0, 11), "05 00 50 00");
     EXPECT_TRUE(reader.wait_for_batch());
     simulator.end_truth();
-    EXPECT_THAT(lines(), testing::Contains(testing::ContainsRegex(GetParam().told)));
+    EXPECT_THAT(lines(),
+                ElementsAre(HasSubstr("enter"), testing::ContainsRegex(GetParam().told), HasSubstr("leave")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     All, FateTest,
-    testing::Values(Fate{"None", "", "sent.*E2000001.*\"reader\":1,\"port\":1,\"in\":\"report\"}"},
+    testing::Values(Fate{"None", "",
+                         "sent.*E2000001.*\"reader\":1,\"port\":1,\"antenna\":1,\"connection\":[0-9]+,"
+                         "\"in\":\"report\"}"},
                     Fate{"Lose", "lose:count=1", "destroyed.*E2000001.*\"in\":\"report\",\"why\":\"lose\""},
                     Fate{"Flip", "flip:byte=4", "destroyed.*\"why\":\"flip\""},
                     Fate{"FlipNothing", "flip:byte=99", "sent"},
                     Fate{"Set", "set:byte=4,value=2", "destroyed.*\"why\":\"set\""},
                     Fate{"SetTheSame", "set:byte=4,value=1", "sent"},
+                    Fate{"SetTheCrc", "set:byte=11,value=0", "sent"},
                     Fate{"HangUp", "hangup:after=5", "destroyed.*\"why\":\"hangup\""},
                     Fate{"HangUpBehind", "hangup:after=99", "sent"},
                     Fate{"Split", "split:at=2+3,ms=1", "sent"}, Fate{"Delay", "delay:ms=1", "sent"},
@@ -297,7 +307,8 @@ class RecordTest : public FileTest {
 
     Simulator simulator_;
     Reader& reader_ = simulator_.add_reader_from_text(portal);
-    Peer peer_ = Peer::connect(reader_.listen());
+    std::uint16_t port_ = reader_.listen();
+    Peer peer_ = Peer::connect(port_);
 };
 
 TEST_F(RecordTest, WhatWaitsForAPeerThatIsGoneIsLost)
@@ -323,6 +334,44 @@ TEST_F(RecordTest, WhatASlowPeerDoesNotTakeIsLost)
     EXPECT_TRUE(reader_.wait_until([](const Counters& counters) { return counters.reports_dropped > 0; }));
     simulator_.record_truth(folder_ + "/other.jsonl");
     EXPECT_THAT(fates(), testing::StartsWith("destroyed E2000001 slow peer;"));
+}
+
+TEST_F(RecordTest, TheActiveModeTellsEveryoneOrNobody)
+{
+    Peer second = Peer::connect(port_);
+    ASSERT_TRUE(reader_.wait_for_connection(2));
+    simulator_.record_truth(path_);
+    peer_.send_command(0x35, "01");
+    const auto all_sent = [](const Counters& counters) {
+        return counters.reports_sent >= 6 && counters.reports_queued == 0;
+    };
+    EXPECT_TRUE(reader_.wait_until([](const Counters& counters) { return counters.reports_sent >= 6; }));
+    reader_.control("report-rate 0");
+    EXPECT_TRUE(reader_.wait_until(all_sent));
+    simulator_.end_truth();
+    const Score of_two = score(path_, write("reports", "epc\n"));
+    ASSERT_THAT(of_two.connections, testing::SizeIs(2));
+    for (const auto& [number, connection] : of_two.connections) {
+        EXPECT_THAT(reader_.connections(), testing::Contains(number));
+        EXPECT_EQ(2 * connection.sent, of_two.sent);
+    }
+    EXPECT_EQ(of_two.sent, reader_.counters().reports_sent);
+    EXPECT_EQ(of_two.all_destroyed(), 0U);
+    EXPECT_THAT(of_two.text(), HasSubstr("connection "));
+
+    peer_.close();
+    second.close();
+    ASSERT_TRUE(reader_.wait_for_disconnect());
+    simulator_.record_truth(path_);
+    const std::uint64_t beeps = reader_.panel().beeps;
+    reader_.control("report-rate 1000");
+    EXPECT_TRUE(reader_.wait_for_panel([&](const PanelState& panel) { return panel.beeps > beeps + 2; }));
+    simulator_.end_truth();
+    const Score of_none = score(path_, write("reports", "epc\n"));
+    EXPECT_GE(of_none.destroyed.at("nobody connected"), 3U);
+    EXPECT_EQ(of_none.sent, 0U);
+    EXPECT_THAT(of_none.destroyed, testing::SizeIs(1));
+    EXPECT_THAT(of_none.connections, testing::IsEmpty());
 }
 
 TEST_F(RecordTest, AnswersToOrdersAreSeenAtOnce)
@@ -421,7 +470,32 @@ reader 1 port 3: tags 2, read 1, sent 2, destroyed 1, received 5
         R"({"complete":true,"tags":3,"read":2,"share":0.6666666666666666,"missed":["E203"],"at_edge":["E204"],"never_there":["E2FF"],)"
         R"("sent":3,"destroyed":1,"destroyed_by":{"lose":1},"received":6,"ports":[)"
         R"({"reader":1,"port":1,"tags":1,"read":1,"sent":1,"destroyed":0,"received":1},)"
-        R"({"reader":1,"port":3,"tags":2,"read":1,"sent":2,"destroyed":1,"received":5}]})");
+        R"({"reader":1,"port":3,"tags":2,"read":1,"sent":2,"destroyed":1,"received":5}],"connections":[]})");
+}
+
+TEST_F(ScoreTest, TellsConnectionsApart)
+{
+    const std::string to_two =
+        R"({"what":"sent","epc":"E201","reader":1,"port":1,"connection":18,"in":"report"}
+{"what":"sent","epc":"E201","reader":1,"port":1,"connection":19,"in":"report"}
+{"what":"destroyed","epc":"E201","reader":1,"port":1,"connection":19,"in":"report","why":"lose"}
+{"what":"destroyed","epc":"E201","reader":1,"port":1,"in":"report","why":"nobody connected"}
+)";
+    const Score result = score_of(to_two, "");
+    EXPECT_THAT(result.text(), HasSubstr("reports sent: 2, destroyed: 2, received: 0\n"
+                                         "  destroyed by lose: 1\n  destroyed by nobody connected: 1\n"));
+    EXPECT_THAT(result.text(), HasSubstr("connection 18: sent 1, destroyed 0\n"
+                                         "connection 19: sent 1, destroyed 1\n"));
+    EXPECT_THAT(result.json(), HasSubstr(R"("connections":[{"connection":18,"sent":1,"destroyed":0},)"
+                                         R"({"connection":19,"sent":1,"destroyed":1}])"));
+}
+
+TEST_F(ScoreTest, LearnsPortsFromWhatWasSent)
+{
+    const Score result =
+        score_of(R"({"what":"sent","epc":"E201","reader":1,"port":3,"antenna":4,"in":"report"})",
+                 "{\"epc\":\"E201\",\"antenna\":4}\n");
+    EXPECT_EQ(result.ports.at({1, 3}).received, 1U);
 }
 
 TEST_F(ScoreTest, ReadsCsv)

@@ -71,7 +71,7 @@ class FastSwitchJob : public Job {
         device_.field().lose_power();
         finish();
     }
-    void abandon() override { frames_.abandon(); }
+    void abandon(std::string_view why) override { frames_.abandon(why); }
     ConnectionId owner() const override { return frames_.owner(); }
 
   private:

@@ -25,7 +25,7 @@ class InventoryJob : public SingulationJob {
           describe_(std::move(describe))
     {}
 
-    void abandon() override { frames_.abandon(); }
+    void abandon(std::string_view why) override { frames_.abandon(why); }
 
   private:
     bool is_enough(Event event) override

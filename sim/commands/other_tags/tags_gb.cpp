@@ -49,7 +49,7 @@ class GbInventoryJob : public Job {
     }
 
     void abort() override { finish(status::inventory_done); }
-    void abandon() override { frames_.abandon(); }
+    void abandon(std::string_view why) override { frames_.abandon(why); }
     ConnectionId owner() const override { return frames_.owner(); }
 
   private:

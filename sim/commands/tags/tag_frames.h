@@ -18,7 +18,7 @@ class TagFrames {
     void age(Time air);
     void flush();
     // What was to be sent is lost.
-    void abandon() { device_.wire().lose(heard_); }
+    void abandon(std::string_view why) { device_.wire().lose(owner_, FrameKind::answer, heard_, why); }
     // Sends a frame without records that does not end the inventory.
     void note(std::uint8_t status, unsigned antenna);
     void finish(std::uint8_t status, unsigned antenna);
