@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -12,6 +13,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -25,7 +27,7 @@ namespace {
 constexpr std::size_t longest_line = 65536;
 constexpr std::size_t most_clients = 64;
 constexpr int waiting_clients = 16;
-constexpr time_t longest_answer_s = 10;
+constexpr int retry_pause_ms = 50;
 constexpr const char* done_line = "done\n";
 constexpr const char* refused_line = "refused\n";
 
@@ -57,6 +59,16 @@ bool connects(const Descriptor& socket, const std::string& path)
     return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
 }
 
+// Who listens behind the socket.
+std::string listener_of(const Descriptor& socket)
+{
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid == 0)
+        return "another program";
+    return "process " + std::to_string(peer.pid);
+}
+
 // Removes a socket behind which nobody is any more.
 void make_way(const std::string& path)
 {
@@ -68,14 +80,29 @@ void make_way(const std::string& path)
     if (!S_ISSOCK(found.st_mode))
         throw std::runtime_error(path + " is there already and is no socket; give another path");
     const Descriptor probe = local_socket(SOCK_NONBLOCK);
-    if (connects(probe, path) || errno == EAGAIN)
+    if (connects(probe, path))
+        throw std::runtime_error(path + ": " + listener_of(probe) + " listens there; give another path");
+    if (errno == EAGAIN)
         throw std::runtime_error(path + ": another program listens there; give another path");
     if (errno != ECONNREFUSED || ::unlink(path.c_str()) != 0) fail(path);
+}
+
+// Held while one of several programs that start at once makes way and listens.
+Descriptor locked_folder_of(const std::string& path)
+{
+    const std::string folder = std::filesystem::path(path).parent_path();
+    Descriptor lock(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock) fail(path);
+    while (::flock(lock.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) fail(path);
+    }
+    return lock;
 }
 
 Descriptor listen_at(const std::string& path)
 {
     const sockaddr_un place = place_of(path);
+    const Descriptor lock = locked_folder_of(path);
     make_way(path);
     Descriptor socket = local_socket(SOCK_NONBLOCK);
     // The file gets the mode that the socket has, and is born with it.
@@ -95,23 +122,29 @@ bool try_again(int error) { return error == EAGAIN || error == EWOULDBLOCK || er
 
 }  // namespace
 
-ControlAnswer ask_control(const std::string& path, unsigned reader, const std::string& words)
+ControlAnswer ask_control(const std::string& path, unsigned reader, const std::string& words,
+                          std::chrono::milliseconds patience)
 {
     const Descriptor socket = local_socket(0);
-    if (!connects(socket, path)) fail(path + ": nobody listens there");
-    const timeval limit{longest_answer_s, 0};
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const timeval limit{patience.count() / 1000, patience.count() % 1000 * 1000};
+    for (const int waits : {SO_SNDTIMEO, SO_RCVTIMEO})
+        ::setsockopt(socket.get(), SOL_SOCKET, waits, &limit, sizeof limit);
+    const auto give_up = [&path](const std::string& otherwise) {
+        if (try_again(errno)) throw std::runtime_error(path + ": what listens there does not answer in time");
+        fail(otherwise);
+    };
+    if (!connects(socket, path)) give_up(path + ": nobody listens there");
     std::string line = std::to_string(reader) + ' ' + words;
     std::replace(line.begin(), line.end(), '\n', ' ');
     line += '\n';
     if (::send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size()))
-        fail(path);
+        give_up(path);
     std::string text;
     std::array<char, 4096> chunk{};
     ssize_t count = 0;
     while ((count = ::read(socket.get(), chunk.data(), chunk.size())) > 0)
         text.append(chunk.data(), static_cast<std::size_t>(count));
-    if (count < 0) fail(path);
+    if (count < 0) give_up(path);
     for (const std::string_view first : {done_line, refused_line}) {
         if (text.starts_with(first)) return {first == done_line, text.substr(first.size())};
     }
@@ -138,12 +171,13 @@ ControlServer::~ControlServer()
 void ControlServer::run()
 {
     while (true) {
-        const short accepts = clients_.size() < most_clients ? POLLIN : 0;
+        const short accepts = clients_.size() < most_clients && !has_to_wait_ ? POLLIN : 0;
         std::vector<pollfd> watched{{stop_.get(), POLLIN, 0}, {listener_.get(), accepts, 0}};
         for (const Client& client : clients_)
             watched.push_back(
                 {client.socket.get(), static_cast<short>(client.output.empty() ? POLLIN : POLLOUT), 0});
-        if (::poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) return;
+        const int timeout = std::exchange(has_to_wait_, false) ? retry_pause_ms : -1;
+        if (::poll(watched.data(), watched.size(), timeout) < 0 && errno != EINTR) return;
         if (watched[0].revents != 0) return;
         std::size_t at = 2;
         for (Client& client : clients_) {
@@ -158,7 +192,10 @@ void ControlServer::accept_all()
 {
     while (clients_.size() < most_clients) {
         Descriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (!socket) return;
+        if (!socket) {
+            has_to_wait_ = has_no_descriptors(errno);
+            return;
+        }
         clients_.emplace_back().socket = std::move(socket);
     }
 }

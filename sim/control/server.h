@@ -4,6 +4,7 @@
 // line is "done" or "refused", behind it comes what there is to say, then the connection ends.
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <string>
 #include <thread>
@@ -19,8 +20,9 @@ struct ControlAnswer {
     std::string text;
 };
 
-// Throws std::system_error when nobody listens at the path.
-ControlAnswer ask_control(const std::string& path, unsigned reader, const std::string& words);
+// Throws std::system_error when nobody listens at the path, std::runtime_error when who does is not heard for so long.
+ControlAnswer ask_control(const std::string& path, unsigned reader, const std::string& words,
+                          std::chrono::milliseconds patience = long_wait);
 
 class ControlServer {
   public:
@@ -51,6 +53,7 @@ class ControlServer {
     Descriptor listener_;
     std::uint64_t inode_;  // of the path, as long as it is ours
     Descriptor stop_;
+    bool has_to_wait_ = false;  // there was no descriptor for who came
     std::list<Client> clients_;
     std::thread thread_;
 };

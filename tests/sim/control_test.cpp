@@ -1,13 +1,22 @@
+#include <algorithm>
+#include <array>
+#include <barrier>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <optional>
+#include <thread>
 
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include "control/server.h"
 #include "control/timed_order.h"
+#include "no_descriptors.h"
 #include "peer.h"
 #include "simulator.h"
 
@@ -356,11 +365,17 @@ class ControlServerTest : public ControlTest {
         }
     }
 
-    Descriptor connect() const
+    sockaddr_un place_of_server() const
     {
         sockaddr_un place{};
         place.sun_family = AF_UNIX;
         path_.copy(place.sun_path, sizeof place.sun_path - 1);
+        return place;
+    }
+
+    Descriptor connect() const
+    {
+        const sockaddr_un place = place_of_server();
         Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         EXPECT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
         return socket;
@@ -415,11 +430,76 @@ TEST_F(ControlServerTest, OnlyItsUserMayConnectAndThePathIsFreeInTheEnd)
         struct stat found {};
         ASSERT_EQ(::lstat(path_.c_str(), &found), 0);
         EXPECT_EQ(found.st_mode, S_IFSOCK | S_IRUSR | S_IWUSR);
-        EXPECT_THAT(problem_of_server(), HasSubstr("another program listens there"));
+        EXPECT_THAT(problem_of_server(),
+                    HasSubstr("process " + std::to_string(::getpid()) + " listens there"));
         EXPECT_TRUE(ask_control(path_, 1, "counters").done);
     }
     EXPECT_FALSE(std::filesystem::exists(path_));
     EXPECT_THROW(ask_control(path_, 1, "counters"), std::system_error);
+}
+
+TEST_F(ControlServerTest, OneOfManyTakesThePlaceOfADeadOne)
+{
+    constexpr int starters = 4;
+    for (int i = 0; i < 50; ++i) {
+        {
+            const ControlServer server(path_, {&reader_});
+            std::filesystem::rename(path_, path_ + ".dead");
+        }
+        std::filesystem::rename(path_ + ".dead", path_);
+        std::barrier start(starters);
+        std::array<std::unique_ptr<ControlServer>, starters> servers;
+        std::vector<std::thread> threads;
+        for (auto& server : servers) {
+            threads.emplace_back([&] {
+                start.arrive_and_wait();
+                try {
+                    server = std::make_unique<ControlServer>(path_, std::vector<Reader*>{&reader_});
+                } catch (const std::runtime_error& problem) {
+                    EXPECT_THAT(problem.what(), HasSubstr("listens there"));
+                }
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        ASSERT_EQ(std::count(servers.begin(), servers.end(), nullptr), starters - 1);
+        EXPECT_TRUE(ask_control(path_, 1, "counters").done);
+    }
+}
+
+TEST_F(ControlServerTest, GivesUpOnWhoDoesNotAnswer)
+{
+    const auto problem = [this](const std::string& words) -> std::string {
+        try {
+            ask_control(path_, 1, words, milliseconds(50));
+            return "answered";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    };
+    sockaddr_un place = place_of_server();
+    const Descriptor deaf(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::bind(deaf.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
+    ASSERT_EQ(::listen(deaf.get(), 1), 0);
+    EXPECT_THAT(problem("tags"), HasSubstr("does not answer in time"));
+    EXPECT_THAT(problem(std::string(10'000'000, 'x')), HasSubstr("does not answer in time"));
+    EXPECT_THAT(problem("tags"), HasSubstr("does not answer in time"))
+        << "nobody takes the connection either";
+}
+
+TEST_F(ControlServerTest, WaitsForDescriptors)
+{
+    const ControlServer server(path_, {&reader_});
+    const sockaddr_un place = place_of_server();
+    const Descriptor client(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    std::optional<NoDescriptors> none(std::in_place);
+    ASSERT_EQ(::connect(client.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
+    ASSERT_EQ(::write(client.get(), "1 tags\n", 7), 7);
+    const auto before = processor_time();
+    pollfd watched{client.get(), POLLIN, 0};
+    EXPECT_EQ(::poll(&watched, 1, 300), 0);
+    EXPECT_LT(processor_time() - before, milliseconds(150));
+    none.reset();
+    EXPECT_EQ(::poll(&watched, 1, 10000), 1);
 }
 
 TEST_F(ControlServerTest, TakesThePlaceOfADeadOneOnly)

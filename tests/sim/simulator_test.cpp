@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <filesystem>
 #include <mutex>
 #include <optional>
@@ -11,8 +10,8 @@
 #include <thread>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
+#include "no_descriptors.h"
 #include "peer.h"
 
 namespace tagwire::sim {
@@ -141,28 +140,6 @@ TEST(Simulator, LeavesNoNamesOfPtysBehind)
         EXPECT_TRUE(std::filesystem::exists(path));
     }
     EXPECT_FALSE(std::filesystem::exists(path.parent_path()));
-}
-
-// As if this process had no descriptors left.
-class NoDescriptors {
-  public:
-    NoDescriptors()
-    {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit none{3, before_.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-
-  private:
-    rlimit before_{};
-};
-
-std::chrono::nanoseconds processor_time()
-{
-    timespec used{};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 TEST_F(SimulatorTest, WaitsForDescriptors)
