@@ -8,6 +8,7 @@
 #include <functional>
 #include <numeric>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 
 #include <nlohmann/json.hpp>
@@ -21,6 +22,9 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Fields = std::map<std::string, std::string>;
 
+constexpr std::size_t longest_line = 1U << 20U;  // bytes
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
 struct NumberedLine {
     unsigned number = 0;
     bool ends = true;
@@ -33,11 +37,18 @@ void read_lines(const std::string& path, const std::function<void(const Numbered
     std::ifstream file(path, std::ios::binary);
     if (!file || std::filesystem::is_directory(path, ignored))
         throw ScoreError(path, 0, "cannot read the file");
-    std::string text;
-    for (unsigned number = 1; std::getline(file, text); ++number) {
-        if (!text.empty() && text.back() == '\r') text.pop_back();
-        if (text.find_first_not_of(" \t") != std::string::npos) take({number, !file.eof(), text});
+    std::vector<char> line(longest_line + 1);
+    unsigned number = 1;
+    for (; file.getline(line.data(), static_cast<std::streamsize>(line.size())); ++number) {
+        const auto size = static_cast<std::size_t>(file.gcount()) - (file.eof() ? 0 : 1);
+        std::string_view text(line.data(), size);
+        if (number == 1 && text.starts_with(byte_order_mark)) text.remove_prefix(byte_order_mark.size());
+        if (text.ends_with('\r')) text.remove_suffix(1);
+        if (text.find_first_not_of(" \t") != std::string_view::npos)
+            take({number, !file.eof(), std::string(text)});
     }
+    if (file.gcount() > 0)
+        throw ScoreError(path, number, "a line has more than " + std::to_string(longest_line) + " bytes");
     if (file.bad()) throw ScoreError(path, 0, "cannot read the file to its end");
 }
 
@@ -239,6 +250,17 @@ std::optional<double> share(const Score& score)
     return static_cast<double>(score.read.size()) / static_cast<double>(score.tags.size());
 }
 
+// What a file says, as it can be shown on any terminal.
+std::string plain(std::string_view text)
+{
+    std::string shown;
+    for (const char letter : text) {
+        const bool is_plain = letter >= ' ' && letter <= '~';
+        shown += is_plain ? std::string(1, letter) : "\\x" + to_hex({static_cast<std::uint8_t>(letter)});
+    }
+    return shown;
+}
+
 void list(std::ostream& out, const std::set<std::string>& epcs)
 {
     for (const std::string& epc : epcs) out << "  " << (epc.empty() ? "-" : epc) << '\n';
@@ -247,7 +269,7 @@ void list(std::ostream& out, const std::set<std::string>& epcs)
 }  // namespace
 
 ScoreError::ScoreError(const std::string& file, unsigned line, const std::string& problem)
-    : std::runtime_error(file + (line > 0 ? ':' + std::to_string(line) : "") + ": " + problem)
+    : std::runtime_error(file + (line > 0 ? ':' + std::to_string(line) : "") + ": " + plain(problem))
 {}
 
 std::set<std::string> Score::missed() const
@@ -281,7 +303,8 @@ std::string Score::text() const
     list(out, never_there);
     out << "reports sent: " << sent << ", destroyed: " << all_destroyed() << ", received: " << received
         << '\n';
-    for (const auto& [why, count] : destroyed) out << "  destroyed by " << why << ": " << count << '\n';
+    for (const auto& [why, count] : destroyed)
+        out << "  destroyed by " << plain(why) << ": " << count << '\n';
     for (const auto& [place, port] : ports) {
         out << "reader " << place.first << " port " << place.second << ": tags " << port.tags.size();
         if (ports_are_told) out << ", read " << port.read.size();

@@ -532,6 +532,35 @@ TEST_F(ScoreTest, TakesALastLineThatIsWhole)
     EXPECT_EQ(score_of(truth, "port,epc\n1,E20").received, 0U);
 }
 
+TEST_F(ScoreTest, TakesFilesFromAnywhere)
+{
+    EXPECT_EQ(score_of(truth_of_two_ports, "\xEF\xBB\xBF"
+                                           "EPC\r\nE201\r\n")
+                  .received,
+              1U);
+    EXPECT_EQ(score_of(truth_of_two_ports, "\xEF\xBB\xBF"
+                                           "{\"epc\":\"E201\"}\n")
+                  .received,
+              1U);
+    const std::string longest(1U << 20U, ' ');
+    EXPECT_EQ(score_of("", "epc\n" + longest + "\nE201\n").received, 1U);
+    EXPECT_EQ(score_of("", "epc\nE201\n" + longest).received, 1U);
+    for (const char* end : {" ", " \n", " \nE201\n"}) {
+        EXPECT_EQ(problem_of("", "epc\n" + longest + end), "reports:2: a line has more than 1048576 bytes");
+    }
+}
+
+TEST_F(ScoreTest, ShowsNoControlCharacters)
+{
+    const std::string why =
+        R"({"what":"destroyed","epc":"E201","reader":1,"port":1,"why":"\u001b[2J\u009b"})";
+    EXPECT_THAT(score_of(why, "").text(), HasSubstr("destroyed by \\x1B[2J\\xC2\\x9B: 1\n"));
+    EXPECT_EQ(problem_of("{\"what\":\"\x1b[2J\",\"reader\":1,\"port\":1}\n", ""),
+              "truth:1: this is not JSON");
+    EXPECT_EQ(problem_of("{\"what\":\"\\u001b[2J\",\"reader\":1,\"port\":1}\n", ""),
+              "truth:1: '\\x1B[2J' is nothing that a truth tells");
+}
+
 TEST_F(ScoreTest, SaysWhetherTheTruthIsComplete)
 {
     const Score result = score_of("", "");
