@@ -153,12 +153,7 @@ std::size_t Reader::tag_count() const
 std::optional<std::size_t> Reader::find_tag(const Bytes& epc) const
 {
     const auto held = core_.lock();
-    const Time now = core_.now() - state_.origin;
-    const Population& field = state_.device.field();
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        if (field[i].epc() == epc && !field[i].state().killed && !field[i].has_left(now)) return i;
-    }
-    return std::nullopt;
+    return state_.device.field().find(epc, core_.now() - state_.origin);
 }
 
 Bytes Reader::tag_memory(std::size_t tag, Bank bank) const

@@ -1,8 +1,8 @@
 #include "field/population.h"
 
 #include <algorithm>
-#include <set>
 #include <stdexcept>
+#include <utility>
 
 namespace tagwire::sim {
 
@@ -19,7 +19,7 @@ Population::Population(const Scenario& scenario, const Settings& config) : radio
     tags_.reserve(tags.size());
     for (const TagSettings& tag : tags) {
         radio_.note_new(tag);
-        tags_.emplace_back(tag);
+        tags_.emplace_back(tag, &epc_changes_);
     }
 }
 
@@ -27,12 +27,8 @@ void Population::add(const std::vector<TagSettings>& tags, Time now)
 {
     if (tags_.size() + tags.size() > most_tags)
         throw std::invalid_argument("a reader's field holds 100000 tags, those that have left included");
-    std::set<Bytes> epcs;
-    for (const Tag& tag : tags_) {
-        if (!tag.has_left(now) && !tag.state().killed) epcs.insert(tag.epc());
-    }
     for (const TagSettings& tag : tags) {
-        if (epcs.count(tag.epc) > 0)
+        if (find(tag.epc, now))
             throw std::invalid_argument("a tag has the EPC " + to_hex(tag.epc) + " already");
         if (tag.departs && *tag.departs <= now)
             throw std::invalid_argument("departs is over: it counts from the making of the reader");
@@ -40,19 +36,27 @@ void Population::add(const std::vector<TagSettings>& tags, Time now)
     for (TagSettings tag : tags) {
         tag.arrives = std::max(tag.arrives, now);
         radio_.note_new(tag);
-        tags_.emplace_back(tag);
+        tags_.emplace_back(tag, &epc_changes_);
     }
 }
 
 bool Population::take(const Bytes& epc, Time now)
 {
-    const auto shows = [&](const Tag& tag) {
-        return tag.epc() == epc && !tag.has_left(now) && !tag.state().killed;
-    };
-    const auto found = std::find_if(tags_.begin(), tags_.end(), shows);
-    if (found == tags_.end()) return false;
-    found->leave(now);
+    const auto found = find(epc, now);
+    if (!found) return false;
+    tags_[*found].leave(now);
     return true;
+}
+
+std::optional<std::size_t> Population::find(const Bytes& epc, Time now)
+{
+    if (std::exchange(epc_changes_, false)) by_epc_.clear();
+    for (std::size_t i = by_epc_.size(); i < tags_.size(); ++i) by_epc_.emplace(tags_[i].epc(), i);
+    const auto [begin, end] = by_epc_.equal_range(epc);
+    const auto found = std::find_if(begin, end, [&](const auto& entry) {
+        return !tags_[entry.second].has_left(now) && !tags_[entry.second].state().killed;
+    });
+    return found == end ? std::nullopt : std::optional(found->second);
 }
 
 void Population::note_new()
@@ -76,6 +80,12 @@ const std::vector<std::size_t>& Population::present(Time now)
     if (present_.size() > before) std::sort(present_.begin(), present_.end());
     if (now < present_since_ || now > present_since_ + 2 * disorder) recall(now - disorder);
     return present_;
+}
+
+std::optional<Time> Population::next_arrival() const
+{
+    if (arrived_ == arriving_.size()) return std::nullopt;
+    return tags_[arriving_[arrived_]].settings().arrives;
 }
 
 // Requests, rounds and reports ask at slightly different times.

@@ -1,6 +1,8 @@
 // The tags of one reader's field.
 #pragma once
 
+#include <map>
+#include <optional>
 #include <vector>
 
 #include "bytes.h"
@@ -21,6 +23,10 @@ class Population {
     const Tag& at(std::size_t index) const { return tags_.at(index); }
     // Who may be in the field at that time, in their order; a few may have left already, and some are dead or silent.
     const std::vector<std::size_t>& present(Time now);
+    // Of those who were not there yet when present() was asked.
+    std::optional<Time> next_arrival() const;
+    // The first that shows this EPC and has not left, though it may still have to come.
+    std::optional<std::size_t> find(const Bytes& epc, Time now);
 
     // Behind those that are there; they arrive now at the earliest. Throws std::invalid_argument when there are too many, or two would show one EPC.
     void add(const std::vector<TagSettings>& tags, Time now);
@@ -47,6 +53,8 @@ class Population {
     void recall(Time now);
 
     std::vector<Tag> tags_;
+    bool epc_changes_ = false;                  // since by_epc_ was made
+    std::multimap<Bytes, std::size_t> by_epc_;  // the first of `tags_`
     std::vector<std::size_t>
         arriving_;             // all of `tags_`, those who are still to come in the order of their arrival
     std::size_t arrived_ = 0;  // so many of `arriving_`

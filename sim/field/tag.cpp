@@ -1,6 +1,7 @@
 #include "field/tag.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "random.h"
 
@@ -86,8 +87,9 @@ std::uint64_t number_of(const Bytes& bytes, std::uint64_t number)
 
 }  // namespace
 
-Tag::Tag(const TagSettings& settings)
-    : settings_(settings), chip_(number_of(settings.tid, number_of(settings.epc, 0)))
+Tag::Tag(const TagSettings& settings, bool* epc_changes)
+    : settings_(settings), epc_changes_(epc_changes),
+      chip_(number_of(settings.tid, number_of(settings.epc, 0)))
 {
     memory(Bank::reserved) = make_reserved_bank(settings);
     memory(Bank::epc) = make_epc_bank(settings);
@@ -180,8 +182,10 @@ void Tag::show_epc_only(const Bytes& epc)
 
 void Tag::copy_to_settings()
 {
-    const Bytes& epc = bank(Bank::epc);
-    settings_.epc = slice(epc, epc_start, epc_end(epc));
+    const Bytes& bank_shown = bank(Bank::epc);
+    Bytes epc = slice(bank_shown, epc_start, epc_end(bank_shown));
+    if (epc_changes_ && epc != settings_.epc) *epc_changes_ = true;
+    settings_.epc = std::move(epc);
     settings_.tid = bank(Bank::tid);
     settings_.user = bank(Bank::user);
     const Bytes& passwords = stored(Bank::reserved);

@@ -47,7 +47,8 @@ struct TagState {
 
 class Tag {
   public:
-    explicit Tag(const TagSettings& settings);
+    // Whenever it shows another EPC than before, it sets `epc_changes`, which lives longer.
+    explicit Tag(const TagSettings& settings, bool* epc_changes = nullptr);
 
     // The EPC, banks and passwords in the settings follow the tag's memory as it shows it.
     const TagSettings& settings() const { return settings_; }
@@ -103,6 +104,7 @@ class Tag {
     void copy_to_settings();
 
     TagSettings settings_;
+    bool* epc_changes_;
     std::uint64_t chip_;
     TagState state_;
     std::array<Bytes, 4> banks_;

@@ -17,16 +17,17 @@ void FieldWatch::look(Time now, Truth& truth)
 {
     next_ = now + usual_step;
     for (auto& [spot, stay] : stays_) stay.goes_on = false;
-    const Population& field = device_.field();
-    for (std::size_t i = 0; i < field.size(); ++i) {
+    Population& field = device_.field();
+    for (const std::size_t i : field.present(now)) {
         const Tag& tag = field[i];
-        look_again(now, tag.settings().arrives, tag.settings().departs);
+        look_again(now, tag.settings().departs);
         if (!tag.is_present(now)) continue;
         for (const unsigned port : device_.enabled_antennas()) {
             if (device_.in_reach(tag, port, now))
                 see({Kind::gen2, i, port}, tag.epc(), tag.stored(Bank::tid), now, truth);
         }
     }
+    look_again(now, field.next_arrival());
     const OtherTags& others = device_.other_tags();
     const std::vector<unsigned> ports = device_.plugged_antennas();
     look_for(Kind::iso_6b, others.iso_6b, ports, now, truth);
@@ -46,7 +47,8 @@ void FieldWatch::look_for(Kind kind, const Tags& tags, const std::vector<unsigne
 {
     for (std::size_t i = 0; i < tags.size(); ++i) {
         const TagPlace& place = tags[i].place();
-        look_again(now, place.arrives, place.departs);
+        look_again(now, place.arrives);
+        look_again(now, place.departs);
         if (!place.is_present(now) || !is_there(tags[i])) continue;
         for (const unsigned port : ports) {
             if (place.is_seen_by(port)) see({kind, i, port}, tags[i].id(), {}, now, truth);
@@ -60,10 +62,9 @@ void FieldWatch::end(Time now, Truth& truth)
     stays_.clear();
 }
 
-void FieldWatch::look_again(Time now, Time arrives, const std::optional<Time>& departs)
+void FieldWatch::look_again(Time now, const std::optional<Time>& then)
 {
-    if (arrives > now) next_ = std::min(next_, arrives);
-    if (departs && *departs > now) next_ = std::min(next_, *departs);
+    if (then && *then > now) next_ = std::min(next_, *then);
 }
 
 // A tag that shows another EPC than before is another one.

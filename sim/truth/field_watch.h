@@ -46,7 +46,7 @@ class FieldWatch {
 
     template <typename Tags>
     void look_for(Kind kind, const Tags& tags, const std::vector<unsigned>& ports, Time now, Truth& truth);
-    void look_again(Time now, Time arrives, const std::optional<Time>& departs);
+    void look_again(Time now, const std::optional<Time>& then);
     void see(const Spot& spot, const Bytes& epc, const Bytes& tid, Time now, Truth& truth);
     void leave(const Stay& stay, Time now, Truth& truth) const;
 

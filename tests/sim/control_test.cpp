@@ -93,6 +93,21 @@ TEST_F(ControlTest, TagsComeAndGo)
     EXPECT_EQ(orders("take-tag"), 2U);
 }
 
+TEST_F(ControlTest, TagsAreFoundByWhatTheyShow)
+{
+    const std::string write_epc = "02 00000000 E2000009";
+    reader_.control("add-tag epc=E2000002 arrives=1e6");
+    EXPECT_EQ(reader_.find_tag(from_hex("E2000002")), 1U);
+    EXPECT_EQ(ask(0x04, write_epc), "04 00");
+    EXPECT_EQ(reader_.find_tag(from_hex("E2000001")), std::nullopt);
+    EXPECT_EQ(reader_.find_tag(from_hex("E2000009")), 0U);
+    EXPECT_THAT(problem_of(reader_, "add-tag epc=E2000009"), HasSubstr("already"));
+    EXPECT_THAT(problem_of(reader_, "take-tag E2000001"), HasSubstr("no tag"));
+    reader_.control("add-tag epc=E2000001");
+    EXPECT_EQ(ask(0x04, write_epc), "04 00");
+    EXPECT_EQ(reader_.control("take-tag E2000009"), "");
+}
+
 TEST_F(ControlTest, NewTagsMayHaveAPlace)
 {
     reader_.control("take-tag E2000001");
