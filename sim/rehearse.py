@@ -19,7 +19,9 @@ TRAVEL = 9 * 1 + 4 + 0.5  # metres from the first box's entry to the last one's 
 
 def rehearse(build, speed, folder):
     scenario = folder / "conveyor.toml"
-    scenario.write_text(SCENARIO.read_text().replace("speed = 2", f"speed = {speed}\nstarts = 1"))
+    text = SCENARIO.read_text()
+    assert text.count("speed = 2\n") == 1, f"{SCENARIO} has another speed"
+    scenario.write_text(text.replace("speed = 2\n", f"speed = {speed}\nstarts = 1\n"))
     truth, reports = folder / "truth.jsonl", folder / "reports.jsonl"
     simulator = subprocess.Popen(
         [build / "sim/tagwire-sim", "--listen", "127.0.0.1:0", "--scenario", scenario, "--truth", truth],

@@ -36,6 +36,8 @@ report_rate = 1000
 [[tag]]
 epc = "E200 0001"
 tid = "E280 1160"
+[firmware]
+boot_ms = 3600000
 )";
 
 const char* const end_of_inventory = "01 01 08 00";
@@ -151,10 +153,35 @@ TEST_F(ControlTest, InputsAndPower)
     EXPECT_EQ(ask(0x50, "00"), "50 00");
     reader_.control("restart");
     EXPECT_FALSE(reader_.is_reading());
-    reader_.control("cut-power");
-    EXPECT_EQ(orders("cut-power"), 1U);
     reader_.control("hang-up");
     EXPECT_TRUE(reader_.wait_for_disconnect());
+}
+
+TEST_F(ControlTest, WithoutPowerItIsSilent)
+{
+    reader_.control("report-rate 0");
+    EXPECT_EQ(ask(0x50, "00"), "50 00");
+    reader_.control("cut-power");
+    EXPECT_EQ(orders("cut-power"), 1U);
+    EXPECT_EQ(reader_.firmware().power_losses, 1U);
+    EXPECT_FALSE(reader_.is_reading());
+    host_.send_command(0x21);
+    EXPECT_TRUE(reader_.wait_for_command(0x21));
+    EXPECT_EQ(reader_.counters().frames_sent, 1U) << "it boots for an hour";
+    EXPECT_EQ(reader_.counters().open_connections, 1U);
+}
+
+TEST_F(ControlTest, WithoutFaultsItIsAsBefore)
+{
+    const std::string information = ask(0x21);
+    for (const char* fault :
+         {"lose:count=0", "error:status=0x05,count=0", "flip:byte=2,count=0", "silence:count=0"})
+        reader_.control(std::string("fault ") + fault);
+    host_.send_command(0x21);
+    ASSERT_TRUE(reader_.wait_for_command(0x21, 2));
+    reader_.control("clear-faults");
+    EXPECT_EQ(ask(0x21), information);
+    EXPECT_EQ(reader_.counters().faults[static_cast<std::size_t>(Fault::Kind::silence)], 1U);
 }
 
 TEST_F(ControlTest, NoiseIsThatOfTheSeed)

@@ -334,6 +334,68 @@ TEST_F(SimulatorTest, ReadersShareAPty)
     EXPECT_EQ(peer.receive_frame().substr(0, 5), "11 0B");
 }
 
+// Three readers on one line, with the addresses 0x0A to 0x0C.
+class LineTest : public SimulatorTest, public testing::WithParamInterface<bool> {
+  protected:
+    LineTest()
+    {
+        for (const std::uint8_t address : {0x0B, 0x0C}) {
+            Scenario scenario = portal();
+            scenario.reader.address = address;
+            readers_.push_back(&simulator_.add_reader(scenario));
+            readers_.back()->share(reader_);
+        }
+    }
+
+    Peer open_line() const { return GetParam() ? Peer::open(path_) : Peer::connect(port_); }
+    // The address in the next frame.
+    static std::string next_from(Peer& line) { return line.receive_frame().substr(3, 2); }
+
+    std::string path_ = GetParam() ? reader_.open_pty() : "";
+    std::vector<Reader*> readers_{&reader_};
+};
+
+const std::string ask_all = "04 0A 21 A9 97 04 0B 21 71 8E 04 0C 21 79 C3";
+
+TEST_P(LineTest, FaultsOfAReaderAreItsOwn)
+{
+    Peer line = open_line();
+    reader_.inject(Fault::lose());
+    readers_[1]->inject(Fault::silence(1));
+    readers_[2]->inject(Fault::error(0x21, 0x05));
+    line.send(ask_all);
+    EXPECT_EQ(line.receive_frame().substr(0, 11), "05 0C 21 05");
+    line.send(ask_all);
+    for (const char* address : {"0A", "0B", "0C"}) EXPECT_EQ(next_from(line), address);
+    for (const Reader* reader : readers_) EXPECT_EQ(reader->counters().requests, 2U);
+}
+
+TEST_P(LineTest, EveryoneIsHungUpOnWithWhatIsQueued)
+{
+    Peer line = open_line();
+    for (Reader* reader : readers_) ASSERT_TRUE(reader->wait_for_connection());
+    readers_[1]->inject(Fault::delay(milliseconds(20)));
+    readers_[1]->inject(Fault::hang_up(0));
+    readers_[2]->set_batch(1);
+    line.send(ask_all);
+    line.send("05 0C 50 00 22 1B");
+    EXPECT_EQ(next_from(line), "0A");
+    EXPECT_TRUE(line.is_hung_up());
+    for (Reader* reader : readers_) {
+        EXPECT_TRUE(reader->wait_until([](const Counters& counters) {
+            return counters.open_connections == (GetParam() ? 1 : 0) && counters.reports_queued == 0;
+        }));
+        EXPECT_FALSE(reader->is_reading());
+    }
+    EXPECT_EQ(readers_[2]->counters().frames_sent, 0U);
+    Peer again = open_line();
+    again.send(ask_all);
+    for (const char* address : {"0A", "0B", "0C"}) EXPECT_EQ(next_from(again), address);
+}
+
+INSTANTIATE_TEST_SUITE_P(Links, LineTest, testing::Bool(),
+                         [](const auto& link) { return link.param ? "pty" : "tcp"; });
+
 TEST_F(SimulatorTest, PushesABatchAndAnswersAfterwards)
 {
     reader_.set_report_rate(1e6);

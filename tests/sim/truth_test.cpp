@@ -322,6 +322,19 @@ TEST_F(RecordTest, WhatWaitsForAPeerThatIsGoneIsLost)
     EXPECT_EQ(fates(), "destroyed E2000001 hung up;destroyed E2000002 hung up;");
 }
 
+TEST_F(RecordTest, WhatIsQueuedBehindAHangUpIsLost)
+{
+    simulator_.record_truth(path_);
+    ASSERT_TRUE(reader_.wait_for_connection());
+    reader_.control("fault delay:ms=20");
+    reader_.control("fault hangup:after=3");
+    peer_.send("04 00 21 D9 6A 06 00 01 04 00 AC 36");
+    ASSERT_TRUE(reader_.wait_for_disconnect());
+    simulator_.end_truth();
+    EXPECT_EQ(peer_.receive(4), "11 00 21");
+    EXPECT_EQ(fates(), "destroyed E2000001 hung up;destroyed E2000002 hung up;");
+}
+
 TEST_F(RecordTest, WhatASlowPeerDoesNotTakeIsLost)
 {
     reader_.control("report-rate 0");
