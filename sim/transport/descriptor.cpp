@@ -109,7 +109,7 @@ std::string PtyNames::add(const std::string& terminal)
         check(::mkdtemp(folder.data()) != nullptr, "cannot make " + folder);
         folder_ = folder;
     }
-    const std::string name = folder_ + "/pty" + std::to_string(++names_);
+    std::string name = folder_ + "/pty" + std::to_string(++names_);
     lead(name, terminal);
     return name;
 }

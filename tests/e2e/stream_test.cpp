@@ -1,4 +1,4 @@
-// Every report of a minute at 1,000 a second arrives.
+// As many reports as of a minute at 1,000 a second arrive, ten times as fast.
 #include "e2e/connection.h"
 
 namespace tagwire::test {
@@ -8,7 +8,7 @@ class Stream : public testing::TestWithParam<Link> {};
 
 INSTANTIATE_TEST_SUITE_P(Links, Stream, testing::Values(Link::tcp, Link::pty), link_name);
 
-TEST_P(Stream, delivers_every_report_of_a_minute)
+TEST_P(Stream, delivers_every_one_of_many_reports)
 {
     constexpr std::uint64_t reports = 60'000;
     Reports::clear();
@@ -21,7 +21,7 @@ TEST_P(Stream, delivers_every_report_of_a_minute)
 
     ASSERT_EQ(StartRead(connection.address(), 0, connection.handle()), 0);
     reader.set_batch(reports);
-    reader.set_report_rate(1000);
+    reader.set_report_rate(10'000);
     EXPECT_TRUE(reader.wait_for_batch(std::chrono::seconds(600)));
     EXPECT_TRUE(Reports::wait_for(connection.handle(), reports));
     EXPECT_EQ(connection.stop_reading(), 0);
