@@ -222,10 +222,14 @@ constexpr PhaseFault ended_connections[] = {
     {"mark", "hangup:command=0xFB", UpdateEnd::updated},
 };
 
-TEST(FirmwareLink, is_made_anew)
+class FirmwareLink : public testing::TestWithParam<Link> {};
+
+INSTANTIATE_TEST_SUITE_P(Links, FirmwareLink, testing::Values(Link::tcp, Link::pty), link_name);
+
+TEST_P(FirmwareLink, is_made_anew)
 {
     run_at_once<PhaseFault>(ended_connections, [](const PhaseFault& fault, const std::string& ip_address) {
-        UpdatedReader updated(Link::tcp, with_boot, ip_address);
+        UpdatedReader updated(GetParam(), with_boot, ip_address);
         updated.reader.inject(Fault::parse(fault.fault));
         expect_end(updated.update(image_of(1100), {.retries = 1}), fault.end, fault.name);
         EXPECT_GE(updated.reader.counters().connections, 2U) << fault.name;
@@ -234,7 +238,7 @@ TEST(FirmwareLink, is_made_anew)
     });
 }
 
-TEST(FirmwareLink, a_lost_mark_is_not_told_from_an_update_to_the_same_version)
+TEST(FirmwareMark, a_lost_mark_is_not_told_from_an_update_to_the_same_version)
 {
     UpdatedReader updated(Link::tcp, "boot_ms = 50\nnext_version = \"1.0\"\n");
     updated.reader.inject(Fault::parse("lose:command=0xFB"));

@@ -152,19 +152,16 @@ TEST_P(OneReader, is_started_again_when_it_was_restarted_behind_a_link_that_stay
     EXPECT_EQ(stream->counters("gate").reconnects, 0U);
 }
 
-TEST(Streams, connect_again_when_the_reader_hangs_up)
+TEST_P(OneReader, is_connected_again_when_it_hangs_up)
 {
-    sim::Simulator simulator;
-    sim::Reader& reader = simulator.add_reader(portal(1));
-    Stream stream;
-    stream.add(url_of(reader, Over::tcp), {.name = "gate"});
-    stream.start();
-    ASSERT_TRUE(await(stream, is_read));
-    reader.restart();
-    reader.hang_up();
-    ASSERT_TRUE(await(stream, is_state(State::lost)));
-    ASSERT_TRUE(await(stream, is_read));
-    EXPECT_EQ(stream.counters("gate").reconnects, 1U);
+    open(1);
+    stream->start();
+    ASSERT_TRUE(await(*stream, is_read));
+    reader->restart();
+    reader->hang_up();
+    ASSERT_TRUE(await(*stream, is_state(State::lost)));
+    ASSERT_TRUE(await(*stream, is_read));
+    EXPECT_EQ(stream->counters("gate").reconnects, 1U);
 }
 
 TEST_P(OneReader, reading_for_somebody_who_is_gone_is_stopped_first)
@@ -329,7 +326,6 @@ TEST_P(OneReader, is_set_as_planned_before_it_reads)
     EXPECT_EQ(reader->counters().commands[0x81], 1U);
     // What it has already is not written again.
     reader->hang_up();
-    if (GetParam() == Over::pty) return;
     ASSERT_TRUE(await(*stream, is_state(State::lost)));
     ASSERT_TRUE(await(*stream, is_read)) << stream->health("gate").reason;
     EXPECT_EQ(reader->counters().commands[0x2F], 1U);
@@ -530,7 +526,7 @@ TEST_P(OneReader, is_removed_while_it_does_not_answer)
     ASSERT_TRUE(await(*stream, is_read));
     reader->inject(sim::Fault::silence());
     stream->remove("gate");
-    if (GetParam() == Over::tcp) reader->hang_up();
+    reader->hang_up();
     const auto last = await(*stream, is_state(State::stopped));
     ASSERT_TRUE(last);
     reader->clear_faults();
