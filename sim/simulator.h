@@ -44,8 +44,8 @@ struct Counters {
     std::uint64_t reports_queued = 0;   // not handed to the system yet
     std::uint64_t connections = 0;      // ever; a pseudo terminal is one from its opening on
     std::uint64_t open_connections = 0;
-    std::uint64_t had_to_wait = 0;  // connections that came when the process had no descriptor for them
-    FaultCounts faults{};           // frames and requests that were struck, by Fault::Kind
+    std::uint64_t had_to_wait = 0;                // times that the process had no descriptor for who came
+    FaultCounts faults{};                         // frames and requests that were struck, by Fault::Kind
     std::map<std::string, std::uint64_t> orders;  // that were carried out, by their first word
     std::uint64_t orders_refused = 0;
 };

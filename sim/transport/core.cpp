@@ -377,10 +377,10 @@ void Core::hang_up(const ReaderState& reader, ConnectionId connection)
 void Core::accept_all(const std::shared_ptr<Endpoint>& endpoint)
 {
     while (Descriptor socket = accept_from(endpoint->listener)) {
-        endpoint->has_to_wait = false;
         add_connection(std::make_unique<Connection>(++last_id_, endpoint, std::move(socket)));
     }
-    if (has_no_descriptors(errno)) try_later(*endpoint);
+    if (has_no_descriptors(errno)) return try_later(*endpoint);
+    endpoint->has_to_wait = false;
 }
 
 void Core::add_connection(std::unique_ptr<Connection> connection)
