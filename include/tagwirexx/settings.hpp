@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -39,6 +40,9 @@ struct SettingsOptions {
     // The reader's two-way commands set a value with bit 7 and tell it without. Other readers take the question
     // for a new value: what is told so cannot be read from them.
     bool two_way = false;
+    // How far a reading of many settings is: on the thread of the call, before each and behind the last of them.
+    // What it throws ends the call; nothing was changed then.
+    std::function<void(std::size_t done, std::size_t all)> told = {};
 };
 
 enum class SettingKind : std::uint8_t {

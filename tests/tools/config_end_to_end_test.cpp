@@ -550,6 +550,51 @@ TEST_F(ConfigEndToEnd, TellsWhatWasWrittenWhenTheLinkIsLost)
     EXPECT_EQ(reader->settings().pulse_output, 0);
 }
 
+sim::Reader& add_neighbour(sim::Simulator& simulator, sim::Reader& reader, int address)
+{
+    auto& neighbour =
+        simulator.add_reader_from_text("[reader]\nair_time = 0\naddress = " + std::to_string(address) + "\n");
+    neighbour.share(reader);
+    return neighbour;
+}
+
+// On a bus the rest of a file is never for another reader, whether the answer to its new address is lost or not.
+TEST_F(ConfigEndToEnd, GivesNoAddressThatAnotherReaderHas)
+{
+    add_reader("address = 10\n", Wire::Serial);
+    auto& neighbour = add_neighbour(simulator, *reader, 11);
+    add_neighbour(simulator, *reader, 12);
+    inject("lose:command=0x24,count=0");
+    const Arguments here{"--address", "10"};
+    const auto taken = directory.write("taken.toml", "[settings]\nq = 6\n[identity]\naddress = 11\n");
+    expect_failure(config({"load", taken, "--identity"}, here), "address: a reader answers at ");
+    EXPECT_EQ(reader->settings().address, 10);
+    EXPECT_EQ(reader->settings().q, 6);
+    const auto free = directory.write("free.toml", "[settings]\nq = 7\n[identity]\naddress = 20\n");
+    config_ok({"load", free, "--identity"}, here);
+    EXPECT_EQ(reader->settings().address, 20);
+    EXPECT_EQ(reader->settings().q, 7);
+    EXPECT_EQ(neighbour.settings().q, 4);
+    EXPECT_EQ(neighbour.settings().address, 11);
+}
+
+TEST_F(ConfigEndToEnd, SaysThatTheReaderStayedWhereItWas)
+{
+    add_reader("address = 10\n", Wire::Serial);
+    inject("silence:command=0x24");
+    expect_failure(config({"set", "address", "20", "--yes"}, {"--address", "10"}),
+                   "still answers at its old address 10");
+}
+
+TEST_F(ConfigEndToEnd, TakesAPowerForEveryPortOrOneForAll)
+{
+    add_reader();
+    expect_failure(config({"set", "power", "20,21"}), "this reader has 4 ports");
+    expect_failure(config({"load", directory.write("power.toml", "[settings]\npower = \"20,21\"\n")}),
+                   "power: ");
+    EXPECT_EQ(reader->settings().power, (std::vector<std::uint8_t>{30, 30, 30, 30}));
+}
+
 TEST_F(ConfigEndToEnd, DoesNotTakeSilenceForASetting)
 {
     add_reader();

@@ -250,5 +250,20 @@ TEST(DeviceEndToEndFamilies, ServeTheOldRelayCommand)
     EXPECT_EQ(reader->panel().closed_relays, 0);
 }
 
+TEST(DeviceEndToEndFamilies, DoNotTakeTheOldRelayCommandForAnother)
+{
+    SimulatedReader reader(ReaderLink::tcp, "[reader]\nfamily = \"filter\"\n");
+    const auto before = reader->settings();
+    for (const auto& words : {Arguments{"relay", "pulse", "3000"}, {"relay", "off"}})
+        reader.expect_failure(
+            [&] {
+                auto all = words;
+                all.insert(all.end(), {"--kind", "old", "--family", "relay"});
+                return all;
+            }(),
+            "it is of another family");
+    EXPECT_EQ(reader->settings(), before);
+}
+
 }  // namespace
 }  // namespace tagwire::tool::test

@@ -21,7 +21,7 @@ using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
 constexpr std::uint8_t unknown_command = 0xFE;
-constexpr SettingsOptions standard{.family = ReaderFamily::standard, .two_way = true};
+const SettingsOptions standard{.family = ReaderFamily::standard, .two_way = true};
 
 template <class Value> std::string text_of(const Value& value)
 {

@@ -251,6 +251,31 @@ TEST_P(SettingsByName, WhatOnlyTheFamilyIsWantingForIsShownAsThat)
               "25");
 }
 
+TEST_P(SettingsByName, HowFarAReadingIsIsTold)
+{
+    std::vector<std::size_t> told;
+    SettingsOptions options{.family = ReaderFamily::standard};
+    options.told = [&](std::size_t done, std::size_t all) {
+        told.push_back(done);
+        EXPECT_EQ(all, 3U);
+    };
+    patiently([&] {
+        told.clear();
+        settings(options).read({"q", "session", "beep"});
+    });
+    EXPECT_THAT(told, ElementsAre(0, 1, 2, 3));
+    Profile profile;
+    for (const char* name : {"q", "session", "dwell-time"}) profile.set(name, "3");
+    const auto at_second = [&](std::size_t done, std::size_t) {
+        if (done == 2) throw std::runtime_error("enough");
+    };
+    const std::uint64_t written = commands(0x81);
+    options.told = at_second;
+    EXPECT_THROW(patiently([&] { settings(options).apply(profile); }), std::runtime_error);
+    EXPECT_EQ(commands(0x81), written);
+    EXPECT_EQ(patiently([&] { return all().get("q"); }), "4");
+}
+
 TEST_P(SettingsByName, ShortFormsOfPortsAndBands)
 {
     set("antennas", "1-2,4");

@@ -16,11 +16,4 @@ ReaderInformation read_information(const ReaderConnection& reader)
     return info;
 }
 
-int read_module_details(const ReaderConnection& reader, ModuleDetails& module)
-{
-    auto address = reader.address();
-    return GetModuleDetails(&address, module.version.data(), &module.type, &module.protocols,
-                            reader.handle());
-}
-
 }  // namespace tagwire::tool

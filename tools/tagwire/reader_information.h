@@ -23,16 +23,7 @@ struct ReaderInformation {
     std::uint8_t antenna_check = 0;
 };
 
-struct ModuleDetails {
-    std::array<std::uint8_t, 2> version{};
-    std::uint8_t type = 0;
-    std::uint8_t protocols = 0;
-};
-
 // Throws Failure.
 ReaderInformation read_information(const ReaderConnection& reader);
-
-// Returns the result of the library: not every reader has a module to ask.
-int read_module_details(const ReaderConnection& reader, ModuleDetails& module);
 
 }  // namespace tagwire::tool

@@ -58,6 +58,28 @@ std::vector<Wanted> parsed(const std::vector<Profile::Value>& values, const std:
 
 // -- all
 
+std::vector<const Row*> first_rows()
+{
+    std::vector<const Row*> out;
+    for (const Row& row : rows::all_rows())
+        if (rows::is_first(row)) out.push_back(&row);
+    return out;
+}
+
+template <class Items, class Act>
+void for_each_told(const SettingsOptions& options, const Items& items, const Act& act)
+{
+    const auto tell = [&](std::size_t done) {
+        if (options.told) options.told(done, items.size());
+    };
+    std::size_t done = 0;
+    for (const auto& item : items) {
+        tell(done++);
+        act(item);
+    }
+    tell(done);
+}
+
 // A setting that is told by another one, which the reader has, is not kept twice.
 bool is_told(Access& access, const Row& row)
 {
@@ -186,7 +208,8 @@ Comparison Application::compare(const Profile& profile)
     check_model(profile, inside_.ask_information());
     expect_reports(access_);
     access_.check_family();
-    for (const auto& value : profile.values()) compare(value, comparison_);
+    for_each_told(access_.options(), profile.values(),
+                  [this](const Profile::Value& value) { compare(value, comparison_); });
     return comparison_;
 }
 
@@ -489,10 +512,9 @@ std::vector<SettingReading> Settings::read(const std::vector<std::string>& names
         else
             now.text = shown(*row, reading.bytes);
     };
-    for (const Row* const named : wanted) add(*named, true);
-    if (!names.empty()) return out;
-    for (const Row& named : rows::all_rows())
-        if (rows::is_first(named)) add(named, false);
+    const bool is_asked_for = !names.empty();
+    if (!is_asked_for) wanted = first_rows();
+    for_each_told(options_, wanted, [&](const Row* named) { add(*named, is_asked_for); });
     return out;
 }
 
@@ -518,8 +540,8 @@ Profile Settings::snapshot(const SnapshotOptions& options)
     ProfileInside::set_reader(profile, told.type, Version{told.version[0], told.version[1]});
     expect_reports(access);
     access.check_family();
-    for (const Row& named : rows::all_rows()) {
-        if (!rows::is_first(named)) continue;
+    for_each_told(options_, first_rows(), [&](const Row* first) {
+        const Row& named = *first;
         const Row* const row = access.find_readable(named);
         if (row != nullptr && is_to_be_kept(*row, options) && !is_told(access, *row))
             take(profile, access, *row);
@@ -527,7 +549,7 @@ Profile Settings::snapshot(const SnapshotOptions& options)
             ProfileInside::add_silent(profile, {named.name, "the reader did not tell its family"});
         else if (row == nullptr && is_to_be_kept(named, options) && access.is_unsettled(named))
             ProfileInside::add_silent(profile, {named.name, "it is not known of which family the reader is"});
-    }
+    });
     return profile;
 }
 

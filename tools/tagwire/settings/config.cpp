@@ -1,8 +1,12 @@
 // All settings of a reader by name, and profiles of them in files.
 #include <algorithm>
+#include <cstdio>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <sstream>
+
+#include <unistd.h>
 
 #include "commands/groups.h"
 #include "option.h"
@@ -45,6 +49,27 @@ void add_secrets_option(CLI::App& command, bool& secrets, const std::string& hel
 }
 
 const char* const show_secrets = "show passwords, which are ******** otherwise";
+
+// While many settings are read, a terminal shows how far that is.
+template <class Ask>
+auto read_many(const Session& session, Reader& reader, SettingsOptions options, const Ask& ask)
+{
+    const bool is_shown = isatty(STDERR_FILENO) != 0 && session.options.chosen().size() == 1;
+    const auto show = [](const std::string& text) { std::fputs(("\r\033[K" + text).c_str(), stderr); };
+    struct AtEnd {
+        std::function<void()> act;
+        ~AtEnd() { act(); }
+    };
+    const AtEnd clearing{[&] {
+        if (is_shown) show("");
+    }};
+    if (is_shown)
+        options.told = [show](std::size_t done, std::size_t all) {
+            show(fmt::format("reading {} of {}", done, all));
+        };
+    auto settings = reader.settings(options);
+    return ask(settings);
+}
 
 // -- what is shown of a setting
 
@@ -118,7 +143,9 @@ Work listing_work(const Listing& listing)
         return run(session, deed("setting"), [&](Reader& reader, Deed& done) {
             const bool is_named = !listing.names.empty();
             std::vector<SettingNote> silent;
-            for (const auto& reading : reader.settings(listing.options).read(listing.names)) {
+            const auto readings = read_many(session, reader, listing.options,
+                                            [&](Settings& settings) { return settings.read(listing.names); });
+            for (const auto& reading : readings) {
                 const bool is_there = reading.text && (is_named || !reading.text->empty());
                 if (is_there || listing.all || (is_named && session.options.json))
                     show(session, deed_of(reading, listing.secrets));
@@ -358,7 +385,9 @@ Work plan_save(const Saving& saving)
         Deed head = deed("config-saved");
         head.fields["file"] = file;
         return run(session, head, [&](Reader& reader, Deed& done) {
-            const auto profile = reader.settings(saving.options).snapshot({saving.secrets});
+            const auto profile = read_many(session, reader, saving.options, [&](Settings& settings) {
+                return settings.snapshot({saving.secrets});
+            });
             profile.save(file);
             add_saved(done, profile, file);
         });
@@ -496,13 +525,17 @@ Work plan_load(const Loading& loading)
     head.fields["file"] = loading.file;
     head.fields["dry_run"] = loading.dry_run;
     head.fields["verdict"] = "failed";  // until it is known
-    return work(head, [=](Reader& reader, Deed& done) {
-        auto settings = reader.settings(loading.options);
-        if (loading.dry_run)
-            add_comparison(done, settings.compare(profile, loading.what), loading.what.other_model);
-        else
-            add_report(done, settings.apply(profile, loading.what));
-    });
+    return [=](Session& session) {
+        return run(session, head, [&](Reader& reader, Deed& done) {
+            const auto ask = [&](auto act) { return read_many(session, reader, loading.options, act); };
+            const auto& what = loading.what;
+            if (loading.dry_run)
+                add_comparison(done, ask([&](Settings& settings) { return settings.compare(profile, what); }),
+                               what.other_model);
+            else
+                add_report(done, ask([&](Settings& settings) { return settings.apply(profile, what); }));
+        });
+    };
 }
 
 }  // namespace
