@@ -623,9 +623,11 @@ TEST_F(ConfigEndToEnd, ReachesAReaderThatReportsByItself)
 TEST_F(ConfigEndToEnd, HelpsWithTheNamesAndLimitsOfTheSettings)
 {
     add_reader();
-    for (const char* command : {"show", "get", "set", "save", "load"})
-        expect_text(config_ok({command, "--help"}).out,
-                    std::string("Examples:\n  tagwire config ") + command);
+    for (const char* command : {"show", "get", "set", "save", "load"}) {
+        const auto text = config_ok({command, "--help"}).out;
+        expect_text(text, std::string("Examples:\n  tagwire config ") + command);
+        EXPECT_EQ(text.find("Examples:"), text.rfind("Examples:")) << text;
+    }
     const auto help = config_ok({"set", "--help"}).out;
     expect_text(help, "scan-time");
     expect_text(help, "0 to 25500 ms in steps of 100\n");
