@@ -50,23 +50,30 @@ void add_secrets_option(CLI::App& command, bool& secrets, const std::string& hel
 
 const char* const show_secrets = "show passwords, which are ******** otherwise";
 
-// While many settings are read, a terminal shows how far that is.
+// Where standard error is a terminal.
+class ProgressLine {
+  public:
+    explicit ProgressLine(bool is_shown) : is_shown_(is_shown && isatty(STDERR_FILENO) != 0) {}
+    ~ProgressLine() { show(""); }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    void show(const std::string& text) const
+    {
+        if (is_shown_) std::fputs(("\r\033[K" + text).c_str(), stderr);
+    }
+
+  private:
+    bool is_shown_;
+};
+
 template <class Ask>
 auto read_many(const Session& session, Reader& reader, SettingsOptions options, const Ask& ask)
 {
-    const bool is_shown = isatty(STDERR_FILENO) != 0 && session.options.chosen().size() == 1;
-    const auto show = [](const std::string& text) { std::fputs(("\r\033[K" + text).c_str(), stderr); };
-    struct AtEnd {
-        std::function<void()> act;
-        ~AtEnd() { act(); }
+    const ProgressLine line(session.options.chosen().size() == 1);
+    options.told = [&line](std::size_t done, std::size_t all) {
+        line.show(fmt::format("reading {} of {}", done, all));
     };
-    const AtEnd clearing{[&] {
-        if (is_shown) show("");
-    }};
-    if (is_shown)
-        options.told = [show](std::size_t done, std::size_t all) {
-            show(fmt::format("reading {} of {}", done, all));
-        };
     auto settings = reader.settings(options);
     return ask(settings);
 }
