@@ -35,6 +35,25 @@ struct HistoryRecord {
     std::array<std::uint8_t, 11> details = {};  // the reader's own coding
 };
 
+// Which of some tags are in the field: the reader is given their EPCs, and tells of those only.
+struct SearchPlan {
+    std::vector<Epc> epcs = {};       // of whole words
+    int q = 4;                        // 0 to 15, of all rounds
+    std::vector<Port> antennas = {};  // 1 to 16; those that the reader uses when empty
+    bool keep_list = false;           // those that the reader was given before are looked for, too
+};
+
+struct FoundTag {
+    Epc epc = {};
+    int rssi = 0;  // the strongest
+};
+
+struct SearchResult {
+    std::vector<FoundTag> found = {};
+    std::vector<Epc> missing = {};  // of the plan's
+    bool complete = true;           // false: the scan time ran out
+};
+
 // Of its Reader, as long as that lives; as a Reader for threads and errors.
 class TAGWIREXX_API Buffer {
   public:
@@ -52,6 +71,8 @@ class TAGWIREXX_API Buffer {
     // Tags of continuous reading, kept in a buffer of their own.
     std::vector<HistoryRecord> history();
     void clear_history();
+
+    SearchResult find(const SearchPlan& plan);
 
   private:
     friend class Reader;

@@ -123,10 +123,60 @@ TEST_P(BufferOf, HistoryOfContinuousReading)
     EXPECT_TRUE(patiently([&] { return buffer.history(); }).empty());
 }
 
+std::vector<Epc> epcs_of(const std::vector<FoundTag>& tags)
+{
+    std::vector<Epc> out;
+    for (const FoundTag& tag : tags) out.push_back(tag.epc);
+    return out;
+}
+
+TEST_P(BufferOf, TagsOfAListAreFoundAndMissed)
+{
+    connect(scenario());
+    Buffer buffer = reader().buffer();
+    const auto find = [&](const SearchPlan& plan) { return patiently([&] { return buffer.find(plan); }); };
+    const Epc absent("300000000000000000000099");
+    const SearchResult both = find({.epcs = {epc_of(1), absent, epc_of(2)}});
+    EXPECT_TRUE(both.complete);
+    EXPECT_THAT(epcs_of(both.found), UnorderedElementsAre(epc_of(1), epc_of(2)));
+    EXPECT_THAT(both.missing, ElementsAre(absent));
+    const SearchResult on_port_3 = find({.epcs = {epc_of(1), epc_of(2)}, .antennas = {Port(3)}});
+    ASSERT_THAT(epcs_of(on_port_3.found), ElementsAre(epc_of(2)));
+    EXPECT_EQ(on_port_3.found[0].rssi, 99);
+    EXPECT_THAT(on_port_3.missing, ElementsAre(epc_of(1)));
+    EXPECT_EQ(find({.epcs = {epc_of(3)}, .keep_list = true}).found.size(), 3U);
+    EXPECT_EQ(find({.keep_list = true}).found.size(), 3U);
+    std::vector<Epc> many;
+    for (unsigned i = 1; i <= 70; ++i) many.push_back(epc_of(i));
+    const SearchResult among_many = find({.epcs = many});
+    EXPECT_EQ(among_many.found.size(), 3U);
+    EXPECT_EQ(among_many.missing.size(), 67U);
+}
+
+TEST_P(BufferOf, AListWhoseAnswerIsLostMayBeThere)
+{
+    connect(scenario());
+    sim::Fault lost = sim::Fault::silence();
+    lost.command = 0xE6;
+    device->inject(lost);
+    const auto error = error_of([&] { reader().buffer().find({.epcs = {epc_of(1)}}); });
+    EXPECT_EQ(error->code(), Errc::no_answer);
+    EXPECT_EQ(error->outcome(), Outcome::unknown);
+}
+
 TEST_P(BufferOf, ValuesOutsideTheirRangesAreNotSent)
 {
     connect(scenario());
     const std::uint64_t before = device->counters().requests;
+    const SearchPlan wrong_searches[] = {
+        {},
+        {.epcs = {Epc()}},
+        {.epcs = {Epc("300011")}},
+        {.epcs = {epc_of(1)}, .q = 16},
+        {.epcs = {epc_of(1)}, .antennas = {Port(17)}},
+    };
+    for (const SearchPlan& plan : wrong_searches)
+        EXPECT_EQ(error_of([&] { reader().buffer().find(plan); })->code(), Errc::invalid_value);
     const InventoryPlan wrong[] = {
         {.q = 16},
         {.session = static_cast<Session>(4)},

@@ -27,6 +27,10 @@ constexpr Call set_id_length_call = call("set how long the kept identifiers are"
 constexpr Call history_call = call("read the history", Effect::none, 0);
 constexpr Call clear_history_call = call("clear the history", Effect::change, 0);
 
+constexpr Call list_call = call("give the reader EPCs to look for", Effect::change, 0);
+constexpr Call search_call{
+    .name = "look for tags of a list", .is_inventory = true, .family = engine::ResultFamily::inventory};
+
 constexpr std::size_t most_bytes = 65536;
 
 [[noreturn]] void refuse_records(const ReaderInside& inside, const Call& call)
@@ -90,6 +94,61 @@ std::vector<BufferedTag> tags_in(const ReaderInside& inside, std::span<const u8>
         out.push_back({Epc(records.subspan(2, size)), port_of(records[0], kind), records[0],
                        records[2 + size], records[3 + size]});
         records = records.subspan(fixed_size + size);
+    }
+    return out;
+}
+
+// -- search
+
+// EPCs as one command takes them, each behind its length.
+struct ListPart {
+    u8 count = 0;
+    Bytes ids = {};
+};
+
+std::vector<ListPart> parts_of(const ReaderInside& inside, const std::vector<Epc>& epcs)
+{
+    constexpr u8 most_ids = 30;
+    constexpr std::size_t most_id_bytes = 246;
+    std::vector<ListPart> out;
+    for (const Epc& epc : epcs) {
+        const auto id = epc.bytes();
+        if (id.empty() || id.size() % 2 != 0)
+            refuse_value(inside, list_call, "an EPC to look for has whole words, one at least");
+        if (out.empty() || out.back().count == most_ids ||
+            out.back().ids.size() + id.size() + 1 > most_id_bytes)
+            out.emplace_back();
+        ListPart& part = out.back();
+        ++part.count;
+        part.ids.push_back(static_cast<u8>(id.size()));
+        part.ids.insert(part.ids.end(), id.begin(), id.end());
+    }
+    return out;
+}
+
+int antenna_bits(const ReaderInside& inside, const std::vector<Port>& antennas)
+{
+    int out = 0;
+    for (const Port port : antennas)
+        out |= 1 << (checked(inside, search_call, "an antenna", port.number(), 1, 16) - 1);
+    return out;
+}
+
+// Length, EPC, RSSI.
+std::vector<FoundTag> found_in(const ReaderInside& inside, std::span<const u8> records)
+{
+    std::vector<FoundTag> out;
+    while (!records.empty()) {
+        const std::size_t size = records[0];
+        if (records.size() < size + 2 || size > Epc::longest) refuse_records(inside, search_call);
+        const FoundTag tag{Epc(records.subspan(1, size)), records[size + 1]};
+        const auto known =
+            std::find_if(out.begin(), out.end(), [&](const FoundTag& other) { return other.epc == tag.epc; });
+        if (known == out.end())
+            out.push_back(tag);
+        else
+            known->rssi = std::max(known->rssi, tag.rssi);
+        records = records.subspan(size + 2);
     }
     return out;
 }
@@ -163,6 +222,34 @@ std::vector<HistoryRecord> Buffer::history()
         out.push_back(record);
         records = records.subspan(details_size + 1 + length);
     }
+    return out;
+}
+
+SearchResult Buffer::find(const SearchPlan& plan)
+{
+    const auto parts = parts_of(*inside_, plan.epcs);
+    if (parts.empty() && !plan.keep_list) refuse_value(*inside_, list_call, "there is no EPC to look for");
+    const auto q = static_cast<u8>(checked(*inside_, search_call, "q", plan.q, 0, 15));
+    const int antennas = antenna_bits(*inside_, plan.antennas);
+    const ReaderInside::Turn turn(*inside_);
+    bool keeps_list = plan.keep_list;
+    for (ListPart part : parts) {
+        inside_->ask(list_call, &O::Find_epc_list_cfg, u8{keeps_list}, part.count, part.ids.data(),
+                     static_cast<int>(part.ids.size()));
+        keeps_list = true;
+    }
+    Bytes records(most_bytes);
+    int size = 0;
+    int count = 0;
+    SearchResult out;
+    out.complete = scan_place(*inside_, search_call, {}, [&](const Place&) {
+        return inside_->run(search_call, &O::Find_epc_by_list, q, antennas, &count, records.data(), &size);
+    });
+    out.found = found_in(*inside_, {records.data(), static_cast<std::size_t>(std::max(size, 0))});
+    for (const Epc& epc : plan.epcs)
+        if (std::none_of(out.found.begin(), out.found.end(),
+                         [&](const FoundTag& tag) { return tag.epc == epc; }))
+            out.missing.push_back(epc);
     return out;
 }
 
