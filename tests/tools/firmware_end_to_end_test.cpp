@@ -63,11 +63,17 @@ TEST_F(FirmwareEndToEnd, ShowsEventsForPrograms)
     EXPECT_EQ(events.front()["version"], "1.0");
     EXPECT_EQ(events[1]["event"], "progress");
     EXPECT_EQ(events[1]["bytes"], 250);
-    EXPECT_EQ(events[2], Json::parse(R"({"type": "firmware-update", "event": "lost", "block": 4, "code": 48,
-                                         "arrived": true})"));
-    EXPECT_EQ(events.back(), Json::parse(R"({"type": "firmware-update", "event": "end", "outcome": "updated",
-                                             "reader_state": "new-program", "blocks_done": 40,
-                                             "lost_answers": 1, "old_version": "1.0", "version": "7.1"})"));
+    EXPECT_EQ(events.front()["reader_type"], 15);
+    EXPECT_EQ(events.front()["address"], 0);
+    EXPECT_EQ(events.front()["doubts"], Json::array());
+    Json lost = Json::parse(R"({"type": "firmware-update", "event": "lost", "block": 4, "code": 48,
+                                "arrived": true})");
+    Json end = Json::parse(R"({"type": "firmware-update", "event": "end", "outcome": "updated",
+                               "reader_state": "new-program", "blocks_done": 40,
+                               "lost_answers": 1, "old_version": "1.0", "version": "7.1"})");
+    lost["reader"] = end["reader"] = reader.url();
+    EXPECT_EQ(events[2], lost);
+    EXPECT_EQ(events.back(), end);
 }
 
 TEST_F(FirmwareEndToEnd, GoesOnWhenItsOutputIsFull)
@@ -198,6 +204,12 @@ TEST_F(FirmwareEndToEnd, TellsDoubtsAboutTheFile)
     const auto dry = tool(reader, update({"--dry-run"}, 999));
     EXPECT_EQ(dry.exit_code, 0);
     EXPECT_NE(dry.err.find("program.bin: it has an odd count of bytes\n"), std::string::npos) << dry.err;
+    const auto unattended = tool(reader, update({"--yes"}, 999));
+    EXPECT_EQ(unattended.exit_code, 2);
+    EXPECT_NE(unattended.err.find("Add --with-doubts"), std::string::npos) << unattended.err;
+    EXPECT_EQ(version_of(reader), "1.0");
+    EXPECT_EQ(tool(reader, update({"--yes", "--with-doubts"}, 999)).exit_code, 0);
+    EXPECT_EQ(version_of(reader), "7.1");
 }
 
 TEST_F(FirmwareEndToEnd, UpdatesWithoutAChecksumWhereThatIsWanted)
@@ -209,6 +221,20 @@ TEST_F(FirmwareEndToEnd, UpdatesWithoutAChecksumWhereThatIsWanted)
     EXPECT_EQ(version_of(reader), "1.0");
     EXPECT_EQ(tool(reader, update({"--yes", "--without-checksum"})).exit_code, 0);
     EXPECT_EQ(version_of(reader), "7.1");
+}
+
+TEST_F(FirmwareEndToEnd, ShowsAnObjectWhereTheReaderIsNotThere)
+{
+    for (const auto& words : {update({"--yes", "--json"}), Arguments{"firmware", "cancel", "--json"}}) {
+        Arguments arguments = words;
+        arguments.insert(arguments.end(), {"--reader", "tcp://127.0.0.1:1"});
+        const auto ended = run(TAGWIRE_TOOL_PATH, arguments);
+        EXPECT_EQ(ended.exit_code, 1);
+        const auto object = objects_of(ended.out).at(0);
+        EXPECT_EQ(object["type"], "firmware-update");
+        EXPECT_TRUE(object.contains("error"));
+        EXPECT_EQ(object["reader"], "tcp://127.0.0.1:1");
+    }
 }
 
 TEST_F(FirmwareEndToEnd, IsInterruptedAmongTheBlocks)
@@ -226,7 +252,7 @@ TEST_F(FirmwareEndToEnd, IsInterruptedAmongTheBlocks)
         EXPECT_GE(end["blocks_done"], 2);
         EXPECT_LT(end["blocks_done"], 40);
         EXPECT_EQ(version_of(reader), "1.0");
-        EXPECT_EQ(tool(reader, update({"--yes"}, 1000)).exit_code, 0);
+        EXPECT_EQ(tool(reader, update({"--yes"}, 1024)).exit_code, 0);
         EXPECT_EQ(version_of(reader), "7.1");
     }
 }

@@ -1,4 +1,4 @@
-#include "progress.h"
+#include "device/progress.h"
 
 #include <gtest/gtest.h>
 

@@ -79,9 +79,9 @@ TEST_F(SeveralReaders, FailWhereOneFails)
 
 TEST_F(SeveralReaders, AreTooManyForACommandOfOne)
 {
-    const auto ended = call(both({"select", "--all"}));
+    const auto ended = call(both({"at"}));
     EXPECT_EQ(ended.exit_code, 2);
-    EXPECT_EQ(ended.err, "tagwire: select works on one reader, and 2 are named\n");
+    EXPECT_EQ(ended.err, "tagwire: at works on one reader, and 2 are named\n");
 }
 
 TEST(NamesOfReaders, AreChecked)

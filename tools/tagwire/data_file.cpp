@@ -20,9 +20,6 @@ namespace tagwire::tool {
 
 namespace {
 
-// As many words as can be addressed.
-constexpr std::size_t most_bytes = std::size_t{65536} * 2;
-
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 int leave_open(std::FILE*) { return 0; }
@@ -45,15 +42,17 @@ mode_t usual_mode()
 
 }  // namespace
 
-std::vector<std::uint8_t> read_file(const std::string& path)
+std::vector<std::uint8_t> read_file(const std::string& path, std::size_t most)
 {
     const auto file = open_for_reading(path);
-    std::vector<std::uint8_t> data(most_bytes + 1);
-    data.resize(std::fread(data.data(), 1, data.size(), file.get()));
+    std::vector<std::uint8_t> data;
+    std::array<std::uint8_t, 65536> chunk{};
+    while (const auto count = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
+        data.insert(data.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count));
+        if (data.size() > most) throw UsageError(fmt::format("'{}' is longer than {} bytes", path, most));
+    }
     if (std::ferror(file.get()) != 0)
         throw UsageError(fmt::format("'{}' cannot be read: {}", path, std::strerror(errno)));
-    if (data.size() > most_bytes)
-        throw UsageError(fmt::format("'{}' is longer than {} bytes", path, most_bytes));
     return data;
 }
 

@@ -8,8 +8,9 @@
 
 namespace tagwire::tool {
 
-// - is standard input. Throws UsageError when it cannot be read, or holds more than any tag.
-std::vector<std::uint8_t> read_file(const std::string& path);
+// - is standard input. Throws UsageError when it cannot be read, or holds more than `most` bytes: as many words as
+// can be addressed, when left out.
+std::vector<std::uint8_t> read_file(const std::string& path, std::size_t most = std::size_t{65536} * 2);
 
 // Whether a file can be made there; throws UsageError. Leaves everything as it was.
 void require_writable(const std::string& path);

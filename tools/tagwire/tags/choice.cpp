@@ -118,14 +118,7 @@ void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by)
             },
             "the tag, by its TID or the beginning of it", "HEX");
     }
-    option(
-        command, "--mask", tag.mask,
-        [](const std::string& text, const std::string& name) {
-            const auto mask = placed_mask(banks)(text, name);
-            return tagwire::Mask{mask.place, mask.bit, mask.bytes, mask.bits};
-        },
-        "the tag, by bits that its memory holds from bit BITADDR on; BANK is " + choices_text(banks),
-        "BANK:BITADDR:HEX[/BITS]");
+    add_mask_option(command, tag.mask, "the tag, by bits that its memory holds from bit BITADDR on");
     add_password_option(command, tag.password);
 }
 
@@ -136,27 +129,47 @@ void require_name(const TagChoice& tag)
     tag.password.value();
 }
 
-namespace {
+CLI::Option* add_mask_option(CLI::App& command, std::optional<tagwire::Mask>& mask, const std::string& help)
+{
+    return option(
+        command, "--mask", mask,
+        [](const std::string& text, const std::string& name) {
+            const auto placed = placed_mask(banks)(text, name);
+            return tagwire::Mask{placed.place, placed.bit, placed.bytes, placed.bits};
+        },
+        fmt::format("{}; BANK is {}", help, choices_text(banks)), "BANK:BITADDR:HEX[/BITS]");
+}
 
-std::string text_of_mask(const tagwire::Mask& mask)
+std::string text_of(const tagwire::Mask& mask)
 {
     return mask_text(PlacedMask<Bank>{mask.bank, mask.bit, mask.bytes, mask.bits}, banks);
 }
 
-}  // namespace
+void add_ports_option(CLI::App& command, std::vector<Port>& ports, std::uint32_t highest,
+                      const std::string& help)
+{
+    const auto parse = [highest](const std::string& text, const std::string& name) {
+        std::vector<Port> parsed;
+        auto bits = parse_ports(text, name, highest);
+        for (int number = 1; bits != 0; ++number, bits >>= 1U)
+            if ((bits & 1U) != 0) parsed.emplace_back(number);
+        return parsed;
+    };
+    option(command, "--antennas", ports, parse, help, "PORT,PORT,...");
+}
 
 std::string text_of(const TagChoice& tag)
 {
     if (tag.epc) return tag.epc->to_string();
     if (tag.tid) return "with TID " + tag.tid->to_string();
-    return "with mask " + text_of_mask(*tag.mask);
+    return "with mask " + text_of(*tag.mask);
 }
 
 void add_name(Json& object, const TagChoice& tag)
 {
     if (tag.epc) object["epc"] = tag.epc->to_string();
     if (tag.tid) object["tid"] = tag.tid->to_string();
-    if (tag.mask) object["mask"] = text_of_mask(*tag.mask);
+    if (tag.mask) object["mask"] = text_of(*tag.mask);
 }
 
 Tag find(Reader& reader, const TagChoice& tag)

@@ -51,6 +51,13 @@ void add_name(Json& object, const TagChoice& tag);
 
 Tag find(Reader& reader, const TagChoice& tag);
 
+// --mask of Gen2 tags, and its text.
+CLI::Option* add_mask_option(CLI::App& command, std::optional<tagwire::Mask>& mask, const std::string& help);
+std::string text_of(const tagwire::Mask& mask);
+// --antennas
+void add_ports_option(CLI::App& command, std::vector<Port>& ports, std::uint32_t highest,
+                      const std::string& help);
+
 // A mask of 1 to 255 bits, with any names of banks: BANK:BITADDR:HEX[/BITS].
 template <typename Place> struct PlacedMask {
     Place place;

@@ -7,9 +7,7 @@ namespace tagwire::tool {
 
 namespace {
 
-struct Options {
-    InventoryPlan plan;
-    std::optional<Port> antenna;
+struct Options : InventoryOptions {
     Repeat repeat;
 };
 
@@ -22,26 +20,7 @@ Words parse_tid_words(const std::string& text, const std::string&)
 
 void add_inventory_options(CLI::App& command, Options& options)
 {
-    option(command, "--q", options.plan.q, number(0, 15), "Q, 0 to 15: the reader expects about 2^Q tags")
-        ->default_str("4");
-    option(command, "--session", options.plan.session, one_of(sessions), "session, " + choices_text(sessions),
-           "S")
-        ->default_str("S0");
-    option(command, "--target", options.plan.target, one_of(targets), "inventoried flag to look for, A or B",
-           "A|B");
-    add_scan_options(command, options.antenna, options.plan.scan_time);
-    option(
-        command, "--mask", options.plan.mask,
-        [](const std::string& text, const std::string& name) {
-            const auto mask = placed_mask(banks)(text, name);
-            return tagwire::Mask{mask.place, mask.bit, mask.bytes, mask.bits};
-        },
-        "only tags whose memory begins so at this bit; BANK is " + choices_text(banks),
-        "BANK:BITADDR:HEX[/BITS]");
-    option(command, "--tid", options.plan.words, parse_tid_words,
-           "tell the TID, too: WORDS words from word ADR on; 0:6 without a value", "[ADR:WORDS]")
-        ->expected(0, 1)
-        ->default_val("0:6");
+    add_plan_options(command, options);
     add_repeat_options(command, options.repeat);
     command.footer(
         R"(With one of --target, --antenna and --scan-time, the others are A, all enabled antennas in turn and the
@@ -56,19 +35,41 @@ Examples:
 
 Work plan_inventory(const Options& options)
 {
-    auto plan = options.plan;
-    if (options.antenna) plan.antennas = {*options.antenna};
     const std::string advice =
         "no tag answered. If one should: see that its antenna is enabled ('tagwire antenna show') and has "
         "power "
         "('tagwire power show'), that --mask fits it, that no select filter is left ('tagwire select "
-        "--antennas 1 --all'), "
+        "--all'), "
         "and that its flag is not still set by an inventory before (--target B, or another --session)";
     return listing_work({"tag", "epc", advice}, options.repeat,
-                        [plan](Reader& reader) { return reader.inventory(plan); });
+                        [plan = options.chosen()](Reader& reader) { return reader.inventory(plan); });
 }
 
 }  // namespace
+
+void add_plan_options(CLI::App& command, InventoryOptions& options)
+{
+    option(command, "--q", options.plan.q, number(0, 15), "Q, 0 to 15: the reader expects about 2^Q tags")
+        ->default_str("4");
+    option(command, "--session", options.plan.session, one_of(sessions), "session, " + choices_text(sessions),
+           "S")
+        ->default_str("S0");
+    option(command, "--target", options.plan.target, one_of(targets), "inventoried flag to look for, A or B",
+           "A|B");
+    add_scan_options(command, options.antenna, options.plan.scan_time);
+    add_mask_option(command, options.plan.mask, "only tags whose memory begins so at this bit");
+    option(command, "--tid", options.plan.words, parse_tid_words,
+           "tell the TID, too: WORDS words from word ADR on; 0:6 without a value", "[ADR:WORDS]")
+        ->expected(0, 1)
+        ->default_val("0:6");
+}
+
+InventoryPlan InventoryOptions::chosen() const
+{
+    auto chosen = plan;
+    if (antenna) chosen.antennas = {*antenna};
+    return chosen;
+}
 
 void add_inventory_commands(Application& application)
 {

@@ -23,6 +23,15 @@ void add_repeat_options(CLI::App& command, Repeat& repeat);
 void add_scan_options(CLI::App& command, std::optional<Port>& antenna,
                       std::optional<std::chrono::milliseconds>& scan_time);
 
+// Of an inventory of Gen2 tags.
+struct InventoryOptions {
+    InventoryPlan plan;
+    std::optional<Port> antenna;
+
+    InventoryPlan chosen() const;
+};
+void add_plan_options(CLI::App& command, InventoryOptions& options);
+
 using TakeInventory = std::function<InventoryResult(Reader&)>;
 // What JSON calls such a tag, and its identifier.
 struct Kind {

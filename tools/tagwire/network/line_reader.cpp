@@ -1,4 +1,4 @@
-#include "line_reader.h"
+#include "network/line_reader.h"
 
 #include "errors.h"
 
