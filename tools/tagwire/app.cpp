@@ -2,6 +2,7 @@
 
 #include "commands/groups.h"
 #include "errors.h"
+#include "help/suggestion.h"
 #include "option.h"
 #include "parse.h"
 #include "printable.h"
@@ -105,6 +106,7 @@ Application::Application()
     add_temperature_commands(*this);
     add_sensor_commands(*this);
     add_identification_commands(*this);
+    add_help_commands(*this);
 }
 
 CLI::App& Application::add_command(const std::string& name, const std::string& description, Prepare prepare)
@@ -140,7 +142,8 @@ int Application::run(int argc, const char* const* argv)
     } catch (const CLI::Success& request) {
         return app_.exit(request);
     } catch (const CLI::ParseError& error) {
-        complain(fmt::format("{} (see tagwire --help)", error.what()));
+        const auto unknown = unknown_word(app_, {argv + 1, argv + argc});
+        complain(fmt::format("{} (see tagwire --help)", unknown.empty() ? error.what() : unknown));
         return exit_usage;
     } catch (const UsageError& error) {
         complain(error.what());

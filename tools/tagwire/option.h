@@ -3,6 +3,7 @@
 
 #include <array>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +37,13 @@ inline std::vector<std::function<void()>>& put_off()
     return parses;
 }
 
+// The names that the value of an option may have, where it goes by names.
+inline std::map<const CLI::Option*, std::vector<std::string>>& value_names()
+{
+    static std::map<const CLI::Option*, std::vector<std::string>> names;
+    return names;
+}
+
 // `parse(text, name)` gives the value, or throws UsageError or Error.
 template <typename Value, typename Parse>
 CLI::Option* option(CLI::App& command, const std::string& name, Value& value, Parse parse,
@@ -53,7 +61,9 @@ CLI::Option* option(CLI::App& command, const std::string& name, Value& value, Pa
     const auto remember = [take](const std::string& text) {
         put_off().emplace_back([take, text] { take(text); });
     };
-    return command.add_option_function<std::string>(name, remember, help)->type_name(type);
+    auto* const added = command.add_option_function<std::string>(name, remember, help)->type_name(type);
+    if constexpr (requires { parse.names(); }) value_names()[added] = parse.names();
+    return added;
 }
 
 inline auto number(std::uint32_t lowest, std::uint32_t highest)
@@ -112,10 +122,18 @@ inline std::optional<unsigned> number_of(const std::string& text)
 // `others`: whether numbers that have no name may be given, too.
 enum class Others { refused, taken };
 
-template <typename Value, std::size_t count>
-auto one_of(const Choices<Value, count>& choices, Others others = Others::refused)
-{
-    return [&choices, others](const std::string& text, const std::string& name) {
+template <typename Value, std::size_t count> struct OneOf {
+    const Choices<Value, count>& choices;
+    Others others;
+
+    std::vector<std::string> names() const
+    {
+        std::vector<std::string> names;
+        for (const auto& choice : choices) names.emplace_back(choice.name);
+        return names;
+    }
+    Value operator()(const std::string& text, const std::string& name) const
+    {
         for (const auto& choice : choices) {
             if (strcasecmp(choice.name.data(), text.c_str()) == 0 ||
                 number_of(text) == static_cast<unsigned>(choice.value))
@@ -124,7 +142,13 @@ auto one_of(const Choices<Value, count>& choices, Others others = Others::refuse
         const auto other = number_of(text);
         if (other && others == Others::taken) return static_cast<Value>(*other);
         throw UsageError(fmt::format("{} '{}' is unknown: use {}", name, text, choices_text(choices)));
-    };
+    }
+};
+
+template <typename Value, std::size_t count>
+OneOf<Value, count> one_of(const Choices<Value, count>& choices, Others others = Others::refused)
+{
+    return {choices, others};
 }
 
 }  // namespace tagwire::tool

@@ -25,5 +25,6 @@ void add_sensor_commands(Application& application);          // sensor
 void add_identification_commands(Application& application);  // identify, led
 void add_config_commands(Application& application);          // config
 void add_doctor_commands(Application& application);          // doctor
+void add_help_commands(Application& application);            // completion, man; last
 
 }  // namespace tagwire::tool
