@@ -1,13 +1,15 @@
 #include "tags/choice.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include "data_file.h"
 
 namespace tagwire::tool {
 
@@ -15,12 +17,12 @@ namespace {
 
 constexpr std::size_t most_epc_bytes = 62;
 
-std::string first_line_of(const std::string& path, const std::string& name)
+std::string first_line_of(const std::string& path)
 {
-    std::ifstream file(path);
-    std::string line;
-    if (!file || !std::getline(file, line))
-        throw UsageError(fmt::format("{}: '{}' cannot be read", name, path));
+    constexpr std::size_t longest = 4096;
+    auto bytes = read_file(path, longest);
+    std::string line(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\n'));
+    explicit_bzero(bytes.data(), bytes.size());
     if (line.ends_with('\r')) line.pop_back();
     return line;
 }
@@ -76,7 +78,7 @@ Epc parse_epc(const std::string& text, const std::string& name)
 tagwire::Password parse_secret(const std::string& text, const std::string& name)
 {
     std::string secret = text == "-"             ? typed(name)
-                         : text.starts_with('@') ? first_line_of(text.substr(1), name)
+                         : text.starts_with('@') ? first_line_of(text.substr(1))
                                                  : text;
     try {
         tagwire::Password password(secret);
