@@ -103,7 +103,7 @@ std::string fish_option(const CLI::App& command, const CLI::Option& option)
                                                : fmt::format(" -x -a {}", quoted(values));
     std::string text;
     for (const auto& name : option.get_lnames())
-        text += fish_line(command, "-l " + name + argument, option.get_description());
+        text += fish_line(command, fmt::format("-l {}{}", name, argument), option.get_description());
     return text;
 }
 
