@@ -237,6 +237,22 @@ TEST_F(FirmwareEndToEnd, ShowsAnObjectWhereTheReaderIsNotThere)
     }
 }
 
+TEST_F(FirmwareEndToEnd, UpdatesSeveralReadersAtOnce)
+{
+    const VirtualReader left(scenario);
+    const VirtualReader right(scenario, {"--listen", "127.0.0.2:0"});
+    auto arguments = update();
+    for (const auto& reader : {"left=" + left.url(), "right=" + right.url()})
+        arguments.insert(arguments.end(), {"--reader", reader});
+    const auto ended = run(TAGWIRE_TOOL_PATH, arguments);
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    for (const char* const line : {"left: the reader at 127.0.0.1:", "right: the reader at 127.0.0.2:"})
+        EXPECT_NE(ended.out.find(line), std::string::npos) << ended.out;
+    EXPECT_NE(ended.err.find("right: 100 %  "), std::string::npos) << ended.err;
+    EXPECT_EQ(version_of(left), "7.1");
+    EXPECT_EQ(version_of(right), "7.1");
+}
+
 TEST_F(FirmwareEndToEnd, IsInterruptedAmongTheBlocks)
 {
     for (const char* const place : {"--listen=127.0.0.1:0", "--pty"}) {

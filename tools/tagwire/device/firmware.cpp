@@ -9,10 +9,10 @@
 #include "commands/groups.h"
 #include "data_file.h"
 #include "device/progress.h"
+#include "live_screen.h"
 #include "open_reader.h"
 #include "option.h"
 #include "rows.h"
-#include "live_screen.h"
 #include "tag_options.h"
 
 namespace tagwire::tool {
@@ -79,7 +79,7 @@ class UpdateView {
   public:
     UpdateView(Session& session, const Update& update)
         : session_(session), update_(update), json_(session.options.json),
-          live_(!json_ && isatty(STDERR_FILENO) != 0),
+          live_(!json_ && session.options.chosen().size() == 1 && isatty(STDERR_FILENO) != 0),
           pace_(live_ ? ProgressPace(100, milliseconds(200)) : ProgressPace(10, milliseconds(10'000)))
     {}
 
@@ -318,13 +318,14 @@ int cancel(Session& session)
 void add_firmware_commands(Application& application)
 {
     auto& group = application.add_group("firmware", "The reader's own program.");
-    add_command_with<Update>(application, &group, "update", "Replace the reader's program.",
-                             add_update_options, plan_update);
-    application
-        .add_command(group, "cancel", "Have a reader leave its update mode: its old program runs on.",
-                     [] { return Work(cancel); })
-        .footer("Does nothing to a reader that is not in its update mode.\n\n"
-                "Examples:\n  tagwire firmware cancel");
+    application.set_readers(add_command_with<Update>(application, &group, "update",
+                                                     "Replace the reader's program.", add_update_options,
+                                                     plan_update),
+                            Readers::each);
+    add_question(application, group, "cancel",
+                 "Have a reader leave its update mode: its old program runs on.", cancel,
+                 "Does nothing to a reader that is not in its update mode.\n\n"
+                 "Examples:\n  tagwire firmware cancel");
 }
 
 }  // namespace tagwire::tool
