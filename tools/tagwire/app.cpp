@@ -27,7 +27,7 @@ constexpr const char* footer = R"(Examples:
   tagwire --reader serial:/dev/ttyUSB0?baud=115200 inventory --seconds 5
   export TAGWIRE_READER=serial:auto; tagwire watch --json | head
 
-Exit codes: 0 success, 1 failure, 2 wrong usage.
+Exit codes: 0 success, 1 failure, 2 wrong usage, 3 a difference or a finding was looked for and is there.
 'tagwire COMMAND --help' tells more about a command.)";
 
 // A value that is empty is seldom meant: a variable of a script was not set.

@@ -44,8 +44,7 @@ const char* name_of_session(AirSession session)
 
 std::string region_text(const Region& region)
 {
-    const std::string name(region.name.empty() ? fmt::format("band {}", region.band)
-                                               : std::string(region.name));
+    std::string name(region.name.empty() ? fmt::format("band {}", region.band) : std::string(region.name));
     if (!region.from || !region.to) return name;
     return fmt::format("{}, {:.2f} to {:.2f} MHz", name, region.from->value / 1000.0,
                        region.to->value / 1000.0);
