@@ -11,6 +11,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <tagwirexx/api.hpp>
@@ -26,6 +27,8 @@ struct CommissioningLock {
     Protection protection = Protection::password;
     bool forever = false;
 };
+// AREA:HOW, as in a table. Throws Error.
+TAGWIREXX_API CommissioningLock commissioning_lock(std::string_view text);
 
 // What is left out stays as it is.
 struct CommissioningPlan {

@@ -13,6 +13,7 @@
 namespace tagwire {
 inline namespace v1 {
 
+struct Read;
 struct SeenTag;
 struct ErrorDetails;
 
@@ -78,6 +79,8 @@ class TAGWIREXX_API Error : public std::system_error {
     const std::vector<MemoryRange>& unknown_words() const noexcept;
     // The tags that answered where one should have, see tagwirexx/inventory.hpp.
     const std::vector<SeenTag>& answered() const noexcept;
+    // What an inventory had brought before it ended so, see InventoryResult::reads.
+    const std::vector<Read>& reads() const noexcept;
 
   private:
     std::string operation_;

@@ -36,6 +36,7 @@ struct SeenTag {
     int rssi = 0;  // the strongest
 };
 
+// One that ends before its time is an Error, whose reads() are what it brought.
 struct InventoryResult {
     // Each tag once per port, in the order of their first reading, with the number of readings and the
     // strongest of them. Tags of one EPC are told apart by `tid`, where that was read from its first word on.
@@ -71,6 +72,8 @@ struct Condition6b {
     Comparison comparison = Comparison::equal;
     unsigned first = 0;  // byte of the tag's memory, 0 to 255
     Bytes content = {};  // 1 to 8 bytes
+    // Which of 8 bytes are compared, the highest bit for the first; as many as `content` has when empty.
+    std::optional<std::uint8_t> compared = {};
 };
 
 struct OtherTagsPlan {

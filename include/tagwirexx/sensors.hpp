@@ -82,6 +82,9 @@ struct SensorQuestion {
     std::optional<unsigned> wait_time = {};  // g2, ltu32: how long tags have power first, the reader's units
     bool latest = false;                     // em, fd: the latest measurement instead of a new one
     bool with_uid = false;                   // em: the tag's ID too
+    // Of tags that are asked one by one: the bytes of the sensor only. They are not converted, so that there are
+    // neither degrees nor, where all came, a problem; no calibration is read.
+    bool raw = false;
 };
 
 struct TemperaturePlan {

@@ -338,6 +338,15 @@ TEST_P(CommissioningOf, PlansAreLookedAtFirst)
 
 // -- tables
 
+TEST(CommissioningLocks, AreReadAsInATable)
+{
+    const CommissioningLock lock = commissioning_lock("kill_password:open_forever");
+    EXPECT_EQ(lock.area, Area::kill_password);
+    EXPECT_EQ(lock.protection, Protection::open);
+    EXPECT_TRUE(lock.forever);
+    EXPECT_EQ(error_of([] { commissioning_lock("user:shut"); })->code(), Errc::invalid_text);
+}
+
 class ATableOfTags : public testing::Test {
   protected:
     ~ATableOfTags() override { ::unlink(path.c_str()); }

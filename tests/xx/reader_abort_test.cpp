@@ -39,6 +39,29 @@ TEST_P(AbortedReader, AnInventoryEndsAndTheNextCallIsWhole)
         patiently([&] { return reader().inventory({.antennas = {Port(1)}, .scan_time = 200ms}); }).complete);
 }
 
+TEST_P(AbortedReader, WhatAnInventoryHadBroughtIsTold)
+{
+    connect(slow_scenario());
+    std::vector<Read> reads;
+    // Where the machine is so busy that nothing was taken yet, once more.
+    for (int i = 0; i < 20 && reads.empty(); ++i) {
+        const std::uint64_t before = device->counters().bytes_sent;
+        std::thread aborting([&] {
+            ASSERT_TRUE(
+                device->wait_until([&](const sim::Counters& now) { return now.bytes_sent > before + 2000; }));
+            reader().abort();
+        });
+        const auto error = error_of([&] {
+            reader().inventory({.q = 8, .session = Session::s1, .antennas = {Port(1)}, .scan_time = 25s});
+        });
+        aborting.join();
+        reads = error->reads();
+    }
+    ASSERT_FALSE(reads.empty());
+    EXPECT_EQ(reads.front().port, Port(1));
+    EXPECT_FALSE(reads.front().epc.empty());
+}
+
 TEST_P(AbortedReader, AStocktakeEndsAtOnceWhereverItIs)
 {
     sim::Scenario scenario = make_scenario(1);

@@ -243,6 +243,9 @@ TEST_P(OtherTags, Of6b)
     EXPECT_THAT(
         ids(patiently([&] { return reader().inventory_6b(greater); })),
         ElementsAre(std::pair(TagId("E000000000000003"), 1), std::pair(TagId("E000000000000004"), 1)));
+    const Condition6b last{Condition6b::Comparison::equal, 0, {0, 0, 0, 0, 0, 0, 0, 0x03}, 0x01};
+    EXPECT_THAT(ids(patiently([&] { return reader().inventory_6b(last); })),
+                ElementsAre(std::pair(TagId("E000000000000003"), 1)));
     const std::uint64_t before = device->counters().requests;
     for (const Condition6b& wrong : {Condition6b{}, Condition6b{{}, 0, Bytes(9)}, Condition6b{{}, 256, {1}},
                                      Condition6b{static_cast<Condition6b::Comparison>(4), 0, {1}}})

@@ -231,6 +231,21 @@ TEST_P(SensorsOf, ThoseAskedOneByOneHaveAProblemEach)
     }
 }
 
+TEST_P(SensorsOf, BytesThatAreNotConvertedNeedNoCalibration)
+{
+    auto g2 = sensor();
+    for (const SensorChip chip : {SensorChip::g2, SensorChip::em, SensorChip::yl}) {
+        SensorQuestion question{.raw = true};
+        if (chip != SensorChip::yl) question.calibration_word = 200;  // where the tag has no memory
+        const Temperature measured = patiently([&] { return g2.temperature(chip, question); });
+        EXPECT_EQ(measured.raw.size(), chip == SensorChip::yl ? 2U : 4U);
+        EXPECT_FALSE(measured.celsius);
+        EXPECT_EQ(measured.problem, "");
+        EXPECT_TRUE(measured.calibration.empty());
+    }
+    expect_invalid([&] { reader().temperatures({.question = {.raw = true}}); });
+}
+
 TEST_P(SensorsOf, EachIsToldAsItComes)
 {
     std::vector<Epc> told;

@@ -38,7 +38,7 @@ Condition condition_of(const ReaderInside& inside, const Condition6b& given)
     out.first = static_cast<u8>(checked(inside, call_6b, "the first byte", given.first, 0, 255));
     const int size = checked(inside, call_6b, "the count of bytes to compare with",
                              static_cast<long long>(given.content.size()), 1, 8);
-    out.mask = static_cast<u8>(0xFF00U >> static_cast<unsigned>(size));
+    out.mask = given.compared.value_or(static_cast<u8>(0xFF00U >> static_cast<unsigned>(size)));
     std::copy(given.content.begin(), given.content.end(), out.content.begin());
     return out;
 }

@@ -4,8 +4,7 @@
 
 #include "tagwire/result.h"
 #include "xx/reader/both_ways.h"
-
-#include <tagwirexx/error.hpp>
+#include "xx/values/error_details.h"
 
 namespace tagwire {
 inline namespace v1 {
@@ -28,6 +27,22 @@ std::vector<Port> ports_in_use(ReaderInside& inside)
         if (error.code() == Errc::aborted || error.code() == Errc::lost) throw;
         return {Port(1)};
     }
+}
+
+// What came until then goes along.
+Error told_with(const Error& error, TagCollection& tags)
+{
+    tags.end_inventory();
+    auto details = std::make_shared<ErrorDetails>();
+    details->tag_error = error.tag_error();
+    details->reads = tags.take_result().reads;
+    return {static_cast<Errc>(error.code().value()),
+            error.operation(),
+            error.reader(),
+            error.text(),
+            error.outcome(),
+            error.result(),
+            details};
 }
 
 }  // namespace
@@ -78,12 +93,14 @@ std::vector<Place> places_of(ReaderInside& inside, const ScanPlan& plan, bool mu
 
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagCollection& tags,
                 const std::function<int(const Place&)>& send)
-{
+try {
     return scan_place(inside, call, place, [&](const Place& at) {
         const int result = send(at);
         tags.end_inventory();
         return result;
     });
+} catch (const Error& error) {
+    throw told_with(error, tags);
 }
 
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place,

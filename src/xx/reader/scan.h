@@ -42,6 +42,7 @@ std::vector<Place> places_of(ReaderInside& inside, const ScanPlan& plan, bool mu
 // One inventory; false where its time was over.
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place,
                 const std::function<int(const Place&)>& send);
+// An Error tells what came until then.
 bool scan_place(ReaderInside& inside, const Call& call, const Place& place, TagCollection& tags,
                 const std::function<int(const Place&)>& send);
 

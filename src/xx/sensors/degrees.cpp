@@ -98,13 +98,19 @@ void convert_voltage(Measured& measured)
         measured.millivolts = measured.raw;
 }
 
-void convert(const ChipRule& rule, Temperature& measured)
+void require_whole(const ChipRule& rule, Temperature& measured)
 {
     const std::size_t size = rule.raw_size();
     if (measured.raw.size() < size)
         measured.problem = "only " + std::to_string(measured.raw.size()) + " of the " + std::to_string(size) +
                            " bytes of the sensor came";
-    else if (rule.has_sense_word)
+}
+
+void convert(const ChipRule& rule, Temperature& measured)
+{
+    require_whole(rule, measured);
+    if (!measured.problem.empty()) return;
+    if (rule.has_sense_word)
         convert_sense_word(measured);
     else
         convert_hundredths(measured.raw, measured.celsius, measured.problem);

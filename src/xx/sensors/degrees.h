@@ -24,6 +24,8 @@ const ChipRule* find_chip(SensorChip chip);
 // Whether it is of a kind of conversion that there is.
 bool is_known_kind(std::span<const std::uint8_t> calibration);
 
+// Sets a problem where bytes of the sensor are missing.
+void require_whole(const ChipRule& rule, Temperature& measured);
 // Set the value, or the problem.
 void convert(const ChipRule& rule, Temperature& measured);
 void convert_hundredths(std::span<const std::uint8_t> hundredths, std::optional<double>& celsius,

@@ -15,6 +15,8 @@ u8 byte_or(const std::optional<unsigned>& value, unsigned otherwise)
     return static_cast<u8>(value.value_or(otherwise));
 }
 
+bool reads_calibration(const SensorQuestion& question) { return !question.calibration && !question.raw; }
+
 // The calibration comes with the same answer, behind the sensor word.
 void measure_g2(TagInside& tag, const SensorCall& how, const SensorQuestion& question,
                 const std::optional<Bytes>& time, Temperature& measured)
@@ -26,7 +28,7 @@ void measure_g2(TagInside& tag, const SensorCall& how, const SensorQuestion& que
     const u8 start = byte_or(question.start_word, 0);
     const u8 wait = byte_or(question.wait_time, 0);
     const u8 word = byte_or(question.calibration_word, usual_calibration_word);
-    const u8 reads_back = question.calibration ? 0 : 1;
+    const u8 reads_back{reads_calibration(question)};
     const int result =
         time ? reader.run(how.call, &O::GetTagTemperatureByTime, name.id.data(), name.words, start, wait,
                           in(*time), word, calibration_words, reads_back, data.data(), &tag_error)
@@ -35,7 +37,7 @@ void measure_g2(TagInside& tag, const SensorCall& how, const SensorQuestion& que
     require_done(tag, how, result, tag_error);
     const int came = reader.came();
     measured.raw = as_came(data, came, sense_size);
-    if (!question.calibration)
+    if (reads_back != 0)
         measured.calibration =
             as_came(std::span(data).subspan(sense_size), came - int{sense_size}, calibration_size);
 }
@@ -73,7 +75,7 @@ void measure_em(TagInside& tag, const SensorCall& how, const SensorQuestion& que
         std::uint32_t{utc[0]} << 24U | std::uint32_t{utc[1]} << 16U | std::uint32_t{utc[2]} << 8U | utc[3];
     if (seconds != 0) measured.measured_at.emplace(std::chrono::seconds(seconds));
     if (question.with_uid) measured.uid.assign(uid.begin() + 1, uid.begin() + 1 + uid_size);
-    if (!question.calibration)
+    if (reads_calibration(question))
         measured.calibration =
             read_calibration(tag, byte_or(question.calibration_word, usual_calibration_word));
 }
@@ -124,6 +126,7 @@ void check_question(const ReaderInside& inside, const Call& call, SensorChip chi
             "a time to wait");
     require(question.latest, is_em || chip == SensorChip::fd, "the latest measurement");
     require(question.with_uid, is_em, "the tag's ID");
+    require(question.raw, asked == Asked::one_by_one, "bytes that are not converted");
     if (question.calibration && question.calibration_word)
         refuse_value(inside, call, "give the calibration, or the word where it stands");
     if (question.calibration && !is_known_kind(*question.calibration))
@@ -149,7 +152,8 @@ void measure_one(TagInside& tag, SensorChip chip, const SensorQuestion& question
     default: measure_g2(tag, how, question, time, measured);
     }
     measured.received = {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
-    if (measured.problem.empty()) convert(rule, measured);
+    if (!measured.problem.empty()) return;
+    question.raw ? require_whole(rule, measured) : convert(rule, measured);
 }
 
 }  // namespace v1

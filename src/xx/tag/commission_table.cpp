@@ -68,21 +68,6 @@ std::vector<std::string_view> split_at(std::string_view text, char separator)
     throw Error(Errc::invalid_text, load_name, {}, text);
 }
 
-CommissioningLock lock_of(std::string_view text)
-{
-    const std::size_t colon = text.find(':');
-    const std::string_view how = colon == std::string_view::npos ? "" : text.substr(colon + 1);
-    const bool is_open = how == "open" || how == "open_forever";
-    const bool is_forever = how == "forever" || how == "open_forever";
-    const Protection protection = is_open ? Protection::open : Protection::password;
-    for (const Area area : {Area::kill_password, Area::access_password, Area::epc, Area::tid, Area::user})
-        if (text.substr(0, colon) == name_of(area) && (is_open || is_forever || how == "password"))
-            return {area, protection, is_forever};
-    refuse_text('\'' + std::string(text) +
-                "' is no lock: AREA:HOW, where AREA is kill_password, access_password, epc, tid or user, and "
-                "HOW is open, password, forever or open_forever");
-}
-
 // What a column puts into a plan.
 struct Column {
     std::string_view name;
@@ -97,7 +82,7 @@ constexpr std::array columns{
     Column{"lock",
            [](CommissioningPlan& plan, std::string_view cell) {
                for (const std::string_view lock : split_at(cell, ' '))
-                   if (!lock.empty()) plan.locks.push_back(lock_of(lock));
+                   if (!lock.empty()) plan.locks.push_back(commissioning_lock(lock));
            }},
     Column{"password",
            [](CommissioningPlan& plan, std::string_view cell) { plan.password = Password(cell); }},
@@ -182,6 +167,21 @@ class Table {
 };
 
 }  // namespace
+
+CommissioningLock commissioning_lock(std::string_view text)
+{
+    const std::size_t colon = text.find(':');
+    const std::string_view how = colon == std::string_view::npos ? "" : text.substr(colon + 1);
+    const bool is_open = how == "open" || how == "open_forever";
+    const bool is_forever = how == "forever" || how == "open_forever";
+    const Protection protection = is_open ? Protection::open : Protection::password;
+    for (const Area area : {Area::kill_password, Area::access_password, Area::epc, Area::tid, Area::user})
+        if (text.substr(0, colon) == name_of(area) && (is_open || is_forever || how == "password"))
+            return {area, protection, is_forever};
+    refuse_text('\'' + std::string(text) +
+                "' is no lock: AREA:HOW, where AREA is kill_password, access_password, epc, tid or user, and "
+                "HOW is open, password, forever or open_forever");
+}
 
 std::vector<CommissioningPlan> load_commissioning(const std::string& path)
 {

@@ -74,5 +74,7 @@ const std::vector<MemoryRange>& Error::unknown_words() const noexcept { return d
 
 const std::vector<SeenTag>& Error::answered() const noexcept { return details_->answered; }
 
+const std::vector<Read>& Error::reads() const noexcept { return details_->reads; }
+
 }  // namespace v1
 }  // namespace tagwire

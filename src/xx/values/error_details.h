@@ -12,6 +12,7 @@ struct ErrorDetails {
     std::vector<MemoryRange> not_written = {};
     std::vector<MemoryRange> unknown = {};
     std::vector<SeenTag> answered = {};
+    std::vector<Read> reads = {};
     int tag_error = -1;
 };
 
