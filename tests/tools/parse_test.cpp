@@ -34,8 +34,11 @@ TEST(Hex, FillsBytesFromTheLeft)
     EXPECT_EQ(parse_hex("E2801a", "x"), (Bytes{0xE2, 0x80, 0x1A}));
     EXPECT_EQ(parse_hex("E28", "x"), (Bytes{0xE2, 0x80}));
     EXPECT_EQ(message_of([] { parse_hex("", "mask data"); }), "mask data is empty: give hexadecimal digits");
-    EXPECT_EQ(message_of([] { parse_hex("12g4", "mask data"); }), "mask data '12g4' is not hexadecimal");
-    EXPECT_THROW(parse_hex("0x12", "x"), UsageError);
+    EXPECT_EQ(message_of([] { parse_hex("12g4", "mask data"); }),
+              "mask data: character 3 is no hexadecimal digit");
+    EXPECT_EQ(parse_hex("0xE280 1a 0X05", "x"), (Bytes{0xE2, 0x80, 0x1A, 0x05}));
+    for (const auto* const text : {"0x", " ", "0x0x12", "12x3", "E2:80"})
+        EXPECT_THROW(parse_hex(text, "x"), UsageError) << text;
 }
 
 TEST(Units, AreWhole)
@@ -43,20 +46,15 @@ TEST(Units, AreWhole)
     EXPECT_EQ(parse_units("E2801a00", "--data", 2), (Bytes{0xE2, 0x80, 0x1A, 0}));
     EXPECT_EQ(parse_units("E2801a", "--data", 1), (Bytes{0xE2, 0x80, 0x1A}));
     EXPECT_EQ(message_of([] { parse_units("E2801a", "--data", 2); }),
-              "--data 'E2801a' has 6 hexadecimal digits: give 4 for every word");
+              "--data has 6 hexadecimal digits: give 4 for every word");
     EXPECT_EQ(message_of([] { parse_units("E28", "--data", 1); }),
-              "--data 'E28' has 3 hexadecimal digits: give 2 for every byte");
+              "--data has 3 hexadecimal digits: give 2 for every byte");
+    EXPECT_EQ(parse_units("0x12 34", "--data", 2), (Bytes{0x12, 0x34}));
+    EXPECT_EQ(parse_exactly("12 34", "--data", 2), (Bytes{0x12, 0x34}));
+    EXPECT_EQ(message_of([] { parse_exactly("123", "VALUE", 2); }),
+              "VALUE has 3 hexadecimal digits and not 4");
     EXPECT_THROW(parse_units("", "--data", 2), UsageError);
     EXPECT_THROW(parse_units("E28x", "--data", 2), UsageError);
-}
-
-TEST(PasswordText, HasEightDigitsAndIsNotRepeated)
-{
-    EXPECT_EQ(parse_password("12ab00FF", "--password"), (Password{0x12, 0xAB, 0, 0xFF}));
-    for (const auto* const text : {"", "1234567", "123456789", "1234567g", "0x123456"}) {
-        EXPECT_EQ(message_of([&] { parse_password(text, "--password"); }),
-                  "--password is not valid: use 8 hexadecimal digits");
-    }
 }
 
 TEST(Ports, AreBits)
@@ -151,7 +149,8 @@ TEST(MaskText, SaysWhatIsWrong)
               "mask bit address '65536' is not valid: use a number from 0 to 65535");
     EXPECT_EQ(message_of([] { parse_mask("epc:32:"); }), "mask data is empty: give hexadecimal digits");
     EXPECT_EQ(message_of([] { parse_mask("epc:32:/4"); }), "mask data is empty: give hexadecimal digits");
-    EXPECT_EQ(message_of([] { parse_mask("epc:32:E2:5"); }), "mask data 'E2:5' is not hexadecimal");
+    EXPECT_EQ(message_of([] { parse_mask("epc:32:E2:5"); }),
+              "mask data: character 3 is no hexadecimal digit");
     EXPECT_EQ(message_of([] { parse_mask("epc:32:E2/9"); }),
               "mask bit count '9' is not valid: use a number from 1 to 8");
     EXPECT_THROW(parse_mask("epc:32:E2/0"), UsageError);

@@ -28,7 +28,7 @@ class SimulatedReader {
                                        : "serial:" + reader_.open_pty())
     {}
 
-    sim::Reader* operator->() { return &reader_; }
+    sim::Reader* operator->() const { return &reader_; }
 
     Arguments arguments(Arguments words) const
     {

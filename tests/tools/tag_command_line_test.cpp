@@ -34,6 +34,7 @@ TEST(TagCommandLine, HelpsWithExamples)
                                           {"write"},
                                           {"write-epc"},
                                           {"erase"},
+                                          {"password", "set"},
                                           {"lock"},
                                           {"kill"},
                                           {"select"},
@@ -139,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"privacy", "set"}, joined({"privacy", "set", "--any"}, epc),
                     joined({"eas", "set", "maybe"}, epc), joined({"eas", "set"}, epc),
                     joined({"qt", "set", "256"}, epc), joined({"untraceable", "--epc-words", "32"}, epc),
-                    joined({"untraceable", "--tid", "perhaps"}, epc), joined({"authenticate"}, epc),
+                    joined({"untraceable", "--hide-tid", "perhaps"}, epc), joined({"authenticate"}, epc),
                     joined({"authenticate", "--suite", "1", "--message-length", "7", "--message",
                             "01020304050607"},
                            epc)));
@@ -197,6 +198,25 @@ TEST(Confirmation, IsNeededWhereNobodyCanBeAsked)
         const auto confirmed = tool(joined(arguments, {"--yes"}));
         EXPECT_EQ(confirmed.exit_code, 1) << deed;
         EXPECT_NE(confirmed.err.find("refuses the connection"), std::string::npos) << confirmed.err;
+    }
+}
+
+TEST(Confirmation, IsNeededForWhatDestroysDataOrReach)
+{
+    for (const auto& [arguments, deed] :
+         std::vector<ForGood>{{joined({"erase", "--bank", "user", "--count", "2"}, epc),
+                               "erase 2 words of user of tag E28011700000020F00000001, from word 0 on"},
+                              {joined({"privacy", "set"}, epc),
+                               "hide the tag E28011700000020F00000001 from everybody without its password"},
+                              {joined({"untraceable", "--hide-user"}, epc),
+                               "change what the tag E28011700000020F00000001 shows"},
+                              {joined({"gb", "erase", "--area", "user", "--count", "1"}, id),
+                               "erase 1 word of user of tag E28011700000020F, from word 0 on"}}) {
+        const auto refused = tool(arguments);
+        EXPECT_EQ(refused.exit_code, 2) << deed;
+        EXPECT_EQ(refused.err, "tagwire: this would " + deed +
+                                   ": nothing was sent. Add --yes, or use a terminal to be asked\n");
+        EXPECT_EQ(tool(joined(arguments, {"--yes"})).exit_code, 1) << deed;
     }
 }
 

@@ -1,10 +1,12 @@
 // Commands for single tags and for the reader's buffer against a virtual reader.
+#include "simulated_reader.h"
 #include "virtual_reader.h"
 
 #include <map>
 #include <set>
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 namespace tagwire::tool::test {
 namespace {
@@ -147,7 +149,7 @@ TEST_F(Gen2EndToEnd, WritesAndReadsLongDataInPieces)
         EXPECT_EQ(object["verified"], true);
         EXPECT_EQ(object["written"], Json::parse(R"([{"first":0,"count":600}])"));
         EXPECT_EQ(read(open_epc, "user", 0, user_words), data);
-        EXPECT_EQ(tool(reader, {"erase", "--epc", open_epc, "--bank", "user", "--count", "255"}).out,
+        EXPECT_EQ(tool(reader, {"erase", "--epc", open_epc, "--bank", "user", "--count", "255", "--yes"}).out,
                   "255 words of user erased from word 0 on\n");
         EXPECT_EQ(read(open_epc, "user", 0, user_words), zeros(255) + data.substr(4 * 255));
     }
@@ -293,6 +295,106 @@ TEST_F(Gen2EndToEnd, TakesPasswordsFromFilesAndTheEnvironment)
     EXPECT_EQ(none.err.find(password), std::string::npos);
 }
 
+TEST_F(Gen2EndToEnd, SetsPasswords)
+{
+    const TemporaryDirectory directory;
+    const auto secret = directory.write("secret", "0x1122 3344\n");
+    const auto set =
+        json_of(reader, {"password", "set", "access", "--epc", open_epc, "--new-password", "@" + secret});
+    EXPECT_EQ(set["which"], "access");
+    EXPECT_EQ(set["verified"], true);
+    EXPECT_EQ(set.dump().find("1122"), std::string::npos);
+    EXPECT_EQ(read(open_epc, "reserved", 2, 2, {"--password", "11223344"}), "11223344");
+    EXPECT_EQ(tool(reader, {"password", "set", "kill", "--tid", "E28011602000000100000002", "--password",
+                            password, "--new-password", "55667788"})
+                  .out,
+              "the kill password is written and read back\n");
+    EXPECT_EQ(read(secured_epc, "reserved", 0, 2, {"--password", password}), "55667788");
+}
+
+TEST_F(Gen2EndToEnd, TakesHexadecimalAsPeopleWriteIt)
+{
+    EXPECT_EQ(write(open_epc, "user", "0xCAFE 0xBABE 1234").exit_code, 0);
+    EXPECT_EQ(read("E280 1170 0000 020F 0000 0001", "user", 0, 3), "CAFEBABE1234");
+    const auto wrong = write(open_epc, "reserved", "1122334G");
+    EXPECT_EQ(wrong.exit_code, 2);
+    EXPECT_EQ(wrong.err, "tagwire: --data: character 8 is no hexadecimal digit\n");
+}
+
+TEST_F(Gen2EndToEnd, CommissionsTheTagsOfATable)
+{
+    const TemporaryDirectory directory;
+    const auto table =
+        directory.write("tags.csv", "tid,epc,access,lock\n"
+                                    "E28011602000000100000001,AAAA000000000001,11223344,epc:password\n"
+                                    "E280116020000001000000FF,AAAA000000000002,,\n");
+    const Arguments commission{"commission", table, "--json"};
+    const auto broken = tool(reader, commission);
+    EXPECT_EQ(broken.exit_code, 1);
+    const auto reports = objects_of(broken.out);
+    ASSERT_EQ(reports.size(), 2u) << broken.err;
+    EXPECT_EQ(reports[0]["tid"], "E28011602000000100000001");
+    EXPECT_EQ(reports[0]["ok"], true);
+    EXPECT_EQ(reports[0]["resumed"], false);
+    EXPECT_EQ(reports[0]["reader"], reader.url());
+    EXPECT_EQ(reports[1]["ok"], false);
+    EXPECT_EQ(reports[1]["steps"][0]["state"], "failed");
+    EXPECT_EQ(broken.err, "1 of 2 tags done, 1 failed\n");
+    // Run again, what is there is found.
+    EXPECT_EQ(objects_of(tool(reader, commission).out).at(0)["resumed"], true);
+    const auto one = tool(reader, {"commission", "--tid", "E28011602000000100000001", "--new-epc", "BBBB",
+                                   "--password", "11223344", "--lock", "user:password"});
+    EXPECT_EQ(one.exit_code, 0) << one.err;
+    EXPECT_TRUE(one.out.starts_with("E28011602000000100000001 ok: EPC done")) << one.out;
+    EXPECT_EQ(
+        tool(reader, {"commission", "--tid", "E28011602000000100000001", "--lock", "user:forever"}).exit_code,
+        2);
+    for (const auto& wrong : std::vector<Arguments>{{"commission"},
+                                                    {"commission", "/no/such/file"},
+                                                    {"commission", table, "--new-epc", "BBBB"},
+                                                    {"commission", "--new-epc", "BBBB"},
+                                                    {"commission", "--tid", "E280", "--lock", "user"}})
+        EXPECT_EQ(tool(reader, wrong).exit_code, 2) << wrong.back();
+}
+
+TEST(Retries, AreOfWhatChangesNothing)
+{
+    const SimulatedReader reader(ReaderLink::tcp, gen2_scenario());
+    constexpr std::uint8_t read_command = 0x02;
+    constexpr std::uint8_t write_command = 0x03;
+    constexpr std::uint8_t no_tag = 0xFB;
+    const auto asked = [&](std::uint8_t command) { return reader->counters().commands[command]; };
+    const Arguments read{"read", "--epc", open_epc, "--bank", "tid", "--word", "0", "--count", "2"};
+    reader->inject(sim::Fault::error(read_command, no_tag, 2));
+    reader.expect_failure(read, "no such tag");
+    EXPECT_EQ(reader.output(joined(read, {"--retries", "1"})), "E2801160\n");
+    EXPECT_EQ(asked(read_command), 3u);
+    reader->inject(sim::Fault::error(write_command, no_tag, 0));
+    reader.expect_failure({"write", "--epc", open_epc, "--bank", "user", "--data", "CAFE", "--retries", "5"},
+                          "no such tag");
+    EXPECT_EQ(asked(write_command), 1u);
+}
+
+TEST(Interrupted, AnInventoryShowsWhatCame)
+{
+    SimulatedReader reader(ReaderLink::tcp,
+                           "[reader]\nair_time = 1\n[[tag]]\nepc = \"E2801170\"\ncount = 3000\n");
+    Ended ended;
+    // Where the machine is so busy that nothing was taken yet, once more.
+    for (int i = 0; i < 20 && ended.out.empty(); ++i) {
+        const auto before = reader->counters().bytes_sent;
+        Process inventory(TAGWIRE_TOOL_PATH, reader.arguments({"inventory", "--q", "8", "--antenna", "1",
+                                                               "--scan-time", "25000", "--session", "S1"}));
+        ASSERT_TRUE(
+            reader->wait_until([&](const sim::Counters& now) { return now.bytes_sent > before + 4000; }));
+        inventory.send_signal(SIGINT);
+        ended = inventory.wait();
+        EXPECT_EQ(ended.exit_code, 0) << ended.err;
+        EXPECT_NE(ended.err.find("; interrupted, there may be more"), std::string::npos) << ended.err;
+    }
+    EXPECT_TRUE(ended.out.starts_with("E2801170")) << ended.out;
+}
+
 TEST_F(Gen2EndToEnd, LocksAndUnlocks)
 {
     const Arguments lock{"lock", "--epc", secured_epc, "--area", "user"};
@@ -369,7 +471,7 @@ TEST_F(Gen2EndToEnd, SelectsTags)
 TEST_F(Gen2EndToEnd, KeepsTagsPrivate)
 {
     EXPECT_EQ(json_of(reader, {"privacy", "check"})["protected"], false);
-    const auto set = tool(reader, {"privacy", "set", "--epc", secured_epc, "--password", password});
+    const auto set = tool(reader, {"privacy", "set", "--epc", secured_epc, "--password", password, "--yes"});
     EXPECT_EQ(set.out, "the tag is protected against being read\n") << set.err;
     expect_failure(tool(reader, {"read", "--epc", secured_epc, "--bank", "tid", "--count", "1"}),
                    "no tag answers to");
@@ -377,7 +479,7 @@ TEST_F(Gen2EndToEnd, KeepsTagsPrivate)
     EXPECT_EQ(read(secured_epc, "tid", 5, 1), "0002");
     EXPECT_EQ(tool(reader, {"privacy", "set", "--any"}).exit_code, 2);
     expect_failure(tool(reader, {"privacy", "set", "--any", "--yes"}), "3 tags answer to the reader");
-    EXPECT_EQ(tool(reader, {"privacy", "set", "--epc", open_epc}).exit_code, 0);
+    EXPECT_EQ(tool(reader, {"privacy", "set", "--epc", open_epc, "--yes"}).exit_code, 0);
     EXPECT_EQ(tool(reader, {"privacy", "check"}).out, "protected against being read: yes\n");
 }
 
@@ -399,9 +501,9 @@ TEST_F(Gen2EndToEnd, UsesTheOtherFeatures)
     expect_failure(write(open_epc, "user", "1234", {"--word", "4"}), "the memory is locked");
     EXPECT_EQ(write(open_epc, "user", "1234", {"--word", "8"}).exit_code, 0);
 
-    EXPECT_EQ(
-        json_of(reader, {"untraceable", "--epc", open_epc, "--tid", "hide", "--epc-words", "4"})["epc_words"],
-        4);
+    EXPECT_EQ(json_of(reader, {"untraceable", "--tid", "E28011602000000100000001", "--hide-tid", "all",
+                               "--epc-words", "4", "--yes"})["epc_words"],
+              4);
     expect_failure(tool(reader, {"read", "--epc", "E28011700000020F", "--bank", "tid", "--count", "1"}),
                    "no such memory");
 
@@ -520,6 +622,10 @@ TEST(Tags6bEndToEnd, AreListed)
     const auto none = tool(reader, {"6b", "inventory", "--condition", "equal", "--content", "FF"});
     EXPECT_TRUE(none.err.starts_with("0 tags, ")) << none.err;
     EXPECT_EQ(tool(reader, {"6b", "inventory", "--byte", "3"}).exit_code, 2);
+    // The last of 8 bytes only.
+    const auto last = list_of(reader, {"6b", "inventory", "--condition", "equal", "--content",
+                                       "0000000000005679", "--compare", "1"});
+    EXPECT_EQ(values_of(last, "id"), (std::set<std::string>{"E004000012345679"}));
 }
 
 TEST(Tags6bEndToEnd, AreReadWrittenAndLocked)
@@ -599,7 +705,8 @@ TEST_P(GbEndToEnd, ReadsWritesAndErases)
         tool(reader, command("read", {"--mask", "coding:16:0001", "--area", "info", "--count", "2"})).out,
         "11112222\n");
     EXPECT_EQ(
-        tool(reader, tag_command("erase", {"--area", "user", "--word", "10", "--count", "140"})).exit_code,
+        tool(reader, tag_command("erase", {"--area", "user", "--word", "10", "--count", "140", "--yes"}))
+            .exit_code,
         0);
     EXPECT_EQ(tool(reader, tag_command("read", {"--area", "user", "--word", "9", "--count", "2"})).out,
               "10090000\n");

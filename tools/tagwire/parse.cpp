@@ -33,6 +33,37 @@ std::optional<std::uint32_t> number(std::string_view text)
 
 std::optional<std::uint8_t> hex_digit(char c) { return whole_number<std::uint8_t>({&c, 1}, 16); }
 
+struct Digits {
+    std::vector<std::uint8_t> bytes;
+    std::size_t count = 0;
+};
+
+// What is wrong is told by its place: it may be a password.
+Digits digits_in(std::string_view text, std::string_view what)
+{
+    Digits out;
+    out.bytes.reserve(text.size() / 2 + 1);
+    bool begins = true;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == ' ' || text[i] == '\t') {
+            begins = true;
+            continue;
+        }
+        const auto rest = text.substr(i);
+        if (std::exchange(begins, false) && (rest.starts_with("0x") || rest.starts_with("0X"))) {
+            ++i;
+            continue;
+        }
+        const auto digit = hex_digit(text[i]);
+        if (!digit) throw UsageError(fmt::format("{}: character {} is no hexadecimal digit", what, i + 1));
+        const bool is_high = out.count++ % 2 == 0;
+        if (is_high) out.bytes.push_back(0);
+        out.bytes.back() = static_cast<std::uint8_t>(out.bytes.back() | *digit << (is_high ? 4 : 0));
+    }
+    if (out.count == 0) throw UsageError(fmt::format("{} is empty: give hexadecimal digits", what));
+    return out;
+}
+
 std::pair<std::string_view, std::optional<std::string_view>> split(std::string_view text, char separator)
 {
     const auto position = text.find(separator);
@@ -62,36 +93,22 @@ std::uint32_t parse_number(std::string_view text, std::string_view what, std::ui
 
 std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what)
 {
-    if (text.empty()) throw UsageError(fmt::format("{} is empty: give hexadecimal digits", what));
-    std::vector<std::uint8_t> bytes((text.size() + 1) / 2);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto digit = hex_digit(text[i]);
-        if (!digit) throw UsageError(fmt::format("{} '{}' is not hexadecimal", what, text));
-        const int shift = i % 2 == 0 ? 4 : 0;
-        bytes[i / 2] = static_cast<std::uint8_t>(bytes[i / 2] | *digit << shift);
-    }
-    return bytes;
+    return digits_in(text, what).bytes;
 }
 
 std::vector<std::uint8_t> parse_units(std::string_view text, std::string_view what, std::size_t unit_bytes)
 {
-    auto bytes = parse_hex(text, what);
-    if (text.size() % (2 * unit_bytes) == 0) return bytes;
-    throw UsageError(fmt::format("{} '{}' has {} hexadecimal digits: give {} for every {}", what, text,
-                                 text.size(), 2 * unit_bytes, unit_bytes == 1 ? "byte" : "word"));
+    auto digits = digits_in(text, what);
+    if (digits.count % (2 * unit_bytes) == 0) return std::move(digits.bytes);
+    throw UsageError(fmt::format("{} has {} hexadecimal digits: give {} for every {}", what, digits.count,
+                                 2 * unit_bytes, unit_bytes == 1 ? "byte" : "word"));
 }
 
-Password parse_password(std::string_view text, std::string_view what)
+std::vector<std::uint8_t> parse_exactly(std::string_view text, std::string_view what, std::size_t bytes)
 {
-    Password password{};
-    if (text.size() != 2 * password.size())
-        throw UsageError(fmt::format("{} is not valid: use 8 hexadecimal digits", what));
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto digit = hex_digit(text[i]);
-        if (!digit) throw UsageError(fmt::format("{} is not valid: use 8 hexadecimal digits", what));
-        password[i / 2] = static_cast<std::uint8_t>(password[i / 2] << 4 | *digit);
-    }
-    return password;
+    auto digits = digits_in(text, what);
+    if (digits.count == 2 * bytes) return std::move(digits.bytes);
+    throw UsageError(fmt::format("{} has {} hexadecimal digits and not {}", what, digits.count, 2 * bytes));
 }
 
 std::chrono::milliseconds parse_seconds(std::string_view text)
@@ -141,8 +158,9 @@ Mask parse_mask(std::string_view text, const NameSet& banks)
     Mask mask;
     mask.bank = parse_name(bank, "mask bank", banks);
     mask.bit_address = static_cast<std::uint16_t>(parse_number(address, "mask bit address", 0, 65535));
-    mask.data = parse_hex(digits, "mask data");
-    const auto given = digits.size() * 4;
+    const auto found = digits_in(digits, "mask data");
+    mask.data = found.bytes;
+    const auto given = found.count * 4;
     if (!count && given > most_bits) {
         throw UsageError(
             fmt::format("mask data has {} bits: at most {} can be sent, use HEX/BITS", given, most_bits));

@@ -18,16 +18,22 @@ namespace tagwire::tool {
 std::uint32_t parse_number(std::string_view text, std::string_view what, std::uint32_t lowest,
                            std::uint32_t highest);
 
-// Any number of hexadecimal digits but none; an odd last digit becomes the high half of the last byte.
+// Any number of hexadecimal digits but none, with blanks and 0x in front of groups of them; an odd last digit
+// becomes the high half of the last byte.
 std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what);
 
 // The same in whole units of so many bytes: "words" of 2, "bytes" of 1.
 std::vector<std::uint8_t> parse_units(std::string_view text, std::string_view what, std::size_t unit_bytes);
 
-using Password = std::array<std::uint8_t, 4>;
+std::vector<std::uint8_t> parse_exactly(std::string_view text, std::string_view what, std::size_t bytes);
 
-// 8 hexadecimal digits.
-Password parse_password(std::string_view text, std::string_view what);
+// The same as a value of an option.
+inline auto exactly(std::size_t bytes)
+{
+    return [bytes](const std::string& text, const std::string& name) {
+        return parse_exactly(text, name, bytes);
+    };
+}
 
 // Seconds with an optional fraction, more than none.
 std::chrono::milliseconds parse_seconds(std::string_view text);

@@ -8,15 +8,6 @@ void show(Session& session, const Done& done)
     session.out.flush();
 }
 
-int run_tag_call(Session& session, const TagName& name, Operation operation, Done done,
-                 const std::function<TagResult(TagCall&, Done&)>& call)
-{
-    return run_call(session, operation, std::move(done), [&](const ReaderConnection& reader, Done& shown) {
-        TagCall tag(reader, name);
-        return call(tag, shown);
-    });
-}
-
 int run_call(Session& session, Operation operation, Done done,
              const std::function<TagResult(const ReaderConnection&, Done&)>& call)
 {

@@ -9,6 +9,7 @@ void add_information_commands(Application& application);     // info
 void add_inventory_commands(Application& application);       // inventory
 void add_watch_commands(Application& application);           // watch
 void add_tag_commands(Application& application);             // read, write, lock, kill, chip features
+void add_commission_commands(Application& application);      // commission: of add_tag_commands
 void add_select_commands(Application& application);          // select
 void add_buffer_commands(Application& application);          // buffer
 void add_iso6b_commands(Application& application);           // 6b

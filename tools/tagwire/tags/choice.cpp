@@ -68,11 +68,6 @@ std::string typed(const std::string& name)
 
 void wipe(std::string& text) { explicit_bzero(text.data(), text.size()); }
 
-Epc parse_epc(const std::string& text, const std::string& name)
-{
-    return Epc(hex(2, most_epc_bytes)(text, name));
-}
-
 }  // namespace
 
 tagwire::Password parse_secret(const std::string& text, const std::string& name)
@@ -81,14 +76,26 @@ tagwire::Password parse_secret(const std::string& text, const std::string& name)
                          : text.starts_with('@') ? first_line_of(text.substr(1))
                                                  : text;
     try {
-        tagwire::Password password(secret);
+        auto bytes = parse_exactly(secret, name, 4);
+        tagwire::Password password(std::span<const std::uint8_t>{bytes});
+        explicit_bzero(bytes.data(), bytes.size());
         wipe(secret);
         return password;
-    } catch (const Error&) {
+    } catch (const UsageError&) {
         wipe(secret);
         throw UsageError(
             fmt::format("{} is not valid: use 8 hexadecimal digits, @FILE or - to be asked", name));
     }
+}
+
+Tid parse_tid(const std::string& text, const std::string& name)
+{
+    return Tid(hex(2, Tid::longest)(text, name));
+}
+
+Epc parse_epc(const std::string& text, const std::string& name)
+{
+    return Epc(hex(2, most_epc_bytes)(text, name));
 }
 
 tagwire::Password Secret::value() const
@@ -108,20 +115,23 @@ void add_password_option(CLI::App& command, Secret& password)
            "HEX");
 }
 
-void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by)
+void add_retries_option(CLI::App& command, unsigned& retries)
+{
+    option(command, "--retries", retries, number(0, 100),
+           "how often a tag is looked for and read again where nothing comes, 0 to 100; what changes it is "
+           "never "
+           "sent again")
+        ->default_str("0");
+}
+
+void add_tag_options(CLI::App& command, TagChoice& tag)
 {
     option(command, "--epc", tag.epc, parse_epc,
            "the tag, by its whole EPC: 4 hexadecimal digits a word, 1 to 31 words", "HEX");
-    if (by == NamedBy::epc_tid_or_mask) {
-        option(
-            command, "--tid", tag.tid,
-            [](const std::string& text, const std::string& name) {
-                return Tid(hex(2, Tid::longest)(text, name));
-            },
-            "the tag, by its TID or the beginning of it", "HEX");
-    }
+    option(command, "--tid", tag.tid, parse_tid, "the tag, by its TID or the beginning of it", "HEX");
     add_mask_option(command, tag.mask, "the tag, by bits that its memory holds from bit BITADDR on");
     add_password_option(command, tag.password);
+    add_retries_option(command, tag.retries);
 }
 
 void require_name(const TagChoice& tag)
@@ -174,12 +184,28 @@ void add_name(Json& object, const TagChoice& tag)
     if (tag.mask) object["mask"] = text_of(*tag.mask);
 }
 
+bool may_come_again(const Error& error)
+{
+    return error.code() == Errc::no_answer || error.code() == Errc::bad_answer ||
+           error.code() == Errc::no_tag;
+}
+
+Deed deed_with(const char* type, const TagChoice& tag, std::string text)
+{
+    require_name(tag);
+    Deed named = deed(type, std::move(text));
+    add_name(named.fields, tag);
+    return named;
+}
+
 Tag find(Reader& reader, const TagChoice& tag)
 {
     const auto password = tag.password.value();
-    if (tag.epc) return reader.tag(*tag.epc, password);
-    if (tag.tid) return reader.tag(*tag.tid, password);
-    return reader.tag(*tag.mask, password);
+    return again(tag.retries, [&] {
+        if (tag.epc) return reader.tag(*tag.epc, password);
+        if (tag.tid) return reader.tag(*tag.tid, password);
+        return reader.tag(*tag.mask, password);
+    });
 }
 
 }  // namespace tagwire::tool

@@ -6,8 +6,7 @@
 
 #include <tagwirexx/reader.hpp>
 
-#include "app.h"
-#include "format.h"
+#include "deed.h"
 #include "option.h"
 
 namespace tagwire::tool {
@@ -24,6 +23,7 @@ struct TagChoice {
     std::optional<Tid> tid;
     std::optional<tagwire::Mask> mask;
     Secret password;
+    unsigned retries = 0;
 };
 
 inline constexpr Choices<Bank, 4> banks{
@@ -39,15 +39,36 @@ inline constexpr Choices<Target, 2> targets{{{"A", Target::a}, {"B", Target::b}}
 tagwire::Password parse_secret(const std::string& text, const std::string& name);
 void add_password_option(CLI::App& command, Secret& password);
 
-// --epc, --tid and --mask; a command that has another --tid goes without.
-enum class NamedBy { epc_tid_or_mask, epc_or_mask };
-void add_tag_options(CLI::App& command, TagChoice& tag, NamedBy by = NamedBy::epc_tid_or_mask);
+Tid parse_tid(const std::string& text, const std::string& name);
+Epc parse_epc(const std::string& text, const std::string& name);
+
+void add_retries_option(CLI::App& command, unsigned& retries);
+// How a tag is named, its password, and --retries.
+void add_tag_options(CLI::App& command, TagChoice& tag);
 
 // Throws UsageError unless the tag is named in exactly one way.
 void require_name(const TagChoice& tag);
 // As it reads in a sentence behind "tag".
 std::string text_of(const TagChoice& tag);
 void add_name(Json& object, const TagChoice& tag);
+
+// What is to be done to a tag, with its name. Throws UsageError unless it has one.
+Deed deed_with(const char* type, const TagChoice& tag, std::string text = {});
+
+// Whether asking again may bring what asking once did not.
+bool may_come_again(const Error& error);
+
+// Asks once more, and so on, where nothing came. For what changes nothing only.
+template <typename Ask> auto again(unsigned retries, const Ask& ask)
+{
+    for (;; --retries) {
+        try {
+            return ask();
+        } catch (const Error& error) {
+            if (retries == 0 || !may_come_again(error)) throw;
+        }
+    }
+}
 
 Tag find(Reader& reader, const TagChoice& tag);
 

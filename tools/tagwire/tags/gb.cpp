@@ -26,6 +26,7 @@ struct GbTag {
     std::optional<TagId> id;
     std::optional<PlacedMask<GbArea>> mask;
     Secret password;
+    unsigned retries = 0;
 };
 
 OtherTagsPlan::AreaMask area_mask(const PlacedMask<GbArea>& mask)
@@ -49,6 +50,7 @@ void add_gb_tag_options(CLI::App& command, GbTag& tag)
         "the tag, by its whole ID: 4 hexadecimal digits a word, 1 to 15 words", "HEX");
     add_mask_option(command, tag.mask, "the tag, by bits that its memory holds from bit BITADDR on");
     add_password_option(command, tag.password);
+    add_retries_option(command, tag.retries);
 }
 
 std::string text_of(const GbTag& tag)
@@ -72,7 +74,7 @@ TagGb find(Reader& reader, Family family, const GbTag& tag)
         return family == Family::gb ? reader.tag_gb(name, tag.password.value())
                                     : reader.tag_jb(name, tag.password.value());
     };
-    return tag.id ? named(*tag.id) : named(area_mask(*tag.mask));
+    return again(tag.retries, [&] { return tag.id ? named(*tag.id) : named(area_mask(*tag.mask)); });
 }
 
 // -- inventory
@@ -137,13 +139,7 @@ struct Place {
     OpenMemory open(Family family) const
     {
         return [family, tag = tag, area = area](Reader& reader) {
-            const auto found = std::make_shared<TagGb>(find(reader, family, tag));
-            return Memory{[=](unsigned first, unsigned count) { return found->read(area, first, count); },
-                          [=] { return found->read(area); },
-                          [=](const Stretch& to) {
-                              found->write(area, to.first, to.data, {false, to.chunk});
-                          },
-                          [=](unsigned first, unsigned count) { found->erase(area, first, count); }};
+            return memory_of(find(reader, family, tag), area, tag.retries);
         };
     }
     Deed head(const char* type) const
@@ -184,7 +180,7 @@ void add_gb_erase_options(Family family, CLI::App& command, Place& place)
     add_place_options(command, place);
     add_erase_options(command, place.stretch, word_unit, word_unit.last);
     command.footer(fmt::format(R"(Examples:
-  tagwire {0} erase --id A5A50001 --area user --count 8)",
+  tagwire {0} erase --id A5A50001 --area user --count 8 --yes)",
                                name_of(family)));
 }
 
@@ -202,7 +198,7 @@ Work plan_write(Family family, const Place& place)
 Work plan_erase(Family family, const Place& place)
 {
     return erase_work(place.head("erase"), place.stretch, word_unit, name_of(place.area, areas),
-                      place.open(family));
+                      text_of(place.tag), place.open(family));
 }
 
 // -- lock, kill

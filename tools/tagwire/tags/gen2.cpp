@@ -11,14 +11,6 @@ namespace {
 
 constexpr unsigned last_erased = 255;
 
-Deed deed_with(const char* type, const TagChoice& tag, std::string text = {})
-{
-    require_name(tag);
-    Deed named = deed(type, std::move(text));
-    add_name(named.fields, tag);
-    return named;
-}
-
 // -- read, write, erase
 
 struct Place {
@@ -29,13 +21,7 @@ struct Place {
     OpenMemory open() const
     {
         return [tag = tag, bank = bank](Reader& reader) {
-            const auto found = std::make_shared<Tag>(find(reader, tag));
-            return Memory{[=](unsigned first, unsigned count) { return found->read(bank, first, count); },
-                          [=] { return found->read(bank); },
-                          [=](const Stretch& to) {
-                              found->write(bank, to.first, to.data, {to.block, to.chunk});
-                          },
-                          [=](unsigned first, unsigned count) { found->erase(bank, first, count); }};
+            return memory_of(find(reader, tag), bank, tag.retries);
         };
     }
     Deed head(const char* type) const
@@ -83,7 +69,9 @@ void add_gen2_erase_options(CLI::App& command, Place& place)
 {
     add_place_options(command, place);
     add_erase_options(command, place.stretch, word_unit, last_erased);
-    command.footer(R"(Examples:
+    command.footer(R"(The command asks first, and refuses where it cannot ask.
+
+Examples:
   tagwire erase --epc E28011700000020F00000001 --bank user --count 8
   tagwire erase --epc E28011700000020F00000001 --bank user --word 4 --count 2 --password 12345678)");
 }
@@ -104,7 +92,7 @@ Work plan_erase(const Place& place)
     if (place.stretch.first + place.stretch.count.value_or(0) > last_erased + 1)
         throw UsageError("words 0 to 255 can be erased");
     return erase_work(place.head("erase"), place.stretch, word_unit, name_of(place.bank, banks),
-                      place.open());
+                      text_of(place.tag), place.open());
 }
 
 // -- a new EPC
@@ -205,7 +193,7 @@ Work plan_lock(const Lock& lock)
     if (lock.how == Locking::protect && lock.tag.password.value().is_zero() && !lock.without_password) {
         throw UsageError(
             "a lock by a password keeps nobody out while the tag's access password is zero: give it with "
-            "--password, set one with 'tagwire write --bank reserved --word 2', or use --no-password");
+            "--password, set one with 'tagwire password set access', or use --no-password");
     }
     if (lock.how == Locking::open_forever || lock.how == Locking::lock_forever)
         confirm(fmt::format("make {} of tag {} {}", area, text_of(lock.tag), how), lock.yes);
@@ -252,6 +240,48 @@ Work plan_kill(const Kill& kill)
     return work(head, [=](Reader& reader, Deed&) { find(reader, kill.tag).kill(kill.password); });
 }
 
+// -- passwords
+
+enum class Which : std::uint8_t { access, kill };
+constexpr Choices<Which, 2> passwords{{{"access", Which::access}, {"kill", Which::kill}}};
+
+struct NewPassword {
+    TagChoice tag;
+    Which which{};
+    tagwire::Password password;
+};
+
+void add_password_set_options(CLI::App& command, NewPassword& given)
+{
+    option(command, "WHICH", given.which, one_of(passwords), choices_text(passwords), "WHICH")->required();
+    add_tag_options(command, given.tag);
+    option(command, "--new-password", given.password, parse_secret,
+           "the new one: 8 hexadecimal digits, @FILE for the first line of a file, - to be asked; zeros are "
+           "none",
+           "HEX")
+        ->required();
+    command.footer(
+        R"(--password is the access password that the tag has now. The new one is read back and compared.
+
+Examples:
+  tagwire password set access --epc E28011700000020F00000001 --new-password @secret.txt
+  tagwire password set kill --tid E2801160200000010000AB01 --password 12345678 --new-password -)");
+}
+
+Work plan_password_set(const NewPassword& given)
+{
+    const auto which = name_of(given.which, passwords);
+    Deed head =
+        deed_with("password-set", given.tag, fmt::format("the {} password is written and read back", which));
+    head.fields["which"] = which;
+    return work(head, [=](Reader& reader, Deed& done) {
+        Tag tag = find(reader, given.tag);
+        given.which == Which::access ? tag.set_access_password(given.password)
+                                     : tag.set_kill_password(given.password);
+        done.fields["verified"] = true;
+    });
+}
+
 // -- features of chips
 
 struct Feature {
@@ -288,8 +318,9 @@ Work plan_privacy_set(const Feature& feature)
         throw UsageError("--any takes the only tag that answers: leave out --epc, --tid and --mask");
     const char* const text = "the tag is protected against being read";
     const Deed head = feature.any ? deed("privacy-set", text) : deed_with("privacy-set", feature.tag, text);
-    if (feature.any)
-        confirm("hide the tag that answers from everybody without its password", feature.yes, "");
+    confirm(fmt::format("hide {} from everybody without its password",
+                        feature.any ? "the tag that answers" : "the tag " + text_of(feature.tag)),
+            feature.yes, "");
     return work(head, [=](Reader& reader, Deed&) {
         Tag tag = feature.any ? reader.only_tag(feature.tag.password.value()) : find(reader, feature.tag);
         tag.set_privacy();
@@ -369,7 +400,8 @@ void add_qt_get_options(CLI::App& command, Feature& feature)
 Work plan_qt_get(const Feature& feature)
 {
     return work(deed_with("qt-get", feature.tag), [=](Reader& reader, Deed& done) {
-        const auto control = find(reader, feature.tag).qt();
+        auto tag = find(reader, feature.tag);
+        const auto control = again(feature.tag.retries, [&] { return tag.qt(); });
         done.text = fmt::format("QT control 0x{:02X}", control);
         done.fields["control"] = control;
     });
@@ -452,49 +484,55 @@ Work plan_protected_mode(const Feature& feature)
 struct Hide {
     TagChoice tag;
     Untraceable what;
+    bool yes = false;
 };
 
-constexpr Choices<Untraceable::Tid, 3> tid_hidings{{{"show", Untraceable::Tid::show},
-                                                    {"hide-serial", Untraceable::Tid::hide_serial},
-                                                    {"hide", Untraceable::Tid::hide}}};
+constexpr Choices<Untraceable::Tid, 3> tid_hidings{{{"none", Untraceable::Tid::show},
+                                                    {"part", Untraceable::Tid::hide_serial},
+                                                    {"all", Untraceable::Tid::hide}}};
 constexpr Choices<Untraceable::Range, 3> ranges{{{"normal", Untraceable::Range::normal},
                                                  {"toggle", Untraceable::Range::toggle},
                                                  {"reduced", Untraceable::Range::reduced}}};
 
 void add_untraceable_options(CLI::App& command, Hide& hide)
 {
-    add_tag_options(command, hide.tag, NamedBy::epc_or_mask);
+    add_tag_options(command, hide.tag);
     command.add_flag("--flag", hide.what.flag, "set the tag's U indicator");
     option(command, "--epc-words", hide.what.epc_words, number(0, 31),
            "show so many words of the EPC only, 0 to 31; as many as now when left out");
-    option(command, "--tid", hide.what.tid, one_of(tid_hidings), choices_text(tid_hidings), "HOW")
-        ->default_str("show");
+    option(command, "--hide-tid", hide.what.tid, one_of(tid_hidings),
+           "how much of the TID: " + choices_text(tid_hidings) + "; part is its serial number", "HOW")
+        ->default_str("none");
     command.add_flag("--hide-user", hide.what.hide_user, "hide the user bank");
     option(command, "--range", hide.what.range, one_of(ranges), choices_text(ranges), "HOW")
         ->default_str("normal");
-    command.footer(R"(All of it is set at once: what is left out is shown again.
+    add_yes_option(command, hide.yes);
+    command.footer(
+        R"(All of it is set at once: what is left out is shown again. The command asks first, and refuses where it
+cannot ask.
 
 Examples:
-  tagwire untraceable --epc E28011700000020F00000001 --password 12345678 --tid hide --hide-user
-  tagwire untraceable --epc E28011700000020F00000001 --password 12345678 --epc-words 2 --range reduced)");
+  tagwire untraceable --epc E28011700000020F00000001 --password 12345678 --hide-tid all --hide-user
+  tagwire untraceable --tid E2801160200000010000AB01 --password 12345678 --epc-words 2 --range reduced)");
 }
 
 Work plan_untraceable(const Hide& hide)
 {
-    if (hide.tag.epc.has_value() == hide.tag.mask.has_value())
-        throw UsageError("name the tag: use either --epc HEX or --mask BANK:BITADDR:HEX[/BITS]");
-    return work(deed_with("untraceable", hide.tag), [=](Reader& reader, Deed& done) {
+    const Deed head = deed_with("untraceable", hide.tag);
+    confirm(fmt::format("change what the tag {} shows", text_of(hide.tag)), hide.yes, "");
+    return work(head, [=](Reader& reader, Deed& done) {
         const auto sent = find(reader, hide.tag).make_untraceable(hide.what);
         const auto tid = name_of(sent.tid, tid_hidings);
         const auto range = name_of(sent.range, ranges);
         done.fields["flag"] = sent.flag;
         done.fields["epc_words"] = sent.epc_words.value_or(0);
-        done.fields["tid"] = tid;
+        done.fields["hidden_tid"] = tid;
         done.fields["user_hidden"] = sent.hide_user;
         done.fields["range"] = range;
-        done.text = fmt::format("EPC: {} words shown; TID: {}; user bank: {}; range: {}; U indicator: {}",
-                                sent.epc_words.value_or(0), tid, sent.hide_user ? "hide" : "show", range,
-                                name_of(sent.flag, switches));
+        done.text = fmt::format(
+            "EPC: {} words shown; hidden of the TID: {}, of the user bank: {}; range: {}; U indicator: {}",
+            sent.epc_words.value_or(0), tid, sent.hide_user ? "all" : "none", range,
+            name_of(sent.flag, switches));
     });
 }
 
@@ -542,6 +580,8 @@ void add_tag_commands(Application& application)
     add(nullptr, "write-epc", "Give a Gen2 tag a new EPC.", add_write_epc_options, plan_write_epc);
     add(nullptr, "erase", "Erase words of a Gen2 tag.", add_gen2_erase_options, plan_erase);
     add(nullptr, "lock", "Protect an area of a Gen2 tag.", add_lock_options, plan_lock);
+    auto& password = application.add_group("password", "The passwords of a Gen2 tag.");
+    add(&password, "set", "Set one.", add_password_set_options, plan_password_set);
     add(nullptr, "kill", "Kill a Gen2 tag, for good.", add_kill_options, plan_kill);
     auto& privacy = application.add_group("privacy", "Protect tags against being read, and end that.");
     add(&privacy, "set", "Protect a tag against being read.", add_privacy_set_options, plan_privacy_set);
@@ -561,6 +601,7 @@ void add_tag_commands(Application& application)
     add(nullptr, "untraceable", "Hide parts of a tag.", add_untraceable_options, plan_untraceable);
     add(nullptr, "authenticate", "Have a tag authenticate itself.", add_authenticate_options,
         plan_authenticate);
+    add_commission_commands(application);
 }
 
 }  // namespace tagwire::tool

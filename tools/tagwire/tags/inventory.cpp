@@ -35,13 +35,7 @@ Examples:
 
 Work plan_inventory(const Options& options)
 {
-    const std::string advice =
-        "no tag answered. If one should: see that its antenna is enabled ('tagwire antenna show') and has "
-        "power "
-        "('tagwire power show'), that --mask fits it, that no select filter is left ('tagwire select "
-        "--all'), "
-        "and that its flag is not still set by an inventory before (--target B, or another --session)";
-    return listing_work({"tag", "epc", advice}, options.repeat,
+    return listing_work({"tag", "epc", no_tag_advice}, options.repeat,
                         [plan = options.chosen()](Reader& reader) { return reader.inventory(plan); });
 }
 

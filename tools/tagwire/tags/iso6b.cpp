@@ -22,6 +22,7 @@ constexpr Choices<Comparison, 4> comparisons{{{"equal", Comparison::equal},
 struct Listing {
     std::optional<Comparison> comparison;
     std::optional<unsigned> first;
+    std::optional<std::uint8_t> compared;
     Bytes content;
 };
 
@@ -37,6 +38,11 @@ void add_inventory_options(CLI::App& command, Listing& listing)
     option(command, "--byte", listing.first, number(0, byte_unit.last),
            "first byte that is compared, 0 to 255")
         ->needs(comparison);
+    option(
+        command, "--compare", listing.compared, number(0, 255),
+        "which of 8 bytes are compared, as bits: the highest stands for the first; as many as --content has "
+        "when left out")
+        ->needs(comparison);
     command.footer(R"(Without a condition one tag answers; with one, all that meet it.
 
 Examples:
@@ -48,7 +54,8 @@ Work plan_inventory(const Listing& listing)
 {
     std::optional<Condition6b> condition;
     if (listing.comparison)
-        condition = Condition6b{*listing.comparison, listing.first.value_or(0), listing.content};
+        condition =
+            Condition6b{*listing.comparison, listing.first.value_or(0), listing.content, listing.compared};
     return listing_work({"tag_6b", "id", {}}, {},
                         [condition](Reader& reader) { return reader.inventory_6b(condition); });
 }
@@ -59,13 +66,16 @@ struct Named {
     TagId id;
     Stretch stretch;
     unsigned byte = 0;
+    unsigned retries = 0;
     bool yes = false;
 
     OpenMemory open() const
     {
-        return [id = id](Reader& reader) {
+        return [id = id, retries = retries](Reader& reader) {
             const auto tag = std::make_shared<Tag6b>(reader.tag_6b(id));
-            return Memory{[=](unsigned first, unsigned count) { return tag->read(first, count); },
+            return Memory{[=](unsigned first, unsigned count) {
+                              return again(retries, [&] { return tag->read(first, count); });
+                          },
                           {},
                           [=](const Stretch& to) { tag->write(to.first, to.data, to.chunk); },
                           {}};
@@ -79,17 +89,9 @@ struct Named {
     }
 };
 
-TagId parse_id(const std::string& text, const std::string& name)
-{
-    const auto bytes = hex(1)(text, name);
-    if (bytes.size() != id_bytes)
-        throw UsageError(fmt::format("{} '{}' is not valid: use 16 hexadecimal digits", name, text));
-    return TagId(bytes);
-}
-
 void add_id_option(CLI::App& command, Named& tag)
 {
-    option(command, "--id", tag.id, parse_id, "the tag, by its ID of 8 bytes", "HEX")->required();
+    option(command, "--id", tag.id, exactly(id_bytes), "the tag, by its ID of 8 bytes", "HEX")->required();
 }
 
 void add_6b_read_options(CLI::App& command, Named& tag)
@@ -97,6 +99,7 @@ void add_6b_read_options(CLI::App& command, Named& tag)
     add_id_option(command, tag);
     add_read_options(command, tag.stretch, byte_unit);
     command.get_option("--count")->required();
+    add_retries_option(command, tag.retries);
     command.footer(R"(Examples:
   tagwire 6b read --id E004000012345678 --byte 8 --count 16)");
 }
@@ -129,6 +132,7 @@ Examples:
 void add_check_lock_options(CLI::App& command, Named& tag)
 {
     add_byte_option(command, tag);
+    add_retries_option(command, tag.retries);
     command.footer(R"(Examples:
   tagwire 6b check-lock --id E004000012345678 --byte 16 --json)");
 }
@@ -154,7 +158,7 @@ Work plan_check_lock(const Named& tag)
     Deed head = tag.head("check-lock");
     head.fields["byte"] = tag.byte;
     return work(head, [=](Reader& reader, Deed& done) {
-        const bool locked = reader.tag_6b(tag.id).is_locked(tag.byte);
+        const bool locked = again(tag.retries, [&] { return reader.tag_6b(tag.id).is_locked(tag.byte); });
         done.fields["locked"] = locked;
         done.text = fmt::format("byte {} is {}", tag.byte, locked ? "locked" : "not locked");
     });

@@ -55,7 +55,7 @@ void tell_summary(const Found& found, const Kind& kind, steady_clock::duration e
 {
     auto text = summary_text(found.table, elapsed);
     if (interrupted) {
-        text += "; the inventory that ran when it was interrupted is not among them";
+        text += "; interrupted, there may be more";
     } else if (!found.complete) {
         text += "; the scan time was over, there may be more: see --scan-time";
     }
@@ -87,7 +87,7 @@ Listed take_all(Session& session, const Repeat& repeat, const TakeInventory& tak
                  !session.out.closed() && !session.interrupts.interrupted());
     } catch (const Error& problem) {
         listed.interrupted = session.interrupts.interrupted();
-        listed.found.complete = false;
+        add(listed.found, {.reads = problem.reads(), .complete = false});
         if (!listed.interrupted) listed.error = problem;
     }
     return listed;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "data_file.h"
+#include "tag_options.h"
 
 namespace tagwire::tool {
 
@@ -123,6 +124,7 @@ void add_erase_options(CLI::App& command, Stretch& stretch, const Unit& unit, un
     add_first_option(command, stretch, unit);
     option(command, "--count", stretch.count, number(1, most), fmt::format("how many {}s", unit.name))
         ->required();
+    add_yes_option(command, stretch.yes);
 }
 
 Work read_work(const Deed& head, const Stretch& stretch, const Unit& unit, const OpenMemory& open)
@@ -170,9 +172,12 @@ Work write_work(Deed head, Stretch stretch, const Unit& unit, const std::string&
 }
 
 Work erase_work(Deed head, const Stretch& stretch, const Unit& unit, const std::string& place,
-                const OpenMemory& open)
+                const std::string& tag, const OpenMemory& open)
 {
     require_within(stretch.first, *stretch.count, unit);
+    confirm(fmt::format("erase {} of tag {}, from {} {} on", count_text(*stretch.count, unit, place), tag,
+                        unit.name, stretch.first),
+            stretch.yes, "");
     head.fields[fmt::format("first_{}", unit.name)] = stretch.first;
     head.fields["count"] = *stretch.count;
     head.text = fmt::format("{} erased from {} {} on", count_text(*stretch.count, unit, place), unit.name,

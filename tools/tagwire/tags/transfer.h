@@ -2,12 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
-#include <span>
 #include <string>
+#include <utility>
 
-#include "deed.h"
-#include "option.h"
+#include "tags/choice.h"
 
 namespace tagwire::tool {
 
@@ -19,6 +19,7 @@ struct Stretch {
     std::string file;
     Bytes data;
     bool block = false;
+    bool yes = false;
 };
 
 // How memory is counted: words of 2 bytes, or the bytes of 6B tags.
@@ -42,6 +43,20 @@ struct Memory {
 };
 using OpenMemory = std::function<Memory(Reader&)>;
 
+// Of a Gen2, GB or JB tag that was found.
+template <typename OneTag, typename Bank> Memory memory_of(OneTag tag, Bank bank, unsigned retries)
+{
+    const auto found = std::make_shared<OneTag>(std::move(tag));
+    return {[=](unsigned first, unsigned count) {
+                return again(retries, [&] { return found->read(bank, first, count); });
+            },
+            [=] { return again(retries, [&] { return found->read(bank); }); },
+            [=](const Stretch& to) {
+                found->write(bank, to.first, to.data, {to.block, to.chunk});
+            },
+            [=](unsigned first, unsigned count) { found->erase(bank, first, count); }};
+}
+
 void add_read_options(CLI::App& command, Stretch& stretch, const Unit& unit);
 void add_write_options(CLI::App& command, Stretch& stretch, const Unit& unit);
 void add_erase_options(CLI::App& command, Stretch& stretch, const Unit& unit, unsigned most);
@@ -50,7 +65,8 @@ void add_erase_options(CLI::App& command, Stretch& stretch, const Unit& unit, un
 Work read_work(const Deed& head, const Stretch& stretch, const Unit& unit, const OpenMemory& open);
 Work write_work(Deed head, Stretch stretch, const Unit& unit, const std::string& place,
                 const OpenMemory& open);
+// Asks before.
 Work erase_work(Deed head, const Stretch& stretch, const Unit& unit, const std::string& place,
-                const OpenMemory& open);
+                const std::string& tag, const OpenMemory& open);
 
 }  // namespace tagwire::tool

@@ -1,30 +1,31 @@
 // The temperatures of many tags over time.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "reports.h"
-#include "sensor_values.h"
+#include <tagwirexx/sensors.hpp>
+
 #include "live_screen.h"
-#include "tag_table.h"
 
 namespace tagwire::tool {
 
 class TemperatureTable {
   public:
     struct Row {
-        TemperatureRecord latest;
+        Temperature latest;
         std::optional<double> lowest;
         std::optional<double> highest;
         std::uint64_t reads = 0;
-        Moment last;
     };
 
-    void add(const TemperatureRecord& record, const Moment& at);
+    void add(const Temperature& measured);
 
     // In the order of the first read.
     const std::vector<Row>& rows() const { return rows_; }
@@ -32,12 +33,12 @@ class TemperatureTable {
 
   private:
     std::vector<Row> rows_;
-    std::unordered_map<std::string, std::size_t> row_of_epc_;
+    std::map<std::pair<Epc, std::optional<Tid>>, std::size_t> places_;
     std::uint64_t reads_ = 0;
 };
 
 // At most size.rows - 1 lines of at most size.columns characters.
 std::vector<std::string> render_temperatures(const TemperatureTable& table, TerminalSize size,
-                                             const Moment& now);
+                                             std::chrono::steady_clock::time_point now);
 
 }  // namespace tagwire::tool

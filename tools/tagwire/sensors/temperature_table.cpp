@@ -1,4 +1,4 @@
-#include "sensor_table.h"
+#include "sensors/temperature_table.h"
 
 #include <algorithm>
 
@@ -15,40 +15,41 @@ std::string cell(const std::optional<double>& celsius)
     return celsius ? fmt::format("{:.2f}", *celsius) : "-";
 }
 
-std::string row_text(const TemperatureTable::Row& row, std::size_t epc_width, const Moment& now)
+std::string row_text(const TemperatureTable::Row& row, std::size_t epc_width,
+                     std::chrono::steady_clock::time_point now)
 {
-    const auto age = std::chrono::duration<double>(now.steady - row.last.steady).count();
-    return fmt::format("{:<{}}  {:>8}  {:>8}  {:>8}  {:>7}  {:>6.1f}", shown_id(row.latest.epc), epc_width,
-                       cell(row.latest.temperature.celsius), cell(row.lowest), cell(row.highest), row.reads,
-                       age);
+    const auto& latest = row.latest;
+    const std::chrono::duration<double> age = now - latest.received.steady;
+    return fmt::format("{:<{}}  {:>8}  {:>8}  {:>8}  {:>7}  {:>6.1f}", shown_id(latest.epc.to_string()),
+                       epc_width, cell(latest.celsius), cell(row.lowest), cell(row.highest), row.reads,
+                       age.count());
 }
 
 std::size_t epc_width_of(const std::vector<TemperatureTable::Row>& rows)
 {
     std::size_t width = 3;
-    for (const auto& row : rows) width = std::max(width, row.latest.epc.size());
+    for (const auto& row : rows) width = std::max(width, 2 * row.latest.epc.bytes().size());
     return width;
 }
 
 }  // namespace
 
-void TemperatureTable::add(const TemperatureRecord& record, const Moment& at)
+void TemperatureTable::add(const Temperature& measured)
 {
-    const auto [found, is_new] = row_of_epc_.try_emplace(record.epc, rows_.size());
+    const auto [place, is_new] = places_.try_emplace({measured.epc, measured.tid}, rows_.size());
     if (is_new) rows_.emplace_back();
-    auto& row = rows_[found->second];
-    row.latest = record;
-    row.last = at;
+    auto& row = rows_[place->second];
+    row.latest = measured;
     ++row.reads;
     ++reads_;
-    const auto celsius = record.temperature.celsius;
+    const auto celsius = measured.celsius;
     if (!celsius) return;
     row.lowest = std::min(row.lowest.value_or(*celsius), *celsius);
     row.highest = std::max(row.highest.value_or(*celsius), *celsius);
 }
 
 std::vector<std::string> render_temperatures(const TemperatureTable& table, TerminalSize size,
-                                             const Moment& now)
+                                             std::chrono::steady_clock::time_point now)
 {
     const auto width = epc_width_of(table.rows());
     std::vector<std::string> lines;
