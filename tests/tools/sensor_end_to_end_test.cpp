@@ -212,6 +212,16 @@ TEST_P(SensorEndToEnd, ListTemperatures)
     reader.expect_failure({"temp", "inventory", "--antenna", "3"}, "antenna check");
 }
 
+TEST_P(SensorEndToEnd, ListTemperaturesOfSeveralReaders)
+{
+    const SimulatedReader other(GetParam(), cold_store);
+    std::map<std::string, int> tags_of;
+    for (const auto& object : reader.objects(other.arguments({"temp", "inventory"})))
+        ++tags_of[object["reader"].get<std::string>()];
+    ASSERT_EQ(tags_of.size(), 2u);
+    for (const auto& [name, tags] : tags_of) EXPECT_EQ(tags, 2) << name;
+}
+
 TEST_P(SensorEndToEnd, FollowTemperatures)
 {
     Process watch(TAGWIRE_TOOL_PATH,

@@ -65,7 +65,7 @@ void Output::check()
     if (poll(&fd, 1, 0) > 0 && (fd.revents & (POLLERR | POLLHUP)) != 0) closed_ = true;
 }
 
-bool Output::is_terminal() const { return isatty(fd_) != 0; }
+bool Output::is_terminal() const { return shared_ == nullptr && isatty(fd_) != 0; }
 
 bool Output::wait_until_writable() const
 {

@@ -31,7 +31,7 @@ class Output {
     // Looks whether the other end is still there, without writing.
     void check();
     int fd() const { return fd_; }
-    bool is_terminal() const;
+    bool is_terminal() const;  // of one that has it to itself
 
   private:
     bool wait_until_writable() const;

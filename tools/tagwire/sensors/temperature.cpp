@@ -416,10 +416,11 @@ void add_temperature_commands(Application& application)
 {
     auto& group = application.add_group("temp", "Tags that measure their temperature.");
     add_to(application, group, "read", "Measure the temperature of one tag.", add_one_options, plan_one);
-    add_to(application, group, "inventory", "List all tags with their temperatures.",
-           add_inventory_command_options, plan_inventory);
-    add_to(application, group, "watch", "Follow the temperatures of all tags.", add_watch_options,
-           plan_watch);
+    auto& inventory = add_to(application, group, "inventory", "List all tags with their temperatures.",
+                             add_inventory_command_options, plan_inventory);
+    auto& watch = add_to(application, group, "watch", "Follow the temperatures of all tags.",
+                         add_watch_options, plan_watch);
+    for (const auto* const command : {&inventory, &watch}) application.set_readers(*command, Readers::each);
 }
 
 }  // namespace tagwire::tool
