@@ -105,6 +105,9 @@ TEST_P(SensorEndToEnd, ReadMeasurementsWithTheirTime)
     EXPECT_NEAR(measured["celsius"].get<double>(), -18.5, 0.1);
     EXPECT_EQ(measured["uid"], "E2C01A200000000000000001");
     EXPECT_TRUE(measured["measured"].get<std::string>().starts_with("2024-05-31T10:1"));
+    const auto listed = reader.object(joined({"temp", "inventory", "--chip", "em", "--uid"}, first));
+    EXPECT_EQ(listed["uid"], measured["uid"]);
+    EXPECT_TRUE(listed.contains("measured"));
     reader->set_temperature(first_tag, 30);
     EXPECT_EQ(reader.object(joined(read, {"--latest"}))["raw"], measured["raw"]);
     EXPECT_NEAR(celsius(read), 30, 0.1);

@@ -48,16 +48,19 @@ void add_question_options(CLI::App& command, SensorQuestion& question, Special& 
     special.add(command.add_flag("--uid", question.with_uid, "the tag's ID too"), {SensorChip::em});
 }
 
-void add_details(Json& object, std::string& text, const Temperature& measured)
+// What em tells besides.
+void add_details(Json& object, const Temperature& measured)
 {
-    if (measured.measured_at) {
-        const auto at = timestamp_text(*measured.measured_at);
-        object["measured"] = at;
-        text += fmt::format("  measured {}", at);
-    }
-    if (measured.uid.empty()) return;
-    object["uid"] = to_hex(measured.uid);
-    text += fmt::format("  uid {}", to_hex(measured.uid));
+    if (measured.measured_at) object["measured"] = timestamp_text(*measured.measured_at);
+    if (!measured.uid.empty()) object["uid"] = to_hex(measured.uid);
+}
+
+std::string details_text(const Temperature& measured)
+{
+    std::string text;
+    if (measured.measured_at) text += "  measured " + timestamp_text(*measured.measured_at);
+    if (!measured.uid.empty()) text += "  uid " + to_hex(measured.uid);
+    return text;
 }
 
 // -- one tag
@@ -108,8 +111,8 @@ void show_reading(const Temperature& measured, bool raw, Deed& done)
                  "bring the tag closer and try again, check the calibration, or see the bytes with --raw");
     }
     if (measured.celsius) done.fields["celsius"] = *measured.celsius;
-    done.text = raw ? to_hex(measured.raw) : celsius_text(measured.celsius);
-    add_details(done.fields, done.text, measured);
+    done.text = (raw ? to_hex(measured.raw) : celsius_text(measured.celsius)) + details_text(measured);
+    add_details(done.fields, measured);
 }
 
 Work plan_one(const One& one)
@@ -194,7 +197,7 @@ std::string record_line(const Temperature& measured)
                     measured.tid ? "  tid " + measured.tid->to_string() : "", celsius_text(measured.celsius),
                     port > 0 ? std::to_string(port) : "?", measured.rssi);
     if (!measured.celsius) text += fmt::format("  ({})", measured.problem);
-    return text;
+    return text + details_text(measured);
 }
 
 Json record_json(const Session& session, const Temperature& measured)
@@ -210,6 +213,7 @@ Json record_json(const Session& session, const Temperature& measured)
     object["antenna"] = measured.port.number();
     object["antenna_byte"] = measured.antenna_byte;
     object["rssi"] = measured.rssi;
+    add_details(object, measured);
     object["reader"] = session.options.reader_name();
     return object;
 }
