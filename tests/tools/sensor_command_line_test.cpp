@@ -118,7 +118,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "temp read --chip yl --calibration 000020" + epc,
                     "temp read --chip g2 --calibration-word 256" + epc, "temp read --chip g2 --latest" + epc,
                     "temp read --chip on --uid" + epc, "temp read --chip em --wait-time 3" + epc,
-                    "temp read --chip em --password 12" + epc, "temp inventory --chip sense",
+                    "temp read --chip em --password 12" + epc,
+                    "temp read --chip g2 --password 12345678" + epc, "temp inventory --chip sense",
                     "temp inventory --mask tid:0:E2", "temp inventory --chip em --mask tid:0:E2" + epc,
                     "temp inventory --latest", "temp inventory --password 12345678",
                     "temp inventory --chip ast010 --wait-time 1", "temp inventory --q 16",
@@ -136,6 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "sensor write --byte 65535 --data 1234" + epc, "sensor write --data 12 --chunk 239" + epc,
                     "sensor temp --quantity heat" + epc, "sensor temp --store-block 256" + epc,
                     "sensor log" + epc, "sensor log start --yes" + epc, "sensor log start --step 0" + epc,
+                    "sensor log start --step 1 --yes --memory-password 12345678" + epc,
                     "sensor log start --step 1 --delay 65536" + epc,
                     "sensor log stop --stop-password 1" + epc, "sensor log read" + epc, "sensor mode",
                     "sensor mode --refresh --mask tid:0:E2", "sensor sleep"));

@@ -136,6 +136,7 @@ INSTANTIATE_TEST_SUITE_P(
                     joined({"read", "--bank", "user", "--chunk", "4"}, epc),
                     joined({"erase", "--bank", "user", "--word", "200", "--count", "100"}, epc),
                     joined({"6b", "write", "--data", "12"}, id), joined({"kill", "--yes"}, epc),
+                    joined({"lock", "--area", "user", "--protection", "open", "--no-password"}, epc),
                     joined({"kill", "--yes", "--kill-password", "1"}, epc), Arguments{"privacy"},
                     Arguments{"privacy", "set"}, joined({"privacy", "set", "--any"}, epc),
                     joined({"eas", "set", "maybe"}, epc), joined({"eas", "set"}, epc),

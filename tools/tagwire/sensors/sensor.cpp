@@ -228,6 +228,7 @@ void add_log_start_options(CLI::App& command, Sensor& sensor)
            "from sample to sample, 1 to 65535 in the tag's units")
         ->required();
     add_log_byte_option(command, sensor, ": nothing is begun where one lies there or runs");
+    command.get_option("--memory-password")->needs(command.get_option("--byte"));
     add_yes_option(command, sensor.yes);
     command.footer(
         R"(With --byte a log that the tag has is kept, and none is begun then. Without, it is lost: the command

@@ -21,6 +21,8 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using Special = ChipOptions<SensorChip>;
 
+constexpr Special::Chips with_password{SensorChip::em, SensorChip::yl, SensorChip::on, SensorChip::fd};
+
 void add_chip_option(CLI::App& command, SensorChip& chip, const std::string& help)
 {
     option(command, "--chip", chip, one_of(sensor_chips), help, "CHIP");
@@ -80,6 +82,7 @@ void add_one_options(CLI::App& command, One& one)
     add_tag_options(command, one.tag);
     auto* const any = command.add_flag("--any", one.any, "whichever tag answers: have one only in the field");
     one.special.add(any, {g2});
+    one.special.add(command.get_option("--password"), with_password);
     add_chip_option(command, one.chip, "whose command: g2, em, bx, yl, on or fd");
     command.get_option("--chip")->required();
     add_question_options(command, question, one.special, {{g2, em}, {g2}});
@@ -148,8 +151,6 @@ struct Many {
     bool reconnect = false;
     Special special;
 };
-
-constexpr Special::Chips with_password{SensorChip::em, SensorChip::yl, SensorChip::on, SensorChip::fd};
 
 void add_many_options(CLI::App& command, Many& many)
 {

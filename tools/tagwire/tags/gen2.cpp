@@ -190,6 +190,8 @@ Work plan_lock(const Lock& lock)
     Deed head = deed_with("lock", lock.tag, fmt::format("{} is {} now", area, how));
     if (lock.without_password && lock.how != Locking::protect)
         throw UsageError("--no-password goes with --protection protected");
+    if (lock.without_password && lock.how != Locking::protect)
+        throw UsageError("--no-password goes with --protection protected");
     if (lock.how == Locking::protect && lock.tag.password.value().is_zero() && !lock.without_password) {
         throw UsageError(
             "a lock by a password keeps nobody out while the tag's access password is zero: give it with "
