@@ -52,14 +52,6 @@ ReaderUrl GlobalOptions::reader_url() const
     return parse_reader_url(url.substr(0, question) + '?' + url.substr(speed, url.find('&', speed) - speed));
 }
 
-std::uint8_t GlobalOptions::reader_address() const
-{
-    const auto at = reader.url.find("address=");
-    if (at == std::string::npos) return 255;
-    const auto text = reader.url.substr(at + std::strlen("address="));
-    return static_cast<std::uint8_t>(parse_number(text.substr(0, text.find('&')), "address", 0, 255));
-}
-
 Application::Application()
 {
     app_.require_subcommand(1);
@@ -255,13 +247,5 @@ void tell(std::string_view text)
 }
 
 void complain(std::string_view text) { tell(fmt::format("tagwire: {}", text)); }
-
-std::unique_ptr<ReaderConnection> connect(const Session& session)
-{
-    auto reader =
-        std::make_unique<ReaderConnection>(session.options.reader_url(), session.options.reader_address());
-    session.interrupts.arm();
-    return reader;
-}
 
 }  // namespace tagwire::tool

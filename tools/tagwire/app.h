@@ -10,7 +10,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "connection.h"
 #include "interrupt.h"
 #include "output.h"
 #include "reader_url.h"
@@ -35,7 +34,6 @@ struct GlobalOptions {
 
     // Of a command's session, which has one reader.
     ReaderUrl reader_url() const;
-    std::uint8_t reader_address() const;
     const std::string& reader_name() const { return reader.name; }
     NamedReader reader;
 };
@@ -92,9 +90,5 @@ void tell(std::string_view text);
 
 // The same with the name of the program in front.
 void complain(std::string_view text);
-
-// The reader of the session's options. Until it is open a signal ends the process, from then on it asks to
-// stop.
-std::unique_ptr<ReaderConnection> connect(const Session& session);
 
 }  // namespace tagwire::tool

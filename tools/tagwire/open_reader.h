@@ -9,8 +9,7 @@
 
 namespace tagwire::tool {
 
-// The reader of the session's options, as connect(): until it is open a signal ends the process, from then on it
-// asks to stop. Throws tagwire::Error, whose text is for people.
+// The reader of the session's options. Until it is open a signal ends the process, from then on it asks to stop. Throws tagwire::Error, whose text is for people.
 Reader open_reader(const Session& session);
 // The same of one that does not say who it is, for it was left in its update mode.
 Reader open_reader_in_any_mode(const Session& session);

@@ -1,6 +1,5 @@
 #include "parse.h"
 
-#include "bytes.h"
 #include "errors.h"
 
 #include <charconv>
@@ -91,11 +90,6 @@ std::uint32_t parse_number(std::string_view text, std::string_view what, std::ui
     return *value;
 }
 
-std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what)
-{
-    return digits_in(text, what).bytes;
-}
-
 std::vector<std::uint8_t> parse_units(std::string_view text, std::string_view what, std::size_t unit_bytes)
 {
     auto digits = digits_in(text, what);
@@ -124,27 +118,12 @@ std::chrono::milliseconds parse_seconds(std::string_view text)
     return std::chrono::milliseconds(std::llround(value * 1000));
 }
 
-std::uint8_t parse_session(std::string_view text)
-{
-    const auto digits = text.starts_with('S') || text.starts_with('s') ? text.substr(1) : text;
-    if (digits.size() == 1 && digits[0] >= '0' && digits[0] <= '3')
-        return static_cast<std::uint8_t>(digits[0] - '0');
-    throw UsageError(fmt::format("--session '{}' is not valid: use S0, S1, S2 or S3", text));
-}
-
-std::uint8_t parse_target(std::string_view text)
-{
-    if (text == "A" || text == "a") return 0;
-    if (text == "B" || text == "b") return 1;
-    throw UsageError(fmt::format("--target '{}' is not valid: use A or B", text));
-}
-
 std::uint8_t parse_scan_time(std::string_view text)
 {
     return static_cast<std::uint8_t>((parse_number(text, "--scan-time", 1, 25500) + 99) / 100);
 }
 
-Mask parse_mask(std::string_view text, const NameSet& banks)
+MaskParts parse_mask(std::string_view text)
 {
     constexpr std::size_t most_bits = 255;
     const auto [bank, after_bank] = split(text, ':');
@@ -155,8 +134,8 @@ Mask parse_mask(std::string_view text, const NameSet& banks)
     }
     const auto [digits, count] = split(*value, '/');
 
-    Mask mask;
-    mask.bank = parse_name(bank, "mask bank", banks);
+    MaskParts mask;
+    mask.bank = bank;
     mask.bit_address = static_cast<std::uint16_t>(parse_number(address, "mask bit address", 0, 65535));
     const auto found = digits_in(digits, "mask data");
     mask.data = found.bytes;
@@ -169,12 +148,6 @@ Mask parse_mask(std::string_view text, const NameSet& banks)
     mask.bits = static_cast<std::uint8_t>(count ? parse_number(*count, "mask bit count", 1, highest) : given);
     keep_first_bits(mask.data, mask.bits);
     return mask;
-}
-
-std::string mask_text(const Mask& mask, const NameSet& banks)
-{
-    return fmt::format("{}:{}:{}/{}", name_text(mask.bank, banks), mask.bit_address, hex_text(mask.data),
-                       mask.bits);
 }
 
 std::uint64_t parse_ports(std::string_view text, std::string_view what, std::uint32_t highest)

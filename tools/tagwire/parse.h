@@ -10,19 +10,14 @@
 #include <string_view>
 #include <vector>
 
-#include "names.h"
-
 namespace tagwire::tool {
 
 // Decimal, or hexadecimal after 0x; `what` names the value in the message.
 std::uint32_t parse_number(std::string_view text, std::string_view what, std::uint32_t lowest,
                            std::uint32_t highest);
 
-// Any number of hexadecimal digits but none, with blanks and 0x in front of groups of them; an odd last digit
-// becomes the high half of the last byte.
-std::vector<std::uint8_t> parse_hex(std::string_view text, std::string_view what);
-
-// The same in whole units of so many bytes: "words" of 2, "bytes" of 1.
+// Hexadecimal digits in whole units of so many bytes, "words" of 2, "bytes" of 1, and one unit at least; with blanks
+// and 0x in front of groups of them.
 std::vector<std::uint8_t> parse_units(std::string_view text, std::string_view what, std::size_t unit_bytes);
 
 std::vector<std::uint8_t> parse_exactly(std::string_view text, std::string_view what, std::size_t bytes);
@@ -38,29 +33,18 @@ inline auto exactly(std::size_t bytes)
 // Seconds with an optional fraction, more than none.
 std::chrono::milliseconds parse_seconds(std::string_view text);
 
-// 0 to 3, or S0 to S3.
-std::uint8_t parse_session(std::string_view text);
-
-// A or B, as the reader's 0 or 1.
-std::uint8_t parse_target(std::string_view text);
-
 // Milliseconds, rounded up to the reader's units of 100 ms.
 std::uint8_t parse_scan_time(std::string_view text);
 
-struct Mask {
-    std::uint8_t bank = 0;
+// The parts of BANK:BITADDR:HEX[/BITS], for example epc:32:E280/16.
+struct MaskParts {
+    std::string bank;
     std::uint16_t bit_address = 0;
     std::uint8_t bits = 0;
     std::vector<std::uint8_t> data;  // as many bytes as the bits need, the unused bits of the last one zero
-
-    bool operator==(const Mask&) const = default;
 };
 
-// BANK:BITADDR:HEX[/BITS], for example epc:32:E280/16.
-Mask parse_mask(std::string_view text, const NameSet& banks = gen2_banks);
-
-// The same text again, always with its bits.
-std::string mask_text(const Mask& mask, const NameSet& banks = gen2_banks);
+MaskParts parse_mask(std::string_view text);
 
 struct WordRange {
     std::uint8_t first = 0;

@@ -91,11 +91,8 @@ template <typename Place, std::size_t count>
 auto placed_mask(const Choices<Place, count>& places, Others others = Others::refused)
 {
     return [&places, others](const std::string& text, const std::string& name) {
-        std::array<Name, count> names{};
-        for (std::size_t i = 0; i < count; ++i)
-            names[i] = {places[i].name, static_cast<std::uint8_t>(places[i].value)};
-        const auto mask = parse_mask(text, {names, 255});
-        return PlacedMask<Place>{one_of(places, others)(std::to_string(mask.bank), name), mask.bit_address,
+        const auto mask = parse_mask(text);
+        return PlacedMask<Place>{one_of(places, others)(mask.bank, name + " bank"), mask.bit_address,
                                  mask.data, mask.bits};
     };
 }
