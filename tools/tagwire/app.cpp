@@ -43,15 +43,6 @@ void refuse_empty_values(const CLI::App& command)
 
 }  // namespace
 
-ReaderUrl GlobalOptions::reader_url() const
-{
-    const auto& url = reader.url;
-    const auto question = url.find('?');
-    const auto speed = url.find("baud=");
-    if (speed == std::string::npos) return parse_reader_url(url.substr(0, question));
-    return parse_reader_url(url.substr(0, question) + '?' + url.substr(speed, url.find('&', speed) - speed));
-}
-
 Application::Application()
 {
     app_.require_subcommand(1);

@@ -12,7 +12,6 @@
 
 #include "interrupt.h"
 #include "output.h"
-#include "reader_url.h"
 
 namespace tagwire::tool {
 
@@ -33,7 +32,6 @@ struct GlobalOptions {
     std::vector<NamedReader> chosen() const;
 
     // Of a command's session, which has one reader.
-    ReaderUrl reader_url() const;
     const std::string& reader_name() const { return reader.name; }
     NamedReader reader;
 };

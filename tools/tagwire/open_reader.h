@@ -14,7 +14,7 @@ Reader open_reader(const Session& session);
 // The same of one that does not say who it is, for it was left in its update mode.
 Reader open_reader_in_any_mode(const Session& session);
 
-// As it reads in a message after "reader", see ReaderUrl::place().
+// As it reads in a message after "reader": "on /dev/ttyUSB0", "at 192.0.2.10:6000".
 std::string place_of(const Reader& reader);
 
 }  // namespace tagwire::tool

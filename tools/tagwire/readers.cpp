@@ -54,7 +54,7 @@ try {
     throw UsageError(fmt::format("{}, line {}: {}", file, error.source().begin.line, error.description()));
 }
 
-void add_key(std::string& url, const char* key, unsigned value)
+void add_key(std::string& url, const char* key, std::string_view value)
 {
     url += fmt::format("{}{}={}", url.find('?') == std::string::npos ? '?' : '&', key, value);
 }
@@ -96,9 +96,9 @@ std::vector<NamedReader> GlobalOptions::chosen() const
         if (!baud.empty() && !one.url.starts_with("serial:"))
             throw UsageError("--baud is for serial readers only");
         const bool is_named = one.name != one.url;
-        if (!baud.empty()) add_key(one.url, "baud", parse_baud(baud));
+        if (!baud.empty()) add_key(one.url, "baud", baud);
         if (!is_named) one.name = one.url;
-        if (bus_address != any_address) add_key(one.url, "address", bus_address);
+        if (bus_address != any_address) add_key(one.url, "address", fmt::to_string(bus_address));
         require_url(one);
     }
     require_different(all);

@@ -131,7 +131,7 @@ Work plan_talk(const Talk& plan)
                             printable_text(command)));
     }
     return [plan](Session& session) {
-        if (session.options.reader_url().link == Link::Tcp)
+        if (session.options.reader.url.starts_with("tcp:"))
             throw UsageError("AT commands work over a serial line only: use --reader serial:/dev/DEVICE");
         return talk(session, plan);
     };

@@ -15,8 +15,10 @@ namespace tagwire::tool {
 
 inline constexpr const char* no_tag_advice =
     "no tag answered. If one should: see that its antenna is enabled ('tagwire antenna show') and has power "
-    "('tagwire power show'), that --mask fits it, that no select filter is left ('tagwire select --all'), and "
-    "that its flag is not still set by an inventory before (--target B, or another --session)";
+    "('tagwire power show'), that --mask fits it, that no select filter is left ('tagwire select --all'), "
+    "and "
+    "that its flag is not still set by an inventory before (--target B, or another --session). 'tagwire "
+    "doctor' looks for why";
 
 // Whether tags are counted only, and how often the inventory is repeated.
 struct Repeat {

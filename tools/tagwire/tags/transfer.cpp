@@ -49,7 +49,7 @@ Part read_pieces(const Session& session, const Memory& memory, const Stretch& st
         if (!stretch.count) return {memory.read_all(), {}};
         for (unsigned done = 0; done < *stretch.count;) {
             if (session.interrupts.interrupted())
-                throw Error(Errc::aborted, "read memory", session.options.reader_url().text(), "interrupted");
+                throw Error(Errc::aborted, "read memory", session.options.reader_name(), "interrupted");
             const auto count = std::min(*stretch.count - done, stretch.chunk);
             const auto piece = memory.read(stretch.first + done, count);
             part.data.insert(part.data.end(), piece.begin(), piece.end());
