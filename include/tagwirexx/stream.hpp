@@ -143,7 +143,7 @@ class TAGWIREXX_API Stream final {
     void paused(std::string_view source, const std::function<void(Reader&)>& function);
 
     // Every byte from now on goes to this file, see tagwirexx/recording.hpp; one file at a time. Throws Error.
-    // recording_lost() is how many bytes could not be written in time.
+    // recording_lost() is how many bytes of it, or of the one that ended last, could not be written, or not in time.
     void record(const std::string& path);
     void stop_recording();
     std::uint64_t recording_lost() const;

@@ -96,7 +96,7 @@ TEST_F(Doctor, FindsTheRegionThatIsNotExpected)
 {
     EXPECT_EQ(mend_of(doctor(reader_, {"--region", "eu"}), "region", "and eu is expected"),
               mending(reader_, "region set eu"));
-    EXPECT_EQ(doctor(reader_, {"--region", "us"}).exit_code, 0);
+    EXPECT_EQ(doctor(reader_, {"--region", "US"}).exit_code, 0);
     EXPECT_EQ(doctor(reader_, {"--region", "mars"}).exit_code, 2);
 }
 
@@ -179,6 +179,24 @@ TEST(DoctorOfReaders, FindsAnAntennaThatIsUnplugged)
         << findings[0];
     EXPECT_EQ(findings[0]["mend"],
               "connect the antenna; or leave it out: " + mending(reader, "antenna enable 1,3,4"));
+}
+
+TEST(DoctorOfReaders, FindsAnAntennaThatIsUnpluggedFromAReaderOfTwoPorts)
+{
+    const VirtualReader reader("[reader]\nscan_time = 1\nantennas = 2\n" + field +
+                               "\n[antenna.2]\nplugged = false\n");
+    const auto ended = doctor(reader, {"--no-inventories"});
+    EXPECT_NE(mend_of(ended, "antennas", "port 2 is enabled").find("antenna enable 1"), std::string::npos);
+}
+
+TEST(DoctorOfReaders, CannotSayThatAllIsWellWithoutHavingLooked)
+{
+    const TemporaryDirectory directory;
+    const auto profile = directory.write("golden.toml", "[settings]\nwrite-power = 12\n");
+    const VirtualReader reader(reader_with(""), {"--fault", "silence:command=0x7A,count=0"});
+    const auto ended = doctor(reader, {"--no-inventories", "--expect", profile});
+    EXPECT_EQ(ended.exit_code, 1) << ended.out;
+    EXPECT_EQ(only_object(ended)["complete"], false);
 }
 
 TEST(DoctorOfReaders, FindsNoPower)

@@ -378,7 +378,7 @@ TEST_P(SensorEndToEnd, KeepALog)
 
 TEST_P(SensorEndToEnd, LoseNoLogWhereItsPlaceIsTold)
 {
-    const auto start = joined({"sensor", "log", "start", "--step", "1", "--byte", "2048"}, first);
+    const auto start = joined({"sensor", "log", "start", "--step", "3600", "--byte", "2048"}, first);
     reader.output(start);
     EXPECT_TRUE(sensor(first_tag).logging);
     reader.expect_failure(start, "a log runs");

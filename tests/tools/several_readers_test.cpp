@@ -68,13 +68,23 @@ TEST_F(SeveralReaders, AreNamedInAFile)
     EXPECT_EQ(lines, (std::vector<std::string>{"left: 1", "right: 1"}));
 }
 
+TEST_F(SeveralReaders, OfAFileComeBeforeTheUsualOne)
+{
+    const auto file =
+        directory_.write("readers.toml", "[[reader]]\nname = \"right\"\nurl = \"" + right_.url() + "\"\n");
+    const auto ended =
+        run(TAGWIRE_TOOL_PATH, {"inventory", "--json", "--readers", file}, {"TAGWIRE_READER=" + left_.url()});
+    ASSERT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_EQ(objects_of(ended.out).at(0)["epc"], right_tag);
+}
+
 TEST_F(SeveralReaders, FailWhereOneFails)
 {
     right_.end();
     const auto ended = call(both({"inventory"}));
     EXPECT_EQ(ended.exit_code, 1);
     EXPECT_TRUE(ended.out.starts_with("left: " + left_tag)) << ended.out;
-    EXPECT_NE(ended.err.find("right: tagwire: "), std::string::npos) << ended.err;
+    EXPECT_NE(ended.err.find("tagwire: right: "), std::string::npos) << ended.err;
 }
 
 TEST_F(SeveralReaders, AreTooManyForACommandOfOne)

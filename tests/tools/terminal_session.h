@@ -11,6 +11,7 @@
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -68,6 +69,19 @@ class TerminalSession {
         int status = 0;
         waitpid(std::exchange(pid_, -1), &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // Without looking at how it ended; the terminal stays.
+    void wait_for_end()
+    {
+        siginfo_t ended{};
+        waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT);
+    }
+    // Whether what is typed is shown.
+    bool echoes() const
+    {
+        termios mode{};
+        EXPECT_EQ(tcgetattr(terminal_, &mode), 0);
+        return (mode.c_lflag & ECHO) != 0;
     }
     const std::string& shown() const { return shown_; }
 

@@ -322,6 +322,22 @@ TEST(WatchEndToEnd, RecordsTheLinks)
     EXPECT_EQ(tool(reader, {"watch", "--record", directory.path_of("no/such")}).exit_code, 1);
 }
 
+TEST(WatchEndToEnd, SaysWhatIsMissingInARecording)
+{
+    const VirtualReader reader(three_tags);
+    const auto ended = tool(reader, {"watch", "--seconds", "0.3", "--record", "/dev/full"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find(" bytes could not be written"), std::string::npos) << ended.err;
+}
+
+TEST(WatchEndToEnd, NamesTheOptionThatIsWrong)
+{
+    const VirtualReader reader(three_tags);
+    EXPECT_EQ(tool(reader, {"watch", "--quiet-after", "0"}).err,
+              "tagwire: --quiet-after '0' is not valid: use a number of seconds, for example 10 or 0.5\n");
+    EXPECT_EQ(tool(reader, {"watch", "--away-after", "2"}).err, "tagwire: --away-after is for --events\n");
+}
+
 TEST(WatchEndToEnd, TellsOfNoiseOnTheLine)
 {
     const VirtualReader reader(three_tags, {"--fault", "flip:on=reports,count=5"});
@@ -329,6 +345,33 @@ TEST(WatchEndToEnd, TellsOfNoiseOnTheLine)
     ASSERT_EQ(ended.exit_code, 0) << ended.err;
     EXPECT_GE(of_type(ended.out, "link")[0]["bad_crc"], 5);
     EXPECT_NE(ended.err.find(" frames damaged on the line"), std::string::npos) << ended.err;
+}
+
+// What the terminal is set to when the tool is gone.
+TEST(WatchEndToEnd, LeavesTheTerminalAsItWas)
+{
+    const VirtualReader reader(three_tags);
+    for (const char* const key : {"q", "\x03", "\x1c"}) {
+        TerminalSession session(with_reader(reader, {"watch"}));
+        ASSERT_TRUE(session.wait_for("streaming")) << session.shown();
+        EXPECT_FALSE(session.echoes());
+        session.type(key);
+        session.wait_for_end();
+        EXPECT_TRUE(session.echoes()) << static_cast<int>(*key);
+    }
+}
+
+TEST(WatchEndToEnd, ShowsNoColoursWhereNobodyWantsThem)
+{
+    const VirtualReader reader(three_tags);
+    setenv("TERM", "xterm", 1);
+    TerminalSession coloured(with_reader(reader, {"watch"}));
+    EXPECT_TRUE(coloured.wait_for("\x1b[32m")) << coloured.shown();
+    setenv("NO_COLOR", "1", 1);
+    TerminalSession plain(with_reader(reader, {"watch"}));
+    unsetenv("NO_COLOR");
+    ASSERT_TRUE(plain.wait_for("streaming")) << plain.shown();
+    EXPECT_EQ(plain.shown().find("\x1b[32m"), std::string::npos);
 }
 
 TEST(WatchEndToEnd, KeepsATableOnATerminal)

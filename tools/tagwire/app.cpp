@@ -52,8 +52,7 @@ Application::Application()
     app_.add_option(
             "--reader", options_.readers,
             "[NAME=]tcp://HOST:PORT, serial:/dev/DEVICE[?baud=N] or serial:auto[?baud=N]; again for more "
-            "readers")
-        ->envname("TAGWIRE_READER")
+            "readers. Without any, the environment variable TAGWIRE_READER names one")
         ->type_name("URL")
         ->type_size(1)
         ->expected(1)
@@ -185,7 +184,7 @@ EndOfOne run_one(const Work& work, const Session& together, const NamedReader& r
     } catch (const std::exception& error) {
         complain(error.what());
     }
-    end.verdict = end.code == exit_failure ? "failed" : session.verdict;
+    end.verdict = end.code == exit_failure && session.verdict.empty() ? "failed" : session.verdict;
     return end;
 }
 
@@ -237,6 +236,11 @@ void tell(std::string_view text)
     std::fputs(shown.c_str(), stderr);
 }
 
-void complain(std::string_view text) { tell(fmt::format("tagwire: {}", text)); }
+void complain(std::string_view text)
+{
+    const auto whose = std::exchange(speaker, {});
+    tell(fmt::format("tagwire: {}{}", whose, text));
+    speaker = whose;
+}
 
 }  // namespace tagwire::tool

@@ -1,6 +1,7 @@
 #include "interrupt.h"
 
 #include "errors.h"
+#include "terminal_mode.h"
 
 #include <array>
 #include <chrono>
@@ -38,6 +39,7 @@ void ignore(int signal_number)
 // Ends the process as the signal does when nobody catches it.
 void die_of(int signal_number)
 {
+    TerminalMode::restore();
     sigset_t one;
     sigemptyset(&one);
     sigaddset(&one, signal_number);

@@ -105,7 +105,7 @@ std::vector<std::uint8_t> parse_exactly(std::string_view text, std::string_view 
     throw UsageError(fmt::format("{} has {} hexadecimal digits and not {}", what, digits.count, 2 * bytes));
 }
 
-std::chrono::milliseconds parse_seconds(std::string_view text)
+std::chrono::milliseconds parse_seconds(std::string_view text, std::string_view what)
 {
     constexpr double longest = 1e9;
     double value = 0;
@@ -113,7 +113,7 @@ std::chrono::milliseconds parse_seconds(std::string_view text)
     const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
     if (error != std::errc{} || stop != end || !(value >= 0.001) || value > longest) {
         throw UsageError(
-            fmt::format("--seconds '{}' is not valid: use a number of seconds, for example 10 or 0.5", text));
+            fmt::format("{} '{}' is not valid: use a number of seconds, for example 10 or 0.5", what, text));
     }
     return std::chrono::milliseconds(std::llround(value * 1000));
 }

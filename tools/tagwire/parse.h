@@ -31,7 +31,7 @@ inline auto exactly(std::size_t bytes)
 }
 
 // Seconds with an optional fraction, more than none.
-std::chrono::milliseconds parse_seconds(std::string_view text);
+std::chrono::milliseconds parse_seconds(std::string_view text, std::string_view what = "--seconds");
 
 // Milliseconds, rounded up to the reader's units of 100 ms.
 std::uint8_t parse_scan_time(std::string_view text);

@@ -1,6 +1,8 @@
 #include "app.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -41,6 +43,7 @@ std::string text_of(const toml::table& reader, const char* key, const std::strin
 // The [[reader]] tables; a file may have more for other programs.
 std::vector<NamedReader> load_readers(const std::string& file)
 try {
+    if (!std::filesystem::exists(file)) throw UsageError(fmt::format("{}: there is no such file", file));
     const auto table = toml::parse_file(file);
     const auto* const list = table["reader"].as_array();
     if (list == nullptr || list->empty() || !list->is_array_of_tables())
@@ -88,6 +91,8 @@ std::vector<NamedReader> GlobalOptions::chosen() const
     std::vector<NamedReader> all;
     if (!readers_file.empty()) all = load_readers(readers_file);
     for (const auto& text : readers) all.push_back(split_name(text));
+    const auto* const usual = std::getenv("TAGWIRE_READER");
+    if (all.empty() && usual != nullptr && *usual != '\0') all.push_back(split_name(usual));
     if (all.empty())
         throw UsageError("no reader named: use --reader tcp://HOST:PORT, --reader serial:/dev/DEVICE or the "
                          "environment variable TAGWIRE_READER");

@@ -206,13 +206,16 @@ void Stream::Inside::stop_recording()
         for (const auto& [name, member] : members_) post([source = member.source] { source->record({}, 0); });
         recorder = std::move(recorder_);
     }
-    if (recorder) recorder->finish();
+    if (!recorder) return;
+    recorder->finish();
+    const std::lock_guard lock(mutex_);
+    lost_before_ = recorder->lost_bytes();
 }
 
 std::uint64_t Stream::Inside::recording_lost() const
 {
     const std::lock_guard lock(mutex_);
-    return recorder_ ? recorder_->lost_bytes() : 0;
+    return recorder_ ? recorder_->lost_bytes() : lost_before_;
 }
 
 bool Stream::Inside::post(std::function<void()> task) const { return loop_.mailbox()->post(std::move(task)); }

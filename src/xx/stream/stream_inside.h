@@ -62,6 +62,7 @@ class Stream::Inside {
     Members members_;
     std::vector<std::weak_ptr<Source>> leaving_;  // removed, and not at their end yet
     std::shared_ptr<Recorder> recorder_;
+    std::uint64_t lost_before_ = 0;  // by the recording that ended last
     bool is_started_ = false;
     bool is_stopped_ = false;
     std::unique_ptr<Ending> ending_;

@@ -50,13 +50,15 @@ class Doctor {
 
     int run()
     {
+        bool is_whole = false;
         try {
             auto reader = open();
             const InterruptWatch::Hook hook(session_.interrupts, [&reader] { reader.abort(); });
-            Examination(reader, "tagwire --reader " + quoted(url_),
-                        {options_.expected, options_.region, !options_.no_inventories},
-                        [this](const Finding& finding) { tell_finding(finding); })
-                .run();
+            Examination examination(reader, "tagwire --reader " + quoted(url_),
+                                    {options_.expected, options_.region, !options_.no_inventories},
+                                    [this](const Finding& finding) { tell_finding(finding); });
+            examination.run();
+            is_whole = examination.is_whole();
         } catch (const Error& error) {
             show_failure(session_, done_, error);
             return exit_failure;
@@ -64,10 +66,12 @@ class Doctor {
         const auto count = done_.fields["findings"].size();
         done_.verdict =
             count == 0 ? "nothing found" : fmt::format("{} finding{}", count, count == 1 ? "" : "s");
+        if (!is_whole) done_.verdict += ", and not all could be looked at";
+        done_.fields["complete"] = is_whole;
         if (!session_.options.json) session_.out.line(done_.verdict);
         session_.verdict = done_.verdict;
         show(session_, done_);
-        return count == 0 ? exit_success : exit_found;
+        return count != 0 ? exit_found : is_whole ? exit_success : exit_failure;
     }
 
   private:

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <iterator>
 
+#include <strings.h>
+
 #include <fmt/format.h>
 #include <fmt/ostream.h>
 
@@ -56,6 +58,11 @@ Kilohertz middle_of(const Region& region)
     return {(region.from->value + region.to->value) / 2};
 }
 
+bool is_same_name(const std::string& a, std::string_view b)
+{
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), b.size()) == 0;
+}
+
 bool ends_all(const Error& error) { return error.code() == Errc::lost || error.code() == Errc::aborted; }
 
 bool is_disturbance(const Error& error)
@@ -95,7 +102,7 @@ void Examination::look(const char* check, Check examine)
             if (ends_all(error)) throw;
             if (is_disturbance(error)) ++missed_;
             is_over = is_last || !is_disturbance(error);
-            if (is_over) note("cannot be looked at: " + error.text());
+            if (is_over) miss("cannot be looked at: " + error.text());
         }
     }
     for (const auto& finding : saw_) tell_(finding);
@@ -127,7 +134,7 @@ void Examination::look_at_region()
 {
     const auto region = reader_.radio().region();
     const auto text = region_text(region);
-    if (!expected_.region.empty() && expected_.region != region.name)
+    if (!expected_.region.empty() && !is_same_name(expected_.region, region.name))
         return found(fmt::format("{}, and {} is expected", text, expected_.region),
                      command("region set " + expected_.region));
     good(text);
@@ -148,6 +155,17 @@ void Examination::look_at_power()
                              : fmt::format("{} to {} dBm", lowest->value(), highest->value()));
 }
 
+// Nothing where the reader has no such port: some tell the power of more ports than they have.
+std::optional<int> Examination::return_loss(Port port, Kilohertz frequency)
+{
+    try {
+        return reader_.radio().return_loss(port, frequency);
+    } catch (const Error& error) {
+        if (error.code() != Errc::refused) throw;
+        return std::nullopt;
+    }
+}
+
 void Examination::look_at_antennas()
 {
     enabled_ = reader_.antennas().enabled();
@@ -158,7 +176,9 @@ void Examination::look_at_antennas()
     std::string losses;
     for (int number = 1; number <= ports; ++number) {
         const Port port(number);
-        const int loss = reader_.radio().return_loss(port, frequency);
+        const auto measured = return_loss(port, frequency);
+        if (!measured) continue;
+        const int loss = *measured;
         const bool is_enabled = std::find(enabled_.begin(), enabled_.end(), port) != enabled_.end();
         losses += fmt::format("{}port {} {} dB{}", losses.empty() ? "" : ", ", number, loss,
                               is_enabled ? "" : " (not enabled)");
@@ -177,6 +197,7 @@ void Examination::look_at_antennas()
               "connect the antenna" + (mend.empty() ? "" : "; or leave it out: " + mend));
     if (!left_out.empty())
         found(fmt::format("port {} has an antenna and is not enabled", ports_text(left_out)), mend);
+    if (losses.empty()) return note("the reader measures no return loss");
     if (missing.empty() && left_out.empty()) good("return loss: " + losses);
 }
 
@@ -201,8 +222,8 @@ void Examination::look_at_settings()
             fmt::format("{} is {}, and {} is expected", change.name, change.before.value_or("not known"),
                         change.is_secret ? "another" : change.wanted),
             command(fmt::format("config set {} {}", change.name, change.is_secret ? "..." : change.wanted)));
-    for (const auto& refused : comparison.refused) note(fmt::format("{}: {}", refused.name, refused.text));
-    for (const auto& silent : comparison.silent) note(fmt::format("{}: {}", silent.name, silent.text));
+    for (const auto& refused : comparison.refused) miss(fmt::format("{}: {}", refused.name, refused.text));
+    for (const auto& silent : comparison.silent) miss(fmt::format("{}: {}", silent.name, silent.text));
     if (comparison.same()) good("as expected");
 }
 
@@ -266,11 +287,12 @@ void Examination::look_at_flags()
         return found(
             "no tag answers in any session: is one in front of the antenna? or a select filter is left",
             command("select --all"));
-    good(fmt::format("{} answer", tags_text(tags_.size())));
+    good(fmt::format("{} in all", tags_text(tags_.size())));
 }
 
 void Examination::look_at_link()
 {
+    if (is_active_) return note("cannot be looked at while the reader reports by itself");
     const auto start = std::chrono::steady_clock::now();
     for (unsigned i = 0; i < questions; ++i) {
         try {
@@ -282,7 +304,7 @@ void Examination::look_at_link()
     }
     const auto counted = reader_.link_counters();
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    if (missed_ != 0 || (!is_active_ && (counted.bad_crc != 0 || counted.skipped_bytes != 0)))
+    if (missed_ != 0 || counted.bad_crc != 0 || counted.skipped_bytes != 0)
         return found(fmt::format("{} answers were lost, {} frames damaged, {} bytes of noise", missed_,
                                  counted.bad_crc, counted.skipped_bytes),
                      "look at cable, plugs, grounding and the length of the line, or take a lower speed");

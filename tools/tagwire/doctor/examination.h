@@ -38,11 +38,20 @@ class Examination {
 
     // Throws Error where the reader is lost, or the examination is aborted.
     void run();
+    // Whether all that was asked for could be looked at.
+    bool is_whole() const { return is_whole_; }
 
   private:
     using Check = void (Examination::*)();
 
     void look(const char* check, Check examine);
+    // What a reader has no call for is a remark; what was asked for and cannot be looked at is not.
+    void miss(std::string text)
+    {
+        const std::string_view check = check_;
+        is_whole_ &= check != "settings" && (check != "region" || expected_.region.empty());
+        note(std::move(text));
+    }
     // Told when the check is at its end.
     void good(std::string text) { saw_.push_back({Finding::Kind::good, check_, std::move(text), {}}); }
     void note(std::string text) { saw_.push_back({Finding::Kind::note, check_, std::move(text), {}}); }
@@ -54,6 +63,7 @@ class Examination {
 
     void look_at_information();
     void look_at_mode();
+    std::optional<int> return_loss(Port port, Kilohertz frequency);
     void look_at_region();
     void look_at_power();
     void look_at_antennas();
@@ -76,6 +86,7 @@ class Examination {
     std::vector<Port> enabled_;
     Tags tags_;  // all that answered
     bool is_active_ = false;
+    bool is_whole_ = true;
     unsigned missed_ = 0;  // answers
 };
 

@@ -1,5 +1,7 @@
 #include "tags/choice.h"
 
+#include "terminal_mode.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -27,39 +29,11 @@ std::string first_line_of(const std::string& path)
     return line;
 }
 
-// While it lives, what is typed on the terminal is not shown.
-class Unseen {
-  public:
-    Unseen()
-    {
-        // A signal that ended the program now would leave the terminal so.
-        sigset_t signals;
-        sigemptyset(&signals);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGTSTP}) sigaddset(&signals, signal);
-        pthread_sigmask(SIG_BLOCK, &signals, &before_signals_);
-        tcgetattr(STDIN_FILENO, &before_);
-        termios quiet = before_;
-        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-    }
-    ~Unseen()
-    {
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-        pthread_sigmask(SIG_SETMASK, &before_signals_, nullptr);
-    }
-    Unseen(const Unseen&) = delete;
-    Unseen& operator=(const Unseen&) = delete;
-
-  private:
-    termios before_{};
-    sigset_t before_signals_{};
-};
-
 std::string typed(const std::string& name)
 {
     if (isatty(STDIN_FILENO) == 0) throw UsageError(fmt::format("{}: there is no terminal to ask on", name));
     std::cerr << name.substr(2) << ": " << std::flush;
-    const Unseen unseen;
+    const TerminalMode unseen(ECHO);
     std::string line;
     std::getline(std::cin, line);
     std::cerr << '\n';

@@ -38,6 +38,9 @@ void show_tags(Session& session, const Found& found, const Kind& kind)
         session.out.line(session.options.json ? json_line(object) : tag_line(row));
         if (session.out.closed()) return;
     }
+    if (session.options.json && !found.complete)
+        session.out.line(json_line(
+            Json{{"type", "inventory"}, {"complete", false}, {"reader", session.options.reader_name()}}));
 }
 
 void show_count(Session& session, const Found& found)

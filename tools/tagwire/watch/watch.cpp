@@ -25,6 +25,7 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds redraw_interval{200};
 constexpr milliseconds departure_interval{100};
+constexpr milliseconds usual_away{3000};
 constexpr std::size_t batch = 256;
 constexpr int most_batches = 64;  // between two looks at the keys and the clock
 
@@ -32,7 +33,7 @@ struct Options {
     Target target = Target::a;
     std::optional<milliseconds> duration;
     milliseconds quiet_after = std::chrono::seconds(10);
-    milliseconds away_after = std::chrono::seconds(3);
+    std::optional<milliseconds> away_after;
     std::string recording;
     bool reconnect = false;
     bool events = false;
@@ -62,7 +63,7 @@ class Lines {
   public:
     Lines(Session& session, const Options& options, Form form)
         : out_(session.out), form_(form), names_readers_(session.readers.size() > 1), options_(options),
-          presence_(options.away_after)
+          presence_(options.away_after.value_or(usual_away))
     {
         if (form == Form::csv)
             out_.line(options.events ? "time,reader,event,epc,antenna,rssi,reads,seconds"
@@ -236,11 +237,19 @@ class Watch {
         is_over_ = away_.size() == live_.readers.size();
     }
 
+    // Nobody waits for a reader that is lost for good.
+    Json state_fields(const StateChange& change) const
+    {
+        const bool is_back = change.reason.empty() || change.state == State::streaming;
+        const bool is_over = !is_back && !options_.reconnect;
+        const auto state = is_over && change.state == State::waiting ? State::stopped : change.state;
+        Json fields{{"type", "state"}, {"state", to_string(state)}, {"reason", change.reason}};
+        if (is_over) fields["error"] = change.reason;
+        return fields;
+    }
     void tell_state(const std::string& reader, const StateChange& change)
     {
-        if (form_ == Form::json)
-            lines_.object({{"type", "state"}, {"state", to_string(change.state)}, {"reason", change.reason}},
-                          reader);
+        if (form_ == Form::json) lines_.object(state_fields(change), reader);
         const std::string what = change.state == State::lost ? "connection lost: " + change.reason
                                  : change.reason.empty()     ? "connected again"
                                                              : change.reason;
@@ -286,6 +295,11 @@ class Watch {
         count();
         stream_.stop();
         take();
+        if (!options_.recording.empty()) stream_.stop_recording();
+        if (const auto lost = stream_.recording_lost(); lost != 0) {
+            complain(fmt::format("{}: {} bytes could not be written", options_.recording, lost));
+            has_failed_ = true;
+        }
         frozen_.reset();
         redraw();
         if (form_ == Form::json)
@@ -353,13 +367,15 @@ class Watch {
 
 void add_options(CLI::App& command, Options& options)
 {
-    const auto time = [](const std::string& text, const std::string&) { return parse_seconds(text); };
+    const auto time = [](const std::string& text, const std::string& name) {
+        return parse_seconds(text, name);
+    };
     option(command, "--seconds", options.duration, time, "end after so many seconds; otherwise at Ctrl-C");
     option(command, "--target", options.target, one_of(targets), "whose tags are read, A or B", "A|B");
     command.add_flag("--events", options.events,
                      "a line for each tag that comes or leaves, not for each report");
     option(command, "--away-after", options.away_after, time,
-           "seconds without a report after which a tag has left");
+           "seconds without a report after which a tag has left, with --events; 3 by default");
     command.add_flag("--reconnect", options.reconnect, "when a reader is lost, go on until it is back");
     option(command, "--quiet-after", options.quiet_after, time,
            "seconds without a report after which the reader is asked whether it is still there");
@@ -383,6 +399,7 @@ Examples:
 
 Work plan(const Options& options)
 {
+    if (options.away_after && !options.events) throw UsageError("--away-after is for --events");
     return [options](Session& session) {
         if (options.csv && session.options.json) throw UsageError("use either --json or --csv");
         return Watch(session, options).run();
