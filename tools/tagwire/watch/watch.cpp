@@ -217,6 +217,7 @@ class Watch {
 
     void take_state(const std::string& reader, const StateChange& change)
     {
+        if (change.state == State::stopped) return;
         auto& line = *std::find_if(live_.readers.begin(), live_.readers.end(),
                                    [&](const ReaderLine& known) { return known.name == reader; });
         const bool is_away = change.state == State::lost || change.state == State::waiting;
@@ -292,9 +293,9 @@ class Watch {
     void finish()
     {
         const auto elapsed = steady_clock::now() - start_;
-        count();
         stream_.stop();
-        take();
+        while (!stream_.stopped()) take();
+        count();
         if (!options_.recording.empty()) stream_.stop_recording();
         if (const auto lost = stream_.recording_lost(); lost != 0) {
             complain(fmt::format("{}: {} bytes could not be written", options_.recording, lost));
