@@ -193,7 +193,20 @@ TEST(InventoryEndToEnd, IsContentWithAnEmptyField)
         EXPECT_EQ(ended.exit_code, 0);
         EXPECT_EQ(ended.out, "");
         EXPECT_TRUE(ended.err.starts_with("0 tags, 0 reads in ")) << ended.err;
+        for (const auto* const cause : {"antenna show", "power show", "select --all", "--target B", "doctor"})
+            EXPECT_NE(ended.err.find(cause), std::string::npos) << ended.err;
     }
+}
+
+TEST(InventoryEndToEnd, SaysThatTheScanTimeWasOver)
+{
+    const VirtualReader reader("[reader]\n\n[[tag]]\nepc = \"E28011700000\"\ncount = 400\n");
+    const auto ended = tool(reader, {"inventory", "--json", "--scan-time", "100"});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    EXPECT_NE(ended.err.find("the scan time was over, there may be more"), std::string::npos) << ended.err;
+    const auto last = objects_of(ended.out).back();
+    EXPECT_EQ(last["type"], "inventory");
+    EXPECT_EQ(last["complete"], false);
 }
 
 TEST(InventoryEndToEnd, CountsNothingWhereNoReaderIs)

@@ -375,6 +375,46 @@ TEST(Retries, AreOfWhatChangesNothing)
     EXPECT_EQ(asked(write_command), 1u);
 }
 
+// The tag is looked at where the answer is lost: what was seen to be done is done.
+TEST(LostAnswers, AreLookedInto)
+{
+    const SimulatedReader reader(ReaderLink::tcp, gen2_scenario());
+    constexpr std::uint8_t kill_command = 0x05;
+    constexpr std::uint8_t lock_command = 0x06;
+    constexpr std::uint8_t erase_command = 0x07;
+    const auto lose = [&](std::uint8_t command) {
+        reader->inject(sim::Fault::parse("lose:command=" + std::to_string(command)));
+    };
+    const auto asked = [&](std::uint8_t command) { return reader->counters().commands[command]; };
+    const Arguments user{"--bank", "user", "--count", "2", "--epc", open_epc};
+    reader.output(joined({"write", "--bank", "user", "--data", "CAFE0123", "--epc"}, {open_epc}));
+    lose(erase_command);
+    reader.output(joined({"erase", "--yes"}, user));
+    EXPECT_EQ(reader.output(joined({"read"}, user)), "00000000\n");
+
+    lose(lock_command);
+    const auto locked = reader.tool(
+        {"lock", "--area", "user", "--protection", "permanently-open", "--yes", "--json", "--epc", open_epc});
+    EXPECT_EQ(locked.exit_code, 1);
+    EXPECT_EQ(objects_of(locked.out).at(0)["outcome"], "unknown");
+
+    lose(kill_command);
+    reader.output({"kill", "--yes", "--kill-password", "87654321", "--epc", open_epc});
+    EXPECT_EQ(reader.output({"inventory", "--count"}), "2\n");
+    for (const auto command : {erase_command, lock_command, kill_command}) EXPECT_EQ(asked(command), 1u);
+}
+
+TEST(WrongPasswords, GoOutOnce)
+{
+    const SimulatedReader reader(ReaderLink::tcp, gen2_scenario());
+    constexpr std::uint8_t write_command = 0x03;
+    const auto ended = reader.tool({"write", "--epc", secured_epc, "--bank", "user", "--data", "CAFE",
+                                    "--password", "11111111", "--retries", "3"});
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_NE(ended.err.find("password"), std::string::npos) << ended.err;
+    EXPECT_EQ(reader->counters().commands[write_command], 1u);
+}
+
 TEST(Interrupted, AnInventoryShowsWhatCame)
 {
     SimulatedReader reader(ReaderLink::tcp,
