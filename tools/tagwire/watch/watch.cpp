@@ -217,7 +217,8 @@ class Watch {
 
     void take_state(const std::string& reader, const StateChange& change)
     {
-        if (change.state == State::stopped) return;
+        // What one that was given up did before it knew is no news.
+        if (change.state == State::stopped || (!options_.reconnect && away_.contains(reader))) return;
         auto& line = *std::find_if(live_.readers.begin(), live_.readers.end(),
                                    [&](const ReaderLine& known) { return known.name == reader; });
         const bool is_away = change.state == State::lost || change.state == State::waiting;
